@@ -1,0 +1,36 @@
+#ifndef VARNO_CONTRACT_H
+#define VARNO_CONTRACT_H
+
+// The two services that every module uses on every path: the check of a
+// precondition and the debug trace. Both cost a test and a branch when there is
+// nothing to say. A module names itself for its assertions by a file-local
+// constant `source_name`.
+
+#include <varno/platform.h>
+#include <varno/varno.h>
+
+// Reports the condition's own source text; it is observable, so parameters are
+// named as the text names them.
+#define VARNO_ASSERT(condition) VARNO_ASSERT_AS(condition, #condition)
+
+// For the few conditions whose reported text is not their source text.
+#define VARNO_ASSERT_AS(condition, text)                                                           \
+    do {                                                                                           \
+        if (!(condition)) [[unlikely]]                                                             \
+            assert_fail(text, source_name, __LINE__);                                              \
+    } while (0)
+
+// Evaluates its arguments only when somebody listens.
+#define VARNO_DEBUG(...)                                                                           \
+    do {                                                                                           \
+        if (trace_wants(g_varno_trace_module_id, varno::debug_level)) [[unlikely]]                 \
+            trace_emit(g_varno_trace_module_id, varno::debug_level, "(debug): " __VA_ARGS__);      \
+    } while (0)
+
+namespace varno {
+
+constexpr int debug_level = 7;
+
+} // namespace varno
+
+#endif

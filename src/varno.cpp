@@ -1,0 +1,16 @@
+// The library's place in the platform's trace service. Whether anybody listens
+// is the platform's affair.
+
+#include <varno/platform.h>
+#include <varno/varno.h>
+
+int g_varno_trace_module_id = 0;
+
+int varno_trace_init(void)
+{
+    const int id = trace_register_module("varno");
+    if (id <= 0)
+        return -1;
+    g_varno_trace_module_id = id;
+    return 0;
+}
