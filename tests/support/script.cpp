@@ -1,5 +1,7 @@
 #include "script.h"
 
+#include "spelling.h"
+
 #include <algorithm>
 #include <fstream>
 #include <utility>
@@ -33,12 +35,21 @@ std::string trimmed(const std::string &text)
     return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
+bool is_spelled(const std::string &text)
+{
+    return text.starts_with('"') || text.starts_with('<');
+}
+
+// Expected texts are compared in their canonical spelling.
 ScriptLine line_of(int number, const std::string &text)
 {
     const size_t blank = text.find(' ');
-    if (blank == text.npos)
-        return {number, text, {}};
-    return {number, text.substr(0, blank), trimmed(text.substr(blank))};
+    ScriptLine line{number, text.substr(0, blank), {}};
+    if (blank != text.npos)
+        line.rest = trimmed(text.substr(blank));
+    if (!line.acts() && is_spelled(line.rest))
+        line.rest = spell(keys_of(line.rest));
+    return line;
 }
 
 std::vector<ScriptCase> cases_of(const std::filesystem::path &path)

@@ -132,7 +132,10 @@ std::string spell(const std::vector<mkey_t> &keys)
         size_t run = 1;
         while (i + run < keys.size() && keys[i + run] == keys[i])
             run++;
-        text += "<" + tag_of(keys[i]) + (run > 1 ? " " + std::to_string(run) : "") + ">";
+        text.append("<").append(tag_of(keys[i]));
+        if (run > 1)
+            text.append(" ").append(std::to_string(run));
+        text.append(">");
         i += run;
     }
     return text + "\"";

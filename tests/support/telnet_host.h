@@ -64,10 +64,12 @@ class TelnetHost {
     // Returns the bytes used; none after a failed assertion, which ends it all.
     std::optional<int32_t> present(std::string_view bytes)
     {
+        if (ended_)
+            return std::nullopt;
         const size_t dropped = std::min(owed_, bytes.size());
         owed_ -= dropped;
         kept_ += bytes.substr(dropped);
-        if (ended_ || kept_.empty())
+        if (kept_.empty())
             return std::nullopt;
         const size_t behind = may_miss_option() ? 1 : 0;
         const auto block = std::make_unique<unsigned char[]>(kept_.size() + behind);

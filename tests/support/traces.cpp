@@ -11,8 +11,9 @@ namespace varno_test {
 
 Traces::Traces()
 {
-    if (g_varno_trace_module_id == 0)
+    if (g_varno_trace_module_id == 0) {
         EXPECT_EQ(varno_trace_init(), 0);
+    }
     trace_set_sink(keep, this);
     trace_set_level(g_varno_trace_module_id, 7);
 }
