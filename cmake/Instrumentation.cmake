@@ -6,6 +6,11 @@ if(VARNO_SANITIZE)
     add_link_options(-fsanitize=${VARNO_SANITIZE})
 endif()
 
+# A library names all it needs. clang leaves the sanitizers' own names to the program.
+if(NOT VARNO_SANITIZE)
+    set(VARNO_NO_UNDEFINED LINKER:-z,defs)
+endif()
+
 if(VARNO_COVERAGE)
     add_compile_options(--coverage -O0)
     add_link_options(--coverage)

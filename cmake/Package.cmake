@@ -1,0 +1,60 @@
+# Installation: headers, libraries, the host program, and what find_package and
+# pkg-config need to find them. Everything is relative to the installed files, so
+# an installed tree may be moved, and `cmake --install --prefix` may choose another.
+
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/varno)
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/varno
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    FILES_MATCHING PATTERN "*.h")
+
+# The library finds its platform beside itself; LD_LIBRARY_PATH and a platform that
+# the program loads first still go before.
+set_target_properties(varno PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(TARGETS varno varno_platform EXPORT varno
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+install(EXPORT varno
+    NAMESPACE varno::
+    FILE varno-targets.cmake
+    DESTINATION ${package_dir})
+configure_package_config_file(
+    ${CMAKE_CURRENT_LIST_DIR}/varno-config.cmake.in
+    ${PROJECT_BINARY_DIR}/package/varno-config.cmake
+    INSTALL_DESTINATION ${package_dir}
+    NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(
+    ${PROJECT_BINARY_DIR}/package/varno-config-version.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES
+    ${PROJECT_BINARY_DIR}/package/varno-config.cmake
+    ${PROJECT_BINARY_DIR}/package/varno-config-version.cmake
+    DESTINATION ${package_dir})
+
+# The prefix as seen from the directory of the .pc files.
+cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_LIBDIR
+    BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} NORMALIZE OUTPUT_VARIABLE pc_dir)
+cmake_path(APPEND pc_dir pkgconfig)
+file(RELATIVE_PATH pc_to_prefix ${pc_dir} ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" pc_to_prefix "${pc_to_prefix}")
+foreach(dir IN ITEMS LIBDIR INCLUDEDIR)
+    cmake_path(APPEND pc_${dir} "\${prefix}" ${CMAKE_INSTALL_${dir}})
+endforeach()
+foreach(module IN ITEMS varno varno-platform)
+    configure_file(
+        ${CMAKE_CURRENT_LIST_DIR}/${module}.pc.in
+        ${PROJECT_BINARY_DIR}/package/${module}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/package/${module}.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
+
+# The host program finds the libraries from where it is installed.
+if(TARGET varno-tty)
+    cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_BINDIR
+        BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} NORMALIZE OUTPUT_VARIABLE bin_dir)
+    cmake_path(GET pc_dir PARENT_PATH lib_dir)
+    file(RELATIVE_PATH bin_to_lib ${bin_dir} ${lib_dir})
+    set_target_properties(varno-tty PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+endif()

@@ -1,0 +1,602 @@
+// The key-sequence trie: building, freezing, and searching by exact codes or
+// with wildcards. What the values mean, and whether a partial match waits for
+// more keys, is left to the line editor and the keystroke decoder.
+
+#include "contract.h"
+#include "mckeys_internal.h"
+
+#include <cctype>
+#include <cstdlib>
+#include <iterator>
+
+namespace {
+
+constexpr char source_name[] = "mckeys";
+constexpr char node_tag[] = "mc_node_s";
+
+constexpr int most_keys = 32;
+constexpr int most_wildcards = 8;
+
+// From so many sorted entries on, halving beats scanning.
+constexpr int32_t keys_to_halve = 16;
+
+// The reported text spells the wildcard's code out; a host's tools know it so.
+#define ASSERT_NO_WILDCARD(condition, key)                                                         \
+    VARNO_ASSERT_AS(condition, key " != (((((mkey_t)0xFFFFFFFE) - 20) - 1))")
+
+// A virtual key is never a character, whatever the locale says of bytes.
+bool is_character(mkey_t key)
+{
+    return key <= 255 && std::isprint(static_cast<int>(key)) != 0;
+}
+
+// Traces s[i], with its character where it has one.
+#define DEBUG_KEY(what, i, key)                                                                    \
+    do {                                                                                           \
+        if (!trace_wants(g_varno_trace_module_id, varno::debug_level)) [[likely]]                  \
+            break;                                                                                 \
+        if (is_character(key))                                                                     \
+            VARNO_DEBUG(what " s[%d] = %u ('%c')", i, key, static_cast<int>(key));                 \
+        else                                                                                       \
+            VARNO_DEBUG(what " s[%d] = %u", i, key);                                               \
+    } while (0)
+
+size_t address(const void *p)
+{
+    return reinterpret_cast<size_t>(p);
+}
+
+const char *value_text(const mc_node_s *node)
+{
+    return node->value ? static_cast<const char *>(node->value) : "(null)";
+}
+
+// The last entry whose code is not above the key is the only candidate; each
+// round keeps it within [at, at + count).
+mc_key_s *find_by_halving(const mc_node_s *node, mkey_t key)
+{
+    mc_key_s *at = node->keys;
+    for (int32_t count = node->keys_len; count > 1;) {
+        const int32_t half = count / 2;
+        at += at[half].key <= key ? half : 0;
+        count -= half;
+    }
+    return at->key == key ? at : nullptr;
+}
+
+mc_key_s *find_by_scan(const mc_node_s *node, mkey_t key)
+{
+    const bool sorted = node->optimized != 0;
+    mc_key_s *keys = node->keys;
+    const int32_t keys_len = node->keys_len;
+    for (int32_t i = 0; i < keys_len; i++) {
+        if (keys[i].key == key)
+            return &keys[i];
+        if (sorted && keys[i].key > key)
+            return nullptr;
+    }
+    return nullptr;
+}
+
+// The one lookup of a code in a node; everything that asks for a child by its
+// code comes here. A node that claims keys but has none holds nothing.
+inline mc_key_s *find_key(const mc_node_s *node, mkey_t key)
+{
+    if (!node->keys)
+        return nullptr;
+    if (node->optimized && node->keys_len >= keys_to_halve)
+        return find_by_halving(node, key);
+    return find_by_scan(node, key);
+}
+
+mc_key_s *find_any_key(const mc_node_s *node)
+{
+    return node->optimized ? node->any : find_key(node, VIRTKEY_WILDCARD);
+}
+
+bool is_consistent(const mc_node_s *node)
+{
+    return node->keys ? node->keys_len > 0 : node->keys_len <= 0;
+}
+
+} // namespace
+
+mc_node_s *mc_root_alloc(void)
+{
+    return static_cast<mc_node_s *>(tracked_calloc(1, sizeof(mc_node_s), node_tag));
+}
+
+// Recursion goes as deep as the longest sequence: 32 levels for what
+// mc_addstring built.
+void mc_root_free(mc_node_s *root, mc_free_fn free_fn, void *ctx)
+{
+    if (!root || (root->keys_len > 0 && !root->keys))
+        return;
+    for (int32_t i = 0; i < root->keys_len; i++)
+        mc_root_free(root->keys[i].node, free_fn, ctx);
+    if (free_fn && root->value)
+        free_fn(root->value, ctx);
+    tracked_free(root->keys, "BYTE");
+    tracked_free(root, node_tag);
+}
+
+void mc_node_unoptimized(mc_node_s *node)
+{
+    node->optimized = 0;
+    node->any = nullptr;
+}
+
+int mc_node_optimized(const mc_node_s *node)
+{
+    return node->optimized ? 1 : 0;
+}
+
+mc_key_s *mc_node_add_key(mc_node_s *node, mkey_t key, mc_node_s *child)
+{
+    if (!is_consistent(node) || find_key(node, key))
+        return nullptr;
+    const size_t count = node->keys ? static_cast<size_t>(node->keys_len) : 0;
+    auto *keys = static_cast<mc_key_s *>(crealloc(node->keys, sizeof(mc_key_s), count, 1));
+    if (!keys)
+        return nullptr;
+    keys[count] = {key, child};
+    node->keys = keys;
+    node->keys_len = static_cast<int32_t>(count + 1);
+    mc_node_unoptimized(node);
+    return &keys[count];
+}
+
+mc_key_s *mc_node_get_exact_key(const mc_node_s *node, mkey_t key)
+{
+    return find_key(node, key);
+}
+
+mc_key_s *mc_node_get_any_key(const mc_node_s *node)
+{
+    return find_any_key(node);
+}
+
+mc_key_s *mc_node_try_key(const mc_node_s *node, mkey_t key)
+{
+    mc_key_s *exact = find_key(node, key);
+    return exact ? exact : find_any_key(node);
+}
+
+int mc_key_compare(const void *left, const void *right)
+{
+    VARNO_ASSERT(left);
+    VARNO_ASSERT(right);
+    // An entry begins with its code, so a bare code may stand on either side.
+    const mkey_t l = *static_cast<const mkey_t *>(left);
+    const mkey_t r = *static_cast<const mkey_t *>(right);
+    return l < r ? -1 : l > r;
+}
+
+int mc_optimize(mc_node_s *n)
+{
+    mc_node_unoptimized(n);
+    if (n->keys_len > 1)
+        std::qsort(n->keys, static_cast<size_t>(n->keys_len), sizeof(mc_key_s), mc_key_compare);
+    mc_key_s *any = nullptr;
+    for (int32_t i = 0; i < n->keys_len; i++) {
+        VARNO_ASSERT(n->keys[i].node);
+        mc_optimize(n->keys[i].node);
+        if (n->keys[i].key == VIRTKEY_WILDCARD)
+            any = &n->keys[i];
+    }
+    n->any = any;
+    n->optimized = 1;
+    return 0;
+}
+
+namespace {
+
+bool is_acceptable(const mkey_t *s, int len)
+{
+    int wildcards = 0;
+    for (int i = 0; i < len; i++)
+        wildcards += s[i] == VIRTKEY_WILDCARD;
+    return wildcards <= most_wildcards;
+}
+
+// Where a sequence leaves the trie.
+struct Insertion {
+    mc_node_s *node;
+    int known;          // keys of the sequence that lead up to node
+    bool follows_value; // a proper beginning of the sequence ends another one
+};
+
+Insertion find_insertion(mc_node_s *root, const mkey_t *s, int len)
+{
+    Insertion at{root, 0, false};
+    for (; at.known < len; at.known++) {
+        const int i = at.known;
+        DEBUG_KEY("looking for", i, s[i]);
+        const mc_key_s *entry = find_key(at.node, s[i]);
+        at.follows_value |= at.node->value != nullptr;
+        if (!entry) {
+            DEBUG_KEY("no key for", i, s[i]);
+            break;
+        }
+        at.node = entry->node;
+    }
+    return at;
+}
+
+// The whole sequence exists: it begins others, or was added before.
+int add_value(mc_node_s *t, int flags, void *value)
+{
+    VARNO_ASSERT(!t->value);
+    VARNO_ASSERT(t->keys_len > 0);
+    if (!(flags & MC_ADD_OVERLAP)) {
+        VARNO_DEBUG("last node was a substring node -- we cannot add");
+        return -1;
+    }
+    t->value = value;
+    VARNO_DEBUG("set 0x%zu value = [%s]", address(t), value_text(t));
+    return 1;
+}
+
+// The trace of a node made for s[j].
+void trace_new_child(const mc_node_s *child, int j, mkey_t key)
+{
+    if (is_character(key))
+        VARNO_DEBUG("allocating new child 0x%zu at %d -- s[%d] = '%c'", address(child), j, j,
+                    static_cast<int>(key));
+    else
+        VARNO_DEBUG("allocating new child 0x%zu at %d -- s[%d] = (%u)", address(child), j, j, key);
+}
+
+mc_node_s *new_child(int j, mkey_t key)
+{
+    mc_node_s *child = mc_root_alloc();
+    if (child && trace_wants(g_varno_trace_module_id, varno::debug_level)) [[unlikely]]
+        trace_new_child(child, j, key);
+    return child;
+}
+
+// Makes the nodes for s[i..len) as a chain that nothing refers to yet, and its
+// last node through out_last. Returns the first; NULL and nothing left without
+// memory.
+mc_node_s *make_chain(const mkey_t *s, int i, int len, mc_node_s **out_last)
+{
+    mc_node_s *first = new_child(i, s[i]);
+    mc_node_s *last = first;
+    for (int j = i + 1; last && j < len; j++) {
+        mc_node_s *next = new_child(j, s[j]);
+        if (next && !mc_node_add_key(last, s[j], next)) {
+            mc_root_free(next, nullptr, nullptr);
+            next = nullptr;
+        }
+        last = next;
+    }
+    if (!last) {
+        mc_root_free(first, nullptr, nullptr);
+        return nullptr;
+    }
+    *out_last = last;
+    return first;
+}
+
+void trace_start(const mkey_t *s, int i)
+{
+    if (is_character(s[i]))
+        VARNO_DEBUG("starting at %d (s[%d] = '%c'), going to add", i, i, static_cast<int>(s[i]));
+    else
+        VARNO_DEBUG("starting at %d (s[%d] = (%d)), going to add", i, i, static_cast<int>(s[i]));
+}
+
+// Hangs s[i..len) below a node. The new chain is attached whole and last, so
+// that a failure leaves everything that stood before, the node included.
+int extend(mc_node_s *node, const mkey_t *s, int i, int len, void *value)
+{
+    if (trace_wants(g_varno_trace_module_id, varno::debug_level)) [[unlikely]]
+        trace_start(s, i);
+    mc_node_s *last = nullptr;
+    mc_node_s *first = make_chain(s, i, len, &last);
+    if (!first)
+        return -1;
+    if (!mc_node_add_key(node, s[i], first)) {
+        mc_root_free(first, nullptr, nullptr);
+        return -1;
+    }
+    VARNO_DEBUG("setting value for node 0x%zu", address(last));
+    last->value = value;
+    return 0;
+}
+
+} // namespace
+
+int mc_addstring(mc_node_s *root, const mkey_t *s, int len, int flags, void *value)
+{
+    if (len > most_keys || len <= 0 || !root || !s || !value || !is_acceptable(s, len))
+        return -1;
+    const Insertion at = find_insertion(root, s, len);
+    VARNO_DEBUG("going to insert at node 0x%zu (root: 0x%zu)", address(at.node), address(root));
+    if (at.follows_value && !(flags & MC_ADD_OVERLAP)) {
+        VARNO_DEBUG("we found a value in the parent chain -- can't add");
+        return -1;
+    }
+    if (at.known == len)
+        return add_value(at.node, flags, value);
+    return extend(at.node, s, at.known, len, value);
+}
+
+namespace {
+
+// One answer of a search: a node, and how many keys led to it.
+struct Found {
+    mc_node_s *node;
+    int32_t len;
+};
+
+// Every output of a search is optional.
+void put(const Found &found, mc_node_s **out_node, int32_t *out_len)
+{
+    if (out_node)
+        *out_node = found.node;
+    if (out_len)
+        *out_len = found.len;
+}
+
+struct ExactSearch {
+    Found first_complete;
+    Found longest_complete;
+    Found longest_match;
+    int count; // complete nodes met, less one
+};
+
+// Takes note of a node met behind s[i].
+void note_value(ExactSearch &found, mc_node_s *c, int i, bool first_only)
+{
+    VARNO_DEBUG("found a node with value at %d", i);
+    if (!found.first_complete.node)
+        found.first_complete = {c, i + 1};
+    found.count++;
+    if (!first_only)
+        found.longest_complete = {c, i + 1};
+}
+
+ExactSearch search_exact(mc_node_s *n, const mkey_t *s, int len, bool first_only)
+{
+    ExactSearch found{{}, {}, {}, -1};
+    for (int i = 0; i < len; i++) {
+        DEBUG_KEY("considering", i, s[i]);
+        const mc_key_s *entry = find_key(n, s[i]);
+        if (!entry) {
+            VARNO_DEBUG("no match for s[%d] (%u)", i, s[i]);
+            return found;
+        }
+        n = entry->node;
+        if (n->value) {
+            note_value(found, n, i, first_only);
+            if (first_only)
+                return found;
+        } else {
+            VARNO_DEBUG("node for s[%d] does not have a value", i);
+        }
+    }
+    found.longest_match = {n, len};
+    return found;
+}
+
+} // namespace
+
+int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int, mc_node_s **first_complete,
+                    int32_t *first_complete_len, mc_node_s **longest_complete,
+                    int32_t *longest_complete_len, mc_node_s **longest_match,
+                    int32_t *longest_match_len)
+{
+    if (!root || !s || len <= 0)
+        return -1;
+    VARNO_DEBUG("Going to search downward..");
+    const bool first_only = first_complete && !longest_complete && !longest_match;
+    const ExactSearch found = search_exact(root, s, len, first_only);
+    put(found.first_complete, first_complete, first_complete_len);
+    put(found.longest_complete, longest_complete, longest_complete_len);
+    put(found.longest_match, longest_match, longest_match_len);
+    VARNO_DEBUG("returning %d", found.count);
+    return found.count;
+}
+
+namespace {
+
+// What one level of the prefix search knows; each len counts the keys consumed
+// below that level.
+struct LevelResult {
+    Found shortest;
+    Found longest;
+    Found match;
+};
+
+// The three answers as the traces spell them.
+#define RESULTS "%s %d %s %d %s %d"
+#define SPELLED(res)                                                                               \
+    (res).shortest.node ? "SHORT" : "!s", (res).shortest.len, (res).longest.node ? "LONG" : "!l",  \
+        (res).longest.len, (res).match.node ? "MATCH" : "!m", (res).match.len
+
+Found one_up(const Found &found)
+{
+    return found.node ? Found{found.node, found.len + 1} : Found{};
+}
+
+// The shorter of two answers; a tie goes to the exact way.
+Found shorter(const Found &exact, const Found &any)
+{
+    if (!exact.node || !any.node)
+        return one_up(exact.node ? exact : any);
+    return one_up(any.len < exact.len ? any : exact);
+}
+
+// The longer of two answers; a tie goes to the wildcard, unlike above: so a
+// caller that asks for both learns of both ways.
+Found longer(const Found &exact, const Found &any)
+{
+    if (!exact.node || !any.node)
+        return one_up(exact.node ? exact : any);
+    return one_up(exact.len <= any.len ? any : exact);
+}
+
+LevelResult end_of_input(mc_node_s *node, int slen)
+{
+    LevelResult res{};
+    VARNO_DEBUG("%d: end of recursion", slen);
+    if (node->value) {
+        VARNO_DEBUG("%d: we have value, setting SC and LC", slen);
+        res.shortest.node = res.longest.node = node;
+    }
+    if (node->keys_len > 0) {
+        VARNO_DEBUG("%d: we have children, setting longest match", slen);
+        res.match.node = node;
+    }
+    VARNO_DEBUG("%d: returning US at end of recursion.. ", slen);
+    return res;
+}
+
+LevelResult search_level(mc_node_s *node, const mkey_t *s, int slen, int flags);
+
+// Explores the exact and the wildcard child and merges what they found.
+LevelResult search_children(const mc_node_s *node, const mkey_t *s, int slen, int flags)
+{
+    LevelResult exact{};
+    LevelResult any{};
+    const mc_key_s *exact_key = find_key(node, s[0]);
+    if (exact_key) {
+        VARNO_DEBUG("%d: have an EXACT child", slen);
+        exact = search_level(exact_key->node, s + 1, slen - 1, flags);
+    }
+    const mc_key_s *any_key = nullptr;
+    if (flags & MC_SEARCH_ANY) {
+        VARNO_DEBUG("%d: going to allow ANY child", slen);
+        any_key = find_any_key(node);
+    }
+    if (any_key) {
+        VARNO_DEBUG("%d: have an ANY child", slen);
+        any = search_level(any_key->node, s + 1, slen - 1, flags);
+    }
+    if (exact_key)
+        VARNO_DEBUG("%d: child EXACT returned: " RESULTS, slen, SPELLED(exact));
+    if (any_key)
+        VARNO_DEBUG("%d: child ANY returned: " RESULTS, slen, SPELLED(any));
+    const LevelResult res{shorter(exact.shortest, any.shortest), longer(exact.longest, any.longest),
+                          longer(exact.match, any.match)};
+    if (exact_key || any_key)
+        VARNO_DEBUG("%d: unified child res: " RESULTS, slen, SPELLED(res));
+    return res;
+}
+
+// A node's own value takes the place of what was found below it, as the shortest
+// and, where there is none, as the longest. Only the nodes are replaced: the
+// lengths go on describing the child's result, so a caller takes a length as
+// this node's only where no longer sequence goes through it.
+void override_by_value(LevelResult &res, mc_node_s *node, int slen)
+{
+    if (!node->value)
+        return;
+    VARNO_DEBUG("%d: overriding shortest complete", slen);
+    res.shortest.node = node;
+    if (!res.longest.node) {
+        VARNO_DEBUG("%d: no longest complete, overriding", slen);
+        res.longest.node = node;
+    }
+}
+
+LevelResult search_level(mc_node_s *node, const mkey_t *s, int slen, int flags)
+{
+    ASSERT_NO_WILDCARD(!slen || s[0] != VIRTKEY_WILDCARD, "!slen || s[0]");
+    VARNO_DEBUG("%d: ENTERED -- slen: %d", slen, slen);
+    if (slen < 1)
+        return end_of_input(node, slen);
+    VARNO_DEBUG("%d: LOOKING FOR s[0] = [ %c ]", slen, static_cast<int>(s[0]));
+    LevelResult res = search_children(node, s, slen, flags);
+    VARNO_DEBUG("%d: interim results: " RESULTS, slen, SPELLED(res));
+    override_by_value(res, node, slen);
+    VARNO_DEBUG("%d: RETURNING slen %d: " RESULTS "\n", slen, slen, SPELLED(res));
+    return res;
+}
+
+} // namespace
+
+void mc_search_level(mc_node_s *node, const mkey_t *s, int slen, int flags,
+                     mc_node_s **shortest_complete, int32_t *shortest_complete_len,
+                     mc_node_s **longest_complete, int32_t *longest_complete_len,
+                     mc_node_s **longest_match, int32_t *longest_match_len)
+{
+    const LevelResult res = search_level(node, s, slen, flags);
+    put(res.shortest, shortest_complete, shortest_complete_len);
+    put(res.longest, longest_complete, longest_complete_len);
+    put(res.match, longest_match, longest_match_len);
+}
+
+// The guard on len is the reverse of mc_search_exact's, and meant: a caller that
+// passes a sequence gets a refusal, never a search whose work doubles with each
+// wildcard; what is answered is about root alone.
+int mc_search(mc_node_s *root, const mkey_t *s, int len, int flags, mc_node_s **shortest_complete,
+              int32_t *shortest_complete_len, mc_node_s **longest_complete,
+              int32_t *longest_complete_len, mc_node_s **longest_match, int32_t *longest_match_len)
+{
+    if (!root || !s || len > 0)
+        return -1;
+    put({}, shortest_complete, shortest_complete_len);
+    put({}, longest_complete, longest_complete_len);
+    put({}, longest_match, longest_match_len);
+    VARNO_DEBUG("N is 0x%zu, value = %s", address(root), value_text(root));
+    if (flags & ~MC_SEARCH_ANY)
+        return mc_search_exact(root, s, len, flags, shortest_complete, shortest_complete_len,
+                               longest_complete, longest_complete_len, longest_match,
+                               longest_match_len);
+    const LevelResult res = search_level(root, s, len, flags);
+    put(res.shortest, shortest_complete, shortest_complete_len);
+    put(res.longest, longest_complete, longest_complete_len);
+    put(res.match, longest_match, longest_match_len);
+    const bool found = (shortest_complete && res.shortest.node) ||
+                       (longest_complete && res.longest.node) || (longest_match && res.match.node);
+    return found ? 1 : -1;
+}
+
+void *mc_node_value(const mc_node_s *n)
+{
+    VARNO_ASSERT(n);
+    return n->value;
+}
+
+namespace {
+
+// Runs up to this many keys are looked up one by one; from there on, a table of
+// bytes pays for itself: pasted text.
+constexpr int keys_to_tabulate = 16;
+
+// Returns the first index from i on whose key is no byte or has a child; len when
+// there is none.
+int skip_childless_bytes(const mc_node_s *node, const mkey_t *s, int i, int len)
+{
+    bool has_child[256] = {};
+    for (int32_t k = 0; node->keys && k < node->keys_len; k++) {
+        if (node->keys[k].key < std::size(has_child))
+            has_child[node->keys[k].key] = true;
+    }
+    while (i < len && s[i] < std::size(has_child) && !has_child[s[i]])
+        i++;
+    return i;
+}
+
+} // namespace
+
+int mc_nodestrstr(const mc_node_s *node, const mkey_t *s, int len)
+{
+    if (len < 1 || !node || !s)
+        return -1;
+    // A wildcard child takes whatever the first key is.
+    const bool takes_any = find_any_key(node) != nullptr;
+    for (int i = 0; i < len; i++) {
+        if (i == keys_to_tabulate) {
+            i = skip_childless_bytes(node, s, i, len);
+            if (i == len)
+                break;
+        }
+        ASSERT_NO_WILDCARD(s[i] != VIRTKEY_WILDCARD, "s[i]");
+        if (takes_any || find_key(node, s[i]))
+            return i;
+    }
+    return -1;
+}

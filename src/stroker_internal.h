@@ -1,0 +1,18 @@
+#ifndef VARNO_STROKER_INTERNAL_H
+#define VARNO_STROKER_INTERNAL_H
+
+// The decoder's record, for the decoder and for tests of what no public call can
+// bring about.
+
+#include <varno/mckeys.h>
+#include <varno/stroker.h>
+
+struct stroker_s {
+    stroker_chars_fn chars_fn; // NULL: keys are dropped
+    void *chars_user;
+    timeval escape_delay;
+    timeval pending_since; // zero: not stamped; nothing stamps it
+    mc_node_s *bindings;   // values are binding records
+};
+
+#endif

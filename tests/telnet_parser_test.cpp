@@ -1,0 +1,501 @@
+// The telnet parser's tables, lifetimes and contract, and its behaviour on random
+// streams against a plain model. Single streams are scripts: telnet_*.t.
+
+#include "support/assertion.h"
+#include "support/memory.h"
+#include "support/telnet_host.h"
+
+#include <varno/platform_default.h>
+#include <varno/telnet_parser.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using varno_test::TelnetEvent;
+using varno_test::TelnetHost;
+using namespace std::string_view_literals;
+
+// Tables
+
+struct CommandRow {
+    int code;
+    int macro;
+    const char *name;
+    const char *parameters;
+    const char *description;
+};
+
+// clang-format off
+constexpr CommandRow command_rows[] = {
+    {240, TN_NVT_SE,        "SE",        nullptr,                "End of subnegotiation parameters"},
+    {241, TN_NVT_NOP,       "NOP",       nullptr,                "No operation"},
+    {242, TN_NVT_DATAMARK,  "DATAMARK",  nullptr,                "Dara Mark - the data stream portion of a Synch. (unsupported)"},
+    {243, TN_NVT_BRK,       "BRK",       nullptr,                "NVT character Break"},
+    {244, TN_NVT_INTERRUPT, "INTERRUPT", nullptr,                "The function Interrupt Process"},
+    {245, TN_NVT_ABRT,      "ABRT",      nullptr,                "The function Abort Output"},
+    {246, TN_NVT_AYT,       "AYT",       nullptr,                "The function Are You There"},
+    {247, TN_NVT_ECHAR,     "ECHAR",     nullptr,                "The function Erase Character"},
+    {248, TN_NVT_ELINE,     "ELINE",     nullptr,                "The function Erase Line"},
+    {249, TN_NVT_GA,        "GA",        nullptr,                "The Go Ahead signal"},
+    {250, TN_NVT_SB,        "SB",        "option code + params", "Indicates that what follows is subnegotiation of the option"},
+    {251, TN_NVT_WILL,      "WILL",      "option code",          "Indicates the desire to begin performing, or confirmation that youare now performing, the option"},
+    {252, TN_NVT_WONT,      "WONT",      "option code",          "Indicates the refusal to perform, or continue performing, the indicated option"},
+    {253, TN_NVT_DO,        "DO",        "option code",          "Indicates the request that the other party perform, or confirmation that you are expecting the other party to perform, the indicated option"},
+    {254, TN_NVT_DONT,      "DONT",      "option code",          "Indicates the demand that the other party stop performing, or confirmation that you are no longer expecting the other party to perform, the indicated option"},
+    {255, TN_NVT_IAC,       "IAC",       nullptr,                "Data Byte 255 (escaped to allow as transit data)"},
+};
+// clang-format on
+
+TEST(TelnetCommandTable, HasARowForEachCodeLetterForLetter)
+{
+    TelnetHost host;
+    ASSERT_EQ(std::size(command_rows), 16u);
+    for (const CommandRow &wanted : command_rows) {
+        SCOPED_TRACE(wanted.name);
+        EXPECT_EQ(wanted.macro, wanted.code);
+        const telnet_command_s *row = telnet_iac_command_name(host.context(), wanted.code);
+        ASSERT_NE(row, nullptr);
+        EXPECT_EQ(row->code, wanted.code);
+        EXPECT_STREQ(row->name, wanted.name);
+        EXPECT_STREQ(row->parameters, wanted.parameters);
+        EXPECT_STREQ(row->description, wanted.description);
+        EXPECT_EQ(row, telnet_iac_command_name(host.context(), 240) + (wanted.code - 240));
+    }
+    EXPECT_TRUE(host.take_events().empty());
+}
+
+TEST(TelnetCommandTable, HasNoRowForOtherCodesAndTracesThem)
+{
+    TelnetHost host;
+    for (const int code : {239, 256, 0, -1, INT32_MAX, INT32_MIN}) {
+        EXPECT_EQ(telnet_iac_command_name(host.context(), code), nullptr);
+        const std::vector<TelnetEvent> wanted = {
+            {"trace", "Request for out of range command name: " + std::to_string(code)}};
+        EXPECT_EQ(host.take_events(), wanted);
+    }
+}
+
+TEST(TelnetOpening, IsTheseTwentyFourBytes)
+{
+    constexpr unsigned char wanted[] = {255, 251, 1, 255, 251, 31, 255, 253, 31, 255, 251, 3,
+                                        255, 253, 3, 255, 253, 24, 255, 250, 24, 1,   255, 240};
+    TelnetHost host;
+    int32_t count = -1;
+    const unsigned char *bytes = telnet_make_options(host.context(), &count);
+    ASSERT_EQ(count, 24);
+    EXPECT_EQ(std::memcmp(bytes, wanted, 24), 0);
+    const std::vector<TelnetEvent> traced = {{"trace", "Returning options buffer (length: 24)"}};
+    EXPECT_EQ(host.take_events(), traced);
+    EXPECT_EQ(telnet_make_options(host.context(), &count), bytes);
+}
+
+// Lifetimes and callbacks
+
+TEST(TelnetContext, IsEmptyWhenCreatedAndTaggedByItsRecord)
+{
+    const size_t before = tracked_outstanding("telparser_s");
+    telparser_s *ctx = telnet_create_context();
+    ASSERT_NE(ctx, nullptr);
+    EXPECT_EQ(tracked_outstanding("telparser_s"), before + 1);
+    constexpr telparser_s empty = {};
+    EXPECT_EQ(std::memcmp(ctx, &empty, sizeof(empty)), 0);
+    telnet_free_context(ctx);
+    EXPECT_EQ(tracked_outstanding("telparser_s"), before);
+    telnet_free_context(nullptr);
+}
+
+TEST(TelnetContext, IsNullWithoutMemory)
+{
+    const int failures = varno_test::fail_each_allocation([](const auto &fail_from_here) {
+        fail_from_here();
+        telparser_s *ctx = telnet_create_context();
+        telnet_free_context(ctx);
+        return ctx != nullptr;
+    });
+    EXPECT_EQ(failures, 1);
+}
+
+TEST(TelnetCallbacks, AreStoredWithTheirOwnUserPointers)
+{
+    const telnet_data_fn recv = [](auto...) { return 1; };
+    const telnet_data_fn send = [](auto...) { return 2; };
+    const telnet_trace_fn trace = [](auto...) {};
+    const telnet_naws_fn naws = [](auto...) {};
+    const telnet_term_fn term = [](auto...) {};
+    const telnet_brk_fn brk = [](auto...) {};
+    int users[6];
+    telparser_s ctx = {};
+    telnet_set_callback_recv(&ctx, recv, &users[0]);
+    telnet_set_callback_send(&ctx, send, &users[1]);
+    telnet_set_callback_trace(&ctx, trace, &users[2]);
+    telnet_set_callback_naws(&ctx, naws, &users[3]);
+    telnet_set_callback_term(&ctx, term, &users[4]);
+    telnet_set_callback_brk(&ctx, brk, &users[5]);
+    const telparser_s wanted = {recv, &users[0], send, &users[1], trace, &users[2],
+                                naws, &users[3], term, &users[4], brk,   &users[5]};
+    EXPECT_EQ(std::memcmp(&ctx, &wanted, sizeof(wanted)), 0);
+    telnet_set_callback_recv(&ctx, nullptr, nullptr);
+    EXPECT_EQ(ctx.recv_fn, nullptr);
+    EXPECT_EQ(ctx.recv_user, nullptr);
+}
+
+int32_t consume(telparser_s &ctx, std::string_view stream)
+{
+    return telnet_consume(&ctx, reinterpret_cast<const unsigned char *>(stream.data()),
+                          static_cast<int32_t>(stream.size()));
+}
+
+// Data, an escaped byte, a break, a window size and a terminal type.
+constexpr std::string_view all_reports = "abc\xff\xff\xff\xf3\xff\xfa\x1f\0\x50\0\x18\xff\xf0"
+                                         "\xff\xfa\x18\0VT100\xff\xf0"sv;
+
+TEST(TelnetCallbacks, AreSkippedWhenEmptyAllButTrace)
+{
+    telparser_s ctx = {};
+    telnet_set_callback_trace(
+        &ctx, [](auto...) {}, nullptr);
+    EXPECT_EQ(consume(ctx, all_reports), static_cast<int32_t>(all_reports.size()));
+    EXPECT_EQ(consume(ctx, "plain"), 5);
+}
+
+TEST(TelnetCallbacks, MayLeaveByAnException)
+{
+    telparser_s ctx = {};
+    telnet_set_callback_trace(
+        &ctx, [](auto...) {}, nullptr);
+    telnet_set_callback_brk(
+        &ctx, [](auto...) { throw 7; }, nullptr);
+    EXPECT_THROW(consume(ctx, "\xff\xf3"), int);
+    telnet_set_callback_brk(&ctx, nullptr, nullptr);
+    EXPECT_EQ(consume(ctx, "\xff\xf3"), 2);
+}
+
+TEST(TelnetTerminalName, IsLoweredByTheLocaleAsASignedByte)
+{
+    // The C locale changes ASCII letters alone, whatever the byte's sign.
+    std::string name;
+    for (int c = 0xd0; c < 0xf0; c++)
+        name += static_cast<char>(c);
+    TelnetHost host;
+    host.present("\xff\xfa\x18\0"sv);
+    host.present(name + "AZ@[\xff\xf0");
+    EXPECT_EQ(host.outcome(), "term " + varno_test::spell(name + "az@[") + "\nkept \"\" owed 0");
+}
+
+TEST(TelnetTrace, FormatsUpTo255Characters)
+{
+    TelnetHost host;
+    telnet_trace(host.context(), "%s %d", "an", 1);
+    const std::string longer(300, 'x');
+    telnet_trace(host.context(), "%s", longer.c_str());
+    telnet_trace(host.context(), "%s", longer.substr(0, 255).c_str());
+    const std::vector<TelnetEvent> wanted = {
+        {"trace", "an 1"}, {"trace", longer.substr(0, 255)}, {"trace", longer.substr(0, 255)}};
+    EXPECT_EQ(host.take_events(), wanted);
+}
+
+// Assertions; "len == 9" is in the scripts of the window size. What checks the
+// start of a subnegotiation and the bytes of a terminal name cannot fail from here.
+
+TEST(TelnetAssertions, NameTheirConditionAndModule)
+{
+    constexpr char module[] = "telnet_parser";
+    TelnetHost host;
+    telparser_s *ctx = host.context();
+    telparser_s silent = {};
+    const unsigned char byte = 'a';
+    int32_t count = 0;
+    EXPECT_ASSERTION(telnet_consume(nullptr, &byte, 1), "buf && buflen > 0 && ctx", module);
+    EXPECT_ASSERTION(telnet_consume(ctx, nullptr, 1), "buf && buflen > 0 && ctx", module);
+    EXPECT_ASSERTION(telnet_consume(ctx, &byte, 0), "buf && buflen > 0 && ctx", module);
+    EXPECT_ASSERTION(telnet_consume(ctx, &byte, -1), "buf && buflen > 0 && ctx", module);
+    EXPECT_ASSERTION(telnet_make_options(nullptr, &count), "ctx && out_len", module);
+    EXPECT_ASSERTION(telnet_make_options(ctx, nullptr), "ctx && out_len", module);
+    EXPECT_ASSERTION(telnet_make_options(&silent, &count), "ctx->trace_fn", module);
+    EXPECT_ASSERTION(telnet_trace(&silent, "text"), "ctx->trace_fn", module);
+    EXPECT_ASSERTION(telnet_trace(nullptr, "text"), "ctx->trace_fn", module);
+    EXPECT_ASSERTION(telnet_iac_command_name(&silent, 239), "ctx->trace_fn", module);
+    EXPECT_EQ(telnet_iac_command_name(&silent, 240)->code, 240);
+    EXPECT_TRUE(host.take_events().empty());
+}
+
+TEST(TelnetAssertions, AnyCommandWithoutTraceCallbackIsFatal)
+{
+    telparser_s silent = {};
+    for (const std::string_view stream :
+         {"\xff"sv, "a\xff\xf1"sv, "\xff\xf3"sv, "\xff\xff"sv, "\xff\xfb\x01"sv, "\xff\x01"sv,
+          "\xff\xfa"sv, "\xff\xfa\x1f\0\x50\0\x18\xff\xf0"sv})
+        EXPECT_ASSERTION(consume(silent, stream), "ctx->trace_fn", "telnet_parser");
+    EXPECT_EQ(consume(silent, "plain data"), 10);
+}
+
+// A plain model of the parser: one step at a time, no search is shared.
+
+class Model {
+  public:
+    Model(std::string_view stream, unsigned char behind) : stream_(stream), behind_(behind) {}
+
+    std::vector<TelnetEvent> events;
+    bool failed = false;
+
+    size_t run()
+    {
+        size_t run_start = 0;
+        for (size_t at = 0; at < stream_.size();) {
+            if (byte(at) != 255) {
+                at++;
+                continue;
+            }
+            if (at > run_start) {
+                trace("Have some text buffered up");
+                data(run_start, at);
+            }
+            const size_t n = command(at);
+            if (failed)
+                return 0;
+            trace("NVT processing consumed " + std::to_string(n) + "\n");
+            if (n == 0)
+                return at;
+            at += n;
+            run_start = at;
+            if (at >= stream_.size())
+                return at;
+        }
+        if (run_start == 0)
+            data(0, stream_.size());
+        return run_start == 0 ? stream_.size() : run_start;
+    }
+
+  private:
+    int byte(size_t at) const
+    {
+        EXPECT_LE(at, stream_.size());
+        return at < stream_.size() ? static_cast<unsigned char>(stream_[at]) : behind_;
+    }
+
+    bool is_end(size_t at) const
+    {
+        return at + 1 < stream_.size() && byte(at) == 255 && byte(at + 1) == 240;
+    }
+
+    void trace(std::string text) { events.push_back({"trace", std::move(text)}); }
+
+    void data(size_t from, size_t to)
+    {
+        events.push_back({"data", std::string(stream_.substr(from, to - from))});
+    }
+
+    size_t command(size_t at)
+    {
+        if (at + 1 == stream_.size())
+            return 0;
+        const int code = byte(at + 1);
+        if (code == 250)
+            return message(at);
+        if (code > 250 && code < 255) {
+            const char *const requests[] = {"WILL", "WONT", "request DO", "request DONT"};
+            trace(std::string("Client ") + requests[code - 251] + " option " +
+                  std::to_string(byte(at + 2)));
+            return 3;
+        }
+        if (code == 255)
+            data(at + 1, at + 2);
+        else if (code == 243)
+            events.push_back({"brk", ""});
+        else if (code == 240)
+            trace("Saw IAC SE without corresponding IAC SB");
+        else if (code < 240)
+            trace("Invalid NVT command " + std::to_string(code));
+        else
+            trace(std::string("Discarding command ") + command_rows[code - 240].name + " (" +
+                  std::to_string(code) + ")");
+        return 2;
+    }
+
+    size_t message(size_t at)
+    {
+        const size_t n = option(at);
+        if (failed)
+            return 0;
+        trace(n == 0 ? "Could not consume sub-opt message"
+                     : "Consumed a sub-opt message of length " + std::to_string(n));
+        return n;
+    }
+
+    size_t option(size_t at)
+    {
+        size_t end = at + 3;
+        while (end < stream_.size() && !(is_end(end) && byte(end - 1) != 255))
+            end++;
+        if (end >= stream_.size())
+            return 0;
+        switch (byte(at + 2)) {
+        case 31:
+            return window(at, end);
+        case 24:
+            return terminal(at, end);
+        default:
+            return other(at);
+        }
+    }
+
+    size_t window(size_t at, size_t end)
+    {
+        if (stream_.size() - at < 9)
+            return 0;
+        if (!is_end(at + 7)) {
+            trace("saw malformed NAWS message: missing IAC SE");
+            return 6;
+        }
+        const int width = byte(at + 3) * 256 + byte(at + 4);
+        const int height = byte(at + 5) * 256 + byte(at + 6);
+        events.push_back({"naws", std::to_string(width) + " " + std::to_string(height)});
+        failed = end + 2 - at != 9;
+        if (failed)
+            events.push_back({"assertion", "telnet_parser \"len == 9\""});
+        return 9;
+    }
+
+    size_t terminal(size_t at, size_t end)
+    {
+        if (byte(at + 3) != 0) {
+            trace("malformed termtype message: cmd " + std::to_string(byte(at + 3)) + " is not IS");
+            return end + 2 - at;
+        }
+        std::string name(stream_.substr(at + 4, end - at - 4));
+        if (name.empty() || name.size() > 40) {
+            trace("termtype message termlength is too large: " + std::to_string(name.size()));
+            return end + 2 - at;
+        }
+        bool plain = true;
+        for (char &c : name) {
+            if (c >= 'A' && c <= 'Z')
+                c = static_cast<char>(c + ('a' - 'A'));
+            plain = plain && c > ' ' && c < 127;
+        }
+        events.push_back({"term", plain ? name : varno_test::spell(name)});
+        return end + 2 - at;
+    }
+
+    size_t other(size_t at)
+    {
+        const std::string code = std::to_string(byte(at + 2));
+        trace("Skipping unsupported options negotiation for option: " + code);
+        size_t j = 2;
+        while (byte(at + j) != 255)
+            j++;
+        if (byte(at + j + 1) == 240) {
+            trace("Consuming unsupported option: " + code + " (len: " + std::to_string(j + 1) +
+                  ")");
+            return j + 1;
+        }
+        trace("Saw an IAC command within the SB/SE: " + std::to_string(byte(at + j + 1)));
+        return j - 1;
+    }
+
+    std::string_view stream_;
+    unsigned char behind_;
+};
+
+// Random streams, dense with commands and openings.
+
+constexpr unsigned seed = 20240229;
+
+std::string random_stream(std::mt19937 &random)
+{
+    constexpr unsigned char bytes[] = {255, 255, 255, 255, 240, 240, 240, 250, 250, 250, 251,
+                                       252, 253, 254, 243, 241, 31,  31,  24,  24,  0,   0,
+                                       0,   5,   80,  'A', 'b', 13,  239, 249, 1,   200};
+    const std::string_view pieces[] = {
+        "\xff\xfa\x1f"sv, "\xff\xfa\x18\0"sv, "\xff\xf0"sv,
+        "\xff\xfa\x05"sv, "\xff\xfa\xff"sv,   "VT100"sv,
+        "\0\x50\0\x18"sv, "\xff\xff"sv,       "a name that is much too long for a type"sv};
+    std::string stream;
+    const size_t steps = 1 + random() % 30;
+    for (size_t i = 0; i < steps; i++) {
+        if (random() % 3 == 0)
+            stream += pieces[random() % std::size(pieces)];
+        else
+            stream += static_cast<char>(bytes[random() % std::size(bytes)]);
+    }
+    return stream;
+}
+
+// Presents until nothing gets it on; each call must agree with the model.
+void expect_as_model(TelnetHost &host, std::string_view bytes)
+{
+    std::string buffer = host.kept() + std::string(bytes);
+    while (!buffer.empty()) {
+        Model model(buffer, host.byte_behind);
+        const size_t used = model.run();
+        const auto got = host.present(bytes);
+        ASSERT_EQ(host.take_events(), model.events) << varno_test::spell(buffer);
+        ASSERT_EQ(got.has_value(), !model.failed);
+        if (!got)
+            return;
+        ASSERT_EQ(static_cast<size_t>(*got), used) << varno_test::spell(buffer);
+        // Only a command cut off in front uses nothing.
+        ASSERT_EQ(used == 0, buffer[0] == '\xff' && host.kept() == buffer);
+        if (used == 0)
+            return;
+        bytes = {};
+        buffer = host.kept();
+    }
+}
+
+TEST(TelnetRandomStreams, AgreeWithTheModelCallByCall)
+{
+    std::mt19937 random(seed);
+    RecordProperty("seed", static_cast<int>(seed));
+    int failed = 0;
+    for (int i = 0; i < 20000 && !HasFatalFailure(); i++) {
+        TelnetHost host;
+        host.byte_behind = static_cast<unsigned char>(random());
+        expect_as_model(host, random_stream(random));
+        failed += host.has_ended() ? 1 : 0;
+    }
+    EXPECT_GT(failed, 0) << "no stream reached the check of the window size";
+    std::printf("seed %u, %d of 20000 streams ended in an assertion\n", seed, failed);
+}
+
+TEST(TelnetRandomStreams, ComeOutTheSameHoweverTheyAreCut)
+{
+    std::mt19937 random(seed + 1);
+    for (int i = 0; i < 10000; i++) {
+        const std::string stream = random_stream(random);
+        TelnetHost whole;
+        whole.present(stream);
+        whole.settle();
+        TelnetHost cut;
+        for (size_t at = 0; at < stream.size();) {
+            const size_t count = 1 + random() % 7;
+            cut.present(stream.substr(at, count));
+            at += count;
+        }
+        cut.settle();
+        ASSERT_EQ(cut.outcome(), whole.outcome())
+            << "seed " << seed + 1 << ": " << varno_test::spell(stream);
+    }
+}
+
+TEST(TelnetRandomStreams, OpeningsWithoutNumberShareOneEnd)
+{
+    // Each opening ends at the one end mark far away; the model searches it anew.
+    std::string stream;
+    for (int i = 0; i < 500; i++)
+        stream += "\xff\xfa\x05"sv;
+    TelnetHost host;
+    expect_as_model(host, stream + "\xff\xf0" + stream + "\xff\xf0z");
+    EXPECT_EQ(host.kept(), "");
+}
+
+} // namespace
