@@ -112,6 +112,8 @@ TEST_F(Pending, StampGoesWhenAllIsUsedAndAfterATimeOut)
     EXPECT_EQ(ctx->pending_since.tv_usec, 0);
 }
 
+constexpr char neither_above_0[] = "out_timeout->tv_sec > 0 || out_timeout->tv_usec > 0";
+
 struct AssertionRow {
     timeval delay, since, now;
     const char *text;
@@ -119,13 +121,13 @@ struct AssertionRow {
 
 // clang-format off
 constexpr AssertionRow assertion_rows[] = {
-    // delay        since          now         text
-    {{1, 0},        {11, 0},       {10, 0},    "elapsed.tv_sec >= 0"},
-    {{1, 0},        {10, 2000000}, {10, 0},    "elapsed.tv_usec >= 0"},
-    {{1, 0},        {10, 0},       {12, 0},    "out_timeout->tv_sec >= 0"},
-    {{0, 250000},   {10, 950000},  {11, 0},    "out_timeout->tv_sec >= 0"},
-    {{1, -1000001}, {10, 0},       {10, 0},    "out_timeout->tv_usec >= 0"},
-    {{1, 0},        {10, 0},       {11, 0},    "out_timeout->tv_sec > 0 || out_timeout->tv_usec > 0"},
+    // delay         since          now      text
+    {{1, 0},        {11, 0},       {10, 0}, "elapsed.tv_sec >= 0"},
+    {{1, 0},        {10, 2000000}, {10, 0}, "elapsed.tv_usec >= 0"},
+    {{1, 0},        {10, 0},       {12, 0}, "out_timeout->tv_sec >= 0"},
+    {{0, 250000},   {10, 950000},  {11, 0}, "out_timeout->tv_sec >= 0"},
+    {{1, -1000001}, {10, 0},       {10, 0}, "out_timeout->tv_usec >= 0"},
+    {{1, 0},        {10, 0},       {11, 0}, neither_above_0},
 };
 // clang-format on
 

@@ -312,7 +312,9 @@ TEST_F(TtyHost, ExecuteAndRestoreOfAClearingCommandKeepsTheRowRight)
 {
     const std::string xs(100, 'x');
     const std::string ys(50, 'y');
-    guest.type("delete-command " + xs + " " + ys + "\033b");
+    guest.type("delete-command " + xs + " " + ys);
+    EXPECT_TRUE(guest.shows_line("varno> $" + xs.substr(0, 19) + " " + ys + "|"));
+    guest.type("\033b");
     EXPECT_TRUE(guest.shows_line("varno> $" + xs.substr(0, 19) + " |" + ys));
     guest.type("\033\024");
     EXPECT_TRUE(guest.shows_line("varno> $" + xs.substr(0, 67) + " |yy$"));

@@ -1,0 +1,146 @@
+// What the library's self-checks catch when a service that they guard misbehaves.
+// The program's own definitions stand in front of the platform's and the library's,
+// and pass the call on unless a test tells them to lie.
+
+#include <dlfcn.h>
+
+#include <functional>
+#include <string>
+
+#include "support/assertion.h"
+#include "support/editor.h"
+
+#include <varno/platform.h>
+#include <varno/stroker.h>
+#include <varno/varno.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using varno_test::state_of;
+
+std::function<int()> copy_lie;
+std::function<char *(const char *)> span_lie;
+std::function<void(mc_node_s **, int32_t *, int32_t *)> search_lie;
+
+template <typename Function>
+Function *real(const char *name)
+{
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+int strlcpy2(char *dst, const char *src, size_t n)
+{
+    return copy_lie ? copy_lie() : real<decltype(strlcpy2)>("strlcpy2")(dst, src, n);
+}
+
+char *spanws_back(const char *buf, int index)
+{
+    return span_lie ? span_lie(buf) : real<decltype(spanws_back)>("spanws_back")(buf, index);
+}
+
+int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int flags,
+                    mc_node_s **first_complete, int32_t *first_complete_len,
+                    mc_node_s **longest_complete, int32_t *longest_complete_len,
+                    mc_node_s **longest_match, int32_t *longest_match_len)
+{
+    const int count = real<decltype(mc_search_exact)>("mc_search_exact")(
+        root, s, len, flags, first_complete, first_complete_len, longest_complete,
+        longest_complete_len, longest_match, longest_match_len);
+    if (search_lie)
+        search_lie(first_complete, first_complete_len, longest_match_len);
+    return count;
+}
+
+namespace {
+
+class MisbehavingServices : public testing::Test {
+  protected:
+    ~MisbehavingServices() override
+    {
+        copy_lie = nullptr;
+        span_lie = nullptr;
+        search_lie = nullptr;
+        prompt_free(p);
+    }
+
+    void set(const char *marked)
+    {
+        const pstate ps = state_of(marked);
+        prompt_set_content(p, &ps);
+    }
+
+    prompt_s *p = prompt_create();
+};
+
+TEST_F(MisbehavingServices, ACopyThatReportsACutIsFatal)
+{
+    set("show ip|");
+    copy_lie = [] { return 1; };
+    char token[16];
+    int len = 0;
+    EXPECT_ASSERTION(prompt_set_guard_left(p, "<"), "!strlcpy2(p->disp.left, guard, 5)", "prompt");
+    EXPECT_ASSERTION(prompt_set_guard_right(p, ">"), "!strlcpy2(p->disp.right, guard, 5)",
+                     "prompt");
+    EXPECT_ASSERTION(prompt_set_prompt_empty(p, "#"), "!strlcpy2(p->disp.empty, prompt, 30)",
+                     "prompt");
+    EXPECT_ASSERTION(prompt_set_prompt_normal(p, "#"), "!strlcpy2(p->disp.normal, prompt, 30)",
+                     "prompt");
+    EXPECT_ASSERTION(prompt_token_extract(p, 0, token, sizeof(token), &len),
+                     "!strlcpy2(out_token, p->ps.buf + start, (size_t) (end - start))",
+                     "prompt_manip");
+    EXPECT_STREQ(p->ps.buf, "show ip") << "the line is whole again";
+}
+
+TEST_F(MisbehavingServices, AWordFoundBeforeTheLineIsFatal)
+{
+    set("   show|");
+    span_lie = [](const char *buf) { return const_cast<char *>(buf) - 5; };
+    EXPECT_ASSERTION(prompt_word_back(p), "p->ps.cursor_location >= 0", "prompt_manip");
+}
+
+TEST_F(MisbehavingServices, AWordFoundBehindTheCursorIsFatalToItsDeletion)
+{
+    set("a| b c");
+    span_lie = [](const char *buf) { return const_cast<char *>(buf) + 4; };
+    EXPECT_ASSERTION(prompt_delete_word_back(p), "len > 0", "prompt_manip");
+}
+
+int do_nothing(prompt_s *, pstate *, const char *, void *, void *)
+{
+    return 0;
+}
+
+TEST_F(MisbehavingServices, AMatchWithoutALengthIsFatalToTheDispatch)
+{
+    const mkey_t keys[] = {27, 'b'};
+    prompt_bind_command(p, "one", do_nothing, nullptr);
+    prompt_bind_keys(p, "one", keys, 2, nullptr);
+    search_lie = [](mc_node_s **, int32_t *complete_len, int32_t *) { *complete_len = 0; };
+    EXPECT_ASSERTION(prompt_consume(p, keys, 2), "first_complete_len > 0", "prompt");
+    search_lie = [](mc_node_s **, int32_t *, int32_t *match_len) { *match_len = 7; };
+    EXPECT_ASSERTION(prompt_consume(p, keys, 1), "longest_match_len == buflen", "prompt");
+}
+
+TEST_F(MisbehavingServices, AMatchWithoutALengthIsFatalToTheDecoder)
+{
+    stroker_s *decoder = stroker_create_context();
+    stroker_bind_sequence_to_vkey(decoder, "\033b", VIRTKEY_UP);
+    const unsigned char bytes[] = {27, 'b'};
+    timeval wait;
+    search_lie = [](mc_node_s **, int32_t *complete_len, int32_t *) { *complete_len = 0; };
+    EXPECT_ASSERTION(stroker_consume(decoder, bytes, 2, &wait), "first_complete_len > 0",
+                     "stroker");
+    search_lie = [](mc_node_s **, int32_t *complete_len, int32_t *) { *complete_len = 1; };
+    EXPECT_ASSERTION(stroker_consume(decoder, bytes, 2, &wait),
+                     "first_complete_len == t->sequence_len", "stroker");
+    search_lie = [](mc_node_s **, int32_t *, int32_t *match_len) { *match_len = 7; };
+    EXPECT_ASSERTION(stroker_consume(decoder, bytes, 1, &wait), "longest_match_len == buflen",
+                     "stroker");
+    stroker_free_context(decoder);
+}
+
+} // namespace
