@@ -12,6 +12,7 @@ if(NOT VARNO_SANITIZE)
 endif()
 
 if(VARNO_COVERAGE)
-    add_compile_options(--coverage -O0)
+    # Atomic, since some tests run threads.
+    add_compile_options(--coverage -fprofile-update=atomic -O0)
     add_link_options(--coverage)
 endif()

@@ -37,7 +37,7 @@ struct Edit {
 
 void PrintTo(const Edit &edit, std::ostream *out)
 {
-    *out << edit.what << " on " << edit.before;
+    *out << edit.what;
 }
 
 class PromptManip : public testing::TestWithParam<Edit> {};
@@ -45,6 +45,7 @@ class PromptManip : public testing::TestWithParam<Edit> {};
 TEST_P(PromptManip, Edits)
 {
     const Edit &edit = GetParam();
+    SCOPED_TRACE("before: " + edit.before);
     prompt_s *p = prompt_create();
     p->flags = clean;
     const pstate before = state_of(edit.before);

@@ -64,7 +64,7 @@ class Editor {
     void heal_row();
 
   private:
-    static int print(prompt_s *p, void *ctx, const char *format, ...);
+    static int print(prompt_s *p, void *ctx, const char *format, ...) VARNO_PRINTF(3, 4);
     static void flush(prompt_s *p, void *ctx);
 
     void consume_pending();
