@@ -153,9 +153,10 @@ void tracked_free(void *ptr, const char *tag)
 {
     if (!ptr)
         return;
-    std::free(ptr);
+    // The books first: the tag may lie inside the block.
     if (tag_record *record = record_of(tag))
         live_of(*record).fetch_sub(1, std::memory_order_relaxed);
+    std::free(ptr);
 }
 
 void *crealloc(void *array, size_t element_size, size_t count, size_t added)

@@ -64,7 +64,7 @@ step read_step(token_walk &walk)
 
 const char *skip_space(const char *s)
 {
-    while (*s != '\0' && is_space(*s))
+    while (is_space(*s))
         s++;
     return s;
 }

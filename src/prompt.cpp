@@ -110,7 +110,7 @@ Match match_binding(prompt_s *p, const mkey_t *buf, int buflen)
     } else if (longest_match) {
         VARNO_ASSERT(longest_match_len == buflen);
     }
-    return {first_complete, first_complete_len, longest_match != nullptr};
+    return {first_complete, first_complete_len, !first_complete && longest_match};
 }
 
 void run_command(prompt_s *p, const mc_node_s *binding)
@@ -122,11 +122,6 @@ void run_command(prompt_s *p, const mc_node_s *binding)
         inv.callback(p, &p->ps, inv.invoke_name, inv.context, l->argument);
 }
 
-void emit_back(prompt_s *p)
-{
-    p->pinfo.print_fn(p, p->pinfo.print_ctx, "%c", '\b');
-}
-
 } // namespace
 
 prompt_s *prompt_create(void)
@@ -136,7 +131,6 @@ prompt_s *prompt_create(void)
         return nullptr;
     p->width = 80;
     p->height = 25;
-    p->flags = PROMPT_FLAG_REDRAW;
     p->history_limit = 100;
     p->scroll_step = 8;
     reset_history(p);
@@ -144,7 +138,7 @@ prompt_s *prompt_create(void)
     prompt_set_guard_right(p, "$");
     prompt_set_prompt_empty(p, ">");
     prompt_set_prompt_normal(p, ">");
-    p->flags = PROMPT_FLAG_REDRAW;
+    p->flags = PROMPT_FLAG_REDRAW; // the setters have marked it dirty
     return p;
 }
 
@@ -291,10 +285,10 @@ int prompt_bind_keys(prompt_s *p, const char *invoke_name, const mkey_t *s, int 
 void prompt_init_keys(prompt_s *p)
 {
     VARNO_ASSERT(p);
-    if (!p->keys)
-        return;
-    mc_root_free(p->keys, free_link, p);
+    // Let go first: an assertion on the way must not leave a half-freed trie behind.
+    mc_node_s *keys = p->keys;
     p->keys = nullptr;
+    mc_root_free(keys, free_link, p);
 }
 
 void prompt_init_commands(prompt_s *p)
@@ -348,11 +342,11 @@ void prompt_insert_string(prompt_s *p, const mkey_t *buf, int buflen)
     }
 }
 
-// The filter stands here only: a string-insert callback gets every key.
+// A string-insert callback gets every key: what it makes of them is its own affair.
 void prompt_insert_char(prompt_s *p, mkey_t key)
 {
     VARNO_ASSERT(p);
-    if (!p->insert.char_fn || varno::is_terminal_key(key) || !varno::is_printable(key))
+    if (!p->insert.char_fn || !varno::is_text(key))
         return;
     p->insert.char_fn(p, &p->ps, insert_invocation, p->insert.char_ctx, nullptr, &key, 1);
     prompt_set_dirty(p);
@@ -423,7 +417,7 @@ void prompt_move_term_cursor_back(prompt_s *p, int amount)
     if (!p->pinfo.print_fn)
         return;
     for (int i = 0; i < amount; i++)
-        emit_back(p);
+        p->pinfo.print_fn(p, p->pinfo.print_ctx, "%c", '\b');
 }
 
 void prompt_move_term_cursor_to_bol(prompt_s *p)

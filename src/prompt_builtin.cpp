@@ -48,7 +48,7 @@ VARNO_PRINTF(2, 3) void say(prompt_s *p, const char *format, ...)
 
 bool is_insertable(const prompt_s *p, mkey_t key)
 {
-    return p->insert.char_fn && !varno::is_terminal_key(key) && varno::is_printable(key);
+    return p->insert.char_fn && varno::is_text(key);
 }
 
 } // namespace

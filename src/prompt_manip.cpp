@@ -7,6 +7,7 @@
 
 #include <varno/prompt.h>
 
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 
@@ -22,12 +23,6 @@ void terminate(pstate *ps, int32_t at)
 {
     ps->buf[at] = '\0';
     ps->buf_used = at;
-}
-
-void empty_line(pstate *ps)
-{
-    ps->cursor_location = 0;
-    terminate(ps, 0);
 }
 
 // Moves what stands from `from` on down to `to`; the cursor keeps its index.
@@ -193,7 +188,8 @@ void prompt_delete_to_bol(prompt_s *p)
     if (ps->buf_used < 1 || ps->cursor_location == 0)
         return;
     prompt_set_dirty(p);
-    close_gap(ps, 0, ps->cursor_location);
+    // A chop leaves the cursor where it was, which may be behind the line's end.
+    close_gap(ps, 0, std::min(ps->cursor_location, ps->buf_used));
     ps->cursor_location = 0;
 }
 
@@ -238,7 +234,8 @@ void prompt_backspace(prompt_s *p, int number)
 
 void pstate_clear_command(pstate *ps)
 {
-    empty_line(ps);
+    ps->cursor_location = 0;
+    terminate(ps, 0);
 }
 
 void prompt_clear_command(prompt_s *p)
@@ -343,8 +340,7 @@ void prompt_word_forward(prompt_s *p)
     ps->cursor_location = end < ps->buf_used ? end + 1 : ps->buf_used;
 }
 
-// The separating white-space character goes with the word, unlike in the move by
-// words: repeated deletions leave no trailing blank behind.
+// One white-space character before the word goes with it, unlike in the move by words.
 void prompt_delete_word_back(prompt_s *p)
 {
     VARNO_ASSERT(p);
@@ -431,7 +427,7 @@ int prompt_token_extract(prompt_s *p, int start, char *out_token, int token_len,
 {
     VARNO_ASSERT(p && out_token && out_token_len);
     VARNO_ASSERT(start >= 0 && start <= p->ps.buf_used);
-    if (token_len > 0)
+    if (token_len > 0) // a buffer of no bytes is not written to
         *out_token = '\0';
     *out_token_len = 0;
     int end = 0;
@@ -563,9 +559,13 @@ void prompt_history_previous(prompt_s *p, int restore_cursor)
     VARNO_ASSERT(p);
     if (p->history_count == 0)
         return;
-    prompt_history_s *t = p->history_browse ? p->history_browse->next : p->history.cqh_first;
-    if (!p->history_browse)
+    prompt_history_s *t;
+    if (p->history_browse) {
+        t = p->history_browse->next;
+    } else {
+        t = p->history.cqh_first;
         VARNO_ASSERT_AS(t && t != history_end(p), "t = p->history.cqh_first");
+    }
     if (t != history_end(p))
         browse_history(p, t, restore_cursor);
 }
@@ -592,11 +592,11 @@ void prompt_history_set_prompt(prompt_s *p, prompt_history_s *t, int restore_cur
     VARNO_ASSERT(t);
     pstate *ps = &p->ps;
     // One less than the buffer, for the terminator that the copy adds.
-    VARNO_ASSERT_AS(!strlcpy2(ps->buf, t->command, std::size(ps->buf) - 1),
-                    "!strlcpy2(p->ps.buf, t->command, sizeof(p->ps.buf))");
+    const int cut = strlcpy2(ps->buf, t->command, std::size(ps->buf) - 1);
     ps->buf_used = static_cast<int32_t>(std::strlen(ps->buf));
     ps->cursor_location = restore_cursor ? t->cursor_location : ps->buf_used;
     prompt_set_dirty(p);
+    VARNO_ASSERT_AS(!cut, "!strlcpy2(p->ps.buf, t->command, sizeof(p->ps.buf))");
 }
 
 // For prompt_free alone: the text copies stay with the allocator, count and

@@ -32,10 +32,10 @@ class RowWriter {
 
     void append(const char *text) { append(text, std::strlen(text)); }
 
-    // As the precision of "%.*s": a negative width takes the whole text.
+    // As the precision of "%.*s": a negative width, as a great one, takes the whole text.
     void append_cut(const char *text, int32_t width)
     {
-        append(text, width < 0 ? std::strlen(text) : strnlen(text, static_cast<size_t>(width)));
+        append(text, strnlen(text, static_cast<size_t>(width)));
     }
 
     int32_t written() const { return static_cast<int32_t>(written_); }

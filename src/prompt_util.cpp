@@ -4,8 +4,6 @@
 
 #include <varno/prompt.h>
 
-#include <iterator>
-
 namespace {
 
 constexpr char source_name[] = "prompt_util";

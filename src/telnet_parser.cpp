@@ -33,6 +33,7 @@ constexpr int32_t parameters_at = 3;
 // IAC SB NAWS, two 16-bit numbers, IAC SE.
 constexpr int32_t naws_bytes = 9;
 constexpr int32_t naws_end_at = 7;
+constexpr int32_t malformed_naws_bytes = 6;
 
 // Hosts print these rows. The texts are observable, their slips included: keep them letter for letter.
 // Row: code - TN_NVT_SE. ORDER telnet commands
@@ -130,15 +131,15 @@ int number_at(const unsigned char *buf)
 
 // Needs nine bytes of the stream, whatever the message's own length. A message
 // whose values hold an escaped 255 is longer: it is reported as it stands, and
-// then fails the check, or has no end at the expected place and is skipped up to
-// there, its rest passing on as data.
+// then fails the check, or has no end at the expected place: then all but the last
+// byte of the numbers is skipped, and the rest passes on as data.
 int32_t consume_naws(telparser_s *ctx, const unsigned char *buf, int32_t len, int32_t buflen)
 {
     if (buflen < naws_bytes)
         return 0;
     if (buf[naws_end_at] != TN_NVT_IAC || buf[naws_end_at + 1] != TN_NVT_SE) {
         telnet_trace(ctx, "%s", "saw malformed NAWS message: missing IAC SE");
-        return 6;
+        return malformed_naws_bytes;
     }
     if (ctx->naws_fn)
         ctx->naws_fn(ctx, ctx->naws_user, number_at(buf + 3), number_at(buf + 5));
@@ -184,6 +185,8 @@ int32_t consume_unsupported(telparser_s *ctx, const unsigned char *buf, int32_t 
     const int option = buf[option_at];
     telnet_trace(ctx, "%s: %d", "Skipping unsupported options negotiation for option", option);
     const int32_t j = find_iac(buf, option_at, buflen);
+    // The end that was found holds an IAC; only a callback that changed the buffer
+    // can have taken it away.
     if (j >= buflen - 1) {
         telnet_trace(ctx, "%s: %d (len: %d)", "Unable to completely consume option", option,
                      buflen);

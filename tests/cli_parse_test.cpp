@@ -108,6 +108,17 @@ constexpr LineRow line_rows[] = {
 };
 // clang-format on
 
+TEST(CliParse, BeginsWithNoRecords)
+{
+    cli_pnode_s show = keyword_node("show");
+    for (const char *line : {"", "  ", "'", "set"}) {
+        int32_t consumed = -1;
+        auto *matches = reinterpret_cast<cli_pmatch_s *>(&show);
+        cli_parse(&show, line, static_cast<int32_t>(std::strlen(line)), &consumed, &matches);
+        EXPECT_EQ(matches, nullptr) << line;
+    }
+}
+
 TEST(CliParse, MatchesALineTokenByToken)
 {
     Graph graph;

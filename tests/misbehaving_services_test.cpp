@@ -1,10 +1,11 @@
 // What the library's self-checks catch when a service that they guard misbehaves.
-// The program's own definitions stand in front of the platform's and the library's,
-// and pass the call on unless a test tells them to lie.
+// The program's own definitions stand in front of the platform's, the library's and
+// the C library's, and pass the call on unless a test tells them to lie.
 
 #include <dlfcn.h>
 
 #include <functional>
+#include <iterator>
 #include <string>
 
 #include "support/assertion.h"
@@ -18,9 +19,11 @@
 
 namespace {
 
+using varno_test::line_of;
 using varno_test::state_of;
 
 std::function<int()> copy_lie;
+std::function<int(int)> print_lie;
 std::function<char *(const char *)> span_lie;
 std::function<void(mc_node_s **, int32_t *, int32_t *)> search_lie;
 
@@ -40,6 +43,12 @@ int strlcpy2(char *dst, const char *src, size_t n)
 char *spanws_back(const char *buf, int index)
 {
     return span_lie ? span_lie(buf) : real<decltype(spanws_back)>("spanws_back")(buf, index);
+}
+
+// As the C library declares it: C linkage, and nothing thrown.
+extern "C" int isprint(int c) noexcept
+{
+    return print_lie ? print_lie(c) : real<int(int)>("isprint")(c);
 }
 
 int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int flags,
@@ -62,6 +71,7 @@ class MisbehavingServices : public testing::Test {
     ~MisbehavingServices() override
     {
         copy_lie = nullptr;
+        print_lie = nullptr;
         span_lie = nullptr;
         search_lie = nullptr;
         prompt_free(p);
@@ -107,6 +117,31 @@ TEST_F(MisbehavingServices, AWordFoundBehindTheCursorIsFatalToItsDeletion)
     set("a| b c");
     span_lie = [](const char *buf) { return const_cast<char *>(buf) + 4; };
     EXPECT_ASSERTION(prompt_delete_word_back(p), "len > 0", "prompt_manip");
+}
+
+// In a locale whose upper half is printable, the codes -128 to -1 are printable too:
+// then only their range keeps the terminal's keys out of the line.
+TEST_F(MisbehavingServices, TerminalKeysAreNoTextWhateverIsPrintable)
+{
+    // clang-format off
+    const mkey_t keys[] = {
+        0x80000000, 0xFFFFFF7F, 0xFFFFFF80, VIRTKEY_WILDCARD,       // ... -129, -128, -23
+        VIRTKEY_BACKSPACE, VIRTKEY_HOME, VIRTKEY_UP, 0xFFFFFFFE,    // -22 to -3, -2
+        0xFFFFFFFF, 255, 256, 0x7FFFFFFF,                           // -1, 255, 256 ...
+    };
+    // clang-format on
+    const std::string wanted = "\x80\xE9\xFE\xFF\xFF|";
+    print_lie = [](int c) {
+        EXPECT_TRUE(c >= -128 && c <= 255) << c;
+        return 1;
+    };
+    prompt_util_bind_insert(p);
+    prompt_insert_string(p, keys, static_cast<int>(std::size(keys)));
+    EXPECT_EQ(line_of(p->ps), wanted);
+    prompt_clear_command(p);
+    for (const mkey_t key : keys)
+        prompt_insert_char(p, key);
+    EXPECT_EQ(line_of(p->ps), wanted);
 }
 
 int do_nothing(prompt_s *, pstate *, const char *, void *, void *)

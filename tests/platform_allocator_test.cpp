@@ -232,8 +232,9 @@ TEST_F(Allocator, FailureOnDemandEndsWithMinusOne)
 TEST_F(Allocator, EveryCallCountsAsOneAllocationAlsoAFailedOneAndAGrowth)
 {
     void *array = crealloc(nullptr, 1, 0, 1);
-    tracked_fail_after(4);
+    tracked_fail_after(5);
     EXPECT_EQ(tracked_malloc(SIZE_MAX, "BYTE"), nullptr);
+    EXPECT_EQ(crealloc(array, 1, 1, SIZE_MAX), nullptr);
     array = crealloc(array, 1, 1, 100);
     tracked_free(nullptr, "BYTE");
     void *last = tracked_malloc(1, "BYTE");

@@ -181,8 +181,9 @@ TEST(WordAtTheCursor, ACursorOutsideTheTextTouchesNone)
 {
     int start = 77;
     int len = 78;
-    EXPECT_EQ(string_get_cursor_token("show", 4, 5, &start, &len), -1);
-    EXPECT_EQ(string_get_cursor_token("show", 4, -1, &start, &len), -1);
+    const char around[] = "xshowx";
+    EXPECT_EQ(string_get_cursor_token(around + 1, 4, 5, &start, &len), -1);
+    EXPECT_EQ(string_get_cursor_token(around + 1, 4, -1, &start, &len), -1);
     EXPECT_EQ(start, 77);
     EXPECT_EQ(len, 78);
 }

@@ -8,6 +8,7 @@
 #include <barrier>
 #include <cerrno>
 #include <climits>
+#include <cwchar>
 #include <mutex>
 #include <set>
 #include <stdexcept>
@@ -45,7 +46,8 @@ class TraceService : public ::testing::Test {
     {
         one = trace_register_module("one");
         two = trace_register_module("two");
-        longest = trace_register_module(std::string(63, 'x').c_str());
+        longest_x = trace_register_module(std::string(63, 'x').c_str());
+        longest_y = trace_register_module((std::string(62, 'x') + "y").c_str());
     }
 
     void SetUp() override { trace_set_sink(keep, &heard); }
@@ -57,18 +59,17 @@ class TraceService : public ::testing::Test {
         trace_set_level(two, 6);
     }
 
-    static int one, two, longest;
+    static int one, two, longest_x, longest_y;
     std::vector<Message> heard;
 };
 
-int TraceService::one, TraceService::two, TraceService::longest;
+int TraceService::one, TraceService::two, TraceService::longest_x, TraceService::longest_y;
 
 TEST_F(TraceService, IdentifiersAreAboveZeroAndDistinct)
 {
-    EXPECT_GT(one, 0);
-    EXPECT_GT(two, 0);
-    EXPECT_GT(longest, 0);
-    EXPECT_EQ((std::set<int>{one, two, longest}).size(), 3u);
+    const std::set<int> module_ids{one, two, longest_x, longest_y};
+    EXPECT_EQ(module_ids.size(), 4u);
+    EXPECT_GT(*module_ids.begin(), 0);
 }
 
 TEST_F(TraceService, ANameRegisteredAgainKeepsItsIdentifierAndLevel)
@@ -76,6 +77,7 @@ TEST_F(TraceService, ANameRegisteredAgainKeepsItsIdentifierAndLevel)
     trace_set_level(one, 7);
     EXPECT_EQ(trace_register_module("one"), one);
     EXPECT_EQ(trace_register_module(std::string("one").c_str()), one);
+    EXPECT_EQ(trace_register_module(std::string(63, 'x').c_str()), longest_x);
     EXPECT_TRUE(trace_module_wants(one, 7));
 }
 
@@ -181,6 +183,14 @@ TEST_F(TraceService, ATextOfAThousandCharactersIsWholeAndALongerOneIsCutThere)
     }
 }
 
+TEST_F(TraceService, ATextThatCannotBeFormattedReachesNobody)
+{
+    errno = ERANGE;
+    trace_emit(one, 1, "a%lc", wint_t{0x100}); // no character of the C locale
+    EXPECT_EQ(errno, ERANGE);
+    EXPECT_TRUE(heard.empty());
+}
+
 void spoil_errno(void *, int, int, const char *)
 {
     errno = EIO;
@@ -264,7 +274,7 @@ TEST_F(TraceService, ThreadsThatRegisterTheSameNamesAgreeUntilTheTableIsFull)
     for (std::thread &thread : threads)
         thread.join();
 
-    std::set<int> distinct{one, two, longest};
+    std::set<int> distinct{one, two, longest_x, longest_y};
     size_t registered = 0;
     for (size_t i = 0; i < nnames; i++) {
         for (const auto &ids : module_ids)
@@ -274,7 +284,7 @@ TEST_F(TraceService, ThreadsThatRegisterTheSameNamesAgreeUntilTheTableIsFull)
         registered++;
         distinct.insert(module_ids[0][i]);
     }
-    EXPECT_EQ(distinct.size(), registered + 3);
+    EXPECT_EQ(distinct.size(), registered + 4);
     EXPECT_EQ(*distinct.begin(), 1);
     EXPECT_EQ(*distinct.rbegin(), 64);
     EXPECT_EQ(shared.heard.size(), registered * nthreads);

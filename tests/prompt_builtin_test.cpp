@@ -9,6 +9,8 @@
 #include <varno/platform_default.h>
 #include <varno/varno.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -197,27 +199,36 @@ struct Output {
     uint32_t flags;
 };
 
+// Shows in standard output where an output bracket begins, and the line there.
+int print_line(prompt_s *p, void *, const char *, ...)
+{
+    std::printf("{%s}", p->ps.buf);
+    return 0;
+}
+
 TEST_F(Builtins, PrintingCommandsWriteBetweenTheOutputBrackets)
 {
+    prompt_set_print_callback(p, print_line, nullptr);
     // clang-format off
     const Output rows[] = {
-        {"redisplay", "sh|ow",        "\n\r",                                       "sh|ow",        4},
-        {"echo",      "a|b",          "a<>b\n\r",                                   "a|b",          4},
-        {"echo",      "|",            "<>\n\r",                                     "|",            4},
-        {"invoke",    "|",            "Cannot invoke empty command\n\r",            "|",            4},
-        {"invoke",    "   |",         "No tokens in command\n\r",                   "   |",         4},
-        {"invoke",    "ab c\"d|",     "Unmatched opening \" at column 4\n\r",       "ab c\"d|",     4},
-        {"invoke",    "it's|",        "Unmatched opening ' at column 2\n\r",        "it's|",        4},
-        {"invoke",    "frobnicate x|", "No command for [frobnicate]\t\n\r",         "|",            6},
-        {"invoke",    "echo a|b",     " a<>b\n\r",                                  " a|b",         6},
-        {"invoke",    "move-begin abc|", "",                                        "| abc",        2},
-        {"invoke",    "invoke move-begin a|", "",                                   "| a",          2},
-        {"invoke",    "invoke|",      "Cannot invoke empty command\n\r",            "|",            6},
-        {"invoke",    "invoke invoke|", "Cannot invoke empty command\n\r",          "|",            6},
-        {"execute-and-restore", "delete-command|", "",                              "delete-command|", 0},
-        {"execute-and-restore", "echo x|y", " x<>y\n\r",                            "echo x|y",     4},
-        {"execute-and-restore", "|",  "Cannot invoke empty command\n\r",            "|",            4},
-        {"execute-and-restore", "nobody|", "No command for [nobody]\t\n\r",         "nobody|",      4},
+        {"redisplay",           "sh|ow",                "{show}\n\r",                                    "sh|ow",           4},
+        {"echo",                "a|b",                  "{ab}a<>b\n\r",                                  "a|b",             4},
+        {"echo",                "|",                    "{}<>\n\r",                                      "|",               4},
+        {"invoke",              "|",                    "{}Cannot invoke empty command\n\r",             "|",               4},
+        {"invoke",              "   |",                 "{   }No tokens in command\n\r",                 "   |",            4},
+        {"invoke",              "ab c\"d|",             "{ab c\"d}Unmatched opening \" at column 4\n\r", "ab c\"d|",        4},
+        {"invoke",              "it's|",                "{it's}Unmatched opening ' at column 2\n\r",     "it's|",           4},
+        {"invoke",              "x|",                   "{}No command for [x]\t\n\r",                    "|",               6},
+        {"invoke",              "frobnicate x|",        "{ x}No command for [frobnicate]\t\n\r",         "|",               6},
+        {"invoke",              "echo a|b",             "{ ab} a<>b\n\r",                                " a|b",            6},
+        {"invoke",              "move-begin abc|",      "",                                              "| abc",           2},
+        {"invoke",              "invoke move-begin a|", "",                                              "| a",             2},
+        {"invoke",              "invoke|",              "{}Cannot invoke empty command\n\r",             "|",               6},
+        {"invoke",              "invoke invoke|",       "{}Cannot invoke empty command\n\r",             "|",               6},
+        {"execute-and-restore", "delete-command|",      "",                                              "delete-command|", 0},
+        {"execute-and-restore", "echo x|y",             "{ xy} x<>y\n\r",                                "echo x|y",        4},
+        {"execute-and-restore", "|",                    "{}Cannot invoke empty command\n\r",             "|",               4},
+        {"execute-and-restore", "nobody|",              "{}No command for [nobody]\t\n\r",               "nobody|",         4},
     };
     // clang-format on
     for (const Output &row : rows) {
@@ -236,20 +247,33 @@ TEST_F(Builtins, ExecuteAndRestorePutsBackEveryFlag)
     EXPECT_EQ(p->flags, static_cast<uint32_t>(PROMPT_FLAG_SCROLLED));
 }
 
-int keep_argument(prompt_s *, pstate *, const char *invoked, void *ctx, void *argument)
+// Putting back the line puts back no offset.
+TEST_F(Builtins, ExecuteAndRestoreOfAClearLeavesTheLineScrolledBack)
 {
+    set("delete-command|");
+    p->display_offset = 8;
+    run("execute-and-restore");
+    EXPECT_EQ(line_of(p->ps), "delete-command|");
+    EXPECT_EQ(p->display_offset, 0);
+    EXPECT_EQ(p->flags, 0u);
+}
+
+int keep_name(prompt_s *p, pstate *ps, const char *invoked, void *ctx, void *argument)
+{
+    EXPECT_EQ(ps, &p->ps);
     EXPECT_EQ(argument, nullptr);
-    *static_cast<std::string *>(ctx) = invoked;
+    *static_cast<const void **>(ctx) = invoked;
+    p->flags = 0;
     return 0;
 }
 
-TEST_F(Builtins, InvokeRunsAHostCommandWithItsContextAndANullArgument)
+TEST_F(Builtins, InvokeRunsAHostCommandByItsOwnNameAndMarksTheLineDirtyAfterwards)
 {
-    std::string invoked;
-    prompt_bind_command(p, "mine", keep_argument, &invoked);
+    const void *invoked = nullptr;
+    prompt_bind_command(p, "mine", keep_name, &invoked);
     set("mine arg|");
     run("invoke");
-    EXPECT_EQ(invoked, "mine");
+    EXPECT_EQ(invoked, prompt_get_command(p, "mine")->inv.invoke_name);
     EXPECT_EQ(line_of(p->ps), " arg|");
     EXPECT_EQ(p->flags, 2u);
 }
@@ -276,10 +300,11 @@ TEST_F(Builtins, SampleExecuteRunsAddsEndsBrowsingAndClears)
     prompt_history_add(p, 1);
     prompt_history_previous(p, 0);
     set("show ip|");
+    prompt_set_print_callback(p, print_line, nullptr);
     const std::string block = "Foobie:\r\n    FOO: 1, BAR: 2, XXX: 3\r\n"
                               "    FOO: 1, BAR: 2, XXX: 3\r\n";
     EXPECT_EQ(block.size(), 65u);
-    EXPECT_EQ(run("execute"), block + "By the way, the command was [show ip]\n\r");
+    EXPECT_EQ(run("execute"), "{show ip}" + block + "By the way, the command was [show ip]\n\r");
     EXPECT_EQ(line_of(p->ps), "|");
     EXPECT_EQ(p->flags, 6u);
     EXPECT_STREQ(p->history.cqh_first->command, "show ip");
@@ -296,17 +321,38 @@ TEST_F(Builtins, SampleExecuteSuppressesARepeat)
     EXPECT_EQ(p->history_count, 1);
 }
 
-TEST_F(Builtins, SampleExecuteOfQuitEndsTheProcess)
+TEST_F(Builtins, SampleExecuteOfQuitEndsTheProcessByItsExitHandlers)
 {
     set("quit|");
-    EXPECT_EXIT(p_builtin_execute_cb(p, &p->ps, "execute", nullptr, nullptr),
-                testing::ExitedWithCode(0), "");
-    set("quit |");
-    EXPECT_NE(run("execute"), "");
+    EXPECT_EXIT(
+        {
+            std::atexit([] { std::fputs("left", stderr); });
+            p_builtin_execute_cb(p, &p->ps, "execute", nullptr, nullptr);
+            std::_Exit(3);
+        },
+        testing::ExitedWithCode(0), "^left$");
 }
 
-TEST_F(Builtins, SampleExecuteWithoutMemoryForTheHistoryIsFatal)
+// In a child, for a test program that ends with status 0 has passed.
+TEST_F(Builtins, SampleExecuteReturnsForAnyOtherLine)
 {
+    for (const char *marked : {"quit |", " quit|", "qui|", "Quit|", "show|", "|"}) {
+        set(marked);
+        EXPECT_EXIT(
+            {
+                p_builtin_execute_cb(p, &p->ps, "execute", nullptr, nullptr);
+                std::_Exit(3);
+            },
+            testing::ExitedWithCode(3), "")
+            << marked;
+    }
+}
+
+TEST_F(Builtins, SampleExecuteWithoutMemoryForTheHistoryIsFatalBeforeBrowsingEnds)
+{
+    set("first|");
+    prompt_history_add(p, 1);
+    prompt_history_previous(p, 0);
     set("show|");
     testing::internal::CaptureStdout();
     EXPECT_ASSERTION(
@@ -317,6 +363,9 @@ TEST_F(Builtins, SampleExecuteWithoutMemoryForTheHistoryIsFatal)
         "!prompt_history_add(p, 1)", "prompt_builtin");
     tracked_fail_after(-1);
     testing::internal::GetCapturedStdout();
+    EXPECT_NE(p->history_browse, nullptr);
+    EXPECT_EQ(line_of(p->ps), "show|");
+    EXPECT_EQ(p->flags, 4u);
 }
 
 TEST_F(Builtins, EveryCommandInsistsOnItsArguments)
@@ -414,6 +463,11 @@ TEST_F(InsertCallbacks, InsistOnTheirArguments)
     EXPECT_ASSERTION(p_builtin_insert_char_cb(p, &p->ps, name, nullptr, nullptr, &key, 0),
                      "buflen == 1", "prompt_builtin");
     EXPECT_ASSERTION(p_builtin_insert_string_cb(p, &p->ps, name, nullptr, nullptr, &key, 0),
+                     "buflen >= 1", "prompt_builtin");
+    // Where both are wrong, one asks for the keys first and the other for their count.
+    EXPECT_ASSERTION(p_builtin_insert_char_cb(p, &p->ps, name, nullptr, nullptr, nullptr, 2), "buf",
+                     "prompt_builtin");
+    EXPECT_ASSERTION(p_builtin_insert_string_cb(p, &p->ps, name, nullptr, nullptr, nullptr, 0),
                      "buflen >= 1", "prompt_builtin");
 }
 

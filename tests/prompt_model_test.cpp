@@ -1,5 +1,5 @@
-// The display model's geometry and the redraw's fatal conditions. What a redraw
-// writes is in the editor scripts.
+// The display model's geometry, the redraw's fatal conditions and the print calls
+// that it makes. What a redraw shows is in the editor scripts.
 
 #include "support/assertion.h"
 #include "support/editor.h"
@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -56,6 +57,22 @@ class PromptModel : public testing::Test {
         const pstate ps = state_of(marked);
         prompt_set_content(p, &ps);
         prompt_set_dirty(p);
+    }
+
+    // What a redraw of the changed line prints.
+    Calls redraw(const std::string &marked)
+    {
+        set(marked);
+        prompt_redraw(p);
+        return prints.take();
+    }
+
+    // What a redraw prints when nothing but the cursor has moved.
+    Calls move_to(int32_t cursor)
+    {
+        p->ps.cursor_location = cursor;
+        prompt_redraw(p);
+        return prints.take();
     }
 
     Prints prints;
@@ -111,6 +128,22 @@ TEST_F(PromptModel, AnEmptyGuardTakesNoColumn)
     p->display_offset = 16;
     EXPECT_EQ(prompt_update_model(p, &mod), 0);
     EXPECT_STREQ(mod.buf, ">aaaabbbbbbbbbbbbbb");
+}
+
+TEST_F(PromptModel, ALineIsEmptyByItsCountAlone)
+{
+    prompt_set_prompt_normal(p, "# ");
+    p->ps.buf_used = 1;
+    EXPECT_EQ(prompt_update_model(p, &mod), 0);
+    EXPECT_STREQ(mod.buf, "# ");
+}
+
+TEST_F(PromptModel, TheGeometryOfAShortLineLeavesTheRightMarginAlone)
+{
+    mod.margin_right = 7;
+    prompt_model_set_dimension(p, &mod);
+    EXPECT_EQ(mod.margin_right, 7);
+    EXPECT_EQ(mod.text_width, 71);
 }
 
 struct Scroll {
@@ -220,6 +253,71 @@ TEST_F(PromptModel, RedrawsUseTheirFormatsAndFlushOnce)
     EXPECT_EQ(prints.flushes, 6);
 }
 
+TEST_F(PromptModel, AnUnchangedRowIsFlushedWithoutAPrint)
+{
+    redraw("sh|ow");
+    EXPECT_EQ(redraw("sh|ow"), Calls());
+    EXPECT_EQ(prints.flushes, 2);
+}
+
+TEST_F(PromptModel, AShorterRowWhoseCursorIsAtTheOldEndNeedsNoLastMove)
+{
+    *prompt_inactive_model(p) = {"abcde", 5, 5, 0, 0, 0};
+    *prompt_active_model(p) = {"ab", 2, 5, 0, 0, 0};
+    prompt_redraw_model(p);
+    EXPECT_EQ(prints.take(), Calls({"%c|\b", "%c|\b", "%c|\b", "%*s|   "}));
+}
+
+struct Difference {
+    const char *before;
+    const char *after;
+    Calls written;
+};
+
+// Without a prompt the cursor can be in column 0.
+TEST_F(PromptModel, OnlyARowThatIsNotShorterReturnsToColumnZeroByACarriageReturn)
+{
+    // clang-format off
+    const Difference rows[] = {
+        {"show|", "|show", {"%c|\r"}},
+        {"show|", "|shaw", {"%c|\b", "%c|\b", "%s|aw", "%c|\r"}},
+        {"|shaw", "|xhaw", {"\r%s|\rxhaw", "%c|\r"}},
+        {"sh|ow", "|ow",   {"%c|\r", "%s|ow", "%*s|  ", "%c|\b", "%c|\b", "%c|\b", "%c|\b"}},
+        {"|ow",   "|w",    {"%c|\r", "%s|w", "%*s| ", "%c|\b", "%c|\b"}},
+    };
+    // clang-format on
+    prompt_set_prompt_empty(p, "");
+    prompt_set_prompt_normal(p, "");
+    for (const Difference &row : rows) {
+        redraw(row.before);
+        EXPECT_EQ(redraw(row.after), row.written) << row.before << " to " << row.after;
+    }
+}
+
+TEST_F(PromptModel, AnyFlagMakesARedrawRebuild)
+{
+    redraw("show|");
+    EXPECT_EQ(p->active_model, 0);
+    p->flags = PROMPT_FLAG_SCROLLED;
+    prompt_redraw(p);
+    EXPECT_EQ(p->active_model, 1);
+}
+
+void keep_column(prompt_s *p, void *ctx)
+{
+    *static_cast<int32_t *>(ctx) = prompt_active_model(p)->virtual_cursor;
+}
+
+TEST_F(PromptModel, ACursorMoveIsFlushedBeforeItsColumnIsStored)
+{
+    redraw("show|");
+    int32_t column_at_flush = 0;
+    prompt_set_flush_callback(p, keep_column, &column_at_flush);
+    move_to(0);
+    EXPECT_EQ(column_at_flush, 5);
+    EXPECT_EQ(prompt_active_model(p)->virtual_cursor, 1);
+}
+
 TEST_F(PromptModel, ADrawPrintsTheActiveModelWithoutRebuildingIt)
 {
     prompt_redraw(p);
@@ -258,6 +356,7 @@ TEST_F(PromptModel, WithoutAPrintFunctionTheRedrawIsSilent)
     prompt_move_term_cursor_back(p, 1);
     prompt_term_whiteout(p, 1);
     prompt_finish_output(p);
+    EXPECT_ASSERTION(prompt_move_term_cursor_back(p, 0), "amount > 0", "prompt");
     EXPECT_ASSERTION(prompt_redraw(p), "p->pinfo.print_fn", "prompt");
 }
 
@@ -348,8 +447,11 @@ TEST_F(PromptModel, MissingArgumentsAreFatal)
     EXPECT_ASSERTION(prompt_model_init(nullptr), "mod", "prompt_model");
     EXPECT_ASSERTION(prompt_model_set_dimension(nullptr, &mod), "mod && p", "prompt_model");
     EXPECT_ASSERTION(prompt_model_set_dimension(p, nullptr), "mod && p", "prompt_model");
+    EXPECT_ASSERTION(prompt_model_check_cursor_scroll(nullptr, &mod), "mod && p", "prompt_model");
     EXPECT_ASSERTION(prompt_model_check_cursor_scroll(p, nullptr), "mod && p", "prompt_model");
+    EXPECT_ASSERTION(prompt_update_model(nullptr, &mod), "mod && p", "prompt_model");
     EXPECT_ASSERTION(prompt_update_model(p, nullptr), "mod && p", "prompt_model");
+    EXPECT_ASSERTION(prompt_update_model_and_prompt(nullptr, &mod), "mod && p", "prompt_model");
     EXPECT_ASSERTION(prompt_update_model_and_prompt(p, nullptr), "mod && p", "prompt_model");
     EXPECT_ASSERTION(prompt_print_model(nullptr), "p", "prompt_model");
     EXPECT_ASSERTION(prompt_redraw_model(nullptr), "p", "prompt_model");
@@ -372,6 +474,11 @@ class WideModel : public PromptModel {
         prompt_set_dimension(p, 400, 4);
         prompt_set_prompt_normal(p, "123456789012345678901234567890");
     }
+
+    static std::string line(size_t length, size_t cursor)
+    {
+        return std::string(length, 'a').insert(cursor, "|");
+    }
 };
 
 TEST_F(WideModel, ALongRenderingIsCountedWholeAndStoredInPart)
@@ -383,31 +490,25 @@ TEST_F(WideModel, ALongRenderingIsCountedWholeAndStoredInPart)
     EXPECT_EQ(mod.virtual_cursor, 285);
 }
 
-TEST_F(WideModel, RedrawingPastTheStoredPartTouchesNothingBeyondIt)
+TEST_F(WideModel, ACursorMoveWritesColumnsThatAreNotStoredAsNothing)
 {
-    const std::string text(255, 'a');
-    const std::string lines[] = {text + "|",
-                                 "|" + text,
-                                 text.substr(0, 254) + "|",
-                                 text + "|",
-                                 text.substr(1) + "|b",
-                                 "|b" + text.substr(1),
-                                 "x|" + text.substr(1),
-                                 "|",
-                                 text + "|"};
-    prompt_redraw(p);
-    for (const std::string &line : lines) {
-        set(line);
-        prompt_redraw(p);
-        set(line);
-        p->flags = 0;
-        p->ps.cursor_location = p->ps.buf_used;
-        prompt_redraw(p);
-        p->ps.cursor_location = 0;
-        prompt_redraw(p);
-    }
-    for (const std::string &call : prints.take())
-        EXPECT_LE(call.size(), 300u);
+    for (int i = 0; i < 3; i++)
+        redraw(line(255, 250));
+    ASSERT_EQ(p->active_model, 0) << "the other model's text lies behind this one's";
+    EXPECT_EQ(move_to(255), Calls({"%.*s|"})) << "columns 280 to 285";
+    EXPECT_EQ(move_to(220), Calls(35, "%c|\b"));
+    EXPECT_EQ(move_to(230), Calls({"%.*s|aaaaa"})) << "columns 250 to 260";
+}
+
+TEST_F(WideModel, ADifferenceWritesColumnsThatAreNotStoredAsNothing)
+{
+    for (int i = 0; i < 2; i++)
+        redraw(line(255, 250));
+    EXPECT_EQ(redraw(line(255, 255)), Calls({"%.*s|"}));
+    ASSERT_EQ(p->active_model, 0) << "the other model's text lies behind this one's";
+    Calls shorter(30, "%c|\b");
+    shorter.insert(shorter.end(), {"%s|", "%*s| ", "%c|\b"});
+    EXPECT_EQ(redraw(line(254, 254)), shorter);
 }
 
 TEST_F(WideModel, AnyWidthUpToTheGreatestIsSafe)

@@ -503,7 +503,8 @@ TEST(PromptRelease, AReferenceCountThatRanOutIsFatal)
     prompt_bind_command(p, "one", note_command, nullptr);
     bind(p, "one", "<c-a>");
     p->commands->refct = 0;
-    EXPECT_ASSERTION(prompt_init_keys(p), "clink->command->refct > 0", "prompt");
+    EXPECT_DEATH(prompt_init_keys(p),
+                 "assertion failed: clink->command->refct > 0 \\(prompt:[0-9]+\\)\n");
     p->commands->refct = 1;
     prompt_free(p);
 }

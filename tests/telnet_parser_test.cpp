@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <cwchar>
 #include <random>
 #include <string>
 #include <string_view>
@@ -203,8 +204,82 @@ TEST(TelnetTrace, FormatsUpTo255Characters)
     EXPECT_EQ(host.take_events(), wanted);
 }
 
-// Assertions; "len == 9" is in the scripts of the window size. What checks the
-// start of a subnegotiation and the bytes of a terminal name cannot fail from here.
+// Assertions; "len == 9" is in the scripts of the window size. "buf[1] == TN_NVT_SB"
+// and "term_len > 0" cannot fail from here.
+
+TEST(TelnetAssertions, ABufferThatAReceiverChangesUnderTheParserIsFatal)
+{
+    std::string stream = "a\xff\xfa\x05\xff\xf0";
+    telparser_s ctx = {};
+    telnet_set_callback_trace(&ctx, [](auto...) {}, nullptr);
+    telnet_set_callback_recv(
+        &ctx,
+        [](telparser_s *, void *user, const unsigned char *, int32_t) {
+            static_cast<char *>(user)[1] = 'x'; // the IAC of the SB
+            return 0;
+        },
+        stream.data());
+    EXPECT_ASSERTION(consume(ctx, stream), "ctx && buf && buf[0] == TN_NVT_IAC && buflen > 1",
+                     "telnet_parser");
+}
+
+TEST(TelnetAssertions, AWindowSizeOfAnotherLengthIsFatalWithoutACallbackToo)
+{
+    telparser_s ctx = {};
+    telnet_set_callback_trace(&ctx, [](auto...) {}, nullptr);
+    EXPECT_ASSERTION(consume(ctx, "\xff\xfa\x1f\0\x50\xff\xf0\xff\xf0"sv), "len == 9",
+                     "telnet_parser");
+}
+
+struct Rubbed {
+    std::string stream;
+    std::string texts;
+};
+
+TEST(TelnetTrace, TellsThatTheEndOfAnOptionHasGone)
+{
+    Rubbed rubbed{"\xff\xfa\x05\x07\xff\xf0", ""};
+    telparser_s ctx = {};
+    telnet_set_callback_trace(
+        &ctx,
+        [](telparser_s *, void *user, const char *text) {
+            auto &r = *static_cast<Rubbed *>(user);
+            r.texts += std::string(text) + "|";
+            if (std::strstr(text, "Skipping"))
+                r.stream[4] = 'x';
+        },
+        &rubbed);
+    EXPECT_EQ(consume(ctx, rubbed.stream), 0);
+    EXPECT_EQ(rubbed.texts, "Skipping unsupported options negotiation for option: 5|"
+                            "Unable to completely consume option: 5 (len: 6)|"
+                            "Could not consume sub-opt message|NVT processing consumed 0\n|");
+}
+
+TEST(TelnetCallbacks, AreGivenTheirOwnUserPointers)
+{
+    int calls[6] = {};
+    const auto count = [](telparser_s *, void *user, auto...) { ++*static_cast<int *>(user); };
+    const auto receive = [](telparser_s *, void *user, auto...) {
+        return ++*static_cast<int *>(user);
+    };
+    telparser_s ctx = {receive, &calls[0], receive, &calls[1], count, &calls[2],
+                       count,   &calls[3], count,   &calls[4], count, &calls[5]};
+    consume(ctx, all_reports);
+    EXPECT_EQ(calls[0], 2) << "abc and the escaped byte";
+    EXPECT_EQ(calls[1], 0);
+    EXPECT_GT(calls[2], 0);
+    EXPECT_EQ(calls[3], 1);
+    EXPECT_EQ(calls[4], 1);
+    EXPECT_EQ(calls[5], 1);
+}
+
+TEST(TelnetTrace, ATextThatCannotBeFormattedIsEmpty)
+{
+    TelnetHost host;
+    telnet_trace(host.context(), "a%lc", static_cast<wint_t>(0x100));
+    const std::vector<TelnetEvent> wanted = {{"trace", ""}};
+    EXPECT_EQ(host.take_events(), wanted);
+}
 
 TEST(TelnetAssertions, NameTheirConditionAndModule)
 {

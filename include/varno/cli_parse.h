@@ -132,12 +132,13 @@ VARNO_API cli_pnode_s *cli_parse_node_get_executable_from_match(cli_pmatch_s *ma
 
 /* Creates a node with copies of its texts. KEYWORD, STRING and INT32 need a
  * keyword, EOLS needs func and drops keyword and help; STRING and INT32 do not
- * store func and attr. An EOLS node has next &NONE; the links of any other are
+ * store func and attr. An EOLS node has next &NONE and child NULL; the links of any other are
  * NULL until dyn_cli_add_node, or dyn_cli_set_node for both, links it.
  * Returns: the node; NULL without a name, a text or func that its type needs, a
  *          valid type other than PNODE_NONE, or memory. A text copy without
  *          memory is no failure: its field is NULL.
- * Owns:    the caller, released with dyn_cli_del_node.
+ * Owns:    the caller; dyn_cli_del_node releases it once it is linked. It cannot
+ *          release a node without a keyword, so an EOLS node stays for good.
  * Fails:   the record is released, but text copies already made (the name, the
  *          help) are not: a host checks what a user sent before it gets here. */
 VARNO_API cli_pnode_s *dyn_cli_create_node(uint32_t type, const char *name, const char *keyword,
@@ -164,8 +165,8 @@ VARNO_API int dyn_cli_del_node(cli_pnode_s *parent, cli_pnode_s *node);
 
 /* Looks a node up by its whole keyword among the alternatives from level on.
  * Returns: the node; NULL when level is NULL or the token text does not resolve,
- *          as in a parse, to a node with just this keyword: a mere prefix, a
- *          string or a number is no hit. */
+ *          as in a parse, to a node with just this keyword: a mere prefix is
+ *          no hit, nor a string or a number unless its label is the text. */
 VARNO_API cli_pnode_s *dyn_cli_lookup_node(cli_pnode_s *level, const char *text);
 
 #ifdef __cplusplus

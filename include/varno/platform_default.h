@@ -27,6 +27,7 @@ extern "C" {
 
 /* Receives each wanted message on the emitting thread. The text is terminated and
  * lives for the call; up to 1000 characters are whole, a longer text is cut there.
+ * A message that cannot be formatted is dropped.
  * A sink that traces is called again for that trace. */
 typedef void (*trace_sink_fn)(void *ctx, int module_id, int level, const char *text);
 

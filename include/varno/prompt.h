@@ -7,15 +7,18 @@
  * A host creates one prompt_s per terminal session, installs the output
  * callbacks, registers named commands, binds key sequences to their names, and
  * then feeds keys to prompt_consume and calls prompt_redraw when it has fed all
- * it has. Commands and primitives change only the edit state and the flags; only
- * the redraw writes to the terminal, through the print callback, with carriage
- * return, backspace, blanks and text: any terminal that honours CR and BS will do.
+ * it has. Editing commands and primitives change only the edit state and the flags.
+ * The terminal is written to by the redraw and, for a fresh line, by
+ * prompt_start_output, through the print callback, with carriage return, backspace,
+ * blanks and text: any terminal that honours CR and BS will do. The built-in commands
+ * redisplay, echo, invoke and the sample execute write to the process's standard output.
  *
  * Every function takes its context first, and asserts that it is not NULL unless
  * its comment says otherwise; "Requires" lines name only what goes beyond that.
  * Callbacks get the prompt first and their own context second; an empty one is
  * skipped unless said otherwise. A prompt is used by one thread at a time, and
- * must not be freed inside one of its own callbacks.
+ * must not be freed inside one of its own callbacks. A print callback must not replace
+ * the print callback: it notes a failure, and the host acts when the call has returned.
  *
  * Units: a character is one byte of the line and one column of the row; indices
  * count characters, columns count from 0. A word is a maximal run of characters
@@ -67,7 +70,8 @@ typedef int (*prompt_insert_fn)(prompt_s *p, pstate *ps, const char *invoked, vo
 /* Writes to the terminal as printf does; the result is ignored. */
 typedef int (*prompt_print_fn)(prompt_s *p, void *ctx, const char *format, ...) VARNO_PRINTF(3, 4);
 
-/* Called at the end of each redraw: all of it has been printed. */
+/* Called at the end of each redraw: all of it has been printed. Not called by a
+ * differential redraw without a print callback. */
 typedef void (*prompt_flush_fn)(prompt_s *p, void *ctx);
 
 /* Stored for the host; the editor never calls it. */
@@ -110,10 +114,12 @@ struct prompt_history_s {
     prompt_history_s *prev;  /* newer; the queue's head before the newest */
 };
 
-/* The prompt. Read what you like; change it through the functions below. Two
- * members have no setter and may be set directly: history_limit and scroll_step. */
+/* The prompt. Read what you like; change it through the functions below. Three
+ * members have no setter and may be set directly: history_limit, scroll_step, and
+ * display_offset, after which the line is to be marked dirty. */
 struct prompt_s {
-    mc_node_s *keys; /* the binding trie of prompt_clink_s; NULL until the first binding */
+    mc_node_s
+        *keys; /* the trie of prompt_clink_s; NULL before bindings and after prompt_init_keys */
     struct {
         prompt_insert_fn char_fn;
         void *char_ctx;
@@ -219,21 +225,24 @@ VARNO_API int prompt_bind_insert(prompt_s *p, prompt_insert_fn char_fn, void *ch
 /* Registers a named command; the name is copied. Register each name once: a name
  * that is already registered gets the new callback and context, but its record is
  * pushed at the head of the list again without being unlinked from where it
- * stood, so the list then runs in a circle.
+ * stood, so the list then runs in a circle: a look-up of an unknown name never ends,
+ * and the prompt cannot be freed.
  * Requires: "p && invoke_name", "t->inv.invoke_name".
  * Returns:  0; -1 without memory, and for "insert-string" and "insert-character":
  *           text goes through the insert binding only. */
 VARNO_API int prompt_bind_command(prompt_s *p, const char *invoke_name, prompt_command_fn callback,
                                   void *context);
 
-/* Requires: "p && invoke_name".
+/* Looks a command up by its name, the newest first.
+ * Requires: "p && invoke_name", "t->inv.invoke_name".
  * Returns:  the command registered under the name, NULL if there is none. */
 VARNO_API prompt_command_s *prompt_get_command(prompt_s *p, const char *invoke_name);
 
 /* Binds the sequence keys[0..nkeys), 1 to 32 keys, to a registered command.
  * No sequence may begin with another: whichever is bound second is refused.
- * Requires: "p", "s" (the keys are not NULL); "!t->value" (of source mckeys: this
- *           very sequence is not bound yet).
+ * Requires: "p", "s" (the keys are not NULL), "p && invoke_name",
+ *           "t->inv.invoke_name"; "!t->value" (of source mckeys: this very sequence is
+ *           not bound yet).
  * Returns:  0; -1 for an unknown command, a sequence that the trie refuses, or
  *           without memory: what was bound before stays bound. */
 VARNO_API int prompt_bind_keys(prompt_s *p, const char *invoke_name, const mkey_t *keys, int nkeys,
@@ -254,7 +263,10 @@ VARNO_API void prompt_init_commands(prompt_s *p);
  * call. A run that ends inside a bound sequence leaves that sequence unused. Call
  * again with the rest as long as keys are used and keys are left; keep what is
  * then left, and offer it again in front of the next keys.
- * Requires: "p && buf && buflen > 0"; "first_complete_len > 0",
+ * Requires: "p && buf && buflen > 0"; of source mckeys, once anything was bound,
+ *           "s[i] != (((((mkey_t)0xFFFFFFFE) - 20) - 1))": no VIRTKEY_WILDCARD among
+ *           the keys; "p && buf && buflen > 0 && p->keys": an insert callback has not
+ *           dropped the bindings; "first_complete_len > 0",
  *           "longest_match_len == buflen" and "l->command" of what the trie holds.
  * Returns:  the number of keys used, 0..nkeys.
  * Calls:    the insert binding any number of times, then at most one command.
@@ -281,7 +293,8 @@ VARNO_API void prompt_set_content(prompt_s *p, const pstate *state);
 /* The edit state and its primitives. A pstate_ function acts on a bare edit state;
  * its prompt_ twin does the same on the prompt's and then marks the line dirty. */
 
-/* Requires: "p->ps.buf_used < (int) sizeof(p->ps.buf)".
+/* Counts the line.
+ * Requires: "p->ps.buf_used < (int) sizeof(p->ps.buf)".
  * Returns:  the number of characters in the line. */
 VARNO_API int prompt_used(prompt_s *p);
 
@@ -307,7 +320,8 @@ VARNO_API void prompt_append_character(prompt_s *p, char c);
 /* Marks:    dirty, and does nothing else. */
 VARNO_API void prompt_set_dirty(prompt_s *p);
 
-/* Requires: "new_location >= 0 && new_location <= ps->buf_used". */
+/* Moves the cursor to an index.
+ * Requires: "new_location >= 0 && new_location <= ps->buf_used". */
 VARNO_API void pstate_set_cursor_location(pstate *ps, int n);
 VARNO_API void prompt_set_cursor_location(prompt_s *p, int n);
 
@@ -330,7 +344,7 @@ VARNO_API void prompt_delete_to_eol(prompt_s *p);
 VARNO_API void prompt_delete_to_bol(prompt_s *p);
 
 /* Removes up to `number` characters from the cursor on.
- * Requires: "number > 0".
+ * Requires: "number > 0"; where that is all, as pstate_delete_to_eol.
  * Marks:    (prompt_delete) dirty, unless the cursor is at the end. */
 VARNO_API void pstate_delete(pstate *ps, int number);
 VARNO_API void prompt_delete(prompt_s *p, int number);
@@ -357,7 +371,8 @@ VARNO_API void pstate_insert_char_at_cursor(pstate *ps, char c);
 VARNO_API void prompt_insert_char_at_cursor(prompt_s *p, char c);
 
 /* Inserts the n bytes of s at the cursor, one by one; what does not fit is
- * dropped. n of 0 or below inserts nothing. */
+ * dropped. n of 0 or below inserts nothing.
+ * Requires: "s || n <= 0". */
 VARNO_API void pstate_insert_char_str(pstate *ps, const char *s, int n);
 
 /* Removes white space at both ends and all but the first character of each run
@@ -366,23 +381,28 @@ VARNO_API void pstate_insert_char_str(pstate *ps, const char *s, int n);
  * Marks:    dirty. */
 VARNO_API void prompt_compact_whitespace(prompt_s *p);
 
-/* Moves the cursor to the first character of its word, or of the word before.
- * A move by words marks nothing: prompt_redraw sees the cursor by itself. */
+/* Moves the cursor to the first character of its word, or of the word before; it
+ * stays when only white space stands before it. A move by words marks nothing:
+ * prompt_redraw sees the cursor by itself.
+ * Requires: "p->ps.cursor_location >= 0" of the result. */
 VARNO_API void prompt_word_back(prompt_s *p);
 
 /* Moves the cursor one character past the end of its word or the next one, at most
- * to the line's end. Marks nothing, as prompt_word_back. */
+ * to the line's end; it stays when only white space follows. Marks nothing, as
+ * prompt_word_back. */
 VARNO_API void prompt_word_forward(prompt_s *p);
 
 /* Removes the word before the cursor, and with it the white-space character before
  * that word: "show ip|" becomes "show|", where prompt_word_back would stop behind
  * the blank. With only white space before the cursor, removes all of that.
+ * Requires: "len > 0", "p->ps.cursor_location >= 0" of what it has found.
  * Marks:    dirty when something was removed. */
 VARNO_API void prompt_delete_word_back(prompt_s *p);
 
 /* Removes the word after the cursor and the white space behind it; the white space
  * between the cursor and the word stays. With only white space after the cursor,
  * removes all of that.
+ * Requires: "len > 0" of what it has found.
  * Marks:    dirty when something was removed. */
 VARNO_API void prompt_delete_word_fwd(prompt_s *p);
 
@@ -408,7 +428,7 @@ VARNO_API void prompt_contextual_fwd(prompt_s *p);
  *           "token_len > end - start" (bytes at out_token: token and terminator),
  *           "!strlcpy2(out_token, p->ps.buf + start, (size_t) (end - start))".
  * Returns:  0 and the token's number of characters; -1 when there is no token: the
- *           line is untouched, out_token empty, *out_token_len 0.
+ *           line is untouched, out_token empty (if token_len is above 0), *out_token_len 0.
  * Marks:    dirty when a token was taken. */
 VARNO_API int prompt_token_extract(prompt_s *p, int start, char *out_token, int token_len,
                                    int *out_token_len);
@@ -472,18 +492,20 @@ VARNO_API int prompt_update_model(prompt_s *p, prompt_model_s *mod);
  * Marks:    scrolled when display_offset moved. */
 VARNO_API int prompt_update_model_and_prompt(prompt_s *p, prompt_model_s *mod);
 
-/* Redraw: the only functions that write to the terminal */
+/* Redraw: brings the terminal's row up to date */
 
 /* The host's call after input. Draws the whole line afresh after other output,
- * moves only the cursor when nothing was marked, and otherwise writes what differs
+ * moves only the cursor when nothing was marked and the cursor is still inside the
+ * text area, and otherwise writes what differs
  * between the row shown and the row wanted.
  * Two pictures differ from a fresh draw, and a host that wants them whole asks for
  * a full draw after them: a full draw blanks nothing, so the tail of a longer old
  * row stays; and where the old row is the beginning of the new one, only the
  * characters up to the new cursor are written.
- * Requires: "p->pinfo.print_fn" for a draw that goes to the row's beginning;
- *           as prompt_update_model_and_prompt.
- * Calls:    print, any number of times; flush at the end.
+ * Requires: "p->pinfo.print_fn" for a full draw; as prompt_update_model_and_prompt
+ *           and prompt_redraw_cursor.
+ * Calls:    print, any number of times; flush at the end. Neither, in a differential
+ *           redraw without a print callback.
  * Marks:    clears all flags. */
 VARNO_API void prompt_redraw(prompt_s *p);
 
@@ -508,7 +530,8 @@ VARNO_API void prompt_redraw_model(prompt_s *p);
 VARNO_API void prompt_redraw_cursor(prompt_s *p);
 
 /* Moves right by printing again what stands there: up to `amount` characters of
- * the active model from its virtual_cursor, in one call of format "%.*s". */
+ * the active model from its virtual_cursor, in one call of format "%.*s"; 0 or less
+ * prints nothing. */
 VARNO_API void prompt_move_term_cursor_forward(prompt_s *p, int amount);
 
 /* Moves left: `amount` calls of format "%c" with a backspace (8).
@@ -549,7 +572,7 @@ VARNO_API void prompt_history_next(prompt_s *p, int restore_cursor);
 VARNO_API void prompt_history_reset_state(prompt_s *p);
 
 /* Loads an entry into the line.
- * Requires: "!strlcpy2(p->ps.buf, t->command, sizeof(p->ps.buf))" (it fits).
+ * Requires: "t", "!strlcpy2(p->ps.buf, t->command, sizeof(p->ps.buf))" (it fits).
  * Marks:    dirty. */
 VARNO_API void prompt_history_set_prompt(prompt_s *p, prompt_history_s *t, int restore_cursor);
 
@@ -572,8 +595,9 @@ VARNO_API extern const prompt_builtin_s prompt_builtins_test[5];
 VARNO_API extern const prompt_keymap_s ostra_keys[40];
 
 /* The built-in commands. Each is tied to one name.
- * Requires: "p && ps && invoked" (for accept-token: "p", "ps", "invoked"), then that
- *           invoked is its own name. */
+ * Requires: "p && ps && invoked" (for accept-token: "p", "ps", "invoked"), then
+ *           "strcmp(invoked, name) == 0" with its own name.
+ * Returns:  0. */
 #define VARNO_BUILTIN(id)                                                                          \
     VARNO_API int p_builtin_##id##_cb(prompt_s *p, pstate *ps, const char *invoked, void *ctx,     \
                                       void *argument)
@@ -592,8 +616,8 @@ VARNO_BUILTIN(delwordfwd);  /* "delete-word-forward": prompt_delete_word_fwd */
 VARNO_BUILTIN(deleol);      /* "delete-end": prompt_delete_to_eol */
 VARNO_BUILTIN(delbol);      /* "delete-begin": prompt_delete_to_bol */
 VARNO_BUILTIN(delall);      /* "delete-command": prompt_clear_command */
-VARNO_BUILTIN(redisplay);   /* "redisplay": draws the line afresh on a new row below */
-VARNO_BUILTIN(echo);        /* "echo": prints the line with the cursor shown as "<>" */
+VARNO_BUILTIN(redisplay);   /* "redisplay": "\n\r" to standard output; the line is drawn below */
+VARNO_BUILTIN(echo);        /* "echo": the line to standard output, the cursor shown as "<>" */
 VARNO_BUILTIN(yank);        /* "yank-first": reserved, does nothing; deleted text is not kept */
 VARNO_BUILTIN(reyank);      /* "yank-next": reserved, does nothing */
 VARNO_BUILTIN(capitalize);  /* "capitalize-word": prompt_capitalize_word */
@@ -610,7 +634,9 @@ VARNO_BUILTIN(ctxback);     /* "move-context-back": prompt_contextual_back */
 VARNO_BUILTIN(invoke);
 
 /* "execute-and-restore": as invoke, then puts the line, the cursor and the flags
- * back as they were; a full redraw that the command asked for is kept. */
+ * back as they were; a full redraw that the command asked for is kept. display_offset
+ * is not put back: after a command that cleared a scrolled line the caller marks the
+ * line dirty, else the next redraw moves the cursor on a row that no longer fits. */
 VARNO_BUILTIN(execute_and_restore);
 
 VARNO_BUILTIN(accept);   /* "accept-token": inserts a blank at the cursor */
@@ -627,8 +653,9 @@ VARNO_BUILTIN(execute);
 /* The insert binding's routines. The first inserts one key at the cursor, whatever
  * its value; the second the printable ones of a run that are no virtual keys, and
  * none unless a character-insert callback is bound.
- * Requires: "p", "ps", "invoked", invoked is "insert-character", "buf", and
- *           "buflen == 1" or "buflen >= 1". */
+ * Requires: "p", "ps", "invoked", "strcmp(invoked, name) == 0" with the name
+ *           "insert-character"; then "buf" and "buflen == 1", or "buflen >= 1" and "buf".
+ * Returns:  0. */
 VARNO_API int p_builtin_insert_char_cb(prompt_s *p, pstate *ps, const char *invoked, void *ctx,
                                        void *argument, const mkey_t *buf, int32_t buflen);
 VARNO_API int p_builtin_insert_string_cb(prompt_s *p, pstate *ps, const char *invoked, void *ctx,

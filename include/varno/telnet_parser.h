@@ -14,7 +14,7 @@
  * Every callback receives the context first and the user pointer installed with
  * it second; an empty callback is skipped. The trace callback alone must be
  * there before anything is traced, and every command is traced. A callback must
- * not free the context; it may leave by an exception or longjmp, the context
+ * neither free the context nor change the buffer; it may leave by an exception or longjmp, the context
  * then stays usable. */
 
 #include <varno/api.h>
@@ -132,9 +132,12 @@ VARNO_API void telnet_trace(telparser_s *ctx, const char *format, ...) VARNO_PRI
  * sees no command at all delivers it, so a host calls again with the rest while
  * the result is above 0 and bytes are left, rather than wait for new input.
  *
- * What remote bytes can do: a window size with an escaped 255 in its values
- * (a window 255 columns wide) is either traced as malformed or, once reported,
- * fails "len == 9". A subnegotiation of any other option leaves its last byte,
+ * What remote bytes can do: a window size that is not nine bytes long. With an
+ * escaped 255 in its values it is mostly traced as malformed, six bytes of it
+ * skipped and the rest data, or waits for another end. With an end mark inside
+ * its nine bytes, or a 255 right before its end and another end behind, it is
+ * reported and then fails "len == 9". A subnegotiation of any other option leaves
+ * its last byte,
  * 240, in the stream as data. A subnegotiation that never ends is never consumed
  * and grows with every read: the host bounds what it keeps.
  *
