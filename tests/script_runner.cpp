@@ -3,6 +3,7 @@
 #include "support/decoder_driver.h"
 #include "support/editor_driver.h"
 #include "support/script.h"
+#include "support/session_driver.h"
 #include "support/telnet_driver.h"
 
 #include <gtest/gtest.h>
@@ -14,5 +15,6 @@ int main(int argc, char **argv)
     varno_test::register_scripts(folder, "editor", varno_test::make_editor_driver);
     varno_test::register_scripts(folder, "decoder", varno_test::make_decoder_driver);
     varno_test::register_scripts(folder, "telnet", varno_test::make_telnet_driver);
+    varno_test::register_scripts(folder, "session", varno_test::make_session_driver);
     return RUN_ALL_TESTS();
 }

@@ -64,7 +64,8 @@ typedef void (*mc_free_fn)(void *value, void *ctx);
 VARNO_API mc_node_s *mc_root_alloc(void);
 
 /* Releases a trie; NULL does nothing. A node that claims keys but has no array
- * of them (keys_len above 0, keys NULL) is left alone, and whatever is below it.
+ * of them (keys_len above 0, keys NULL) is left alone, and whatever is below it:
+ * its value is not handed to free_fn.
  * Calls:   free_fn, unless it is NULL, once for each value, children first. */
 VARNO_API void mc_root_free(mc_node_s *root, mc_free_fn free_fn, void *ctx);
 
@@ -125,10 +126,12 @@ VARNO_API int mc_addstring(mc_node_s *root, const mkey_t *s, int len, int flags,
 /* Follows s[0..len) by exact codes; flags have no meaning, pass 0. A complete
  * node is one with a value; each length is the number of keys of s up to its
  * node. first_complete is the shortest stored sequence that s begins with,
- * longest_complete the longest; longest_match is set when s as a whole is on the
- * way of a stored sequence, its length is then len. With first_complete asked
- * for, and neither longest_complete nor longest_match, the walk ends at the
- * first complete node.
+ * longest_complete the longest; longest_match is set when s as a whole leads to a
+ * node of the trie (on the way of a stored sequence, its end included), its length
+ * is then len. What was not found is NULL and 0. With first_complete asked for,
+ * and neither longest_complete nor longest_match, the walk ends at the first
+ * complete node, and the other results stay NULL and 0, even when that node is
+ * reached by the last key.
  *
  * In a trie built with flags 0: first_complete set, a sequence is complete;
  * longest_match alone set, more keys may complete one; neither set, no
@@ -148,8 +151,8 @@ VARNO_API int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int fla
  *           negative len, s[0] is read and must not be VIRTKEY_WILDCARD.
  * Returns:  1 when a node that was asked for was found (root as both complete
  *           nodes if it has a value, as longest_match if it has children; all
- *           lengths 0); -1 when none was, and -1 with the results untouched when
- *           root or s is NULL or len is above 0. */
+ *           lengths 0); -1 when none was (results NULL and 0), and -1 with the
+ *           results untouched when root or s is NULL or len is above 0. */
 VARNO_API int mc_search(mc_node_s *root, const mkey_t *s, int len, int flags,
                         mc_node_s **shortest_complete, int32_t *shortest_complete_len,
                         mc_node_s **longest_complete, int32_t *longest_complete_len,

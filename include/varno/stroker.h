@@ -70,8 +70,8 @@ VARNO_API void stroker_set_escape_delay(stroker_s *ctx, struct timeval *t);
  * Requires: "ctx && seq && vkeys && vkeys_len > 0", "len > 0", "len <= 32" (the
  *           bytes of seq). Binding the same bytes a second time is a broken
  *           precondition too, of mc_addstring: "!t->value".
- * Returns:  0; -1 when the sequence begins another or another begins it, or
- *           without memory.
+ * Returns:  0; -1 when the sequence begins another or another begins it, when it
+ *           holds the byte 0xe9 more than 8 times, or without memory.
  * Owns:     the decoder copies both; the copy of vkeys outlives it (see
  *           stroker_free_context).
  * Fails:    the decoder is as it was. */

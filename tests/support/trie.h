@@ -67,6 +67,22 @@ class Trie {
     mc_node_s *root = mc_root_alloc();
 };
 
+// The ways from a node to all values below it, in the order of the keys; keys above
+// the bytes are cut to their lowest one.
+inline std::vector<std::string> paths_with_values(const mc_node_s *node,
+                                                  const std::string &path = "")
+{
+    std::vector<std::string> texts;
+    if (node->value)
+        texts.push_back(path);
+    for (int32_t i = 0; i < node->keys_len; i++) {
+        const auto below =
+            paths_with_values(node->keys[i].node, path + static_cast<char>(node->keys[i].key));
+        texts.insert(texts.end(), below.begin(), below.end());
+    }
+    return texts;
+}
+
 // A node's address as the traces print it.
 inline std::string traced(const mc_node_s *node)
 {

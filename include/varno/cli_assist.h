@@ -1,0 +1,143 @@
+#ifndef VARNO_CLI_ASSIST_H
+#define VARNO_CLI_ASSIST_H
+
+/* Help, completion and errors for a line that is being typed or was refused: one
+ * walker over the parse graph that matches each word with cli_parse, so that what
+ * it says and what cli_parse does agree.
+ *
+ * The graph is only read, and must not change during a call. Results live in
+ * records of the caller's; their nodes point into the graph and are good until that
+ * changes. Nothing is kept between calls, and nothing is held while a callback runs:
+ * it may leave by an exception or longjmp. Memory is taken only for cli_parse and
+ * the platform's token_copy; without it nothing is listed or completed. A node that
+ * cli_parse passes over (no name, no keyword, unknown type) is never shown. Texts
+ * that came from a user are the caller's to clean before it prints them.
+ *
+ * A line given with a length ends there, or at a terminator before that. Words,
+ * quotes and backslashes are the platform's (varno/platform.h). The word at the end
+ * of a line is empty behind white space and in an empty line. */
+
+#include <varno/api.h>
+#include <varno/cli_parse.h>
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The most characters that a line may have. A longer one is refused: parsing says
+ * so, nothing is listed or completed, and its end counts as text. */
+enum { CLI_ASSIST_MAX_LINE = 4096 };
+
+typedef struct cli_assist_completion_s cli_assist_completion_s;
+typedef struct cli_assist_error_s cli_assist_error_s;
+
+/* Receives one thing that may be typed: a keyword or a label, and its help text,
+ * which may be empty but is never NULL. For the end of a complete command the text
+ * is "<cr>" and node the end-of-line node. */
+typedef void (*cli_assist_choice_fn)(void *user, const cli_pnode_s *node, const char *text,
+                                     const char *help);
+
+/* Tells whether "?" and Tab are text at the end of line[0..len).
+ * Returns: not 0 inside an open quote, behind a backslash that would escape the next
+ *          character, and for a line too long; else 0, for a NULL line and a negative
+ *          length too. */
+VARNO_API int cli_assist_in_quotes(const char *line, int32_t len);
+
+/* Lists what the word at the end of line[0..len) can still become: the keywords that
+ * begin with it, strings, and numbers that can; before its first character all that
+ * may come next, and "<cr>" where the words before are a complete command. Behind
+ * words that cli_assist_parse refuses, and where "?" is text, nothing.
+ *
+ * A whole keyword that begins a longer one lists both ("show": show, showall). A
+ * keyword with white space, quotes or backslashes is listed as it is, though it is
+ * typed with quotes.
+ * Requires: nothing; a NULL root or line, or a negative length, lists nothing.
+ * Calls:    choice, once for each, in the graph's order; NULL: they are only counted.
+ * Returns:  the number of choices. */
+VARNO_API int cli_assist_help(cli_pnode_s *root, const char *line, int32_t len,
+                              cli_assist_choice_fn choice, void *user);
+
+/* What Tab makes of the word at the end of a line. */
+struct cli_assist_completion_s {
+    char insert[256];   /* characters to insert behind the word, terminated; may be empty */
+    int32_t insert_len; /* 0..255; their number, a blank behind a finished word included */
+    int32_t choices;    /* how many keywords the word can become; 1: it is now that one */
+    int32_t is_text;    /* not 0: Tab is a character there, as cli_assist_in_quotes says */
+};
+
+/* Completes the word at the end of line[0..len) as far as all keywords that begin
+ * with it agree, and adds a blank when there is only one and nothing else on the
+ * level can begin with it. Characters that need a backslash get one. A word that
+ * has quotes or backslashes is not completed.
+ *
+ * Beside a string cli_parse takes only the whole keyword, an abbreviation is
+ * ambiguous there: the keyword is completed in full, but without the blank, for the
+ * string may be meant to go on. A number does the same to a keyword that looks like
+ * the beginning of one. The whole keyword "show" beside "showall" is left as it is,
+ * with 2 choices. What does not fit insert is left out, with the blank: complete the
+ * longer line again.
+ * Requires: out; a NULL root or line, or a negative length, completes nothing.
+ * Returns:  0, also when there are choices and nothing to insert; -1 when no keyword
+ *           begins with the word, the record is then all zero but for is_text. */
+VARNO_API int cli_assist_complete(cli_pnode_s *root, const char *line, int32_t len,
+                                  cli_assist_completion_s *out);
+
+/* Why a line cannot be run; cli_assist_strreason has the texts. ORDER assist reasons */
+enum {
+    CLI_ASSIST_OK = 0,         /* it can */
+    CLI_ASSIST_EMPTY = 1,      /* nothing but white space */
+    CLI_ASSIST_UNKNOWN = 2,    /* a word that nothing on its level takes */
+    CLI_ASSIST_AMBIGUOUS = 3,  /* a word that several take, none of them exactly */
+    CLI_ASSIST_INCOMPLETE = 4, /* the words match, and more must follow */
+    CLI_ASSIST_QUOTES = 5,     /* a quote without its partner; no word is looked at then */
+    CLI_ASSIST_EMPTY_WORD = 6, /* "" for a keyword or a number, which cli_parse would take */
+    CLI_ASSIST_NO_MEMORY = 7,  /* not all of the line could be matched */
+    CLI_ASSIST_TOO_LONG = 8    /* more than CLI_ASSIST_MAX_LINE characters */
+};
+
+/* What is wrong with a line, and where. */
+struct cli_assist_error_s {
+    int32_t reason;     /* CLI_ASSIST_... */
+    int32_t at;         /* index of the offending word's first character, or of the quote; for
+                           an incomplete or empty command the line's length without the white
+                           space at its end; for a line too long CLI_ASSIST_MAX_LINE */
+    int32_t len;        /* characters of that word, 1 for a quote, 0 where there is none */
+    cli_pnode_s *level; /* the alternatives at that place, for the candidates; NULL with OK,
+                           QUOTES, NO_MEMORY and TOO_LONG, or where the graph's link is NULL */
+};
+
+/* Parses a terminated line as a host must: the whole line or nothing, the empty word
+ * refused for a keyword or a number, and only a complete command accepted. errno is
+ * cleared for cli_parse and put back. The first thing wrong is the one reported.
+ * Requires: matches and error; a NULL line counts as empty, with a NULL root every
+ *           word is unknown.
+ * Returns:  the end-of-line node of the command, whose func is its action, and
+ *           *matches, the records that cli_parse gives for the line; NULL when it
+ *           cannot be run, *error then says why. *error is all zero with a node,
+ *           *matches NULL without.
+ * Owns:     the caller; *matches is released with cli_match_free. */
+VARNO_API cli_pnode_s *cli_assist_parse(cli_pnode_s *root, const char *line, cli_pmatch_s **matches,
+                                        cli_assist_error_s *error);
+
+/* Returns: the reason as a person reads it: "no error", "empty line", "unknown word",
+ *          "ambiguous word", "incomplete command", "unmatched quote", "empty word",
+ *          "out of memory", "line too long"; "unknown reason" for any other code. */
+VARNO_API const char *cli_assist_strreason(int32_t reason);
+
+/* Lists the candidates of a refused line, which must be the one that *error is about:
+ * for an ambiguous word the alternatives that take it, of which it may be any; else
+ * all that may stand in its place, "<cr>" included behind a complete command.
+ * Where level is NULL, nothing.
+ * Requires: nothing; a NULL line or error lists nothing.
+ * Calls:    choice, as cli_assist_help does.
+ * Returns:  the number of choices. */
+VARNO_API int cli_assist_candidates(const char *line, const cli_assist_error_s *error,
+                                    cli_assist_choice_fn choice, void *user);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

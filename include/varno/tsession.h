@@ -1,0 +1,207 @@
+#ifndef VARNO_TSESSION_H
+#define VARNO_TSESSION_H
+
+/* One terminal session: a host gives it bytes and gets bytes, command lines and
+ * events back. Inside, the telnet parser, the keystroke decoder, the line editor
+ * and the parse graph are wired so that nothing a remote user sends can stop the
+ * process, reach an assertion or grow memory.
+ *
+ * A session has no file descriptor, clock, thread or event loop. Every function
+ * runs on the caller's thread and never blocks; a session is used by one thread at
+ * a time. Callbacks get the session first and the configuration's user pointer
+ * second, and may call any function of this header on any session, tsession_free
+ * and tsession_close on their own included: both take effect when the outermost
+ * call on that session returns.
+ *
+ * All that a session sends during one call leaves in one output callback, just
+ * before the call returns; only output beyond 64 KiB leaves earlier. */
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <varno/api.h>
+#include <varno/cli_parse.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct tsession_s tsession_s;               /* one session; opaque */
+typedef struct tsession_shared_s tsession_shared_s; /* what sessions of a thread share; opaque */
+typedef struct tsession_config_s tsession_config_s;
+typedef struct tsession_event_s tsession_event_s;
+
+/* What the bytes are. */
+enum {
+    TSESSION_PLAIN = 0, /* a terminal's own bytes */
+    TSESSION_TELNET = 1 /* a telnet client's (RFC 854) */
+};
+
+/* What may be told of a session. */
+enum {
+    TSESSION_INTERRUPT = 1,    /* Ctrl-C or telnet's IP; a typed line was dropped */
+    TSESSION_END_OF_INPUT = 2, /* Ctrl-D on an empty line */
+    TSESSION_BREAK = 3,        /* telnet's BRK; a typed line was dropped */
+    TSESSION_SIZE = 4,         /* the client told its window size: columns, rows as in force */
+    TSESSION_TERMINAL = 5,     /* the client told its terminal type: text is the one in force */
+    TSESSION_FAULT = 6         /* a failed assertion ended the session: text says which */
+};
+
+struct tsession_event_s {
+    int32_t kind;          /* TSESSION_INTERRUPT ... TSESSION_FAULT */
+    int32_t columns, rows; /* of TSESSION_SIZE, else 0 */
+    const char *text;      /* of TSESSION_TERMINAL and TSESSION_FAULT, for the call; else NULL */
+};
+
+/* Receives bytes for the terminal; they live for the call. */
+typedef void (*tsession_output_fn)(tsession_s *s, void *user, const char *bytes, size_t count);
+
+/* Receives a line to execute. With a parse graph the session has matched it: action
+ * is the end-of-line node reached, matches are the words; what could not be matched
+ * the session has answered itself. Without a graph both are NULL. All live for the
+ * call. The command writes with tsession_write and its kin, or starts a long output
+ * or a question and returns. */
+typedef void (*tsession_line_fn)(tsession_s *s, void *user, const char *line,
+                                 const cli_pnode_s *action, cli_pmatch_s *matches);
+
+typedef void (*tsession_event_fn)(tsession_s *s, void *user, const tsession_event_s *event);
+
+/* Writes the next row, or a few, of a long output with tsession_write and its kin.
+ * Returns: 1 when there is more, 0 at the end. Called once more with is_cancelled not
+ *          0 when the reader had enough or the session ends: release ctx, write
+ *          nothing; the result is then ignored. */
+typedef int (*tsession_produce_fn)(tsession_s *s, void *user, void *ctx, int is_cancelled);
+
+/* Receives the answer to a question, terminated, for the call; NULL when it was
+ * cancelled by Ctrl-C, a close or a fault. */
+typedef void (*tsession_answer_fn)(tsession_s *s, void *user, void *ctx, const char *answer);
+
+/* Receives the key that answers a question, 32..126 or 13; -1 when it was cancelled. */
+typedef void (*tsession_key_fn)(tsession_s *s, void *user, void *ctx, int key);
+
+/* How a session is to be. Start from all zero bytes: every member has a default. */
+struct tsession_config_s {
+    int32_t transport;         /* TSESSION_PLAIN or TSESSION_TELNET */
+    const char *terminal_type; /* NULL, or one that is not known: vt100 */
+    int32_t columns, rows;     /* of the terminal; 0: unknown, 80 and 24; clamped to 20..256
+                                  columns and 2..512 rows */
+    const char *prompt;        /* cut to 30 characters, and to what leaves room to edit; NULL: "> " */
+    int32_t history_limit;     /* lines remembered; 0: 100 */
+    int32_t is_unpaged;        /* not 0: long outputs are not paged */
+    int32_t leave_assertions;  /* not 0: a failed assertion is the platform's affair alone */
+    cli_pnode_s *graph;        /* first alternative of the parse graph's top level, or NULL */
+    tsession_shared_s *shared; /* from tsession_shared_create; NULL: the session makes its own */
+    void *user;                /* handed to every callback */
+    tsession_output_fn output; /* NULL: output is dropped, as for the other two */
+    tsession_line_fn line;
+    tsession_event_fn event;
+};
+
+/* What the sessions of one thread share: the decoders of the terminal types and the
+ * place where output is gathered, about 70 KB in all.
+ * Returns: NULL without memory.
+ * Owns:    the caller, until its last session is freed. Decoders leave behind what
+ *          stroker_free_context says, so keep it as long as the thread. */
+VARNO_API tsession_shared_s *tsession_shared_create(void);
+VARNO_API void tsession_shared_free(tsession_shared_s *shared);
+
+/* For the platform's assertion service: a process that wants a failed assertion to
+ * end only the session it happened in installs this once, on the default platform
+ * with assert_set_handler(tsession_assertion_handler, NULL). It does not return when
+ * the assertion failed inside a session that catches it, and returns otherwise. */
+VARNO_API void tsession_assertion_handler(void *ctx, const char *condition, const char *source,
+                                          int line);
+
+/* Makes a session; nothing is sent yet, and no callback runs.
+ * Requires: nothing; config is copied, its texts too.
+ * Returns:  NULL without memory.
+ * Owns:     the caller; released with tsession_free. */
+VARNO_API tsession_s *tsession_create(const tsession_config_s *config);
+
+/* Ends a session without another byte; a running output or question is cancelled.
+ * Inside one of its callbacks: once the call that led there returns. NULL is allowed. */
+VARNO_API void tsession_free(tsession_s *s);
+
+/* Opens the dialogue: telnet's negotiation, the terminal's set-up, the first prompt.
+ * Input before it is ignored. Text written before it stands above the prompt. */
+VARNO_API void tsession_start(tsession_s *s);
+
+/* Takes what came from the terminal: any bytes, any split, any amount; the work is
+ * linear in it and nothing of the caller's memory is kept. Enter is CR, LF, CR LF
+ * or CR NUL. A closed session ignores it. */
+VARNO_API void tsession_input(tsession_s *s, const void *bytes, size_t count);
+
+/* Returns: how many milliseconds the host should wait for more input before it calls
+ *          tsession_time_out, because an escape sequence has begun; -1: no wait. Ask
+ *          after every tsession_input; more input cancels the wait. */
+VARNO_API int32_t tsession_wait(const tsession_s *s);
+
+/* The wait has run out: a lone ESC is the ESC key. */
+VARNO_API void tsession_time_out(tsession_s *s);
+
+/* Output. A line feed is sent as CR LF. Inside a line callback or a producer it is
+ * the command's output; at any other time a message: it appears on rows of its own
+ * above the line being edited, which is then drawn again intact. */
+
+/* Writes bytes as they are, escape sequences included. */
+VARNO_API void tsession_write(tsession_s *s, const char *bytes, size_t count);
+
+/* Writes a text that did not come from a constant: control characters other than
+ * line feed and tab, and bytes 0x7f to 0x9f, are shown as "?". */
+VARNO_API void tsession_write_clean(tsession_s *s, const char *text);
+
+/* Formats as printf does, up to 1023 characters, then writes as tsession_write. */
+VARNO_API void tsession_print(tsession_s *s, const char *format, ...) VARNO_PRINTF(2, 3);
+
+/* Starts a long output, from a line callback: produce is called for rows as long as
+ * the screen has room and the host can take output. A full screen asks for a key:
+ * space shows the next page, Enter the next row, q or Ctrl-C end the output. What
+ * fits the screen asks nothing. The prompt comes back at the end.
+ * Returns: 0; -1 when one runs already or the session is closed. */
+VARNO_API int tsession_page(tsession_s *s, tsession_produce_fn produce, void *ctx);
+
+/* Says whether the host can take more output; a long output pauses while it cannot,
+ * and goes on in the call that says that it can again. It can at first. */
+VARNO_API void tsession_set_writable(tsession_s *s, int is_writable);
+
+/* Returns: not 0 while a long output waits only for tsession_set_writable, also for
+ *          one more call with 1 where a call has produced as much as is gathered. */
+VARNO_API int tsession_has_more(const tsession_s *s);
+
+/* Asks for a line of up to 127 characters, which is not kept in the history, and not
+ * shown if is_secret is not 0. Backspace, Ctrl-U, Enter and Ctrl-C work.
+ * Returns: 0; -1 when a question or a long output runs already, or closed. */
+VARNO_API int tsession_ask(tsession_s *s, const char *question, int is_secret,
+                           tsession_answer_fn answer, void *ctx);
+
+/* Asks for one key. Returns: as tsession_ask. */
+VARNO_API int tsession_ask_key(tsession_s *s, const char *question, tsession_key_fn answer,
+                               void *ctx);
+
+/* Changes. Sizes are clamped as in the configuration; a zero keeps its default. */
+VARNO_API void tsession_set_prompt(tsession_s *s, const char *prompt);
+VARNO_API void tsession_resize(tsession_s *s, int32_t columns, int32_t rows);
+VARNO_API void tsession_set_terminal(tsession_s *s, const char *terminal_type);
+VARNO_API void tsession_set_paged(tsession_s *s, int is_paged);
+
+/* Closes the session: the terminal's set-up is undone, output so far is sent, input
+ * is ignored from now on. Once it is closed and the call that led there has
+ * returned, a host sends what it holds, hangs up and frees it. */
+VARNO_API void tsession_close(tsession_s *s);
+VARNO_API int tsession_is_closed(const tsession_s *s);
+
+/* What is in force. */
+VARNO_API int32_t tsession_columns(const tsession_s *s);
+VARNO_API int32_t tsession_rows(const tsession_s *s);
+VARNO_API const char *tsession_terminal(const tsession_s *s);
+VARNO_API void *tsession_user(const tsession_s *s);
+
+/* Calls entry for each remembered line, oldest first, numbered from 1. */
+VARNO_API void tsession_history(tsession_s *s,
+                                void (*entry)(void *ctx, int number, const char *line), void *ctx);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

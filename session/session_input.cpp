@@ -1,0 +1,169 @@
+// The way of the input: telnet's pieces, the keyboard's keys, and who gets each key
+// in the mode that the session is in at that moment.
+
+#include "session.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+namespace varno {
+namespace {
+
+constexpr mkey_t ctrl_d = 4;
+
+tsession_s *session_of(void *user)
+{
+    return static_cast<tsession_s *>(user);
+}
+
+bool is_end_of_input(const tsession_s *s, mkey_t key)
+{
+    return key == ctrl_d && s->nheld == 0 && s->prompt->ps.buf_used == 0;
+}
+
+// Hands a run of keys to the editor behind those it held back. Returns how many of
+// the new ones it has taken: those up to the end of the first command, or all.
+size_t edit(tsession_s *s, const mkey_t *keys, size_t count)
+{
+    mkey_t run[256];
+    const auto held = static_cast<size_t>(s->nheld);
+    const size_t taken = std::min(count, std::size(run) - held);
+    std::copy_n(s->held, held, run);
+    std::copy_n(keys, taken, run + held);
+    const auto len = static_cast<int>(held + taken);
+    s->nheld = 0;
+    const int used = prompt_consume(s->prompt, run, len);
+    if (used > 0 && static_cast<size_t>(used) >= held)
+        return static_cast<size_t>(used) - held;
+    // What is left begins a sequence, which is shorter than the room for it.
+    s->nheld = len - used;
+    std::copy(run + used, run + len, s->held);
+    return taken;
+}
+
+// One step of the line editor; returns how many keys it has taken, at least one.
+size_t edit_step(tsession_s *s, const mkey_t *keys, size_t count)
+{
+    if (is_end_of_input(s, keys[0])) {
+        raise_event(s, TSESSION_END_OF_INPUT, nullptr);
+        return 1;
+    }
+    s->edit_count++;
+    const mkey_t *end = std::find(keys + 1, keys + count, ctrl_d);
+    return edit(s, keys, static_cast<size_t>(end - keys));
+}
+
+void insert_pasted(tsession_s *s, const unsigned char *bytes, size_t count)
+{
+    for (size_t i = 0; i < count; i++) {
+        if (s->mode == Mode::line && bytes[i] >= ' ' && bytes[i] < 127)
+            prompt_insert_char_at_cursor(s->prompt, static_cast<char>(bytes[i]));
+        else if (s->mode == Mode::question)
+            question_key(s, bytes[i]);
+    }
+    s->edit_count++;
+}
+
+void take_size(void *user, int columns, int rows)
+{
+    tsession_s *s = session_of(user);
+    tsession_resize(s, columns, rows);
+    raise_event(s, TSESSION_SIZE, nullptr);
+}
+
+// The first known name that the client tells stays.
+void take_terminal_name(void *user, const char *name)
+{
+    tsession_s *s = session_of(user);
+    if (s->is_type_told)
+        return;
+    if (!is_known_terminal_type(name)) {
+        s->telnet.ask_terminal_type();
+        return;
+    }
+    s->is_type_told = true;
+    apply_terminal_type(s, find_terminal_type(name));
+    raise_event(s, TSESSION_TERMINAL, terminal_type_name(s->type));
+}
+
+} // namespace
+
+void take_keys(tsession_s *s, const mkey_t *keys, size_t count)
+{
+    while (count > 0 && !s->is_closed) {
+        size_t taken = 1;
+        switch (s->mode) {
+        case Mode::line:
+            taken = edit_step(s, keys, count);
+            break;
+        case Mode::pager:
+            pager_key(s, *keys);
+            break;
+        case Mode::question:
+        case Mode::key_question:
+            question_key(s, *keys);
+            break;
+        }
+        keys += taken;
+        count -= taken;
+    }
+}
+
+KeyEvents key_events(tsession_s *s)
+{
+    return {
+        .user = s,
+        .keys = [](void *user, const mkey_t *keys,
+                   size_t count) { take_keys(session_of(user), keys, count); },
+        .text = [](void *user, const unsigned char *bytes,
+                   size_t count) { insert_pasted(session_of(user), bytes, count); },
+        .pasted_enter =
+            [](void *user) {
+                constexpr mkey_t enter = VIRTKEY_RETURN;
+                take_keys(session_of(user), &enter, 1);
+            },
+    };
+}
+
+TelnetEvents telnet_events(tsession_s *s)
+{
+    return {
+        .user = s,
+        .data = [](void *user, const unsigned char *bytes,
+                   size_t count) { session_of(user)->keyboard.consume(bytes, count); },
+        .size = take_size,
+        .terminal = take_terminal_name,
+        .interrupt =
+            [](void *user) {
+                interrupt(session_of(user));
+                raise_event(session_of(user), TSESSION_INTERRUPT, nullptr);
+            },
+        .brk =
+            [](void *user) {
+                interrupt(session_of(user));
+                raise_event(session_of(user), TSESSION_BREAK, nullptr);
+            },
+        .are_you_there = [](void *user) { write_text(session_of(user), "[Yes]\n"); },
+        .reply = [](void *user, const unsigned char *bytes,
+                    size_t count) { emit_wire(session_of(user), bytes, count); },
+    };
+}
+
+// Without memory for its decoder the session stays with the type it has.
+void apply_terminal_type(tsession_s *s, const TerminalType *type)
+{
+    stroker_s *decoder = s->shared->decoders.get(type);
+    if (!decoder)
+        return;
+    if (s->is_paste_on)
+        emit(s, paste_off(s->type));
+    s->type = type;
+    s->keyboard.set_type(type, decoder);
+    if (s->is_started) {
+        emit(s, paste_on(type));
+        s->is_paste_on = true;
+    }
+}
+
+} // namespace varno

@@ -1,0 +1,150 @@
+// The terminal's last row: the line being edited, a question, or the pager's. The
+// library's redraw assumes a row that it knows; what else may stand there, and what
+// its difference leaves unwritten, is seen to here.
+
+#include "session.h"
+
+#include <varno/platform.h>
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+namespace varno {
+namespace {
+
+constexpr char pager_text[] = "--More--";
+constexpr char blanks[] = "                                                                ";
+
+// Room that a line needs beside its prompt: both guards, a scroll step, the cursor's
+// column and the last one, which is never used.
+constexpr int32_t editing_columns = 12;
+
+void emit_blanks(tsession_s *s, int32_t count)
+{
+    for (; count > 0; count -= static_cast<int32_t>(std::size(blanks)) - 1)
+        emit(s, blanks, std::min(static_cast<size_t>(count), std::size(blanks) - 1));
+}
+
+int32_t shown_columns(tsession_s *s)
+{
+    return s->mode == Mode::line ? prompt_active_model(s->prompt)->buf_len : s->row_len;
+}
+
+// The left guard that appears with a scroll takes a column that the scroll has won:
+// then one scroll asks for another, which the redraw does not allow for.
+void settle_scroll(prompt_s *p)
+{
+    constexpr int most_tries = 8;
+    prompt_model_s scratch;
+    for (int tries = 0; tries < most_tries; tries++) {
+        const int amount = prompt_update_model(p, &scratch);
+        if (amount == 0)
+            return;
+        p->display_offset += amount;
+        prompt_set_dirty(p);
+    }
+}
+
+// A row that has only grown is written up to the cursor; the rest of it is missing.
+bool lacks_its_tail(const prompt_model_s &before, const prompt_model_s &now)
+{
+    return before.buf_len < now.buf_len && now.virtual_cursor < now.buf_len &&
+           std::memcmp(before.buf, now.buf, static_cast<size_t>(before.buf_len)) == 0;
+}
+
+void draw_line(tsession_s *s)
+{
+    prompt_s *p = s->prompt;
+    if (!s->is_row_shown)
+        prompt_finish_output(p);
+    settle_scroll(p);
+    // A command that is undone may have moved the offset without a flag.
+    if (p->display_offset != s->shown_offset)
+        prompt_set_dirty(p);
+    const bool is_full_draw = p->flags & PROMPT_FLAG_REDRAW;
+    const prompt_model_s before = *prompt_active_model(p);
+    prompt_redraw(p);
+    if (!is_full_draw && lacks_its_tail(before, *prompt_active_model(p)))
+        prompt_draw(p, 0);
+    s->shown_offset = p->display_offset;
+}
+
+void draw_question(tsession_s *s)
+{
+    if (s->is_row_shown)
+        return;
+    const size_t text_len = std::strlen(s->question.text);
+    const auto answer_len = static_cast<size_t>(s->question.is_secret ? 0 : s->question.len);
+    emit(s, s->question.text, text_len);
+    emit(s, s->question.answer, answer_len);
+    s->row_len = static_cast<int32_t>(text_len + answer_len);
+}
+
+void draw_pager(tsession_s *s)
+{
+    if (s->is_row_shown || !s->pager.is_waiting)
+        return;
+    emit(s, pager_text);
+    s->row_len = static_cast<int32_t>(std::size(pager_text)) - 1;
+}
+
+} // namespace
+
+void draw_row(tsession_s *s)
+{
+    if (!s->is_row_shown && s->column > 0)
+        write_text(s, "\n");
+    switch (s->mode) {
+    case Mode::line:
+        draw_line(s);
+        break;
+    case Mode::question:
+    case Mode::key_question:
+        draw_question(s);
+        break;
+    case Mode::pager:
+        draw_pager(s);
+        if (!s->pager.is_waiting)
+            return;
+        break;
+    }
+    s->is_row_shown = true;
+}
+
+void hide_row(tsession_s *s)
+{
+    if (!s->is_row_shown)
+        return;
+    s->is_row_shown = false;
+    s->column = 0;
+    emit(s, "\r");
+    emit_blanks(s, std::min(shown_columns(s), s->columns - 1));
+    emit(s, "\r");
+}
+
+void leave_row(tsession_s *s)
+{
+    draw_row(s);
+    end_row(s);
+}
+
+void end_row(tsession_s *s)
+{
+    s->is_row_shown = false;
+    s->column = 0;
+    emit(s, "\r\n");
+}
+
+// The prompt is cut to what leaves room to edit.
+void apply_size(tsession_s *s)
+{
+    prompt_set_dimension(s->prompt, s->columns, s->rows);
+    char text[sizeof(tsession_s::prompt_text)];
+    const auto room = static_cast<size_t>(s->columns - editing_columns);
+    strlcpy2(text, s->prompt_text, std::min(room, std::size(text) - 1));
+    prompt_set_prompt_empty(s->prompt, text);
+    prompt_set_prompt_normal(s->prompt, text);
+}
+
+} // namespace varno

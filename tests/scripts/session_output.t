@@ -1,0 +1,208 @@
+# Messages, long outputs, questions, changes of the terminal, and the end.
+
+! a message stands above the line that is being typed
+SESSION plain 60 xterm
+INPUT "show v"<left>
+WRITE "news<lf>"
+  above "news"
+  row "> show |v"
+
+! a message without a line end gets one
+SESSION plain 60 xterm
+INPUT "show"
+WRITE "news"
+  above "news"
+  row "> show|"
+
+! messages follow each other
+SESSION plain 60 xterm
+INPUT "show"
+WRITE "one<lf>two<lf>"
+WRITE "three<lf>"
+  above3 "one"
+  above2 "two"
+  above "three"
+  row "> show|"
+
+! a long output stops when the screen is full and asks for a key
+SESSION plain 60 xterm
+INPUT "show long"<cr>
+  line show long
+  above "row 11"
+  row "--More--|"
+INPUT <cr>
+  above "row 12"
+  row "--More--|"
+INPUT " "
+  above "row 23"
+  row "--More--|"
+INPUT "q"
+  cancelled after 23
+  above "row 23"
+  row "> |"
+
+! Ctrl-C ends a long output, other keys are ignored
+SESSION plain 60 xterm
+INPUT "show long"<cr>
+  line show long
+INPUT "xyz"<up><esc>"b"
+  row "--More--|"
+INPUT <c-c>
+  cancelled after 11
+  row "> |"
+
+! what fits the screen asks nothing
+SESSION plain 60 xterm
+ROWS 11
+INPUT "show long"<cr>
+  line show long
+  above "row 11"
+  row "> |"
+
+! the last page ends with the prompt
+SESSION plain 60 xterm
+ROWS 22
+INPUT "show long"<cr>
+  line show long
+INPUT " "
+  above "row 22"
+  row "> |"
+
+! a message during a long output stands above its prompt
+SESSION plain 60 xterm
+INPUT "show long"<cr>
+  line show long
+WRITE "news<lf>"
+  above "news"
+  row "--More--|"
+
+! a long output pauses while the host can take no more
+SESSION plain 60 xterm
+WRITABLE 0
+INPUT "show long"<cr>
+  line show long
+  above "> show long"
+WRITABLE 1
+  above "row 11"
+  row "--More--|"
+
+! a password is neither shown nor remembered
+SESSION plain 60 xterm
+INPUT "login"<cr>
+  line login
+  row "Password: |"
+INPUT "secret"
+  row "Password: |"
+INPUT <del>"T"<cr>
+  answer secreT
+  above2 "Password:"
+  above "welcome"
+  row "> |"
+INPUT <c-p>
+  row "> login|"
+
+! Ctrl-C cancels a question
+SESSION plain 60 xterm
+INPUT "login"<cr>"abc"<c-c>
+  line login
+  answer (none)
+  row "> |"
+
+! Ctrl-U empties an answer
+SESSION plain 60 xterm
+INPUT "login"<cr>"abc"<c-u>"x"<cr>
+  line login
+  answer x
+
+! an answer holds 127 characters
+SESSION plain 60 xterm
+INPUT "login"<cr>"<x61 200>"<cr>
+  line login
+  answer aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa
+
+! one key answers
+SESSION plain 60 xterm
+INPUT "sure"<cr>
+  line sure
+  row "Sure? |"
+INPUT "y"
+  key 121
+  row "> |"
+
+! a message during a question asks again below
+SESSION plain 60 xterm
+INPUT "sure"<cr>
+  line sure
+WRITE "news<lf>"
+  above "news"
+  row "Sure? |"
+
+! what is typed ahead is answered in order
+SESSION plain 60 xterm
+INPUT "login"<cr>"pw"<cr>"show ver"<cr>
+  line login
+  answer pw
+  line show ver
+  above "version 1"
+
+! the row follows a change of size, and the prompt one of its text
+SESSION plain 60 xterm
+INPUT "abcdefghijklmnopqrstuvwxyz"
+RESIZE 20 12
+  row "> $qrstuvwxyz|"
+RESIZE 60 12
+PROMPT "device# "
+  row "device# $qrstuvwxyz|"
+INPUT <c-a>
+  row "device# |abcdefghijklmnopqrstuvwxyz"
+
+! sizes are clamped: nothing is too small to edit in
+SESSION plain 60 xterm
+RESIZE 1 1
+INPUT "abcdefghijklmnopqrstuvwxyz"<c-a><right 12><c-e>
+RESIZE 0 0
+INPUT "x"
+  closed 0
+
+! bracketed paste is text, and its line ends run lines
+SESSION plain 60 xterm
+INPUT <esc>"[200~show ver"<cr><lf>"sh?"<tab>"x"<esc>"[201~"
+  line show ver
+  row "> sh? x|"
+
+! a paste that never ends is left by Ctrl-C
+SESSION plain 60 xterm
+INPUT <esc>"[200~abc"<c-c>"show ver"<cr>
+  interrupt
+  line show ver
+
+! a lone ESC waits for more, and is a key when none comes
+SESSION plain 60 xterm
+INPUT "show ip"<esc>
+  wait 500
+TIMEOUT
+  wait -1
+INPUT "b"
+  row "> show |ip"
+
+! a sequence that does not end is dropped when its time has run out
+SESSION plain 60 xterm
+INPUT "ab"<esc>"[1"
+TIMEOUT
+INPUT "c"
+  row "> abc|"
+
+! exit closes the session, and what follows is ignored
+SESSION plain 60 xterm
+INPUT "exit"<cr>"show ver"<cr>
+  line exit
+  closed 1
+INPUT "show ver"<cr>
+
+! a failed assertion ends the session with a fault
+SESSION plain 60 xterm
+INPUT "fault"<cr>"show ver"<cr>
+  line fault
+  fault p && m (cli_parse:328)
+  above "% internal fault, this session ends"
+  closed 1

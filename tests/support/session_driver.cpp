@@ -1,0 +1,168 @@
+#include "session_driver.h"
+
+#include <sstream>
+#include <vector>
+
+#include "session_host.h"
+#include "spelling.h"
+
+#include <varno/platform_default.h>
+
+namespace varno_test {
+namespace {
+
+std::vector<std::string> words_of(std::string_view rest)
+{
+    std::istringstream stream{std::string(rest)};
+    std::vector<std::string> words;
+    for (std::string word; stream >> word;)
+        words.push_back(word);
+    return words;
+}
+
+// What an xterm sends for the keys.
+std::string typed(std::string_view spelled)
+{
+    std::string bytes;
+    for (const mkey_t key : keys_of(spelled)) {
+        if (key <= 255)
+            bytes.push_back(static_cast<char>(key));
+        else
+            bytes += std::string("\033[") + "ABDC"[VIRTKEY_UP - key];
+    }
+    return bytes;
+}
+
+class SessionDriver : public ScriptDriver {
+  public:
+    SessionDriver() { assert_set_handler(tsession_assertion_handler, nullptr); }
+    ~SessionDriver() override { assert_set_handler(nullptr, nullptr); }
+
+    void act(std::string_view verb, std::string_view rest) override
+    {
+        const auto bytes = stream(verb, rest);
+        if (bytes)
+            feed(*bytes);
+        else if (verb == "SESSION")
+            open(words_of(rest));
+        else if (verb == "WRITE")
+            write(bytes_of(rest));
+        else if (verb == "TIMEOUT")
+            tsession_time_out(session());
+        else if (verb == "RESIZE")
+            resize(words_of(rest));
+        else if (verb == "PROMPT")
+            tsession_set_prompt(session(), bytes_of(rest).c_str());
+        else if (verb == "WRITABLE")
+            tsession_set_writable(session(), rest == "1");
+        else if (verb == "ROWS")
+            host_->long_rows = std::stoi(std::string(rest));
+        else if (verb == "CLOSE")
+            tsession_close(session());
+        else
+            throw std::invalid_argument(std::string(verb));
+        note();
+    }
+
+    std::optional<std::string> state(std::string_view word) override
+    {
+        if (word == "row")
+            return spell(host_->row());
+        if (word.starts_with("above"))
+            return spell(row_above(word.size() > 5 ? word[5] - '0' : 1));
+        if (word == "wait")
+            return std::to_string(tsession_wait(session()));
+        if (word == "closed")
+            return std::to_string(tsession_is_closed(session()));
+        return std::nullopt;
+    }
+
+    std::optional<std::string> stream(std::string_view verb, std::string_view rest) override
+    {
+        if (verb == "INPUT")
+            return typed(rest);
+        if (verb == "HEX")
+            return bytes_of_hex(rest);
+        return std::nullopt;
+    }
+
+    void feed(std::string_view part) override
+    {
+        host_->input(part);
+        note_outcome();
+    }
+
+    std::string outcome() override { return outcome_ + host_->terminal().text() + host_->row(); }
+
+  private:
+    tsession_s *session() { return host_->session(); }
+
+    void open(const std::vector<std::string> &words)
+    {
+        tsession_config_s config = {};
+        config.transport = words.at(0) == "telnet" ? TSESSION_TELNET : TSESSION_PLAIN;
+        config.columns = std::stoi(words.at(1));
+        config.terminal_type = words.at(2).c_str();
+        config.graph = SessionHost::graph();
+        host_ = std::make_unique<SessionHost>(config);
+    }
+
+    void write(const std::string &text) { tsession_write(session(), text.data(), text.size()); }
+
+    void resize(const std::vector<std::string> &words)
+    {
+        host_->terminal().resize(std::stoi(words.at(1)), std::stoi(words.at(0)));
+        tsession_resize(session(), std::stoi(words.at(0)), std::stoi(words.at(1)));
+    }
+
+    void note()
+    {
+        note_outcome();
+        for (std::string &event : noted_)
+            happened(std::move(event));
+        noted_.clear();
+    }
+
+    void note_outcome()
+    {
+        for (const std::string &event : host_->take_events()) {
+            outcome_ += event + "\n";
+            noted_.push_back(event);
+        }
+        note_replies(host_->take_sent());
+    }
+
+    // Telnet's commands among what was sent; the opening and data are left out.
+    void note_replies(const std::string &sent)
+    {
+        for (size_t at = 0; (at = sent.find('\xff', at)) != sent.npos && at + 2 < sent.size();) {
+            const auto command = static_cast<unsigned char>(sent[at + 1]);
+            if (command >= 251 && command <= 254 && is_opened_)
+                noted_.push_back("reply " + std::to_string(command) + " " +
+                                 std::to_string(static_cast<unsigned char>(sent[at + 2])));
+            at += command == 255 ? 2 : 3;
+        }
+        is_opened_ = true;
+    }
+
+    std::string row_above(int rows)
+    {
+        const int row = host_->terminal().cursor_row() - rows;
+        const std::string text = row < 0 ? "" : host_->terminal().row(row);
+        return text.substr(0, text.find_last_not_of(' ') + 1);
+    }
+
+    std::unique_ptr<SessionHost> host_;
+    std::vector<std::string> noted_;
+    std::string outcome_;
+    bool is_opened_ = false;
+};
+
+} // namespace
+
+std::unique_ptr<ScriptDriver> make_session_driver()
+{
+    return std::make_unique<SessionDriver>();
+}
+
+} // namespace varno_test

@@ -1,0 +1,477 @@
+// The session's contract that scripts cannot show: lifetimes, memory, faults,
+// several sessions on one thread, and random input of every kind.
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "session/session.h"
+#include "support/session_host.h"
+
+#include <varno/platform_default.h>
+#include <varno/tsession.h>
+
+#include <gtest/gtest.h>
+
+#include <malloc.h>
+
+namespace {
+
+using namespace std::string_view_literals;
+using varno_test::SessionHost;
+using varno_test::Terminal;
+
+// Sessions of a test share decoders, which stay for the process: what a decoder
+// leaves behind by contract is then left once.
+tsession_shared_s *shared_for_tests()
+{
+    static tsession_shared_s *shared = tsession_shared_create();
+    return shared;
+}
+
+tsession_config_s config_of(int transport = TSESSION_PLAIN)
+{
+    tsession_config_s config = {};
+    config.transport = transport;
+    config.terminal_type = "xterm";
+    config.columns = 60;
+    config.rows = 12;
+    config.graph = SessionHost::graph();
+    config.shared = shared_for_tests();
+    return config;
+}
+
+class Session : public testing::Test {
+  protected:
+    Session() { assert_set_handler(tsession_assertion_handler, nullptr); }
+    ~Session() override { assert_set_handler(nullptr, nullptr); }
+};
+
+using Events = std::vector<std::string>;
+
+TEST_F(Session, AllOutputOfOneCallLeavesInOneCallback)
+{
+    SessionHost host(config_of());
+    EXPECT_EQ(host.take_output_calls(), 1);
+    host.input("show version\rshow version\rhello\x01world");
+    EXPECT_EQ(host.take_output_calls(), 1);
+    tsession_print(host.session(), "news %d\n", 1);
+    EXPECT_EQ(host.take_output_calls(), 1);
+    host.input("\x1b[1;2Q");
+    EXPECT_EQ(host.take_output_calls(), 0) << "nothing to say";
+}
+
+TEST_F(Session, OutputBeyondWhatIsGatheredLeavesEarlierAndWhole)
+{
+    SessionHost host(config_of());
+    host.take_sent();
+    const std::string much(200000, 'x');
+    tsession_write(host.session(), much.data(), much.size());
+    const std::string sent = host.take_sent();
+    EXPECT_NE(sent.find(much), sent.npos);
+    EXPECT_GT(host.take_output_calls(), 1);
+}
+
+TEST_F(Session, InputBeforeTheStartAndAfterTheEndIsIgnored)
+{
+    int calls = 0;
+    tsession_config_s config = config_of();
+    config.user = &calls;
+    config.output = [](tsession_s *, void *user, const char *, size_t) {
+        ++*static_cast<int *>(user);
+    };
+    tsession_s *s = tsession_create(&config);
+    tsession_input(s, "show version\r", 13);
+    EXPECT_EQ(calls, 0);
+    tsession_start(s);
+    EXPECT_EQ(calls, 1);
+    tsession_close(s);
+    calls = 0;
+    tsession_input(s, "show version\r", 13);
+    tsession_time_out(s);
+    tsession_write(s, "x", 1);
+    tsession_resize(s, 80, 24);
+    tsession_start(s);
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(tsession_is_closed(s), 1);
+    tsession_free(s);
+    tsession_free(nullptr);
+}
+
+TEST_F(Session, WithoutCallbacksNothingIsCalled)
+{
+    tsession_config_s config = {};
+    config.shared = shared_for_tests();
+    tsession_s *s = tsession_create(&config);
+    tsession_start(s);
+    tsession_input(s, "show\r\x03\x04?\t", 9);
+    tsession_close(s);
+    tsession_free(s);
+}
+
+TEST_F(Session, WithoutAGraphTheHostGetsTheLine)
+{
+    tsession_config_s config = config_of();
+    config.graph = nullptr;
+    SessionHost host(config);
+    host.input("any 'thing?\r");
+    EXPECT_EQ(host.take_events(), Events({"line any 'thing?"}));
+}
+
+TEST_F(Session, MayBeFreedInItsOwnCallback)
+{
+    SessionHost host(config_of());
+    host.input("free\rshow version\r");
+    EXPECT_EQ(host.take_events(), Events({"line free"}));
+}
+
+TEST_F(Session, MayBeFreedWhileALongOutputOrAQuestionRuns)
+{
+    for (const char *line : {"show long\r", "login\rabc", "sure\r"}) {
+        const size_t before = tracked_outstanding(nullptr);
+        {
+            SessionHost host(config_of());
+            host.input(line);
+        }
+        EXPECT_EQ(tracked_outstanding(nullptr), before) << line;
+    }
+}
+
+TEST_F(Session, AFaultEndsOneSessionAndNoOther)
+{
+    SessionHost first(config_of());
+    SessionHost second(config_of());
+    first.input("fault\r");
+    const Events events = first.take_events();
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[0], "line fault");
+    EXPECT_EQ(events[1].substr(0, 24), "fault p && m (cli_parse:");
+    EXPECT_EQ(tsession_is_closed(first.session()), 1);
+    second.input("show version\r");
+    EXPECT_EQ(second.take_events(), Events({"line show version"}));
+}
+
+TEST_F(Session, AFaultMayBeLeftToThePlatform)
+{
+    tsession_config_s config = config_of();
+    config.leave_assertions = 1;
+    SessionHost host(config);
+    EXPECT_DEATH(host.input("fault\r"), "");
+}
+
+TEST_F(Session, AnAssertionOutsideASessionIsThePlatformsAffair)
+{
+    EXPECT_DEATH(cli_match_by_node(nullptr, nullptr), "");
+}
+
+// One session's command writes to another that shares its thread's buffers.
+struct Neighbours {
+    tsession_s *other;
+    std::string sent[2];
+};
+
+TEST_F(Session, ACommandMayWriteToAnotherSession)
+{
+    SessionHost other(config_of());
+    tsession_config_s config = config_of();
+    config.graph = nullptr;
+    Neighbours neighbours = {other.session(), {}};
+    config.user = &neighbours;
+    config.output = [](tsession_s *, void *user, const char *bytes, size_t count) {
+        static_cast<Neighbours *>(user)->sent[0].append(bytes, count);
+    };
+    config.line = [](tsession_s *s, void *user, const char *line, const cli_pnode_s *,
+                     cli_pmatch_s *) {
+        tsession_print(s, "before\n");
+        tsession_print(static_cast<Neighbours *>(user)->other, "%s\n", line);
+        tsession_print(s, "after\n");
+    };
+    tsession_s *s = tsession_create(&config);
+    tsession_start(s);
+    neighbours.sent[0].clear();
+    other.input("typing");
+    tsession_input(s, "hello\r", 6);
+    EXPECT_EQ(neighbours.sent[0], "hello\r\nbefore\r\nafter\r\n\r> ");
+    EXPECT_EQ(other.row(), "> typing|");
+    EXPECT_EQ(other.terminal().row(0).substr(0, 5), "hello");
+    tsession_free(s);
+}
+
+TEST_F(Session, TelnetDataIsEscaped)
+{
+    SessionHost host(config_of(TSESSION_TELNET));
+    host.take_sent();
+    tsession_write(host.session(), "a\xff" "b\n", 4);
+    EXPECT_NE(host.take_sent().find("a\xff\xff" "b\r\n"), std::string::npos);
+}
+
+TEST_F(Session, TextsOfOthersAreShownWithoutTheirControls)
+{
+    SessionHost host(config_of());
+    host.take_sent();
+    tsession_write_clean(host.session(), "a\033[2Jb\x9b\x7f\tc\n");
+    EXPECT_NE(host.take_sent().find("a?[2Jb??\tc\r\n"), std::string::npos);
+}
+
+TEST_F(Session, HistoryIsNumberedFromTheOldest)
+{
+    tsession_config_s config = config_of();
+    config.history_limit = 2;
+    SessionHost host(config);
+    host.input("one\rtwo\rthree\r");
+    Events lines;
+    tsession_history(
+        host.session(),
+        [](void *ctx, int number, const char *line) {
+            static_cast<Events *>(ctx)->push_back(std::to_string(number) + " " + line);
+        },
+        &lines);
+    EXPECT_EQ(lines, Events({"1 two", "2 three"}));
+}
+
+TEST_F(Session, WhatIsInForceCanBeAsked)
+{
+    SessionHost host(config_of());
+    EXPECT_EQ(tsession_columns(host.session()), 60);
+    EXPECT_EQ(tsession_rows(host.session()), 12);
+    EXPECT_STREQ(tsession_terminal(host.session()), "xterm");
+    EXPECT_EQ(tsession_user(host.session()), &host);
+    tsession_set_terminal(host.session(), "no such type");
+    EXPECT_STREQ(tsession_terminal(host.session()), "vt100");
+    struct {
+        int columns, rows, wanted_columns, wanted_rows;
+    } const sizes[] = {{0, 0, 80, 24}, {1, 1, 20, 2}, {65535, 65535, 256, 512}, {-5, -5, 80, 24}};
+    for (const auto &size : sizes) {
+        tsession_resize(host.session(), size.columns, size.rows);
+        EXPECT_EQ(tsession_columns(host.session()), size.wanted_columns);
+        EXPECT_EQ(tsession_rows(host.session()), size.wanted_rows);
+    }
+}
+
+TEST_F(Session, UnpagedOutputAsksForNoKeyAndPausesForTheHost)
+{
+    tsession_config_s config = config_of();
+    config.is_unpaged = 1;
+    SessionHost host(config);
+    host.long_rows = 10000;
+    host.input("show long\r");
+    int pauses = 0;
+    for (; tsession_has_more(host.session()); pauses++)
+        tsession_set_writable(host.session(), 1);
+    EXPECT_GT(pauses, 1);
+    const std::string sent = host.take_sent();
+    EXPECT_NE(sent.find("row 1\r\n"), sent.npos);
+    EXPECT_NE(sent.find("row 10000\r\n"), sent.npos);
+    EXPECT_EQ(sent.find("--More--"), sent.npos);
+    EXPECT_EQ(host.row(), "> |");
+}
+
+TEST_F(Session, AMillionRowsUseConstantMemory)
+{
+    tsession_config_s config = config_of();
+    config.is_unpaged = 1;
+    config.output = nullptr;
+    SessionHost host(config);
+    host.long_rows = 1000000;
+    host.input("show long\r");
+    const size_t before = mallinfo2().uordblks;
+    while (tsession_has_more(host.session())) {
+        tsession_set_writable(host.session(), 1);
+        host.take_sent();
+    }
+    EXPECT_LT(mallinfo2().uordblks, before + 1000000);
+}
+
+// Every failed allocation while a session is made, and none that is left behind.
+TEST_F(Session, CreationWithoutMemoryGivesNullAndLeavesNothing)
+{
+    tsession_config_s config = config_of();
+    tsession_free(tsession_create(&config)); // the shared decoder is there now
+    const size_t before = tracked_outstanding(nullptr);
+    int failures = 0;
+    for (int n = 1;; n++) {
+        tracked_fail_after(n);
+        tsession_s *s = tsession_create(&config);
+        tracked_fail_after(-1);
+        tsession_free(s);
+        EXPECT_EQ(tracked_outstanding(nullptr), before) << "allocation " << n;
+        if (s)
+            break;
+        failures++;
+    }
+    EXPECT_GT(failures, 100);
+}
+
+TEST_F(Session, RunsOnWithoutMemory)
+{
+    for (int n = 1; n < 40; n++) {
+        SessionHost host(config_of(TSESSION_TELNET));
+        host.input("sho");
+        tracked_fail_after(n);
+        host.input("w version\r\xff\xfa\x18\0linux\xff\xf0?s\t\rlogin\rx\rshow long\r q"sv);
+        tracked_fail_after(-1);
+        EXPECT_EQ(tsession_is_closed(host.session()), 0) << "allocation " << n;
+        host.input("\x03\x03show version\r");
+        const Events events = host.take_events();
+        ASSERT_FALSE(events.empty());
+        EXPECT_EQ(events.back(), "line show version");
+    }
+}
+
+TEST_F(Session, OpeningAndClosingManySessionsGrowsNothing)
+{
+    const auto open_and_close = [](int count) {
+        for (int i = 0; i < count; i++) {
+            tsession_config_s config = config_of(TSESSION_TELNET);
+            tsession_s *s = tsession_create(&config);
+            tsession_start(s);
+            tsession_input(s, "show version\rlogin\rpw\r\xff\xfb\x05", 24);
+            tsession_free(s);
+        }
+    };
+    open_and_close(100);
+    const size_t blocks = tracked_outstanding(nullptr);
+    const size_t bytes = mallinfo2().uordblks;
+    open_and_close(2000);
+    EXPECT_EQ(tracked_outstanding(nullptr), blocks);
+    EXPECT_LT(mallinfo2().uordblks, bytes + 65536);
+}
+
+TEST_F(Session, SessionsOfTwoThreadsDoNotMeet)
+{
+    const auto use = [] {
+        tsession_shared_s *shared = tsession_shared_create();
+        for (int i = 0; i < 20; i++) {
+            tsession_config_s config = config_of();
+            config.shared = shared;
+            SessionHost host(config);
+            host.input("show version\rfault\r");
+            EXPECT_EQ(tsession_is_closed(host.session()), 1);
+        }
+        tsession_shared_free(shared);
+    };
+    std::thread other(use);
+    use();
+    other.join();
+}
+
+// Random input
+
+const std::string_view pieces[] = {
+    "show ",          "version",       "sh",          "\r",           "\n",        "\r\n",
+    "?",              "\t",            " ",           "\x01",         "\x05",      "\x7f",
+    "\x08",           "\x03",          "\x04",        "\x17",         "\x0c",      "\x10",
+    "\x15",           "\x0b",          "\x1b" "b",    "\x1b" "f",     "\x1b[A",    "\x1b[B",
+    "\x1b[C",         "\x1b[D",        "\x1bOD",      "\x1b[3~",      "\x1b[H",    "\x1b[200~",
+    "\x1b[201~",      "\x1b]0;x\x07",  "\x1b",        "\x1b[",        "\x1b\x18",  "\x1b\x14",
+    "delete-command", "login\r",       "sure\r",      "y",            "show long\r", "q",
+    "width 20\r",     "width 200\r",   "'",           "\"",           "\\",        "abcdefghijklmnop",
+    "\x1b[1;5D",      "\x1b" "e",      "\x1b" "c",    "invoke ",      "\x9b",      "\xe9",
+};
+
+const std::string_view telnet_pieces[] = {
+    "\xff\xfb\x1f",       "\xff\xfd\x01", "\xff\xfa\x1f", "\xff\xf0",     "\xff\xf4",
+    "\xff\xf6",           "\xff\xf3",     "\xff\xff",     "\xff\xfa\x18", "vt220",
+    "\xff\xfe\x05",       "\xff\xfa\x05", "\xff",         "\xff\xf7",     "\xff\xf8",
+};
+
+// What the row must show: the model that the editor holds on the screen.
+void expect_row_whole(SessionHost &host)
+{
+    const tsession_s *s = host.session();
+    if (s->is_closed || s->mode != varno::Mode::line)
+        return;
+    const prompt_model_s *mod = prompt_active_model(s->prompt);
+    std::string wanted = mod->buf;
+    wanted.resize(static_cast<size_t>(s->columns), ' ');
+    Terminal &terminal = host.terminal();
+    EXPECT_EQ(terminal.row(terminal.cursor_row()), wanted);
+    EXPECT_EQ(terminal.cursor_column(), mod->virtual_cursor);
+}
+
+class RandomInput : public testing::TestWithParam<int> {};
+
+TEST_P(RandomInput, NeverFaultsAndAlwaysShowsTheWholeRow)
+{
+    assert_set_handler(tsession_assertion_handler, nullptr);
+    for (unsigned seed = 1; seed <= 60 && !HasFailure(); seed++) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        tsession_config_s config = config_of(GetParam());
+        config.columns = 20 + static_cast<int>(random() % 100);
+        SessionHost host(config);
+        host.terminal().resize(12, 256);
+        for (int step = 0; step < 150 && !HasFailure(); step++) {
+            std::string input;
+            for (unsigned i = random() % 4 + 1; i > 0; i--)
+                input += pieces[random() % std::size(pieces)];
+            if (GetParam() == TSESSION_TELNET && random() % 3 == 0)
+                input += telnet_pieces[random() % std::size(telnet_pieces)];
+            host.input(input);
+            if (random() % 20 == 0)
+                tsession_resize(host.session(), static_cast<int>(random() % 300), 12);
+            if (random() % 20 == 0)
+                tsession_time_out(host.session());
+            if (random() % 10 == 0)
+                tsession_print(host.session(), "message\n");
+            host.terminal().resize(12, tsession_columns(host.session()));
+            for (const std::string &event : host.take_events())
+                EXPECT_NE(event.substr(0, 5), "fault") << event;
+            EXPECT_EQ(tsession_is_closed(host.session()), 0);
+        }
+    }
+    assert_set_handler(nullptr, nullptr);
+}
+
+TEST_P(RandomInput, TheRowIsWholeAfterEveryInput)
+{
+    assert_set_handler(tsession_assertion_handler, nullptr);
+    for (unsigned seed = 101; seed <= 140 && !HasFailure(); seed++) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        tsession_config_s config = config_of(GetParam());
+        config.columns = 20 + static_cast<int>(random() % 100);
+        SessionHost host(config);
+        for (int step = 0; step < 200 && !HasFailure(); step++) {
+            const std::string_view piece = pieces[random() % std::size(pieces)];
+            if (piece.substr(0, 5) == "width")
+                continue;
+            host.input(piece);
+            if (random() % 10 == 0)
+                tsession_print(host.session(), "message\n");
+            expect_row_whole(host);
+        }
+    }
+    assert_set_handler(nullptr, nullptr);
+}
+
+TEST_P(RandomInput, CutsChangeNoEvent)
+{
+    assert_set_handler(tsession_assertion_handler, nullptr);
+    for (unsigned seed = 201; seed <= 240 && !HasFailure(); seed++) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        std::string input;
+        for (int i = 0; i < 60; i++) {
+            input += pieces[random() % std::size(pieces)];
+            if (GetParam() == TSESSION_TELNET && random() % 4 == 0)
+                input += telnet_pieces[random() % std::size(telnet_pieces)];
+        }
+        SessionHost whole(config_of(GetParam()));
+        whole.input(input);
+        SessionHost cut(config_of(GetParam()));
+        for (size_t at = 0; at < input.size();) {
+            const size_t part = 1 + random() % 5;
+            cut.input(std::string_view(input).substr(at, part));
+            at += part;
+        }
+        EXPECT_EQ(cut.take_events(), whole.take_events());
+    }
+    assert_set_handler(nullptr, nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Transports, RandomInput, testing::Values(TSESSION_PLAIN, TSESSION_TELNET));
+
+} // namespace
