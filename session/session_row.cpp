@@ -31,11 +31,22 @@ int32_t shown_columns(tsession_s *s)
     return s->mode == Mode::line ? prompt_active_model(s->prompt)->buf_len : s->row_len;
 }
 
+// A line that got short enough shows whole; the editor scrolls back only for a cursor
+// that is hidden, and might leave all of it hidden at the left.
+void scroll_back_if_it_fits(prompt_s *p)
+{
+    if (p->display_offset > 0 && p->ps.buf_used < p->width - 1 - p->disp.normal_len) {
+        p->display_offset = 0;
+        prompt_set_dirty(p);
+    }
+}
+
 // The left guard that appears with a scroll takes a column that the scroll has won:
 // then one scroll asks for another, which the redraw does not allow for.
 void settle_scroll(prompt_s *p)
 {
     constexpr int most_tries = 8;
+    scroll_back_if_it_fits(p);
     prompt_model_s scratch;
     for (int tries = 0; tries < most_tries; tries++) {
         const int amount = prompt_update_model(p, &scratch);

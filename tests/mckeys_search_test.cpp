@@ -209,6 +209,20 @@ TEST(TrieSearchExact, WithOnlyTheFirstAskedForItStopsThere)
     EXPECT_EQ(out.nodes[1], trie.at("xyz"));
 }
 
+TEST(TrieSearchExact, WithOnlyTheFirstAskedForTheOthersStayZeroAtTheLastKeyToo)
+{
+    const Trie trie({"ab"});
+    const auto keys = sequence("ab");
+    Results out;
+    EXPECT_EQ(mc_search_exact(trie.root, keys.data(), 2, 0, &out.nodes[0], &out.lens[0], nullptr,
+                              &out.lens[1], nullptr, &out.lens[2]),
+              0);
+    EXPECT_EQ(out.nodes[0], trie.at("ab"));
+    EXPECT_EQ(out.lens[0], 2);
+    EXPECT_EQ(out.lens[1], 0);
+    EXPECT_EQ(out.lens[2], 0);
+}
+
 TEST(TrieSearchExact, FlagsMeanNothing)
 {
     const Trie trie({"*"});
@@ -312,20 +326,33 @@ TEST(TrieSearch, WithoutKeysItAnswersAboutTheRoot)
     }
 }
 
+// Asks for some of the three nodes; every one not found must be NULL.
+int search_asking(mc_node_s *root, bool shortest, bool longest, bool match)
+{
+    const mkey_t key = 'a';
+    Results out;
+    const int result = mc_search(root, &key, 0, 0, shortest ? &out.nodes[0] : nullptr, nullptr,
+                                 longest ? &out.nodes[1] : nullptr, nullptr,
+                                 match ? &out.nodes[2] : nullptr, &out.lens[2]);
+    for (const mc_node_s *node : out.nodes)
+        EXPECT_TRUE(node == &out.untouched || node == (result == 1 ? root : nullptr));
+    EXPECT_EQ(out.lens[2], 0);
+    return result;
+}
+
 TEST(TrieSearch, OnlyWhatWasAskedForCountsAsFound)
 {
     const Trie trie({"a"}); // only a match is there to find
-    const mkey_t key = 'a';
-    mc_node_s *node = nullptr;
-    int32_t len = 77;
-    const auto asking = [&](mc_node_s **shortest, mc_node_s **longest, mc_node_s **match) {
-        return mc_search(trie.root, &key, 0, 0, shortest, nullptr, longest, nullptr, match, &len);
-    };
-    EXPECT_EQ(asking(nullptr, nullptr, &node), 1);
-    EXPECT_EQ(asking(&node, nullptr, nullptr), -1);
-    EXPECT_EQ(asking(nullptr, &node, nullptr), -1);
-    EXPECT_EQ(asking(nullptr, nullptr, nullptr), -1);
-    EXPECT_EQ(len, 0);
+    EXPECT_EQ(search_asking(trie.root, false, false, true), 1);
+    EXPECT_EQ(search_asking(trie.root, true, false, false), -1);
+    EXPECT_EQ(search_asking(trie.root, false, true, false), -1);
+    EXPECT_EQ(search_asking(trie.root, false, false, false), -1);
+
+    const Trie empty; // only the two complete ones are
+    empty.root->value = value_of("root");
+    EXPECT_EQ(search_asking(empty.root, true, false, false), 1);
+    EXPECT_EQ(search_asking(empty.root, false, true, false), 1);
+    EXPECT_EQ(search_asking(empty.root, false, false, true), -1);
 }
 
 TEST(TrieSearch, OtherFlagsAreHandedOverAndRefused)
@@ -391,6 +418,8 @@ const LevelRow level_rows[] = {
     {{"*b"},                "ab",     0,             "- 0      - 0      - 0"},
     {{"*b"},                "ab",     MC_SEARCH_ANY, "*b 2     *b 2     - 0"},
     {{"*b"},                "a",      MC_SEARCH_ANY, "- 0      - 0      * 1"},
+    {{"*b"},                "ab",     0x3,           "*b 2     *b 2     - 0"},
+    {{"*b"},                "ab",     0x2,           "- 0      - 0      - 0"},
     // both ways at the same depth: shortest from the exact one, the others not
     {{"ab", "*b"},          "ab",     MC_SEARCH_ANY, "ab 2     *b 2     - 0"},
     {{"abc", "a*c"},        "ab",     MC_SEARCH_ANY, "- 0      - 0      a* 2"},
@@ -439,6 +468,21 @@ TEST(TrieSearchLevel, WildcardInTheInputIsAnAssertionAtEachLevel)
     EXPECT_ASSERTION(search_level(trie, "*", 0), no_wildcard_at_level, "mckeys");
     EXPECT_ASSERTION(search_level(trie, "a*", 0), no_wildcard_at_level, "mckeys");
     EXPECT_EQ(search_level(trie, "x*", 0), "- 0 - 0 - 0") << "never reached";
+}
+
+TEST(TrieSearchLevel, ResultsAreClearedBeforeADeeperLevelFailsItsAssertion)
+{
+    const Trie trie({"ab"});
+    const auto search_for = [&](std::string_view text, Results &out) {
+        const auto keys = sequence(text);
+        mc_search_level(trie.root, keys.data(), static_cast<int>(keys.size()), 0, &out.nodes[0],
+                        &out.lens[0], &out.nodes[1], &out.lens[1], &out.nodes[2], &out.lens[2]);
+    };
+    Results out;
+    EXPECT_ASSERTION(search_for("*", out), no_wildcard_at_level, "mckeys");
+    EXPECT_TRUE(out.is_untouched()) << "the level's own assertion comes first";
+    EXPECT_ASSERTION(search_for("a*", out), no_wildcard_at_level, "mckeys");
+    EXPECT_EQ(out.spelled(trie, "a*"), "- 0 - 0 - 0");
 }
 
 TEST(TrieSearchLevel, TracesTellEachLevel)
@@ -599,6 +643,44 @@ TEST(TrieNodestrstr, LongRunsAreSearchedAlike)
                       run ? 2 * at : -1);
         }
     }
+}
+
+// Codes at both ends of the bytes and beyond them, none taken for its lowest byte;
+// 0x80 and 0xfe are nobody's.
+TEST(TrieNodestrstr, LongRunsAreSearchedAlikeWhateverTheCodes)
+{
+    constexpr mkey_t children[] = {0, 'b', 0xff, 0x100, 0x80000000, VIRTKEY_UP};
+    constexpr mkey_t strangers[] = {0x1ff, 0x162, 0x7fffffff};
+    const Trie trie;
+    for (const mkey_t key : children)
+        mc_addstring(trie.root, &key, 1, 0, value_of("v"));
+    for (const bool sorted : {false, true}) {
+        if (sorted)
+            mc_optimize(trie.root);
+        for (size_t run = 0; run < 40; run++) {
+            for (const mkey_t child : children) {
+                std::vector<mkey_t> keys(run, 0x80);
+                keys.insert(keys.end(), {child, VIRTKEY_WILDCARD});
+                EXPECT_EQ(mc_nodestrstr(trie.root, keys.data(), static_cast<int>(keys.size())),
+                          static_cast<int>(run))
+                    << child;
+            }
+            for (const mkey_t stranger : strangers) {
+                std::vector<mkey_t> keys(run, 0xfe);
+                keys.push_back(stranger);
+                EXPECT_EQ(mc_nodestrstr(trie.root, keys.data(), static_cast<int>(keys.size())), -1)
+                    << stranger << " behind " << run;
+            }
+        }
+    }
+}
+
+TEST(TrieNodestrstr, NodeThatClaimsKeysWithoutAnArrayHasNone)
+{
+    const mc_node_s no_array{nullptr, 2, nullptr, 0, nullptr};
+    const std::vector<mkey_t> keys(40, 'a');
+    for (int len = 1; len <= 40; len++)
+        EXPECT_EQ(mc_nodestrstr(&no_array, keys.data(), len), -1) << len;
 }
 
 TEST(TrieNodestrstr, WideNodeIsSearchedAlike)

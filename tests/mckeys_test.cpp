@@ -125,6 +125,16 @@ TEST(TrieNode, UnoptimizedForgetsOrderAndWildcard)
     EXPECT_NE(mc_node_get_any_key(trie.root), nullptr) << "found by looking";
 }
 
+TEST(TrieNode, AddedKeyForgetsTheWildcard)
+{
+    const Trie trie({"b", "*"});
+    mc_optimize(trie.root);
+    ASSERT_NE(trie.root->any, nullptr);
+    ASSERT_NE(mc_node_add_key(trie.root, 'a', mc_root_alloc()), nullptr);
+    EXPECT_EQ(trie.root->any, nullptr);
+    EXPECT_NE(mc_node_get_any_key(trie.root), nullptr) << "found by looking";
+}
+
 TEST(TrieNode, OptimizedIsOneForAnyFlagValue)
 {
     mc_node_s node{};
@@ -235,6 +245,15 @@ TEST(TrieOptimize, SortsEveryNodeAndRemembersWildcards)
         EXPECT_EQ(mc_node_optimized(trie.at(path)), 1) << path;
 }
 
+TEST(TrieOptimize, NodeWithoutAChildIsLeftUnsorted)
+{
+    mc_key_s keys[] = {{VIRTKEY_WILDCARD, nullptr}, {'a', nullptr}};
+    mc_node_s broken{keys, 2, nullptr, 1, &keys[0]};
+    EXPECT_ASSERTION(mc_optimize(&broken), "n->keys[i].node", "mckeys");
+    EXPECT_EQ(mc_node_optimized(&broken), 0);
+    EXPECT_EQ(broken.any, nullptr);
+}
+
 TEST(TrieOptimize, LaterInsertionUnsortsOnlyTheNodeThatItChanges)
 {
     Trie trie({"ab", "cd"});
@@ -266,6 +285,9 @@ constexpr AddRow add_rows[] = {
     {"xy",     "xyz",    MC_ADD_OVERLAP,   0,  0},
     {"xyz",    "xy",     MC_ADD_OVERLAP,   0,  1},
     {"xy",     "xyz",    ~MC_ADD_OVERLAP,  0, -1},
+    {"xyz",    "xy",     ~MC_ADD_OVERLAP,  0, -1},
+    {"xy",     "xyz",    ~0,               0,  0},
+    {"xyz",    "xy",     ~0,               0,  1},
     {"*",      "*a",     0,                0, -1},
     {"*",      "a",      0,                0,  0},
 };
@@ -349,6 +371,24 @@ TEST(TrieAdd, TracesTellEachStepOfAnAddition)
              "(debug): setting value for node " + traced(up)}));
 }
 
+TEST(TrieAdd, CharacterBehindAControlKeyIsTracedAsOne)
+{
+    Traces traces;
+    Trie trie;
+    const mkey_t keys[] = {27, 'a'};
+    ASSERT_EQ(mc_addstring(trie.root, keys, 2, 0, value_of("v")), 0);
+    const mc_node_s *esc = trie.root->keys[0].node;
+    const mc_node_s *a = esc->keys[0].node;
+    EXPECT_EQ(traces.take(),
+              Texts({"(debug): looking for s[0] = 27", "(debug): no key for s[0] = 27",
+                     "(debug): going to insert at node " + traced(trie.root) +
+                         " (root: " + traced(trie.root) + ")",
+                     "(debug): starting at 0 (s[0] = (27)), going to add",
+                     "(debug): allocating new child " + traced(esc) + " at 0 -- s[0] = (27)",
+                     "(debug): allocating new child " + traced(a) + " at 1 -- s[1] = 'a'",
+                     "(debug): setting value for node " + traced(a)}));
+}
+
 TEST(TrieAdd, TracesTellWhyASequenceIsRefused)
 {
     Trie trie({"xy"});
@@ -368,19 +408,6 @@ TEST(TrieAdd, TracesTellWhyASequenceIsRefused)
                                     "(debug): last node was a substring node -- we cannot add"}));
     EXPECT_EQ(trie.add("x", MC_ADD_OVERLAP), 1);
     EXPECT_EQ(traces.take().back(), "(debug): set " + traced(trie.at("x")) + " value = [x]");
-}
-
-Texts paths_with_values(const mc_node_s *node, const std::string &path = "")
-{
-    Texts texts;
-    if (node->value)
-        texts.push_back(path);
-    for (int32_t i = 0; i < node->keys_len; i++) {
-        const auto below =
-            paths_with_values(node->keys[i].node, path + static_cast<char>(node->keys[i].key));
-        texts.insert(texts.end(), below.begin(), below.end());
-    }
-    return texts;
 }
 
 // Without memory in the middle of an addition the trie stands as before, the node

@@ -2,18 +2,16 @@
 // The program's own definitions stand in front of the platform's, the library's and
 // the C library's, and pass the call on unless a test tells them to lie.
 
-#include <dlfcn.h>
-
-#include <functional>
-#include <iterator>
-#include <string>
-
 #include "support/assertion.h"
 #include "support/editor.h"
 
 #include <varno/platform.h>
 #include <varno/stroker.h>
 #include <varno/varno.h>
+
+#include <dlfcn.h>
+#include <functional>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -119,29 +117,40 @@ TEST_F(MisbehavingServices, AWordFoundBehindTheCursorIsFatalToItsDeletion)
     EXPECT_ASSERTION(prompt_delete_word_back(p), "len > 0", "prompt_manip");
 }
 
-// In a locale whose upper half is printable, the codes -128 to -1 are printable too:
-// then only their range keeps the terminal's keys out of the line.
+struct Typed {
+    mkey_t key;
+    const char *line;
+};
+
+// A locale may call the codes -128 to -1 printable: then only their own range keeps
+// the terminal's keys out of the line.
 TEST_F(MisbehavingServices, TerminalKeysAreNoTextWhateverIsPrintable)
 {
-    // clang-format off
-    const mkey_t keys[] = {
-        0x80000000, 0xFFFFFF7F, 0xFFFFFF80, VIRTKEY_WILDCARD,       // ... -129, -128, -23
-        VIRTKEY_BACKSPACE, VIRTKEY_HOME, VIRTKEY_UP, 0xFFFFFFFE,    // -22 to -3, -2
-        0xFFFFFFFF, 255, 256, 0x7FFFFFFF,                           // -1, 255, 256 ...
+    const Typed rows[] = {
+        {0x80000000, "|"},
+        {static_cast<mkey_t>(-129), "|"},
+        {static_cast<mkey_t>(-128), "\x80|"},
+        {VIRTKEY_WILDCARD, "\xE9|"},
+        {VIRTKEY_BACKSPACE, "|"},
+        {VIRTKEY_HOME, "|"},
+        {VIRTKEY_UP, "|"},
+        {255, "\xFF|"},
+        {256, "|"},
+        {0x7FFFFFFF, "|"},
     };
-    // clang-format on
-    const std::string wanted = "\x80\xE9\xFE\xFF\xFF|";
     print_lie = [](int c) {
-        EXPECT_TRUE(c >= -128 && c <= 255) << c;
+        EXPECT_TRUE(c >= -128 && c <= 255) << "no character class has a code of " << c;
         return 1;
     };
     prompt_util_bind_insert(p);
-    prompt_insert_string(p, keys, static_cast<int>(std::size(keys)));
-    EXPECT_EQ(line_of(p->ps), wanted);
-    prompt_clear_command(p);
-    for (const mkey_t key : keys)
-        prompt_insert_char(p, key);
-    EXPECT_EQ(line_of(p->ps), wanted);
+    for (const Typed &row : rows) {
+        prompt_clear_command(p);
+        prompt_insert_char(p, row.key);
+        EXPECT_EQ(line_of(p->ps), row.line) << row.key;
+        prompt_clear_command(p);
+        prompt_insert_string(p, &row.key, 1);
+        EXPECT_EQ(line_of(p->ps), row.line) << row.key;
+    }
 }
 
 int do_nothing(prompt_s *, pstate *, const char *, void *, void *)

@@ -5,8 +5,6 @@
 #include <varno/platform.h>
 #include <varno/platform_default.h>
 
-#include <unistd.h>
-
 #include <csetjmp>
 #include <csignal>
 #include <cstdio>
@@ -15,6 +13,7 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace {
 

@@ -133,38 +133,40 @@ TEST_F(Builtins, EachNameHasItsEffect)
 {
     // clang-format off
     const Effect rows[] = {
-        {"move-character-back",      "sho|w",        "sh|ow",        2},
-        {"move-character-back",      "|show",        "|show",        0},
-        {"move-character-forward",   "sho|w",        "show|",        2},
-        {"move-character-forward",   "show|",        "show|",        0},
-        {"move-word-back",           "show ip|",     "show |ip",     0},
-        {"move-word-forward",        "|show ip",     "show |ip",     0},
-        {"move-begin",               "sho|w",        "|show",        2},
-        {"move-begin",               "|show",        "|show",        2},
-        {"move-end",                 "sho|w",        "show|",        2},
-        {"delete-character-back",    "sho|w",        "sh|w",         2},
-        {"delete-character-back",    "|show",        "|show",        0},
-        {"delete-character-forward", "sh|ow",        "sh|w",         2},
-        {"delete-character-forward", "show|",        "show|",        0},
-        {"delete-word-back",         "show ip|",     "show|",        2},
-        {"delete-word-forward",      "|show ip",     "|ip",          2},
-        {"delete-end",               "sh|ow",        "sh|",          2},
-        {"delete-begin",             "sh|ow",        "|ow",          2},
-        {"delete-begin",             "|show",        "|show",        0},
-        {"delete-command",           "sh|ow",        "|",            2},
-        {"history-previous",         "sh|ow",        "sh|ow",        0},
-        {"history-next",             "sh|ow",        "sh|ow",        0},
-        {"yank-first",               "sh|ow",        "sh|ow",        0},
-        {"yank-next",                "sh|ow",        "sh|ow",        0},
-        {"capitalize-word",          "sh|ow",        "Sh|ow",        2},
-        {"toupper-word",             "sh|ow",        "SH|OW",        2},
-        {"tolower-word",             "SH|OW",        "sh|ow",        2},
-        {"compact-whitespace",       " sh  ip |",    "sh ip|",       2},
-        {"move-context-forward",     "sh|ow",        "sh|ow",        0},
-        {"move-context-back",        "sh|ow",        "sh|ow",        0},
-        {"accept-token",             "sh|ow",        "sh |ow",       2},
-        {"expand-token",             "sh|ow",        "sh|ow",        0},
-        {"complete-token",           "sh|ow",        "sh|ow",        0},
+        {"move-character-back",      "sho|w",                "sh|ow",    2},
+        {"move-character-back",      "|show",                "|show",    0},
+        {"move-character-forward",   "sho|w",                "show|",    2},
+        {"move-character-forward",   "show|",                "show|",    0},
+        {"move-word-back",           "show ip|",             "show |ip", 0},
+        {"move-word-forward",        "|show ip",             "show |ip", 0},
+        {"move-begin",               "sho|w",                "|show",    2},
+        {"move-begin",               "|show",                "|show",    2},
+        {"move-end",                 "sho|w",                "show|",    2},
+        {"delete-character-back",    "sho|w",                "sh|w",     2},
+        {"delete-character-back",    "|show",                "|show",    0},
+        {"delete-character-forward", "sh|ow",                "sh|w",     2},
+        {"delete-character-forward", "show|",                "show|",    0},
+        {"delete-word-back",         "show ip|",             "show|",    2},
+        {"delete-word-forward",      "|show ip",             "|ip",      2},
+        {"delete-end",               "sh|ow",                "sh|",      2},
+        {"delete-begin",             "sh|ow",                "|ow",      2},
+        {"delete-begin",             "|show",                "|show",    0},
+        {"delete-command",           "sh|ow",                "|",        2},
+        {"history-previous",         "sh|ow",                "sh|ow",    0},
+        {"history-next",             "sh|ow",                "sh|ow",    0},
+        {"yank-first",               "sh|ow",                "sh|ow",    0},
+        {"yank-next",                "sh|ow",                "sh|ow",    0},
+        {"capitalize-word",          "sh|ow",                "Sh|ow",    2},
+        {"toupper-word",             "sh|ow",                "SH|OW",    2},
+        {"tolower-word",             "SH|OW",                "sh|ow",    2},
+        {"compact-whitespace",       " sh  ip |",            "sh ip|",   2},
+        {"move-context-forward",     "sh|ow",                "sh|ow",    0},
+        {"move-context-back",        "sh|ow",                "sh|ow",    0},
+        {"accept-token",             "sh|ow",                "sh |ow",   2},
+        {"expand-token",             "sh|ow",                "sh|ow",    0},
+        {"complete-token",           "sh|ow",                "sh|ow",    0},
+        {"invoke",                   "move-end a|b",         " ab|",     2},
+        {"invoke",                   "invoke move-begin a|", "| a",      2},
     };
     // clang-format on
     for (const Effect &row : rows) {
@@ -193,11 +195,28 @@ TEST_F(Builtins, HistoryCommandsPutTheCursorAtTheEnd)
 
 struct Output {
     const char *name;
-    std::string before;
-    std::string written;
-    std::string after;
+    const char *before;
+    const char *after;
     uint32_t flags;
+    const char *written;
 };
+
+// clang-format off
+const Output output_rows[] = {
+    {"redisplay", "sh|ow",          "sh|ow",   4, "{show}\n\r"},
+    {"echo",      "a|b",            "a|b",     4, "{ab}a<>b\n\r"},
+    {"echo",      "|",              "|",       4, "{}<>\n\r"},
+    {"invoke",    "|",              "|",       4, "{}Cannot invoke empty command\n\r"},
+    {"invoke",    "   |",           "   |",    4, "{   }No tokens in command\n\r"},
+    {"invoke",    "ab c\"|",        "ab c\"|", 4, "{ab c\"}Unmatched opening \" at column 4\n\r"},
+    {"invoke",    "it's|",          "it's|",   4, "{it's}Unmatched opening ' at column 2\n\r"},
+    {"invoke",    "x|",             "|",       6, "{}No command for [x]\t\n\r"},
+    {"invoke",    "frobnicate x|",  "|",       6, "{ x}No command for [frobnicate]\t\n\r"},
+    {"invoke",    "echo a|b",       " a|b",    6, "{ ab} a<>b\n\r"},
+    {"invoke",    "invoke|",        "|",       6, "{}Cannot invoke empty command\n\r"},
+    {"invoke",    "invoke invoke|", "|",       6, "{}Cannot invoke empty command\n\r"},
+};
+// clang-format on
 
 // Shows in standard output where an output bracket begins, and the line there.
 int print_line(prompt_s *p, void *, const char *, ...)
@@ -209,33 +228,36 @@ int print_line(prompt_s *p, void *, const char *, ...)
 TEST_F(Builtins, PrintingCommandsWriteBetweenTheOutputBrackets)
 {
     prompt_set_print_callback(p, print_line, nullptr);
-    // clang-format off
-    const Output rows[] = {
-        {"redisplay",           "sh|ow",                "{show}\n\r",                                    "sh|ow",           4},
-        {"echo",                "a|b",                  "{ab}a<>b\n\r",                                  "a|b",             4},
-        {"echo",                "|",                    "{}<>\n\r",                                      "|",               4},
-        {"invoke",              "|",                    "{}Cannot invoke empty command\n\r",             "|",               4},
-        {"invoke",              "   |",                 "{   }No tokens in command\n\r",                 "   |",            4},
-        {"invoke",              "ab c\"d|",             "{ab c\"d}Unmatched opening \" at column 4\n\r", "ab c\"d|",        4},
-        {"invoke",              "it's|",                "{it's}Unmatched opening ' at column 2\n\r",     "it's|",           4},
-        {"invoke",              "x|",                   "{}No command for [x]\t\n\r",                    "|",               6},
-        {"invoke",              "frobnicate x|",        "{ x}No command for [frobnicate]\t\n\r",         "|",               6},
-        {"invoke",              "echo a|b",             "{ ab} a<>b\n\r",                                " a|b",            6},
-        {"invoke",              "move-begin abc|",      "",                                              "| abc",           2},
-        {"invoke",              "invoke move-begin a|", "",                                              "| a",             2},
-        {"invoke",              "invoke|",              "{}Cannot invoke empty command\n\r",             "|",               6},
-        {"invoke",              "invoke invoke|",       "{}Cannot invoke empty command\n\r",             "|",               6},
-        {"execute-and-restore", "delete-command|",      "",                                              "delete-command|", 0},
-        {"execute-and-restore", "echo x|y",             "{ xy} x<>y\n\r",                                "echo x|y",        4},
-        {"execute-and-restore", "|",                    "{}Cannot invoke empty command\n\r",             "|",               4},
-        {"execute-and-restore", "nobody|",              "{}No command for [nobody]\t\n\r",               "nobody|",         4},
-    };
-    // clang-format on
-    for (const Output &row : rows) {
+    for (const Output &row : output_rows) {
         set(row.before);
         EXPECT_EQ(run(row.name), row.written) << row.name << " on " << row.before;
         EXPECT_EQ(line_of(p->ps), row.after) << row.name << " on " << row.before;
         EXPECT_EQ(p->flags, row.flags) << row.name << " on " << row.before;
+    }
+}
+
+struct Restored {
+    const char *line;
+    uint32_t flags;
+    const char *written;
+};
+
+TEST_F(Builtins, ExecuteAndRestorePrintsAndKeepsTheLine)
+{
+    // clang-format off
+    const Restored rows[] = {
+        {"delete-command|", 0, ""},
+        {"|",               4, "{}Cannot invoke empty command\n\r"},
+        {"echo x|y",        4, "{ xy} x<>y\n\r"},
+        {"nobody|",         4, "{}No command for [nobody]\t\n\r"},
+    };
+    // clang-format on
+    prompt_set_print_callback(p, print_line, nullptr);
+    for (const Restored &row : rows) {
+        set(row.line);
+        EXPECT_EQ(run("execute-and-restore"), row.written) << row.line;
+        EXPECT_EQ(line_of(p->ps), row.line);
+        EXPECT_EQ(p->flags, row.flags) << row.line;
     }
 }
 

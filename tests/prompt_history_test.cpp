@@ -105,6 +105,15 @@ TEST_F(PromptHistory, TheHundredAndFirstAdditionDropsTheOldest)
     EXPECT_EQ(lines.back(), "line 1");
 }
 
+TEST_F(PromptHistory, ARepeatOfTheNewestEntryDropsNothingAtTheLimit)
+{
+    p->history_limit = 2;
+    add("one|");
+    add("two|");
+    EXPECT_EQ(add("two|"), 0);
+    EXPECT_EQ(entries(), Lines({"two", "one"}));
+}
+
 TEST_F(PromptHistory, DroppingTheBrowsedEntryEndsBrowsing)
 {
     p->history_limit = 2;
@@ -195,6 +204,10 @@ TEST_F(PromptHistory, TheCursorIsRestoredOnRequest)
     EXPECT_EQ(previous(1), "sho|w ip");
     prompt_history_reset_state(p);
     EXPECT_EQ(previous(0), "show ip|");
+    add("ex|it");
+    EXPECT_EQ(next(1), "ex|it");
+    EXPECT_EQ(previous(), "show ip|");
+    EXPECT_EQ(next(), "exit|");
 }
 
 TEST_F(PromptHistory, AFullLineIsKeptAndLoadedWhole)
@@ -212,6 +225,9 @@ TEST_F(PromptHistory, AnEntryThatDoesNotFitTheLineIsFatal)
     entry.command = text.data();
     EXPECT_ASSERTION(prompt_history_set_prompt(p, &entry, 0),
                      "!strlcpy2(p->ps.buf, t->command, sizeof(p->ps.buf))", "prompt_manip");
+    EXPECT_EQ(line_of(p->ps), text.substr(0, 255) + "|") << "the line is whole";
+    EXPECT_EQ(std::strlen(p->ps.buf), static_cast<size_t>(p->ps.buf_used));
+    EXPECT_ASSERTION(prompt_history_set_prompt(p, nullptr, 0), "t", "prompt_manip");
 }
 
 TEST_F(PromptHistory, ACountWithoutEntriesIsFatal)

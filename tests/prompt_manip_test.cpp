@@ -33,6 +33,7 @@ struct Edit {
     std::function<void(prompt_s *)> call;
     std::string after;
     uint32_t flags;
+    int32_t display_offset = 8; // after the call, 8 before
 };
 
 void PrintTo(const Edit &edit, std::ostream *out)
@@ -50,9 +51,11 @@ TEST_P(PromptManip, Edits)
     p->flags = clean;
     const pstate before = state_of(edit.before);
     prompt_set_content(p, &before);
+    p->display_offset = 8;
     edit.call(p);
     EXPECT_EQ(line_of(p->ps), edit.after);
     EXPECT_EQ(p->flags, edit.flags);
+    EXPECT_EQ(p->display_offset, edit.display_offset);
     EXPECT_EQ(std::strlen(p->ps.buf), static_cast<size_t>(p->ps.buf_used));
     prompt_free(p);
 }
@@ -70,6 +73,15 @@ auto erase(int number)
 auto erase_bare(int number)
 {
     return [=](prompt_s *p) { pstate_delete(&p->ps, number); };
+}
+
+// A chop leaves the cursor where it was, here behind the line's end.
+auto after_chop(int at, int len, std::function<void(prompt_s *)> call)
+{
+    return [=](prompt_s *p) {
+        pstate_chop(&p->ps, at, len);
+        call(p);
+    };
 }
 
 auto insert(char c)
@@ -148,6 +160,7 @@ const Edit edits[] = {
     {"delete to begin at end",  "show|",              prompt_delete_to_bol,             "|",             dirty},
     {"delete to begin at 0",    "|show",              prompt_delete_to_bol,             "|show",         clean},
     {"delete to begin, empty",  "|",                  prompt_delete_to_bol,             "|",             clean},
+    {"to begin after a chop",   "abcdef|",    after_chop(0, 3, prompt_delete_to_bol),   "|",             dirty},
 
     {"delete 1 at end",         "show|",              erase(1),                         "show|",         clean},
     {"delete 1",                "s|how",              erase(1),                         "s|ow",          dirty},
@@ -159,6 +172,7 @@ const Edit edits[] = {
 
     {"backspace at end",        "show|",              backspace(1),                     "sho|",          dirty},
     {"backspace all at end",    "show|",              backspace(4),                     "|",             dirty},
+    {"backspace all but one",   "show|",              backspace(3),                     "s|",            dirty},
     {"backspace more at end",   "show|",              backspace(9),                     "|",             dirty},
     {"backspace the most",      "show|",              backspace(INT32_MAX),             "|",             dirty},
     {"backspace empty",         "|",                  backspace(1),                     "|",             dirty},
@@ -166,6 +180,7 @@ const Edit edits[] = {
     {"backspace to 0 inside",   "sh|ow",              backspace(2),                     "|ow",           dirty},
     {"backspace 3 at 1 inside", "a|bcdef",            backspace(3),                     "|bcdef",        dirty},
     {"backspace at 0 inside",   "|abc",               backspace(1),                     "|abc",          dirty},
+    {"backspace after a chop",  "abcdef|",            after_chop(0, 3, backspace(9)),   "|",             dirty},
 
     {"insert at index",         "s|ow",               insert_at(1, 'h'),                "s|how",         dirty},
     {"insert at the end",       "s|ho",               insert_at(3, 'w'),                "s|how",         dirty},
@@ -181,7 +196,7 @@ const Edit edits[] = {
     {"insert an empty text",    "a|",                 insert_text(""),                  "a|",            clean},
     {"insert a too long text",  nearly_full + "|",    insert_text("xyz"),   nearly_full + "x|",          clean},
 
-    {"clear",                   "sh|ow",              prompt_clear_command,             "|",             dirty},
+    {"clear",                   "sh|ow",              prompt_clear_command,             "|",             dirty, 0},
     {"clear bare",              "sh|ow", [](prompt_s *p) { pstate_clear_command(&p->ps); }, "|", clean},
 
     {"compact",             "  a \t b  |",            prompt_compact_whitespace,        "a b|",          dirty},
@@ -212,6 +227,7 @@ const Edit edits[] = {
     {"the first word",          "show|",              prompt_delete_word_back,          "|",             dirty},
     {"after one blank",         "show |",             prompt_delete_word_back,          "|",             dirty},
     {"after blanks",            "show ip  |",         prompt_delete_word_back,          "show|",         dirty},
+    {"only one blank of two",   "show  ip|",          prompt_delete_word_back,          "show |",        dirty},
     {"in a word",               "show i|p",           prompt_delete_word_back,          "show|p",        dirty},
     {"at a word's start",       "show |ip",           prompt_delete_word_back,          "show|ip",       dirty},
     {"on the blank after",      "show ip| x",         prompt_delete_word_back,          "show| x",       dirty},
@@ -294,6 +310,31 @@ TEST_F(PromptPrimitives, ClearingScrollsBackToColumnZero)
     p->display_offset = 16;
     prompt_clear_command(p);
     EXPECT_EQ(p->display_offset, 0);
+}
+
+TEST_F(PromptPrimitives, NothingIsInsertedWithTheCursorAtTheBuffersEnd)
+{
+    set("show|");
+    p->flags = clean;
+    p->ps.cursor_location = 255;
+    prompt_insert_char_at_cursor(p, 'x');
+    pstate_insert_char_at_cursor(&p->ps, 'x');
+    pstate_insert_char_str(&p->ps, "xyz", 3);
+    EXPECT_STREQ(p->ps.buf, "show");
+    EXPECT_EQ(p->ps.buf_used, 4);
+    EXPECT_EQ(p->ps.cursor_location, 255);
+    EXPECT_EQ(p->flags, clean);
+}
+
+TEST_F(PromptPrimitives, AFailedExtractionLeavesABufferOfNoBytesAlone)
+{
+    set("   |");
+    char byte = 'x';
+    int len = 7;
+    EXPECT_EQ(prompt_token_extract(p, 0, &byte, 0, &len), -1);
+    EXPECT_EQ(byte, 'x');
+    EXPECT_EQ(len, 0);
+    EXPECT_EQ(line_of(p->ps), "   |");
 }
 
 TEST_F(PromptPrimitives, ASnapshotGivesBackLineCursorAndTheWholeFlagWord)
@@ -413,6 +454,8 @@ TEST_F(PromptPrimitives, LimitsAreFatal)
         {"show|", [](prompt_s *q) { prompt_backspace(q, 0); }, "number > 0"},
         {"show|", [](prompt_s *q) { prompt_insert_character(q, -1, 'x'); }, location},
         {"show|", [](prompt_s *q) { prompt_insert_character(q, 256, 'x'); }, location},
+        {full + "|", [](prompt_s *q) { prompt_insert_character(q, 256, 'x'); }, location},
+        {"show|", [](prompt_s *q) { pstate_insert_char_str(&q->ps, nullptr, 1); }, "s || n <= 0"},
         {"show|", [](prompt_s *q) { prompt_insert_character(q, 5, 'x'); },
          "location < s->buf_used"},
         {full + "|", [](prompt_s *q) { prompt_insert_character(q, 0, 'x'); }, "!pstate_is_full(s)"},

@@ -24,7 +24,7 @@ struct Prints {
     std::vector<std::string> calls;
     int flushes = 0;
 
-    static int print(prompt_s *, void *ctx, const char *format, ...)
+    VARNO_PRINTF(3, 4) static int print(prompt_s *, void *ctx, const char *format, ...)
     {
         char text[1024];
         va_list arguments;

@@ -59,6 +59,19 @@ int note_string(prompt_s *p, pstate *ps, const char *invoked, void *ctx, void *a
     return note_insert("string ", p, ps, invoked, ctx, argument, buf, buflen);
 }
 
+// Notes what flags are up when an insert function is called.
+int note_flags(prompt_s *p, pstate *, const char *, void *ctx, void *, const mkey_t *, int32_t)
+{
+    *static_cast<uint32_t *>(ctx) = p->flags;
+    return 0;
+}
+
+int drop_bindings(prompt_s *p, pstate *, const char *, void *, void *, const mkey_t *, int32_t)
+{
+    prompt_init_keys(p);
+    return 0;
+}
+
 int bind(prompt_s *p, const char *name, const char *sequence, void *argument = nullptr)
 {
     const std::vector<mkey_t> keys = keys_of(sequence);
@@ -328,6 +341,40 @@ TEST_F(PromptTest, AnUnboundContextInsertsEveryRunWhole)
     EXPECT_EQ(p->flags, 2u);
 }
 
+TEST_F(PromptTest, KeysThatBeginNoSequenceAreInsertedAsOneString)
+{
+    prompt_bind_command(p, "one", note_command, &recorder);
+    bind(p, "one", "<esc>\"b\"");
+    EXPECT_EQ(consume(p, "\"xyz\""), 3);
+    EXPECT_EQ(recorder.take(), Events({"string \"xyz\""}));
+}
+
+TEST_F(PromptTest, EachInsertFunctionGetsItsOwnContext)
+{
+    Recorder chars;
+    Recorder strings;
+    prompt_bind_insert(p, note_char, &chars, note_string, &strings);
+    prompt_insert_char(p, 'a');
+    consume(p, "\"b\"");
+    EXPECT_EQ(chars.take(), Events({"char \"a\""}));
+    EXPECT_EQ(strings.take(), Events({"string \"b\""}));
+}
+
+TEST_F(PromptTest, AnInsertionMarksTheLineOnlyBehindTheFunction)
+{
+    uint32_t char_flags = 99;
+    uint32_t string_flags = 99;
+    prompt_bind_insert(p, note_flags, &char_flags, note_flags, &string_flags);
+    p->flags = 0;
+    prompt_insert_char(p, 'a');
+    EXPECT_EQ(char_flags, 0u);
+    EXPECT_EQ(p->flags, 2u);
+    p->flags = 0;
+    consume(p, "\"b\"");
+    EXPECT_EQ(string_flags, 0u);
+    EXPECT_EQ(p->flags, 2u);
+}
+
 TEST_F(PromptTest, ACompletedSequenceRunsItsCommandWithItsArgument)
 {
     char argument[] = "argument";
@@ -339,6 +386,18 @@ TEST_F(PromptTest, ACompletedSequenceRunsItsCommandWithItsArgument)
     EXPECT_EQ(consume(p, "<c-b>"), 1);
     EXPECT_EQ(recorder.take(), Events({"run one argument", "run one"}));
     EXPECT_EQ(p->flags, 0u) << "a command marks nothing by itself";
+}
+
+TEST_F(PromptTest, EachSequenceOfACommandHasItsOwnArgument)
+{
+    char left[] = "left";
+    char right[] = "right";
+    prompt_bind_command(p, "one", note_command, &recorder);
+    bind(p, "one", "<esc>\"b\"", left);
+    bind(p, "one", "<c-b>", right);
+    EXPECT_EQ(consume(p, "<c-b>"), 1);
+    EXPECT_EQ(consume(p, "<esc>\"b\""), 2);
+    EXPECT_EQ(recorder.take(), Events({"run one right", "run one left"}));
 }
 
 TEST_F(PromptTest, ARunThatEndsInsideASequenceWaitsForTheRest)
@@ -401,6 +460,28 @@ TEST_F(PromptTest, DispatchChecksItsArgumentsAndWhatTheTrieHolds)
     prompt_command_s *command = std::exchange(link->command, nullptr);
     EXPECT_ASSERTION(consume(p, "<c-a>"), "l->command", "prompt");
     link->command = command;
+}
+
+TEST_F(PromptTest, AnInsertFunctionThatDropsTheBindingsIsFatalToTheRestOfTheRun)
+{
+    prompt_bind_insert(p, nullptr, nullptr, drop_bindings, nullptr);
+    prompt_bind_command(p, "one", note_command, &recorder);
+    bind(p, "one", "<esc>\"b\"");
+    EXPECT_ASSERTION(consume(p, "\"x\"<esc>\"b\""), "p && buf && buflen > 0 && p->keys",
+                     "prompt");
+    EXPECT_EQ(recorder.take(), Events()) << "the command did not run";
+}
+
+TEST_F(PromptTest, TheWildcardIsAKeyLikeOthersUntilThereAreBindings)
+{
+    const mkey_t keys[] = {'x', VIRTKEY_WILDCARD, 'y'};
+    EXPECT_EQ(prompt_consume(p, keys, 3), 3);
+    EXPECT_EQ(recorder.take().size(), 1u);
+    prompt_bind_command(p, "one", note_command, &recorder);
+    bind(p, "one", "<esc>\"b\"");
+    EXPECT_ASSERTION(prompt_consume(p, keys, 3), "s[i] != (((((mkey_t)0xFFFFFFFE) - 20) - 1))",
+                     "mckeys");
+    EXPECT_EQ(recorder.take(), Events()) << "nothing of the run was inserted";
 }
 
 TEST_F(PromptTest, WithoutAStringFunctionKeysGoOneByOneThroughTheFilter)
@@ -470,6 +551,8 @@ TEST_F(PromptTest, InitCommandsDropsEverything)
 {
     prompt_bind_command(p, "one", note_command, &recorder);
     prompt_bind_command(p, "two", note_command, &recorder);
+    EXPECT_EQ(tracked_outstanding("prompt_command_s"), 2u);
+    EXPECT_EQ(tracked_outstanding("BYTE"), 2u) << "the names; key arrays count as BYTE too";
     bind(p, "one", "<c-a>");
     bind(p, "one", "<c-b>");
     bind(p, "two", "<c-c>");
@@ -483,6 +566,7 @@ TEST_F(PromptTest, InitCommandsDropsEverything)
     EXPECT_EQ(tracked_outstanding("prompt_command_s"), 0u);
     EXPECT_EQ(tracked_outstanding("prompt_clink_s"), 0u);
     EXPECT_EQ(tracked_outstanding("mc_node_s"), 0u);
+    EXPECT_EQ(tracked_outstanding("BYTE"), 0u);
     EXPECT_ASSERTION(prompt_init_commands(nullptr), "p", "prompt");
     EXPECT_ASSERTION(prompt_free(nullptr), "p", "prompt");
     EXPECT_ASSERTION(prompt_bind_insert(nullptr, nullptr, nullptr, nullptr, nullptr), "p",
@@ -494,6 +578,10 @@ TEST_F(PromptTest, WrongReferenceCountsAreFatal)
     prompt_bind_command(p, "one", note_command, &recorder);
     p->commands->refct = 1;
     EXPECT_ASSERTION(prompt_init_commands(p), "temp->refct == 0", "prompt");
+    EXPECT_EQ(p->insert.char_fn, nullptr) << "the insert binding goes before the commands";
+    EXPECT_EQ(p->insert.char_ctx, nullptr);
+    EXPECT_EQ(p->insert.string_fn, nullptr);
+    EXPECT_EQ(p->insert.string_ctx, nullptr);
     p->commands->refct = 0;
 }
 

@@ -1,12 +1,13 @@
-// The wait for the rest of a sequence when its beginning is stamped. No public
-// call stamps it, so the tests write the record; they link the objects. The time
-// of day is this file's own.
+// What shows only in the decoder's record: the wait for the rest of a sequence when
+// its beginning is stamped, which no public call does, and the bindings as stored.
+// The tests link the objects. The time of day is this file's own.
 
 #include "../src/stroker_internal.h"
 #include "support/assertion.h"
 
 #include <cstdint>
 #include <limits>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -44,6 +45,55 @@ struct Pending : testing::Test {
     stroker_s *ctx = stroker_create_context();
     timeval wait = {-7, -7};
 };
+
+// A binding record as the decoder lays it out.
+struct Binding {
+    mkey_t *sequence;
+    uint32_t sequence_len;
+    mkey_t *virtual_keys;
+    uint32_t virtual_keys_len;
+};
+
+// Follows the keys of a text to their node.
+mc_node_s *node_of(const stroker_s *ctx, const std::string &text)
+{
+    mc_node_s *node = ctx->bindings;
+    for (const char c : text)
+        node = mc_node_get_exact_key(node, static_cast<mkey_t>(c))->node;
+    return node;
+}
+
+TEST_F(Pending, PreparingSortsTheBindingsUntilALaterOne)
+{
+    EXPECT_EQ(mc_node_optimized(ctx->bindings), 0);
+    EXPECT_EQ(stroker_bindings_prepare(ctx), 0);
+    EXPECT_EQ(mc_node_optimized(ctx->bindings), 1);
+    EXPECT_EQ(mc_node_optimized(node_of(ctx, "\033[A")), 1);
+    ASSERT_EQ(stroker_bind_sequence_to_vkey(ctx, "\177", VIRTKEY_BACKSPACE), 0);
+    EXPECT_EQ(mc_node_optimized(ctx->bindings), 0);
+}
+
+TEST_F(Pending, BindingsArraysEndWithZeroBehindTheirKeys)
+{
+    constexpr mkey_t given[] = {'a', 'b', 'c', 'd', 'e', 'f'};
+    for (const uint32_t len : {1u, 4u, 32u}) {
+        for (const uint32_t vkeys_len : {1u, 2u, 5u}) {
+            stroker_s *decoder = stroker_create_context();
+            const std::string seq(len, 'x');
+            ASSERT_EQ(stroker_bind_sequence_to_vkeys(decoder, seq.c_str(), given,
+                                                     static_cast<int>(vkeys_len)),
+                      0);
+            const auto *m = static_cast<const Binding *>(node_of(decoder, seq)->value);
+            EXPECT_EQ(m->sequence_len, len);
+            EXPECT_EQ(m->sequence[len - 1], mkey_t{'x'});
+            EXPECT_EQ(m->sequence[len], 0u);
+            EXPECT_EQ(m->virtual_keys_len, vkeys_len);
+            EXPECT_EQ(m->virtual_keys[vkeys_len - 1], given[vkeys_len - 1]);
+            EXPECT_EQ(m->virtual_keys[vkeys_len], 0u);
+            stroker_free_context(decoder);
+        }
+    }
+}
 
 struct WaitRow {
     timeval delay, since, now, wait;
@@ -128,6 +178,9 @@ constexpr AssertionRow assertion_rows[] = {
     {{0, 250000},   {10, 950000},  {11, 0}, "out_timeout->tv_sec >= 0"},
     {{1, -1000001}, {10, 0},       {10, 0}, "out_timeout->tv_usec >= 0"},
     {{1, 0},        {10, 0},       {11, 0}, neither_above_0},
+    // with both parts wrong, the seconds are reported
+    {{1, 0},        {11, 2000000}, {10, 0}, "elapsed.tv_sec >= 0"},
+    {{1, -1000001}, {10, 0},       {12, 0}, "out_timeout->tv_sec >= 0"},
 };
 // clang-format on
 
@@ -171,15 +224,9 @@ TEST_F(Pending, ExtremeTimesAreCheckedNotUndefined)
 // What the trie promises the decoder, broken by hand.
 TEST_F(Pending, MatchOfAnotherLengthThanItsBindingIsAnAssertion)
 {
-    const mkey_t keys[] = {27, '[', 'A'};
-    mc_node_s *node = nullptr;
-    mc_search_exact(ctx->bindings, keys, 3, 0, &node, nullptr, nullptr, nullptr, nullptr, nullptr);
-    struct {
-        mkey_t *sequence;
-        uint32_t sequence_len;
-        mkey_t *virtual_keys;
-        uint32_t virtual_keys_len;
-    } broken = {nullptr, 4, nullptr, 1}, empty = {nullptr, 3, nullptr, 0};
+    mc_node_s *node = node_of(ctx, "\033[A");
+    Binding broken = {nullptr, 4, nullptr, 1};
+    Binding empty = {nullptr, 3, nullptr, 0};
     void *binding = node->value;
     node->value = &broken;
     EXPECT_ASSERTION(consume("\033[A", 3), "first_complete_len == t->sequence_len", "stroker");

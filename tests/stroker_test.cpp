@@ -118,6 +118,10 @@ TEST(Stroker, FreeLeavesOneArrayOfVirtualKeysPerBinding)
         EXPECT_EQ(tracked_outstanding("stroker_s"), 1u);
     }
     EXPECT_EQ(tracked_outstanding("mkey_t"), arrays + 2);
+    EXPECT_EQ(tracked_outstanding("stroker_binding"), bindings);
+    EXPECT_EQ(tracked_outstanding("stroker_s"), 0u);
+    EXPECT_EQ(tracked_outstanding("mc_node_s"), 0u);
+    EXPECT_EQ(tracked_outstanding("BYTE"), 0u);
     EXPECT_EQ(tracked_outstanding(nullptr), all + 2);
 }
 

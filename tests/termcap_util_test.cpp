@@ -18,6 +18,7 @@
 
 // The termcap interface, without its header's macros.
 extern "C" int tgetent(char *unused, const char *type);
+extern "C" short ospeed;
 
 using namespace varno_test;
 
@@ -197,8 +198,8 @@ std::string emit_one(const char *capability)
 }
 
 // Selects entries of the system's database and of one made for the test: keys of
-// 126, 127 and 500 bytes, an empty one, padding, and strings to initialise and
-// reset it.
+// 126, 127 and 500 bytes, an empty one, padding, fixed and for each line, and
+// strings to initialise and reset it.
 class Termcap : public testing::Test {
   protected:
     static void SetUpTestSuite()
@@ -209,7 +210,7 @@ class Termcap : public testing::Test {
         std::ofstream(folder_ / "source")
             << "varno-test|entry made for a test,\n"
             << "\tkf1=" << std::string(126, 'a') << ", kf2=" << std::string(127, 'b')
-            << ", kf3=" << std::string(500, 'c') << ", kf4=,\n"
+            << ", kf3=" << std::string(500, 'c') << ", kf4=, kf5=pad$<1*/>,\n"
             << "\tis1=one, is2=two, smkx=keypad$<5>, rmkx=local, rs1=uno, rs3=tres,\n";
         const std::string tic = "tic -x -o '" + folder_.string() + "' '" +
                                 (folder_ / "source").string() + "' 2>/dev/null";
@@ -334,6 +335,19 @@ TEST_F(Termcap, EmitSendsTheListInOrder)
     select("xterm");
     EXPECT_EQ(emit(term_keys_caps), "\033[?1h\033=");
     EXPECT_EQ(emit(term_reset_caps).substr(0, 7), "\033[?1l\033>");
+}
+
+// Padding is sent as zero bytes while a line speed is set: 80 lines of 1 ms at 9600
+// baud, 9 bits a byte, are 85 of them.
+TEST_F(Termcap, PaddingForEachLineIsThatOf80Lines)
+{
+    constexpr short at_9600_baud = 13;
+    select("varno-test");
+    const short before = ospeed;
+    ospeed = at_9600_baud;
+    const std::string sent = emit_one("k5");
+    ospeed = before;
+    EXPECT_EQ(sent, "pad" + std::string(85, '\0'));
 }
 
 TEST_F(Termcap, EmitSkipsWhatTheTerminalLacks)

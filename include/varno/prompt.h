@@ -281,7 +281,7 @@ VARNO_API void prompt_insert_string(prompt_s *p, const mkey_t *keys, int nkeys);
 
 /* Delivers one key as text to the character-insert callback, unless it is a key
  * from VIRTKEY_BACKSPACE to VIRTKEY_UP or not printable by isprint of the key read
- * as a signed number (never printable outside -128..255).
+ * as a signed number (never outside -128..255, nor the unused -2 and -1).
  * Marks:    dirty when it was delivered. */
 VARNO_API void prompt_insert_char(prompt_s *p, mkey_t key);
 

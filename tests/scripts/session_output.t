@@ -152,7 +152,7 @@ RESIZE 20 12
   row "> $qrstuvwxyz|"
 RESIZE 60 12
 PROMPT "device# "
-  row "device# $qrstuvwxyz|"
+  row "device# abcdefghijklmnopqrstuvwxyz|"
 INPUT <c-a>
   row "device# |abcdefghijklmnopqrstuvwxyz"
 

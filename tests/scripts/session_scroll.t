@@ -1,0 +1,45 @@
+# Lines longer than the row, and sizes that leave little room.
+
+! far to the right in one round after going back over a long line
+SESSION plain 80 xterm
+PROMPT ">"
+INPUT <x61 200><c-a><c-f 84>
+  row ">$<x61 68>|<x61 8>$"
+INPUT "b"
+  closed 0
+cuts differ: how far a long line scrolls depends on what is drawn in one round
+
+! a word move over a long word, redrawn key by key
+SESSION plain 80 xterm
+PROMPT ">"
+INPUT <x61 83>" "<x62 100>
+INPUT <c-a>
+INPUT <esc>"f"
+  closed 0
+INPUT "c"
+  row ">$<x61 67> c|<x62 7>$"
+
+! at the least width a long prompt is cut so that the line still scrolls
+SESSION plain 20 xterm
+PROMPT "a-device-with-a-long-name# "
+INPUT "abcdefghijklmnopqrstuvwxyz"
+INPUT <c-a>
+  row "a-device|abcdefghij$"
+INPUT <c-e>
+  closed 0
+
+! a line that got short enough shows whole
+SESSION plain 30 xterm
+INPUT "abcdefghijklmnopqrstuvwxyz0123456789"
+INPUT <c-u>"show ver"
+  row "> show ver|"
+
+! more input than a decoder takes at once
+SESSION plain 80 xterm
+INPUT <x61 2100><c-u>"show ver"<cr>
+  line show ver
+
+! Ctrl-A and Ctrl-E held down leave in one output
+SESSION plain 80 xterm
+INPUT <x61 60><c-a><c-e><c-a><c-e><c-a><c-e><c-a>
+  row "> |<x61 60>"
