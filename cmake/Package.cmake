@@ -10,10 +10,10 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/varno
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     FILES_MATCHING PATTERN "*.h")
 
-# The library finds its platform beside itself; LD_LIBRARY_PATH and a platform that
-# the program loads first still go before.
-set_target_properties(varno PROPERTIES INSTALL_RPATH "$ORIGIN")
-install(TARGETS varno varno_platform EXPORT varno
+# The libraries find each other and the platform beside themselves; LD_LIBRARY_PATH
+# and a platform that the program loads first still go before.
+set_target_properties(varno varno_session PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(TARGETS varno varno_session varno_platform EXPORT varno
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 install(EXPORT varno
@@ -42,7 +42,7 @@ string(REGEX REPLACE "/$" "" pc_to_prefix "${pc_to_prefix}")
 foreach(dir IN ITEMS LIBDIR INCLUDEDIR)
     cmake_path(APPEND pc_${dir} "\${prefix}" ${CMAKE_INSTALL_${dir}})
 endforeach()
-foreach(module IN ITEMS varno varno-platform)
+foreach(module IN ITEMS varno varno-session varno-platform)
     configure_file(
         ${CMAKE_CURRENT_LIST_DIR}/${module}.pc.in
         ${PROJECT_BINARY_DIR}/package/${module}.pc @ONLY)

@@ -396,9 +396,7 @@ void TelnetFilter::answer_on(OptionState *state, bool is_wanted, unsigned char a
 {
     static_assert(TN_NVT_WILL + 1 == TN_NVT_WONT && TN_NVT_DO + 1 == TN_NVT_DONT);
     const OptionState before = *state;
-    if (before == OptionState::yes)
-        return;
-    if (before == OptionState::want_yes || is_wanted)
+    if (before != OptionState::no || is_wanted)
         *state = OptionState::yes;
     if (before == OptionState::no)
         reply(is_wanted ? agree : static_cast<unsigned char>(agree + 1), code);

@@ -21,8 +21,8 @@ constexpr int most_wildcards = 8;
 constexpr int32_t keys_to_halve = 16;
 
 // The reported text spells the wildcard's code out; a host's tools know it so.
-#define ASSERT_NO_WILDCARD(condition, key)                                                         \
-    VARNO_ASSERT_AS(condition, key " != (((((mkey_t)0xFFFFFFFE) - 20) - 1))")
+#define ASSERT_NO_WILDCARD(condition, left_text)                                                   \
+    VARNO_ASSERT_AS(condition, left_text " != (((((mkey_t)0xFFFFFFFE) - 20) - 1))")
 
 // A virtual key is never a character, whatever the locale says of bytes.
 bool is_character(mkey_t key)
@@ -330,7 +330,13 @@ struct Found {
     int32_t len;
 };
 
-// Every output of a search is optional.
+// The three answers of a search.
+struct Answers {
+    Found shortest;
+    Found longest;
+    Found match;
+};
+
 void put(const Found &found, mc_node_s **out_node, int32_t *out_len)
 {
     if (out_node)
@@ -339,10 +345,17 @@ void put(const Found &found, mc_node_s **out_node, int32_t *out_len)
         *out_len = found.len;
 }
 
+// Every output of a search is optional.
+void put_results(const Answers &found, mc_node_s **shortest, int32_t *shortest_len,
+                 mc_node_s **longest, int32_t *longest_len, mc_node_s **match, int32_t *match_len)
+{
+    put(found.shortest, shortest, shortest_len);
+    put(found.longest, longest, longest_len);
+    put(found.match, match, match_len);
+}
+
 struct ExactSearch {
-    Found first_complete;
-    Found longest_complete;
-    Found longest_match;
+    Answers answers;
     int count; // complete nodes met, less one
 };
 
@@ -350,16 +363,16 @@ struct ExactSearch {
 void note_value(ExactSearch &found, mc_node_s *c, int i, bool first_only)
 {
     VARNO_DEBUG("found a node with value at %d", i);
-    if (!found.first_complete.node)
-        found.first_complete = {c, i + 1};
+    if (!found.answers.shortest.node)
+        found.answers.shortest = {c, i + 1};
     found.count++;
     if (!first_only)
-        found.longest_complete = {c, i + 1};
+        found.answers.longest = {c, i + 1};
 }
 
 ExactSearch search_exact(mc_node_s *n, const mkey_t *s, int len, bool first_only)
 {
-    ExactSearch found{{}, {}, {}, -1};
+    ExactSearch found{{}, -1};
     for (int i = 0; i < len; i++) {
         DEBUG_KEY("considering", i, s[i]);
         const mc_key_s *entry = find_key(n, s[i]);
@@ -376,7 +389,7 @@ ExactSearch search_exact(mc_node_s *n, const mkey_t *s, int len, bool first_only
             VARNO_DEBUG("node for s[%d] does not have a value", i);
         }
     }
-    found.longest_match = {n, len};
+    found.answers.match = {n, len};
     return found;
 }
 
@@ -392,22 +405,16 @@ int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int, mc_node_s **
     VARNO_DEBUG("Going to search downward..");
     const bool first_only = first_complete && !longest_complete && !longest_match;
     const ExactSearch found = search_exact(root, s, len, first_only);
-    put(found.first_complete, first_complete, first_complete_len);
-    put(found.longest_complete, longest_complete, longest_complete_len);
-    put(found.longest_match, longest_match, longest_match_len);
+    put_results(found.answers, first_complete, first_complete_len, longest_complete,
+                longest_complete_len, longest_match, longest_match_len);
     VARNO_DEBUG("returning %d", found.count);
     return found.count;
 }
 
 namespace {
 
-// What one level of the prefix search knows; each len counts the keys consumed
-// below that level.
-struct LevelResult {
-    Found shortest;
-    Found longest;
-    Found match;
-};
+// Each level of the prefix search answers for itself: a length counts the keys
+// consumed below that level.
 
 // The three answers as the traces spell them.
 #define RESULTS "%s %d %s %d %s %d"
@@ -437,9 +444,9 @@ Found longer(const Found &exact, const Found &any)
     return one_up(exact.len <= any.len ? any : exact);
 }
 
-LevelResult end_of_input(mc_node_s *node, int slen)
+Answers end_of_input(mc_node_s *node, int slen)
 {
-    LevelResult res{};
+    Answers res{};
     VARNO_DEBUG("%d: end of recursion", slen);
     if (node->value) {
         VARNO_DEBUG("%d: we have value, setting SC and LC", slen);
@@ -453,13 +460,13 @@ LevelResult end_of_input(mc_node_s *node, int slen)
     return res;
 }
 
-LevelResult search_level(mc_node_s *node, const mkey_t *s, int slen, int flags);
+Answers search_level(mc_node_s *node, const mkey_t *s, int slen, int flags);
 
 // Explores the exact and the wildcard child and merges what they found.
-LevelResult search_children(const mc_node_s *node, const mkey_t *s, int slen, int flags)
+Answers search_children(const mc_node_s *node, const mkey_t *s, int slen, int flags)
 {
-    LevelResult exact{};
-    LevelResult any{};
+    Answers exact{};
+    Answers any{};
     const mc_key_s *exact_key = find_key(node, s[0]);
     if (exact_key) {
         VARNO_DEBUG("%d: have an EXACT child", slen);
@@ -478,8 +485,8 @@ LevelResult search_children(const mc_node_s *node, const mkey_t *s, int slen, in
         VARNO_DEBUG("%d: child EXACT returned: " RESULTS, slen, SPELLED(exact));
     if (any_key)
         VARNO_DEBUG("%d: child ANY returned: " RESULTS, slen, SPELLED(any));
-    const LevelResult res{shorter(exact.shortest, any.shortest), longer(exact.longest, any.longest),
-                          longer(exact.match, any.match)};
+    const Answers res{shorter(exact.shortest, any.shortest), longer(exact.longest, any.longest),
+                      longer(exact.match, any.match)};
     if (exact_key || any_key)
         VARNO_DEBUG("%d: unified child res: " RESULTS, slen, SPELLED(res));
     return res;
@@ -489,7 +496,7 @@ LevelResult search_children(const mc_node_s *node, const mkey_t *s, int slen, in
 // and, where there is none, as the longest. Only the nodes are replaced: the
 // lengths go on describing the child's result, so a caller takes a length as
 // this node's only where no longer sequence goes through it.
-void override_by_value(LevelResult &res, mc_node_s *node, int slen)
+void override_by_value(Answers &res, mc_node_s *node, int slen)
 {
     if (!node->value)
         return;
@@ -501,14 +508,20 @@ void override_by_value(LevelResult &res, mc_node_s *node, int slen)
     }
 }
 
-LevelResult search_level(mc_node_s *node, const mkey_t *s, int slen, int flags)
+// The first thing at each level.
+void check_first_key(const mkey_t *s, int slen)
 {
     ASSERT_NO_WILDCARD(!slen || s[0] != VIRTKEY_WILDCARD, "!slen || s[0]");
+}
+
+Answers search_level(mc_node_s *node, const mkey_t *s, int slen, int flags)
+{
+    check_first_key(s, slen);
     VARNO_DEBUG("%d: ENTERED -- slen: %d", slen, slen);
     if (slen < 1)
         return end_of_input(node, slen);
     VARNO_DEBUG("%d: LOOKING FOR s[0] = [ %c ]", slen, static_cast<int>(s[0]));
-    LevelResult res = search_children(node, s, slen, flags);
+    Answers res = search_children(node, s, slen, flags);
     VARNO_DEBUG("%d: interim results: " RESULTS, slen, SPELLED(res));
     override_by_value(res, node, slen);
     VARNO_DEBUG("%d: RETURNING slen %d: " RESULTS "\n", slen, slen, SPELLED(res));
@@ -522,10 +535,13 @@ void mc_search_level(mc_node_s *node, const mkey_t *s, int slen, int flags,
                      mc_node_s **longest_complete, int32_t *longest_complete_len,
                      mc_node_s **longest_match, int32_t *longest_match_len)
 {
-    const LevelResult res = search_level(node, s, slen, flags);
-    put(res.shortest, shortest_complete, shortest_complete_len);
-    put(res.longest, longest_complete, longest_complete_len);
-    put(res.match, longest_match, longest_match_len);
+    check_first_key(s, slen);
+    // A deeper level's assertion may leave by throwing.
+    put_results({}, shortest_complete, shortest_complete_len, longest_complete,
+                longest_complete_len, longest_match, longest_match_len);
+    const Answers res = search_level(node, s, slen, flags);
+    put_results(res, shortest_complete, shortest_complete_len, longest_complete,
+                longest_complete_len, longest_match, longest_match_len);
 }
 
 // The guard on len is the reverse of mc_search_exact's, and meant: a caller that
@@ -537,18 +553,16 @@ int mc_search(mc_node_s *root, const mkey_t *s, int len, int flags, mc_node_s **
 {
     if (!root || !s || len > 0)
         return -1;
-    put({}, shortest_complete, shortest_complete_len);
-    put({}, longest_complete, longest_complete_len);
-    put({}, longest_match, longest_match_len);
+    put_results({}, shortest_complete, shortest_complete_len, longest_complete,
+                longest_complete_len, longest_match, longest_match_len);
     VARNO_DEBUG("N is 0x%zu, value = %s", address(root), value_text(root));
     if (flags & ~MC_SEARCH_ANY)
         return mc_search_exact(root, s, len, flags, shortest_complete, shortest_complete_len,
                                longest_complete, longest_complete_len, longest_match,
                                longest_match_len);
-    const LevelResult res = search_level(root, s, len, flags);
-    put(res.shortest, shortest_complete, shortest_complete_len);
-    put(res.longest, longest_complete, longest_complete_len);
-    put(res.match, longest_match, longest_match_len);
+    const Answers res = search_level(root, s, len, flags);
+    put_results(res, shortest_complete, shortest_complete_len, longest_complete,
+                longest_complete_len, longest_match, longest_match_len);
     const bool found = (shortest_complete && res.shortest.node) ||
                        (longest_complete && res.longest.node) || (longest_match && res.match.node);
     return found ? 1 : -1;
@@ -562,8 +576,8 @@ void *mc_node_value(const mc_node_s *n)
 
 namespace {
 
-// Runs up to this many keys are looked up one by one; from there on, a table of
-// bytes pays for itself: pasted text.
+// The first keys are looked up one by one; behind them a table of bytes pays for
+// itself (pasted text), up to the first key that is no byte.
 constexpr int keys_to_tabulate = 16;
 
 // Returns the first index from i on whose key is no byte or has a child; len when

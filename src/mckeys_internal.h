@@ -14,7 +14,7 @@ extern "C" {
  * wildcard children too. Where both ways complete at the same depth, the exact
  * one wins the shortest result and the wildcard the other two. The work doubles
  * with each wildcard child on the way. All results are mandatory; they are NULL
- * and 0 where nothing was found.
+ * and 0 where nothing was found, and are so before any deeper level is entered.
  * Requires: "!slen || s[0] != (((((mkey_t)0xFFFFFFFE) - 20) - 1))", at each level. */
 VARNO_API void mc_search_level(mc_node_s *node, const mkey_t *s, int slen, int flags,
                                mc_node_s **shortest_complete, int32_t *shortest_complete_len,

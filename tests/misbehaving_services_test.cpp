@@ -22,7 +22,11 @@ using varno_test::state_of;
 
 std::function<int()> copy_lie;
 std::function<int(int)> print_lie;
+std::function<int(int)> space_lie;
+std::function<int(int)> upper_lie;
+std::function<int(int)> lower_lie;
 std::function<char *(const char *)> span_lie;
+std::function<int(int *, int *)> token_lie;
 std::function<void(mc_node_s **, int32_t *, int32_t *)> search_lie;
 
 template <typename Function>
@@ -43,10 +47,33 @@ char *spanws_back(const char *buf, int index)
     return span_lie ? span_lie(buf) : real<decltype(spanws_back)>("spanws_back")(buf, index);
 }
 
-// As the C library declares it: C linkage, and nothing thrown.
+int string_get_cursor_token(const char *buf, int buf_used, int cursor_location, int *start,
+                            int *len)
+{
+    return token_lie ? token_lie(start, len)
+                     : real<decltype(string_get_cursor_token)>("string_get_cursor_token")(
+                           buf, buf_used, cursor_location, start, len);
+}
+
+// As the C library declares them: C linkage, and nothing thrown.
 extern "C" int isprint(int c) noexcept
 {
     return print_lie ? print_lie(c) : real<int(int)>("isprint")(c);
+}
+
+extern "C" int isspace(int c) noexcept
+{
+    return space_lie ? space_lie(c) : real<int(int)>("isspace")(c);
+}
+
+extern "C" int toupper(int c) noexcept
+{
+    return upper_lie ? upper_lie(c) : real<int(int)>("toupper")(c);
+}
+
+extern "C" int tolower(int c) noexcept
+{
+    return lower_lie ? lower_lie(c) : real<int(int)>("tolower")(c);
 }
 
 int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int flags,
@@ -70,7 +97,11 @@ class MisbehavingServices : public testing::Test {
     {
         copy_lie = nullptr;
         print_lie = nullptr;
+        space_lie = nullptr;
+        upper_lie = nullptr;
+        lower_lie = nullptr;
         span_lie = nullptr;
+        token_lie = nullptr;
         search_lie = nullptr;
         prompt_free(p);
     }
@@ -79,6 +110,7 @@ class MisbehavingServices : public testing::Test {
     {
         const pstate ps = state_of(marked);
         prompt_set_content(p, &ps);
+        p->flags = 0;
     }
 
     prompt_s *p = prompt_create();
@@ -117,6 +149,74 @@ TEST_F(MisbehavingServices, AWordFoundBehindTheCursorIsFatalToItsDeletion)
     EXPECT_ASSERTION(prompt_delete_word_back(p), "len > 0", "prompt_manip");
 }
 
+TEST_F(MisbehavingServices, WhatTheSearchForAWordReturnsIsPassedOn)
+{
+    token_lie = [](int *start, int *len) {
+        *start = 0;
+        *len = 4;
+        return 7;
+    };
+    set("show|");
+    EXPECT_EQ(prompt_word_case(p, 1), 7);
+    EXPECT_EQ(prompt_capitalize_word(p), 7);
+    EXPECT_EQ(line_of(p->ps), "show|");
+    EXPECT_EQ(p->flags, 0u);
+}
+
+TEST_F(MisbehavingServices, AnEmptyWordIsMarkedButNotChanged)
+{
+    token_lie = [](int *start, int *len) {
+        *start = 1;
+        *len = 0;
+        return 0;
+    };
+    set("show|");
+    EXPECT_EQ(prompt_word_case(p, 1), 0);
+    EXPECT_EQ(line_of(p->ps), "show|");
+    EXPECT_EQ(p->flags, 2u);
+}
+
+// The table of a locale whose byte 0xE9 is all that the test wants, and whose code
+// 0xE9 is nothing.
+int looked_up(int c, int byte_e9, int others)
+{
+    EXPECT_TRUE(c >= -128 && c <= 255) << "no character class has a code of " << c;
+    return c == -23 ? byte_e9 : others;
+}
+
+TEST_F(MisbehavingServices, ABytesCaseIsLookedUpAsASignedValue)
+{
+    upper_lie = [](int c) { return looked_up(c, 'U', c); };
+    lower_lie = [](int c) { return looked_up(c, 'L', c); };
+    set("a\xE9z|");
+    EXPECT_EQ(prompt_word_case(p, 1), 0);
+    EXPECT_EQ(line_of(p->ps), "aUz|");
+    set("a\xE9z|");
+    EXPECT_EQ(prompt_word_case(p, 0), 0);
+    EXPECT_EQ(line_of(p->ps), "aLz|");
+    set("\xE9z|");
+    EXPECT_EQ(prompt_capitalize_word(p), 0);
+    EXPECT_EQ(line_of(p->ps), "Uz|");
+}
+
+TEST_F(MisbehavingServices, AByteIsWhiteSpaceAsASignedValue)
+{
+    space_lie = [](int c) { return looked_up(c, 1, 0); };
+    set("a\xE9\xE9z|");
+    prompt_compact_whitespace(p);
+    EXPECT_EQ(line_of(p->ps), "a\xE9z|");
+    prompt_word_back(p);
+    EXPECT_EQ(line_of(p->ps), "a\xE9|z");
+    prompt_delete_word_back(p);
+    EXPECT_EQ(line_of(p->ps), "a|z");
+    set("|a\xE9\xE9z");
+    prompt_word_forward(p);
+    EXPECT_EQ(line_of(p->ps), "a\xE9|\xE9z");
+    set("|a\xE9\xE9z");
+    prompt_delete_word_fwd(p);
+    EXPECT_EQ(line_of(p->ps), "|z");
+}
+
 struct Typed {
     mkey_t key;
     const char *line;
@@ -150,6 +250,28 @@ TEST_F(MisbehavingServices, TerminalKeysAreNoTextWhateverIsPrintable)
         prompt_clear_command(p);
         prompt_insert_string(p, &row.key, 1);
         EXPECT_EQ(line_of(p->ps), row.line) << row.key;
+    }
+}
+
+TEST_F(MisbehavingServices, AKeyIsPrintableAsASignedValue)
+{
+    print_lie = [](int c) { return looked_up(c, 1, 0); };
+    prompt_util_bind_insert(p);
+    prompt_insert_char(p, 0xE9);
+    EXPECT_EQ(line_of(p->ps), "|");
+    prompt_insert_char(p, static_cast<mkey_t>(-23));
+    EXPECT_EQ(line_of(p->ps), "\xE9|");
+}
+
+TEST_F(MisbehavingServices, TheTopTwentyTwoCodesAreNoTextWhateverIsPrintable)
+{
+    print_lie = [](int) { return 1; };
+    prompt_util_bind_insert(p);
+    for (int32_t code = -22; code < 0; code++) {
+        const auto key = static_cast<mkey_t>(code);
+        prompt_insert_char(p, key);
+        prompt_insert_string(p, &key, 1);
+        EXPECT_EQ(line_of(p->ps), "|") << code;
     }
 }
 

@@ -467,8 +467,7 @@ TEST_F(PromptTest, AnInsertFunctionThatDropsTheBindingsIsFatalToTheRestOfTheRun)
     prompt_bind_insert(p, nullptr, nullptr, drop_bindings, nullptr);
     prompt_bind_command(p, "one", note_command, &recorder);
     bind(p, "one", "<esc>\"b\"");
-    EXPECT_ASSERTION(consume(p, "\"x\"<esc>\"b\""), "p && buf && buflen > 0 && p->keys",
-                     "prompt");
+    EXPECT_ASSERTION(consume(p, "\"x\"<esc>\"b\""), "p && buf && buflen > 0 && p->keys", "prompt");
     EXPECT_EQ(recorder.take(), Events()) << "the command did not run";
 }
 

@@ -628,8 +628,13 @@ TEST_F(TelnetFilterTest, TheOpeningIsSentAndItsOptionsAreAskedFor)
     Connection connection;
     EXPECT_EQ(connection.sent, bytes_of("255 251 1 255 251 31 255 253 31 255 251 3 255 253 3 "
                                         "255 253 24 255 250 24 1 255 240"));
+    struct Row {
+        varno::SupportedOption option;
+        OptionState us;
+        OptionState him;
+    };
     // clang-format off
-    constexpr struct { varno::SupportedOption option; OptionState us; OptionState him; } states[] = {
+    constexpr Row states[] = {
         {varno::option_binary,            OptionState::no,       OptionState::no},
         {varno::option_echo,              OptionState::want_yes, OptionState::no},
         {varno::option_suppress_go_ahead, OptionState::want_yes, OptionState::want_yes},
@@ -637,7 +642,7 @@ TEST_F(TelnetFilterTest, TheOpeningIsSentAndItsOptionsAreAskedFor)
         {varno::option_naws,              OptionState::want_yes, OptionState::want_yes},
     };
     // clang-format on
-    for (const auto &state : states) {
+    for (const Row &state : states) {
         EXPECT_EQ(connection.filter().us(state.option), state.us) << state.option;
         EXPECT_EQ(connection.filter().him(state.option), state.him) << state.option;
     }

@@ -23,13 +23,7 @@ using namespace std::string_view_literals;
 using varno_test::SessionHost;
 using varno_test::Terminal;
 
-// Sessions of a test share decoders, which stay for the process: what a decoder
-// leaves behind by contract is then left once.
-tsession_shared_s *shared_for_tests()
-{
-    static tsession_shared_s *shared = tsession_shared_create();
-    return shared;
-}
+tsession_shared_s *shared_for_tests();
 
 tsession_config_s config_of(int transport = TSESSION_PLAIN)
 {
@@ -43,9 +37,27 @@ tsession_config_s config_of(int transport = TSESSION_PLAIN)
     return config;
 }
 
+// Sessions of a test share what stays for the process: the decoders and a buffer,
+// there before anything is counted.
+tsession_shared_s *shared_for_tests()
+{
+    static tsession_shared_s *shared = nullptr;
+    if (!shared) {
+        shared = tsession_shared_create();
+        SessionHost first(config_of());
+        tsession_set_terminal(first.session(), "linux");
+    }
+    return shared;
+}
+
 class Session : public testing::Test {
   protected:
-    Session() { assert_set_handler(tsession_assertion_handler, nullptr); }
+    Session()
+    {
+        shared_for_tests();
+        assert_set_handler(tsession_assertion_handler, nullptr);
+    }
+
     ~Session() override { assert_set_handler(nullptr, nullptr); }
 };
 

@@ -3,8 +3,6 @@
 
 #include "interfaces.h"
 
-#include "commands.h"
-
 #include <cstdio>
 #include <cstring>
 #include <ifaddrs.h>
@@ -29,21 +27,21 @@ unsigned long long read_counter(const char *name, const char *counter)
     return value;
 }
 
-void print_address(const sockaddr *address)
+void print_address(Console &console, const sockaddr *address)
 {
     const socklen_t len =
         address->sa_family == AF_INET ? sizeof(sockaddr_in) : sizeof(sockaddr_in6);
     char text[NI_MAXHOST];
     if (getnameinfo(address, len, text, sizeof(text), nullptr, 0, NI_NUMERICHOST) == 0)
-        std::printf("  address %s\n", text);
+        print(console, "  address %s\n", text);
 }
 
-void print_interface(const ifaddrs *all, const char *name)
+void print_interface(Console &console, const ifaddrs *all, const char *name)
 {
-    print_text(name);
     for (const ifaddrs *entry = all; entry; entry = entry->ifa_next) {
         if (std::strcmp(entry->ifa_name, name) == 0) {
-            std::printf(" is %s\n", entry->ifa_flags & IFF_UP ? "up" : "down");
+            print(console, "%s is %s\n", cleaned(name).c_str(),
+                  entry->ifa_flags & IFF_UP ? "up" : "down");
             break;
         }
     }
@@ -51,16 +49,16 @@ void print_interface(const ifaddrs *all, const char *name)
         const sockaddr *address = entry->ifa_addr;
         if (address && std::strcmp(entry->ifa_name, name) == 0 &&
             (address->sa_family == AF_INET || address->sa_family == AF_INET6))
-            print_address(address);
+            print_address(console, address);
     }
-    std::printf("  received %llu bytes in %llu packets, sent %llu bytes in %llu packets\n",
-                read_counter(name, "rx_bytes"), read_counter(name, "rx_packets"),
-                read_counter(name, "tx_bytes"), read_counter(name, "tx_packets"));
+    print(console, "  received %llu bytes in %llu packets, sent %llu bytes in %llu packets\n",
+          read_counter(name, "rx_bytes"), read_counter(name, "rx_packets"),
+          read_counter(name, "tx_bytes"), read_counter(name, "tx_packets"));
 }
 
 } // namespace
 
-bool interfaces_print(const char *name)
+bool interfaces_print(Console &console, const char *name)
 {
     ifaddrs *all = nullptr;
     struct if_nameindex *names = if_nameindex();
@@ -70,7 +68,7 @@ bool interfaces_print(const char *name)
     for (const struct if_nameindex *entry = names; entry && entry->if_name; entry++) {
         if (name && std::strcmp(entry->if_name, name) != 0)
             continue;
-        print_interface(all, entry->if_name);
+        print_interface(console, all, entry->if_name);
         has_printed = true;
     }
     freeifaddrs(all);

@@ -1,8 +1,9 @@
 #ifndef VARNO_TTY_INTERFACES_H
 #define VARNO_TTY_INTERFACES_H
 
-// Prints the network interface of this name, or all of them for NULL.
-// Returns: false when there is none to print.
-bool interfaces_print(const char *name);
+#include "console.h"
+
+// Prints the interface of this name, or all for NULL. Returns whether there was one.
+bool interfaces_print(Console &console, const char *name);
 
 #endif

@@ -1,6 +1,8 @@
 // The layout of the public records. Programs read and set their fields, and copy
 // the exported tables, so a change here raises the major version and the SONAME.
 
+#include <varno/cli_assist.h>
+#include <varno/tsession.h>
 #include <varno/varno.h>
 
 #include <cstddef>
@@ -157,6 +159,40 @@ constexpr Layout layouts[] = {
     FIELD(cli_pmatch_s, node,                  16),
     FIELD(cli_pmatch_s, pos,                   24),
     FIELD(cli_pmatch_s, len,                   28),
+
+    SIZE(tsession_config_s,                    96),
+    FIELD(tsession_config_s, transport,         0),
+    FIELD(tsession_config_s, terminal_type,     8),
+    FIELD(tsession_config_s, columns,          16),
+    FIELD(tsession_config_s, rows,             20),
+    FIELD(tsession_config_s, prompt,           24),
+    FIELD(tsession_config_s, history_limit,    32),
+    FIELD(tsession_config_s, is_unpaged,       36),
+    FIELD(tsession_config_s, leave_assertions, 40),
+    FIELD(tsession_config_s, graph,            48),
+    FIELD(tsession_config_s, shared,           56),
+    FIELD(tsession_config_s, user,             64),
+    FIELD(tsession_config_s, output,           72),
+    FIELD(tsession_config_s, line,             80),
+    FIELD(tsession_config_s, event,            88),
+
+    SIZE(tsession_event_s,                     24),
+    FIELD(tsession_event_s, kind,               0),
+    FIELD(tsession_event_s, columns,            4),
+    FIELD(tsession_event_s, rows,               8),
+    FIELD(tsession_event_s, text,              16),
+
+    SIZE(cli_assist_completion_s,             268),
+    FIELD(cli_assist_completion_s, insert,      0),
+    FIELD(cli_assist_completion_s, insert_len, 256),
+    FIELD(cli_assist_completion_s, choices,   260),
+    FIELD(cli_assist_completion_s, is_text,   264),
+
+    SIZE(cli_assist_error_s,                   24),
+    FIELD(cli_assist_error_s, reason,           0),
+    FIELD(cli_assist_error_s, at,               4),
+    FIELD(cli_assist_error_s, len,              8),
+    FIELD(cli_assist_error_s, level,           16),
 };
 // clang-format on
 

@@ -176,10 +176,10 @@ testing::AssertionResult Guest::wait_for(const std::function<bool()> &is_so,
     using clock = std::chrono::steady_clock;
     const auto deadline = clock::now() + std::chrono::seconds(20);
     while (true) {
-        while (read_output()) {
-        }
-        if (is_so())
-            return testing::AssertionSuccess();
+        do {
+            if (is_so())
+                return testing::AssertionSuccess();
+        } while (read_output());
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline - clock::now());
         pollfd ready[] = {{master_, POLLIN, 0}, {pidfd_, POLLIN, 0}};
