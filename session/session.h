@@ -38,6 +38,7 @@ struct Pager {
     int32_t rows_left;    // until the screen is full
     bool is_waiting;      // for a key
     bool is_paused;       // until the host can take more
+    size_t gathered;      // bytes since it began or went on
 };
 
 struct Question {

@@ -14,7 +14,8 @@ constexpr mkey_t ctrl_c = 3;
 constexpr mkey_t ctrl_h = 8;
 constexpr mkey_t ctrl_u = 21;
 
-// So much of a round's buffer a long output may fill before it makes a pause.
+// So much a long output may gather before it makes a pause. What is shorter never does,
+// so that the commands behind it in the same input find the editor ready.
 constexpr size_t page_bytes = output_capacity / 2;
 
 int32_t page_rows(const tsession_s *s)
@@ -57,7 +58,9 @@ bool produce(tsession_s *s)
         return false;
     }
     const bool wrote = !s->out || s->out->used != used || s->pager.rows_left != rows_left;
-    s->pager.is_paused = !wrote || (s->out && s->out->used > page_bytes);
+    const size_t used_now = s->out ? s->out->used : 0;
+    s->pager.gathered += used_now < used ? used_now : used_now - used; // less: it was delivered
+    s->pager.is_paused = !wrote || s->pager.gathered > page_bytes;
     return !s->pager.is_paused;
 }
 
@@ -144,6 +147,7 @@ void run_pager(tsession_s *s)
 {
     if (s->mode != Mode::pager || s->pager.is_waiting || !s->is_writable)
         return;
+    s->pager.gathered = 0;
     do {
         s->pager.is_waiting = s->pager.rows_left <= 0;
     } while (!s->pager.is_waiting && produce(s));
@@ -191,7 +195,7 @@ int begin_pager(tsession_s *s, tsession_produce_fn produce_fn, void *ctx)
         return -1;
     hide_row(s);
     s->mode = Mode::pager;
-    s->pager = {produce_fn, ctx, page_rows(s), false, false};
+    s->pager = {produce_fn, ctx, page_rows(s), false, false, 0};
     return 0;
 }
 

@@ -29,34 +29,27 @@ enum TypeTraits : uint8_t {
 
 struct TerminalType {
     const char *name;
-    const char *keypad_on;
-    const char *keypad_off;
     uint8_t traits;
 };
 
 namespace {
 
-// Application cursor keys where the database's entry describes these, without the
-// application keypad that goes with it there.
-constexpr char cursor_on[] = "\033[?1h";
-constexpr char cursor_off[] = "\033[?1l\033>";
-
-// Name in the database, keypad on, keypad off, traits.
+// Name in the database, traits.
 // clang-format off
 constexpr TerminalType terminal_types[] = {
-    {"vt100",        cursor_on, cursor_off, keypad_has_f_keys},
-    {"vt102",        cursor_on, cursor_off, keypad_has_f_keys},
-    {"vt220",        "",        "",         plain},
-    {"xterm",        cursor_on, cursor_off, pastes},
-    {"linux",        "",        "",         plain},
-    {"screen",       cursor_on, cursor_off, pastes},
-    {"tmux",         cursor_on, cursor_off, pastes},
-    {"rxvt",         "",        "",         ends_with_dollar},
-    {"rxvt-unicode", "",        "",         pastes | ends_with_dollar},
-    {"putty",        cursor_on, cursor_off, pastes},
-    {"cygwin",       "",        "",         plain},
-    {"ansi",         "",        "",         plain},
-    {"dumb",         "",        "",         plain},
+    {"vt100",        keypad_has_f_keys},
+    {"vt102",        keypad_has_f_keys},
+    {"vt220",        plain},
+    {"xterm",        pastes},
+    {"linux",        plain},
+    {"screen",       pastes},
+    {"tmux",         pastes},
+    {"rxvt",         ends_with_dollar},
+    {"rxvt-unicode", pastes | ends_with_dollar},
+    {"putty",        pastes},
+    {"cygwin",       plain},
+    {"ansi",         plain},
+    {"dumb",         plain},
 };
 
 // Terminals that send and understand what a known type does. Name, name of the type.
@@ -332,16 +325,6 @@ bool is_known_terminal_type(const char *name)
 const char *terminal_type_name(const TerminalType *type)
 {
     return type->name;
-}
-
-const char *keypad_on(const TerminalType *type)
-{
-    return type->keypad_on;
-}
-
-const char *keypad_off(const TerminalType *type)
-{
-    return type->keypad_off;
 }
 
 bool has_bracketed_paste(const TerminalType *type)

@@ -29,9 +29,8 @@ bool is_known_terminal_type(const char *name);
 const char *terminal_type_name(const TerminalType *type);
 
 // What to send when a session begins and when it ends; "" for nothing. The keypad
-// strings switch the cursor keys alone: the numeric keypad keeps typing digits.
-const char *keypad_on(const TerminalType *type);
-const char *keypad_off(const TerminalType *type);
+// is left in the mode that it is in: both modes' sequences are bound, and a numeric
+// keypad keeps typing digits.
 const char *paste_on(const TerminalType *type);
 const char *paste_off(const TerminalType *type);
 bool has_bracketed_paste(const TerminalType *type);

@@ -561,13 +561,6 @@ TEST(TerminalTypes, WhatIsSwitchedOnIsSwitchedOff)
     for (const char *name : known_types) {
         const varno::TerminalType *type = find_terminal_type(name);
         EXPECT_STREQ(terminal_type_name(type), name);
-        const std::string on = keypad_on(type);
-        EXPECT_EQ(on.empty(), std::string(keypad_off(type)).empty()) << name;
-        EXPECT_EQ(on.find("\33="), std::string::npos) << name;
-        if (capability(name, "ks").find("\33[?1h") == 0)
-            EXPECT_EQ(on, "\33[?1h") << name;
-        else
-            EXPECT_EQ(on, "") << name;
         EXPECT_STREQ(paste_on(type), has_bracketed_paste(type) ? "\33[?2004h" : "");
         EXPECT_STREQ(paste_off(type), has_bracketed_paste(type) ? "\33[?2004l" : "");
     }
