@@ -392,14 +392,14 @@ TEST_F(TtyHost, CtrlCEndsALongOutputThatRuns)
 TEST_F(TtyHost, EveryLineOfAPasteRunsThoughEachWritesManyRows)
 {
     std::string lines = "terminal length 0\r";
-    for (int i = 1; i <= 300; i++)
-        lines += "show numbers 30\r";
+    for (int i = 1; i <= 100; i++)
+        lines += "show numbers 300\r";
     guest.type(lines + "echo end\r");
     EXPECT_TRUE(guest.shows("\nend\nvarno>\n"));
     size_t runs = 0;
-    for (size_t at = 0; (at = guest.output().find("\n30\r\n", at)) != std::string::npos; at++)
+    for (size_t at = 0; (at = guest.output().find("\n300\r\n", at)) != std::string::npos; at++)
         runs++;
-    EXPECT_EQ(runs, 300U);
+    EXPECT_EQ(runs, 100U);
 }
 
 void expect_all_ran(const std::string &output)

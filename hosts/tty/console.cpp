@@ -8,7 +8,7 @@
 
 namespace {
 
-std::string formatted(const char *format, va_list arguments)
+VARNO_PRINTF(1, 0) std::string formatted(const char *format, va_list arguments)
 {
     va_list again;
     va_copy(again, arguments);
