@@ -151,7 +151,8 @@ int begin_line_question(tsession_s *s, const char *text, bool is_secret, tsessio
                         void *ctx);
 int begin_key_question(tsession_s *s, const char *text, tsession_key_fn fn, void *ctx);
 void run_pager(tsession_s *s);
-void pager_key(tsession_s *s, mkey_t key);
+// Returns whether it has taken the key; if not, the mode has changed.
+bool pager_key(tsession_s *s, mkey_t key);
 void question_key(tsession_s *s, mkey_t key);
 void cancel_dialog(tsession_s *s);
 

@@ -14,8 +14,7 @@ constexpr mkey_t ctrl_c = 3;
 constexpr mkey_t ctrl_h = 8;
 constexpr mkey_t ctrl_u = 21;
 
-// So much a long output may gather before it makes a pause. What is shorter never does,
-// so that the commands behind it in the same input find the editor ready.
+// So much a long output may gather before it makes a pause.
 constexpr size_t page_bytes = output_capacity / 2;
 
 int32_t page_rows(const tsession_s *s)
@@ -153,18 +152,44 @@ void run_pager(tsession_s *s)
     } while (!s->pager.is_waiting && produce(s));
 }
 
-void pager_key(tsession_s *s, mkey_t key)
+namespace {
+
+// Writes what is left until the output waits for a key or ends; false when it rests
+// for want of a reader or of rows.
+bool write_rest(tsession_s *s)
 {
-    if (key == 'q' || key == 'Q' || key == ctrl_c) {
-        cancel_pager(s);
-        return;
+    while (s->mode == Mode::pager && !s->pager.is_waiting) {
+        run_pager(s);
+        const bool is_stuck = !s->is_writable || s->is_closed || s->pager.gathered == 0;
+        if (s->mode == Mode::pager && !s->pager.is_waiting && is_stuck)
+            return false;
     }
-    if (!s->pager.is_waiting || (key != ' ' && key != VIRTKEY_RETURN))
+    return true;
+}
+
+void turn_page(tsession_s *s, mkey_t key)
+{
+    if (key != ' ' && key != VIRTKEY_RETURN)
         return;
     hide_row(s);
     s->pager.is_waiting = false;
     s->pager.rows_left = key == ' ' ? page_rows(s) : 1;
     run_pager(s);
+}
+
+} // namespace
+
+// What was typed ahead of an output that has only made a pause is for whoever gets the
+// keys when it is through.
+bool pager_key(tsession_s *s, mkey_t key)
+{
+    if (key == 'q' || key == 'Q' || key == ctrl_c)
+        cancel_pager(s);
+    else if (s->pager.is_waiting)
+        turn_page(s, key);
+    else
+        return !write_rest(s);
+    return true;
 }
 
 // The row is drawn before the first key of an answer is echoed on it.

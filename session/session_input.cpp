@@ -98,7 +98,7 @@ void take_keys(tsession_s *s, const mkey_t *keys, size_t count)
             taken = edit_step(s, keys, count);
             break;
         case Mode::pager:
-            pager_key(s, *keys);
+            taken = pager_key(s, *keys) ? 1 : 0;
             break;
         case Mode::question:
         case Mode::key_question:

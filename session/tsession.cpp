@@ -393,6 +393,11 @@ void tsession_set_paged(tsession_s *s, int is_paged)
     s->is_paged = is_paged != 0;
 }
 
+void tsession_set_graph(tsession_s *s, cli_pnode_s *graph)
+{
+    s->graph = graph;
+}
+
 void tsession_close(tsession_s *s)
 {
     if (!s->is_closed)

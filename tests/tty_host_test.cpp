@@ -240,6 +240,8 @@ TEST_F(TtyHost, AnAliasIsAddedRunAndRemoved)
     EXPECT_TRUE(guest.shows("  greet\n  ^ unknown word\n"));
     guest.type("no alias greet\r");
     EXPECT_TRUE(guest.shows("\nNo such alias\n"));
+    guest.type("alias v \"show version\"\rv\r");
+    EXPECT_TRUE(guest.shows("varno> v\nvarno-tty "));
     guest.type("no alias show\recho end\r");
     EXPECT_TRUE(guest.shows("varno> no alias show\nNo such alias\n"));
 }

@@ -41,10 +41,12 @@ bool take_number(const Command &command, const char *name, long least, long most
     return false;
 }
 
-// The rest of the line as it was typed, from the first of the words that matched.
+// The rest of the line as it was typed, from the first of the words that matched; a word
+// that stands alone gives up its quotes.
 const char *text_from(const Command &command, const char *name)
 {
-    return command.line + cli_match_by_name(command.matches, name)->pos;
+    const cli_pmatch_s *text = cli_match_by_name(command.matches, name);
+    return text->next ? command.line + text->pos : text->token;
 }
 
 void write_long(Console &console, tsession_produce_fn produce)

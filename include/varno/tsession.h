@@ -184,6 +184,10 @@ VARNO_API void tsession_resize(tsession_s *s, int32_t columns, int32_t rows);
 VARNO_API void tsession_set_terminal(tsession_s *s, const char *terminal_type);
 VARNO_API void tsession_set_paged(tsession_s *s, int is_paged);
 
+/* Tells the graph's first alternative. The graph belongs to the host and may change
+ * between calls; when its first alternative becomes another node, each session is told. */
+VARNO_API void tsession_set_graph(tsession_s *s, cli_pnode_s *graph);
+
 /* Closes the session: the terminal's set-up is undone, output so far is sent, input
  * is ignored from now on. Once it is closed and the call that led there has
  * returned, a host sends what it holds, hangs up and frees it. */

@@ -51,6 +51,17 @@ INPUT <c-c>
   cancelled after 11
   row "> |"
 
+! lines behind an output that makes a pause are run when it is through
+SESSION plain 60 xterm
+UNPAGED
+ROWS 20000
+INPUT "show long"<cr>"show ver"<cr>
+  line show long
+  line show ver
+  above3 "row 20000"
+  above "version 1"
+  row "> |"
+
 ! what fits the screen asks nothing
 SESSION plain 60 xterm
 ROWS 11

@@ -55,6 +55,8 @@ class SessionDriver : public ScriptDriver {
             tsession_set_prompt(session(), bytes_of(rest).c_str());
         else if (verb == "WRITABLE")
             tsession_set_writable(session(), rest == "1");
+        else if (verb == "UNPAGED")
+            tsession_set_paged(session(), 0);
         else if (verb == "ROWS")
             host_->long_rows = std::stoi(std::string(rest));
         else if (verb == "CLOSE")

@@ -8,7 +8,7 @@
 //   HEX ff fa 1f              bytes from the terminal, as numbers
 //   WRITE "news<lf>"          a message from the host
 //   TIMEOUT                   the wait for an escape sequence has run out
-//   RESIZE 40 10, PROMPT "dev# ", WRITABLE 0, CLOSE
+//   RESIZE 40 10, PROMPT "dev# ", WRITABLE 0, UNPAGED, ROWS 100, CLOSE
 //     line show ver           events, as SessionHost notes them
 //     reply ff fb 01          telnet commands sent
 //     row "> show|"           the terminal's row with the cursor
