@@ -32,12 +32,17 @@ enum class Mode : uint8_t {
     key_question, // one key of answer
 };
 
+// A control sequence in a command's output takes no column.
+enum class Escape : uint8_t { none, begun, csi };
+
 struct Pager {
     tsession_produce_fn produce;
     void *ctx;
     int32_t rows_left;    // until the screen is full
     bool is_waiting;      // for a key
     bool is_paused;       // until the host can take more
+    bool is_running;      // the producer is being called
+    bool is_cancelled;    // by a key or a command meanwhile
     size_t gathered;      // bytes since it began or went on
 };
 
@@ -74,8 +79,10 @@ struct tsession_s {
     // The round
     int32_t depth;             // calls on this session that have not returned
     varno::OutputBuffer *out;  // of the round; NULL outside, and without memory
+    varno::OutputBuffer *sending; // what output callbacks that have not returned are reading
     bool is_started;
     bool is_closed;
+    bool is_ended; // closed, and the terminal's set-up is undone
     bool is_free_asked;
     bool is_in_command; // a line callback, a producer or an answer is running
     bool is_writable;
@@ -87,6 +94,8 @@ struct tsession_s {
     int32_t columns;
     int32_t rows;
     int32_t column;       // of the terminal's cursor, while output is written
+    varno::Escape escape;        // what the output is in the middle of
+    size_t listed;        // bytes of choices written in this round
     bool is_row_shown;    // the last row shows what the mode wants, up to edits
     int32_t row_len;      // columns that a question or the pager has written there
     int32_t shown_offset; // display_offset as drawn last
@@ -115,6 +124,9 @@ namespace varno {
 void emit(tsession_s *s, const char *bytes, size_t count);
 void emit(tsession_s *s, const char *text);
 void deliver(tsession_s *s);
+// The round's buffer: taken at its beginning, given back at its end.
+void take_buffer(tsession_s *s);
+void give_buffers_back(tsession_s *s);
 // Bytes already in wire form: telnet's own commands.
 void emit_wire(tsession_s *s, const unsigned char *bytes, size_t count);
 // The print callback of the prompt.
@@ -136,6 +148,8 @@ void leave_row(tsession_s *s);
 // The same for a row that shows what it is to show.
 void end_row(tsession_s *s);
 void apply_size(tsession_s *s);
+// What the row has left beside the question.
+int32_t answer_columns(const tsession_s *s);
 
 // The line editor's commands (session_commands.cpp)
 

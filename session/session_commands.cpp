@@ -11,11 +11,15 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <utility>
 
 namespace varno {
 namespace {
 
 constexpr int help_column = 18;
+
+// So much of lists one call may bring about: a key costs its sender a byte.
+constexpr size_t most_listed = output_capacity;
 
 tsession_s *session_of(void *ctx)
 {
@@ -27,6 +31,7 @@ tsession_s *session_of(void *ctx)
 void print_choice(void *user, const cli_pnode_s *, const char *text, const char *help)
 {
     tsession_s *s = session_of(user);
+    s->listed += std::strlen(text) + std::strlen(help);
     write_text(s, "  ");
     write_clean(s, text, std::strlen(text));
     if (*help) {
@@ -46,6 +51,8 @@ bool is_in_quotes(const pstate *ps)
 
 void list_choices(tsession_s *s)
 {
+    if (s->listed > most_listed)
+        return;
     const pstate &ps = s->prompt->ps;
     leave_row(s);
     cli_assist_help(s->graph, ps.buf, ps.cursor_location, print_choice, s);
@@ -106,7 +113,8 @@ void explain(tsession_s *s, const char *line, const cli_assist_error_s &error)
     write_text(s, "^ ");
     write_text(s, cli_assist_strreason(error.reason));
     write_text(s, "\n");
-    cli_assist_candidates(line, &error, print_choice, s);
+    if (s->listed <= most_listed)
+        cli_assist_candidates(line, &error, print_choice, s);
 }
 
 // Execution
@@ -115,9 +123,9 @@ void call_line(tsession_s *s, const char *line, const cli_pnode_s *action, cli_p
 {
     if (!s->line_fn)
         return;
-    s->is_in_command = true;
+    const bool was_in_command = std::exchange(s->is_in_command, true);
     s->line_fn(s, s->user, line, action, matches);
-    s->is_in_command = false;
+    s->is_in_command = was_in_command;
 }
 
 void run_matched(tsession_s *s, const char *line)

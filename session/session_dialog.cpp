@@ -5,6 +5,7 @@
 #include <varno/platform.h>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace varno {
@@ -17,16 +18,20 @@ constexpr mkey_t ctrl_u = 21;
 // So much a long output may gather before it makes a pause.
 constexpr size_t page_bytes = output_capacity / 2;
 
+// A question's text leaves at least so many columns for the answer.
+constexpr int32_t least_answer_columns = 8;
+
 int32_t page_rows(const tsession_s *s)
 {
     return s->is_paged ? s->rows - 1 : INT32_MAX;
 }
 
-int call_producer(tsession_s *s, int is_cancelled)
+int call_producer(tsession_s *s, const Pager &begun, int is_cancelled)
 {
-    s->is_in_command = true;
-    const int has_more = s->pager.produce(s, s->user, s->pager.ctx, is_cancelled);
-    s->is_in_command = false;
+    const Pager pager = begun;
+    const bool was_in_command = std::exchange(s->is_in_command, true);
+    const int has_more = pager.produce(s, s->user, pager.ctx, is_cancelled);
+    s->is_in_command = was_in_command;
     return has_more;
 }
 
@@ -39,9 +44,14 @@ void end_pager(tsession_s *s)
 
 void cancel_pager(tsession_s *s)
 {
-    hide_row(s);
-    call_producer(s, 1);
+    if (s->pager.is_running) {
+        s->pager.is_cancelled = true;
+        return;
+    }
+    const Pager pager = s->pager;
     end_pager(s);
+    call_producer(s, pager, 1);
+    run_pager(s); // which that call may have begun
 }
 
 // One call of the producer; false when the output rests.
@@ -49,13 +59,15 @@ bool produce(tsession_s *s)
 {
     const size_t used = s->out ? s->out->used : 0;
     const int32_t rows_left = s->pager.rows_left;
-    const bool has_more = call_producer(s, 0) != 0;
+    s->pager.is_running = true;
+    const bool has_more = call_producer(s, s->pager, 0) != 0;
+    s->pager.is_running = false;
+    if (!has_more)
+        end_pager(s);
+    else if (s->pager.is_cancelled && !s->is_closed)
+        cancel_pager(s);
     if (s->mode != Mode::pager || s->is_closed)
         return false;
-    if (!has_more) {
-        end_pager(s);
-        return false;
-    }
     const bool wrote = !s->out || s->out->used != used || s->pager.rows_left != rows_left;
     const size_t used_now = s->out ? s->out->used : 0;
     s->pager.gathered += used_now < used ? used_now : used_now - used; // less: it was delivered
@@ -78,13 +90,14 @@ void end_question(tsession_s *s, bool is_answered, mkey_t key)
     s->mode = Mode::line;
     Question asked = s->question;
     forget_answer(s->question);
-    s->is_in_command = true;
+    const bool was_in_command = std::exchange(s->is_in_command, true);
     if (asked.line_fn)
         asked.line_fn(s, s->user, asked.ctx, is_answered ? asked.answer : nullptr);
     else if (asked.key_fn)
         asked.key_fn(s, s->user, asked.ctx, is_answered ? static_cast<int>(key) : -1);
-    s->is_in_command = false;
+    s->is_in_command = was_in_command;
     forget_answer(asked);
+    run_pager(s); // which the answer may have begun
 }
 
 bool is_answer_character(mkey_t key)
@@ -99,7 +112,11 @@ void add_to_answer(tsession_s *s, mkey_t key)
         return;
     const char c = static_cast<char>(key);
     question.answer[question.len++] = c;
-    if (!question.is_secret) {
+    if (question.is_secret)
+        return;
+    if (s->row_len >= s->columns - 1) {
+        hide_row(s); // the answer moves left
+    } else {
         emit(s, &c, 1);
         s->row_len++;
     }
@@ -111,7 +128,11 @@ void take_from_answer(tsession_s *s)
     if (question.len == 0)
         return;
     question.answer[--question.len] = '\0';
-    if (!question.is_secret) {
+    if (question.is_secret)
+        return;
+    if (question.len >= answer_columns(s)) {
+        hide_row(s); // the answer moves right
+    } else {
         emit(s, "\b \b");
         s->row_len--;
     }
@@ -121,8 +142,10 @@ void edit_answer(tsession_s *s, mkey_t key)
 {
     if (key == VIRTKEY_DELETE || key == ctrl_h || key == VIRTKEY_BACKSPACE)
         take_from_answer(s);
-    while (key == ctrl_u && s->question.len > 0)
-        take_from_answer(s);
+    if (key == ctrl_u) {
+        hide_row(s);
+        std::fill_n(s->question.answer, std::exchange(s->question.len, 0), '\0');
+    }
     if (is_answer_character(key))
         add_to_answer(s, key);
 }
@@ -132,8 +155,12 @@ int begin_question(tsession_s *s, Mode mode, const char *text, Question question
     if (s->mode != Mode::line || s->is_closed)
         return -1;
     hide_row(s);
-    const size_t room = static_cast<size_t>(std::min(s->columns - 1, answer_capacity - 1));
-    strlcpy2(question.text, text ? text : "", room);
+    s->nheld = 0;
+    const int32_t room = std::min(s->columns - 1 - least_answer_columns, answer_capacity - 1);
+    strlcpy2(question.text, text ? text : "", static_cast<size_t>(room));
+    std::replace_if(
+        question.text, question.text + std::strlen(question.text),
+        [](char c) { return c < ' ' || c == 127; }, '?');
     s->question = question;
     s->mode = mode;
     return 0;
@@ -144,7 +171,8 @@ int begin_question(tsession_s *s, Mode mode, const char *text, Question question
 // Runs until the screen is full, the host has enough, or the end.
 void run_pager(tsession_s *s)
 {
-    if (s->mode != Mode::pager || s->pager.is_waiting || !s->is_writable)
+    if (s->mode != Mode::pager || s->is_closed || s->pager.is_waiting || s->pager.is_running ||
+        !s->is_writable)
         return;
     s->pager.gathered = 0;
     do {
@@ -154,17 +182,24 @@ void run_pager(tsession_s *s)
 
 namespace {
 
-// Writes what is left until the output waits for a key or ends; false when it rests
-// for want of a reader or of rows.
+bool is_resting(const tsession_s *s)
+{
+    return s->mode == Mode::pager && !s->pager.is_waiting;
+}
+
+// Writes on until the output waits for a key or ends; false when it still rests, for
+// want of a reader or of rows, or because it is too long for one call.
 bool write_rest(tsession_s *s)
 {
-    while (s->mode == Mode::pager && !s->pager.is_waiting) {
+    constexpr int most_parts = 32;
+    if (s->pager.is_running)
+        return false;
+    for (int part = 0; part < most_parts && is_resting(s) && s->is_writable; part++) {
         run_pager(s);
-        const bool is_stuck = !s->is_writable || s->is_closed || s->pager.gathered == 0;
-        if (s->mode == Mode::pager && !s->pager.is_waiting && is_stuck)
-            return false;
+        if (s->pager.gathered == 0)
+            break;
     }
-    return true;
+    return !is_resting(s);
 }
 
 void turn_page(tsession_s *s, mkey_t key)
@@ -220,7 +255,11 @@ int begin_pager(tsession_s *s, tsession_produce_fn produce_fn, void *ctx)
         return -1;
     hide_row(s);
     s->mode = Mode::pager;
-    s->pager = {produce_fn, ctx, page_rows(s), false, false, 0};
+    s->nheld = 0;
+    s->pager = {};
+    s->pager.produce = produce_fn;
+    s->pager.ctx = ctx;
+    s->pager.rows_left = page_rows(s);
     return 0;
 }
 

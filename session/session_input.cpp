@@ -37,12 +37,13 @@ size_t edit(tsession_s *s, const mkey_t *keys, size_t count)
     if (used > 0 && static_cast<size_t>(used) >= held)
         return static_cast<size_t>(used) - held;
     // What is left begins a sequence, which is shorter than the room for it.
-    s->nheld = len - used;
-    std::copy(run + used, run + len, s->held);
+    s->nheld = std::min(len - used, static_cast<int>(std::size(s->held)));
+    std::copy_n(run + used, s->nheld, s->held);
     return taken;
 }
 
-// One step of the line editor; returns how many keys it has taken, at least one.
+// One step of the line editor; returns how many keys it has taken. None only when keys
+// that were held back have made it run a command.
 size_t edit_step(tsession_s *s, const mkey_t *keys, size_t count)
 {
     if (is_end_of_input(s, keys[0])) {
@@ -56,6 +57,7 @@ size_t edit_step(tsession_s *s, const mkey_t *keys, size_t count)
 
 void insert_pasted(tsession_s *s, const unsigned char *bytes, size_t count)
 {
+    s->nheld = 0;
     for (size_t i = 0; i < count; i++) {
         if (s->mode == Mode::line && bytes[i] >= ' ' && bytes[i] < 127)
             prompt_insert_char_at_cursor(s->prompt, static_cast<char>(bytes[i]));
@@ -68,6 +70,8 @@ void insert_pasted(tsession_s *s, const unsigned char *bytes, size_t count)
 void take_size(void *user, int columns, int rows)
 {
     tsession_s *s = session_of(user);
+    if (s->is_closed)
+        return;
     tsession_resize(s, columns, rows);
     raise_event(s, TSESSION_SIZE, nullptr);
 }
@@ -76,7 +80,7 @@ void take_size(void *user, int columns, int rows)
 void take_terminal_name(void *user, const char *name)
 {
     tsession_s *s = session_of(user);
-    if (s->is_type_told)
+    if (s->is_type_told || s->is_closed)
         return;
     if (!is_known_terminal_type(name)) {
         s->telnet.ask_terminal_type();
@@ -87,24 +91,46 @@ void take_terminal_name(void *user, const char *name)
     raise_event(s, TSESSION_TERMINAL, terminal_type_name(s->type));
 }
 
+void interrupt_by(tsession_s *s, int32_t kind)
+{
+    if (s->is_closed)
+        return;
+    const bool is_reported = s->mode == Mode::line || kind != TSESSION_INTERRUPT;
+    interrupt(s);
+    if (is_reported)
+        raise_event(s, kind, nullptr);
+}
+
+// ESC and a character are one key to a dialogue, and none that it knows.
+size_t dialogue_step(tsession_s *s, const mkey_t *keys, size_t count)
+{
+    if (*keys == VIRTKEY_ESC)
+        return std::min<size_t>(count, 2);
+    if (s->mode == Mode::pager)
+        return pager_key(s, *keys) ? 1 : 0;
+    question_key(s, *keys);
+    return 1;
+}
+
+void answer_presence(void *user)
+{
+    if (!session_of(user)->is_closed)
+        write_text(session_of(user), "[Yes]\n");
+}
+
+void send_reply(void *user, const unsigned char *bytes, size_t count)
+{
+    if (!session_of(user)->is_closed)
+        emit_wire(session_of(user), bytes, count);
+}
+
 } // namespace
 
 void take_keys(tsession_s *s, const mkey_t *keys, size_t count)
 {
     while (count > 0 && !s->is_closed) {
-        size_t taken = 1;
-        switch (s->mode) {
-        case Mode::line:
-            taken = edit_step(s, keys, count);
-            break;
-        case Mode::pager:
-            taken = pager_key(s, *keys) ? 1 : 0;
-            break;
-        case Mode::question:
-        case Mode::key_question:
-            question_key(s, *keys);
-            break;
-        }
+        const size_t taken =
+            s->mode == Mode::line ? edit_step(s, keys, count) : dialogue_step(s, keys, count);
         keys += taken;
         count -= taken;
     }
@@ -121,11 +147,13 @@ KeyEvents key_events(tsession_s *s)
         .pasted_enter =
             [](void *user) {
                 constexpr mkey_t enter = VIRTKEY_RETURN;
-                take_keys(session_of(user), &enter, 1);
+                if (session_of(user)->mode != Mode::key_question)
+                    take_keys(session_of(user), &enter, 1);
             },
     };
 }
 
+// What follows a close in the same bytes is read and means nothing.
 TelnetEvents telnet_events(tsession_s *s)
 {
     return {
@@ -134,19 +162,10 @@ TelnetEvents telnet_events(tsession_s *s)
                    size_t count) { session_of(user)->keyboard.consume(bytes, count); },
         .size = take_size,
         .terminal = take_terminal_name,
-        .interrupt =
-            [](void *user) {
-                interrupt(session_of(user));
-                raise_event(session_of(user), TSESSION_INTERRUPT, nullptr);
-            },
-        .brk =
-            [](void *user) {
-                interrupt(session_of(user));
-                raise_event(session_of(user), TSESSION_BREAK, nullptr);
-            },
-        .are_you_there = [](void *user) { write_text(session_of(user), "[Yes]\n"); },
-        .reply = [](void *user, const unsigned char *bytes,
-                    size_t count) { emit_wire(session_of(user), bytes, count); },
+        .interrupt = [](void *user) { interrupt_by(session_of(user), TSESSION_INTERRUPT); },
+        .brk = [](void *user) { interrupt_by(session_of(user), TSESSION_BREAK); },
+        .are_you_there = answer_presence,
+        .reply = send_reply,
     };
 }
 

@@ -4,17 +4,28 @@
 #include "print_format.h"
 #include "session.h"
 
+#include <varno/platform.h>
+
 #include <algorithm>
 #include <cstdarg>
 #include <cstring>
 #include <iterator>
+#include <utility>
 
 namespace varno {
 namespace {
 
 constexpr unsigned char iac = TN_NVT_IAC;
 
-// Rooms for the next count bytes, delivering what is gathered where it must. NULL
+void give_back(tsession_s *s, OutputBuffer *buffer)
+{
+    if (!buffer)
+        return;
+    buffer->next = s->shared->free_buffers;
+    s->shared->free_buffers = buffer;
+}
+
+// Room for the next count bytes, delivering what is gathered where it must. NULL
 // without memory, or for more than a buffer holds.
 char *room_for(tsession_s *s, size_t count)
 {
@@ -22,9 +33,9 @@ char *room_for(tsession_s *s, size_t count)
         return nullptr;
     if (count > std::size(s->out->bytes) - s->out->used)
         deliver(s);
-    if (count > std::size(s->out->bytes) - s->out->used)
-        return nullptr;
-    return s->out->bytes + s->out->used;
+    return !s->out || count > std::size(s->out->bytes) - s->out->used
+               ? nullptr
+               : s->out->bytes + s->out->used;
 }
 
 void append(tsession_s *s, const char *bytes, size_t count)
@@ -54,6 +65,44 @@ constexpr PrintSink sink_of(tsession_s *s)
     };
 }
 
+void take_row(tsession_s *s)
+{
+    if (s->pager.rows_left > 0)
+        s->pager.rows_left--;
+}
+
+// The columns that a byte of text takes; those of a control sequence take none.
+int32_t columns_of(tsession_s *s, char c)
+{
+    constexpr int32_t tab_stop = 8;
+    if (s->escape != Escape::none) {
+        const bool begins_csi = s->escape == Escape::begun && c == '[';
+        const bool ends = c >= '@' && c <= '~' && !begins_csi;
+        s->escape = ends ? Escape::none : begins_csi ? Escape::csi : s->escape;
+        return 0;
+    }
+    if (c == '\033')
+        s->escape = Escape::begun;
+    if (c == '\t')
+        return tab_stop - s->column % tab_stop;
+    return static_cast<unsigned char>(c) >= ' ';
+}
+
+// The cursor behind more text; a row that is full wraps with the next character.
+void advance(tsession_s *s, const char *bytes, size_t count)
+{
+    for (size_t i = 0; i < count; i++) {
+        const int32_t columns = columns_of(s, bytes[i]);
+        if (bytes[i] == '\r')
+            s->column = 0;
+        if (columns > 0 && s->column >= s->columns) {
+            take_row(s);
+            s->column = 0;
+        }
+        s->column = std::min(s->column + columns, s->columns);
+    }
+}
+
 bool is_shown_as_it_is(unsigned char c)
 {
     return (c >= 0x20 && c < 0x7f) || c >= 0xa0 || c == '\n' || c == '\t';
@@ -61,18 +110,42 @@ bool is_shown_as_it_is(unsigned char c)
 
 } // namespace
 
+// Without memory for another one output leaves in pieces.
+void take_buffer(tsession_s *s)
+{
+    OutputBuffer *buffer = s->shared->free_buffers;
+    if (buffer)
+        s->shared->free_buffers = buffer->next;
+    else
+        buffer = static_cast<OutputBuffer *>(tracked_malloc(sizeof(OutputBuffer), "OutputBuffer"));
+    if (buffer)
+        buffer->used = 0;
+    s->out = buffer;
+}
+
+void give_buffers_back(tsession_s *s)
+{
+    give_back(s, s->out);
+    s->out = nullptr;
+    while (s->sending)
+        give_back(s, std::exchange(s->sending, s->sending->next));
+}
+
+// The callback may write more: that goes to another buffer, for what it reads stays.
 void deliver(tsession_s *s)
 {
-    if (!s->out)
+    OutputBuffer *full = s->out;
+    if (!full || full->used == 0)
         return;
-    // The callback may write more: that follows.
-    for (size_t sent = 0; sent < s->out->used;) {
-        const size_t end = s->out->used;
-        if (s->output_fn)
-            s->output_fn(s, s->user, s->out->bytes + sent, end - sent);
-        sent = end;
-    }
-    s->out->used = 0;
+    take_buffer(s);
+    full->next = std::exchange(s->sending, full);
+    if (s->output_fn)
+        s->output_fn(s, s->user, full->bytes, full->used);
+    s->sending = full->next;
+    full->used = 0;
+    give_back(s, s->out ? full : nullptr);
+    if (!s->out)
+        s->out = full;
 }
 
 void emit_wire(tsession_s *s, const unsigned char *bytes, size_t count)
@@ -118,12 +191,11 @@ void write_text(tsession_s *s, const char *bytes, size_t count)
         const auto *feed = static_cast<const char *>(std::memchr(bytes, '\n', count));
         const size_t run = feed ? static_cast<size_t>(feed - bytes) : count;
         emit(s, bytes, run);
-        const auto columns = static_cast<int32_t>(std::min<size_t>(run, 1 << 20));
-        s->column += columns;
+        advance(s, bytes, run);
         if (!feed)
             return;
         emit(s, "\r\n");
-        s->pager.rows_left -= 1 + std::max(s->column - 1, 0) / s->columns;
+        take_row(s);
         s->column = 0;
         bytes += run + 1;
         count -= run + 1;

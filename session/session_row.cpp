@@ -85,11 +85,13 @@ void draw_question(tsession_s *s)
 {
     if (s->is_row_shown)
         return;
-    const size_t text_len = std::strlen(s->question.text);
-    const auto answer_len = static_cast<size_t>(s->question.is_secret ? 0 : s->question.len);
-    emit(s, s->question.text, text_len);
-    emit(s, s->question.answer, answer_len);
-    s->row_len = static_cast<int32_t>(text_len + answer_len);
+    // Of an answer that is too long for the row its end shows.
+    const Question &question = s->question;
+    const int32_t shown =
+        question.is_secret ? 0 : std::min(question.len, answer_columns(s));
+    emit(s, question.text);
+    emit(s, question.answer + question.len - shown, static_cast<size_t>(shown));
+    s->row_len = static_cast<int32_t>(std::strlen(question.text)) + shown;
 }
 
 void draw_pager(tsession_s *s)
@@ -102,8 +104,18 @@ void draw_pager(tsession_s *s)
 
 } // namespace
 
+int32_t answer_columns(const tsession_s *s)
+{
+    return s->columns - 1 - static_cast<int32_t>(std::strlen(s->question.text));
+}
+
+// Without memory for the output nothing is drawn, and all of it once there is.
 void draw_row(tsession_s *s)
 {
+    if (!s->out) {
+        s->is_row_shown = false;
+        return;
+    }
     if (!s->is_row_shown && s->column > 0)
         write_text(s, "\n");
     switch (s->mode) {

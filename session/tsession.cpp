@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <utility>
 
 namespace {
 
@@ -18,7 +19,6 @@ using namespace varno;
 
 constexpr char session_tag[] = "tsession_s";
 constexpr char shared_tag[] = "tsession_shared_s";
-constexpr char buffer_tag[] = "OutputBuffer";
 
 constexpr int32_t default_columns = 80;
 constexpr int32_t default_rows = 24;
@@ -31,29 +31,8 @@ struct Fault {
     int line;
 };
 
-// Calls on this thread that catch a fault.
-thread_local int catching = 0;
-
-OutputBuffer *take_buffer(tsession_shared_s *shared)
-{
-    OutputBuffer *buffer = shared->free_buffers;
-    if (buffer)
-        shared->free_buffers = buffer->next;
-    else
-        buffer = static_cast<OutputBuffer *>(tracked_malloc(sizeof(OutputBuffer), buffer_tag));
-    if (buffer)
-        buffer->used = 0;
-    return buffer;
-}
-
-void give_buffer_back(tsession_s *s)
-{
-    if (!s->out)
-        return;
-    s->out->next = s->shared->free_buffers;
-    s->shared->free_buffers = s->out;
-    s->out = nullptr;
-}
+// The innermost call on this thread catches a fault.
+thread_local bool is_catching = false;
 
 // prompt_free leaves the texts of its history behind.
 void release_history_texts(prompt_s *p)
@@ -65,7 +44,6 @@ void release_history_texts(prompt_s *p)
 
 void destroy(tsession_s *s)
 {
-    give_buffer_back(s);
     s->telnet.end();
     if (s->prompt) {
         release_history_texts(s->prompt);
@@ -76,64 +54,86 @@ void destroy(tsession_s *s)
     tracked_free(s, session_tag);
 }
 
-void close_session(tsession_s *s)
+// What a close or a free asked for, once no callback of the session is running: only
+// then may a producer be told to release what it works with.
+void end_dialogue(tsession_s *s)
 {
-    if (s->is_closed)
-        return;
+    s->pager.is_running = false; // one that was left by an exception
     cancel_dialog(s);
+    if (s->is_ended)
+        return;
+    s->is_ended = true;
     if (s->is_started && s->is_row_shown)
         leave_row(s);
     if (s->is_paste_on)
         emit(s, paste_off(s->type));
-    s->is_closed = true;
 }
 
-// The record may be in any state: nothing of it but the output is touched again.
+// The record may be in any state: the editor is not touched again.
 void end_by_fault(tsession_s *s, const Fault &fault)
 {
     if (s->is_closed)
         return;
     s->is_closed = true;
+    s->is_ended = true;
     emit(s, s->is_row_shown || s->column > 0 ? "\r\n" : "");
     emit(s, "% internal fault, this session ends\r\n");
+    if (s->is_paste_on)
+        emit(s, paste_off(s->type));
+    s->is_row_shown = false;
+    s->column = 0;
     char text[256];
     std::snprintf(text, std::size(text), "%s (%s:%d)", fault.condition, fault.source, fault.line);
     raise_event(s, TSESSION_FAULT, text);
 }
 
-// The end of the outermost call: what is on the last row now.
-void end_round(tsession_s *s)
-{
-    if (s->depth == 1 && s->is_started && !s->is_closed)
-        draw_row(s);
-}
-
+// A session that leaves assertions alone does so within a call of one that does not.
 template <typename Body>
 void catch_faults(tsession_s *s, Body body)
 {
-    catching++;
+    const bool outer = std::exchange(is_catching, !s->leaves_assertions);
     try {
         body();
-        end_round(s);
-        catching--;
+        is_catching = outer;
     } catch (const Fault &fault) {
-        catching--;
+        is_catching = outer;
         end_by_fault(s, fault);
     } catch (...) {
-        catching--;
+        is_catching = outer;
+        s->is_closed = true;
         throw;
     }
 }
 
+void draw(tsession_s *s)
+{
+    if (s->is_closed)
+        end_dialogue(s);
+    else if (s->is_started)
+        draw_row(s);
+}
+
+bool is_unfinished(const tsession_s *s)
+{
+    const bool is_over = s->is_ended && s->mode == Mode::line;
+    return (s->out && s->out->used > 0) || (s->is_closed && !is_over);
+}
+
+// The end of the outermost call. An output callback may write, close or free: then
+// there is more to draw, or to end.
+void finish_round(tsession_s *s)
+{
+    do {
+        catch_faults(s, [s] { draw(s); });
+        catch_faults(s, [s] { deliver(s); });
+    } while (is_unfinished(s));
+}
+
 void leave(tsession_s *s)
 {
-    if (s->depth > 1) {
-        s->depth--;
+    if (--s->depth > 0)
         return;
-    }
-    deliver(s);
-    give_buffer_back(s);
-    s->depth--;
+    give_buffers_back(s);
     if (s->is_free_asked)
         destroy(s);
 }
@@ -143,16 +143,14 @@ void leave(tsession_s *s)
 template <typename Body>
 void round(tsession_s *s, Body body)
 {
-    s->depth++;
-    if (!s->out)
-        s->out = take_buffer(s->shared);
+    if (s->depth++ == 0) {
+        take_buffer(s);
+        s->listed = 0;
+    }
     try {
-        if (s->leaves_assertions) {
-            body();
-            end_round(s);
-        } else {
-            catch_faults(s, body);
-        }
+        catch_faults(s, body);
+        if (s->depth == 1)
+            finish_round(s);
     } catch (...) {
         leave(s);
         throw;
@@ -226,14 +224,14 @@ void tsession_shared_free(tsession_shared_s *shared)
     shared->decoders.release();
     while (OutputBuffer *buffer = shared->free_buffers) {
         shared->free_buffers = buffer->next;
-        tracked_free(buffer, buffer_tag);
+        tracked_free(buffer, "OutputBuffer");
     }
     tracked_free(shared, shared_tag);
 }
 
 void tsession_assertion_handler(void *, const char *condition, const char *source, int line)
 {
-    if (catching > 0)
+    if (is_catching)
         throw Fault{condition, source, line};
 }
 
@@ -254,12 +252,11 @@ void tsession_free(tsession_s *s)
     if (!s)
         return;
     s->is_free_asked = true;
-    if (s->depth > 0) {
-        s->is_closed = true;
-        return;
-    }
+    s->is_closed = true;
     s->output_fn = nullptr;
-    round(s, [s] { cancel_dialog(s); s->is_closed = true; });
+    s->event_fn = nullptr;
+    if (s->depth == 0)
+        round(s, [] {});
 }
 
 void tsession_start(tsession_s *s)
@@ -401,7 +398,7 @@ void tsession_set_graph(tsession_s *s, cli_pnode_s *graph)
 void tsession_close(tsession_s *s)
 {
     if (!s->is_closed)
-        round(s, [s] { close_session(s); });
+        round(s, [s] { s->is_closed = true; });
 }
 
 int tsession_is_closed(const tsession_s *s)
@@ -429,11 +426,12 @@ void *tsession_user(const tsession_s *s)
     return s->user;
 }
 
-void tsession_history(tsession_s *s, void (*entry)(void *ctx, int number, const char *line),
-                      void *ctx)
+void tsession_history(tsession_s *s, tsession_history_fn entry, void *ctx)
 {
-    const auto *end = reinterpret_cast<prompt_history_s *>(&s->prompt->history);
-    int number = 0;
-    for (prompt_history_s *t = s->prompt->history.cqh_last; t != end; t = t->prev)
-        entry(ctx, ++number, t->command);
+    round(s, [=] {
+        const auto *end = reinterpret_cast<prompt_history_s *>(&s->prompt->history);
+        int number = 0;
+        for (prompt_history_s *t = s->prompt->history.cqh_last; t != end; t = t->prev)
+            entry(ctx, ++number, t->command);
+    });
 }

@@ -1,10 +1,13 @@
 // The session's contract that scripts cannot show: lifetimes, memory, faults,
 // several sessions on one thread, and random input of every kind.
 
+#include <algorithm>
 #include <cstring>
+#include <functional>
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "session/session.h"
@@ -209,6 +212,234 @@ TEST_F(Session, ACommandMayWriteToAnotherSession)
     EXPECT_EQ(other.row(), "> typing|");
     EXPECT_EQ(other.terminal().row(0).substr(0, 5), "hello");
     tsession_free(s);
+}
+
+// A host whose callbacks do what a test says.
+struct Scripted {
+    tsession_s *session = nullptr;
+    std::function<void(tsession_s *)> line = [](tsession_s *) {};
+    std::function<int(tsession_s *, int)> produce = [](tsession_s *, int) { return 0; };
+    std::function<void(tsession_s *, const char *)> answer = [](tsession_s *, const char *) {};
+    std::function<void(tsession_s *)> output = [](tsession_s *) {};
+    std::function<void(tsession_s *, int)> event = [](tsession_s *, int) {};
+    std::string sent;
+
+    explicit Scripted(int transport = TSESSION_PLAIN)
+    {
+        tsession_config_s config = config_of(transport);
+        config.graph = nullptr;
+        config.user = this;
+        config.line = [](tsession_s *s, void *user, const char *, const cli_pnode_s *,
+                         cli_pmatch_s *) { static_cast<Scripted *>(user)->line(s); };
+        config.output = [](tsession_s *s, void *user, const char *bytes, size_t count) {
+            static_cast<Scripted *>(user)->sent.append(bytes, count);
+            static_cast<Scripted *>(user)->output(s);
+        };
+        config.event = [](tsession_s *s, void *user, const tsession_event_s *told) {
+            static_cast<Scripted *>(user)->event(s, told->kind);
+        };
+        session = tsession_create(&config);
+        tsession_start(session);
+    }
+
+    void input(std::string_view bytes) { tsession_input(session, bytes.data(), bytes.size()); }
+
+    static int call_produce(tsession_s *s, void *user, void *, int is_cancelled)
+    {
+        return static_cast<Scripted *>(user)->produce(s, is_cancelled);
+    }
+
+    static void call_answer(tsession_s *s, void *user, void *, const char *answer)
+    {
+        static_cast<Scripted *>(user)->answer(s, answer);
+    }
+};
+
+TEST_F(Session, ALongOutputIsCancelledOnceHoweverItEnds)
+{
+    const std::function<void(tsession_s *)> ends[] = {
+        [](tsession_s *s) { tsession_close(s); },
+        [](tsession_s *s) { tsession_free(s); },
+        [](tsession_s *s) { tsession_input(s, "q", 1); },
+        [](tsession_s *) { cli_match_by_node(nullptr, nullptr); },
+    };
+    for (const auto &end : ends) {
+        for (const bool in_producer : {false, true}) {
+            Scripted host;
+            bool is_inside = false;
+            int cancelled = 0;
+            host.produce = [&](tsession_s *s, int is_cancelled) {
+                EXPECT_FALSE(is_inside) << "called inside itself";
+                is_inside = true;
+                cancelled += is_cancelled;
+                tsession_write(s, "row\n", 4);
+                is_inside = is_inside && &end != &ends[3]; // which does not come back
+                if (in_producer && !is_cancelled)
+                    end(s);
+                is_inside = false;
+                return 1;
+            };
+            host.line = [&](tsession_s *s) {
+                EXPECT_EQ(tsession_page(s, Scripted::call_produce, nullptr), 0);
+                if (!in_producer)
+                    end(s);
+            };
+            host.input("x\r");
+            if (&end != &ends[1])
+                tsession_free(host.session);
+            EXPECT_EQ(cancelled, 1) << "way " << &end - ends << " in producer " << in_producer;
+        }
+    }
+}
+
+TEST_F(Session, AQuestionIsAnsweredOnceHoweverItEnds)
+{
+    const std::function<void(tsession_s *)> ends[] = {
+        [](tsession_s *s) { tsession_close(s); },
+        [](tsession_s *s) { tsession_free(s); },
+        [](tsession_s *) { cli_match_by_node(nullptr, nullptr); },
+    };
+    for (const auto &end : ends) {
+        Scripted host;
+        int answers = 0;
+        host.answer = [&](tsession_s *, const char *answer) {
+            EXPECT_EQ(answer, nullptr);
+            answers++;
+        };
+        host.line = [&](tsession_s *s) {
+            tsession_ask(s, "? ", 0, Scripted::call_answer, nullptr);
+            end(s);
+        };
+        host.input("x\r");
+        if (&end != &ends[1])
+            tsession_free(host.session);
+        EXPECT_EQ(answers, 1) << "way " << &end - ends;
+    }
+}
+
+TEST_F(Session, NothingIsSentOnceItIsFreed)
+{
+    Scripted host;
+    host.sent.clear();
+    host.line = [](tsession_s *s) {
+        tsession_free(s);
+        tsession_print(s, "more\n");
+    };
+    host.input("x\r\x03\x04y");
+    EXPECT_EQ(host.sent, "");
+}
+
+TEST_F(Session, AnOutputCallbackMayWriteCloseAndFree)
+{
+    Scripted host;
+    bool has_written = false;
+    host.sent.clear();
+    host.output = [&](tsession_s *s) {
+        if (std::exchange(has_written, true))
+            return;
+        const std::string more(2000, 'y');
+        tsession_write(s, more.data(), more.size());
+    };
+    const std::string much(65000, 'x');
+    tsession_write(host.session, much.data(), much.size());
+    EXPECT_EQ(std::count(host.sent.begin(), host.sent.end(), 'x'), 65000);
+    EXPECT_EQ(std::count(host.sent.begin(), host.sent.end(), 'y'), 2000);
+    host.output = [](tsession_s *s) { tsession_close(s); };
+    host.input("a");
+    EXPECT_EQ(tsession_is_closed(host.session), 1);
+    tsession_free(host.session);
+    Scripted freed;
+    freed.output = [](tsession_s *s) { tsession_free(s); };
+    freed.input("a");
+}
+
+TEST_F(Session, AFaultInAnyCallbackEndsItsSession)
+{
+    const auto fail = [] { cli_match_by_node(nullptr, nullptr); };
+    Scripted in_output;
+    in_output.output = [&](tsession_s *) { fail(); };
+    in_output.input("a");
+    EXPECT_EQ(tsession_is_closed(in_output.session), 1);
+    Scripted in_event;
+    in_event.event = [&](tsession_s *, int kind) {
+        if (kind == TSESSION_INTERRUPT)
+            fail();
+    };
+    in_event.input("\x03");
+    EXPECT_EQ(tsession_is_closed(in_event.session), 1);
+    Scripted outer;
+    Scripted inner;
+    inner.output = [&](tsession_s *) { fail(); };
+    outer.line = [&](tsession_s *) { inner.input("a"); };
+    outer.input("x\r");
+    EXPECT_EQ(tsession_is_closed(inner.session), 1) << "the session that it happened in";
+    EXPECT_EQ(tsession_is_closed(outer.session), 0);
+    for (Scripted *host : {&in_output, &in_event, &outer, &inner}) {
+        host->output = [](tsession_s *) {};
+        tsession_free(host->session);
+    }
+}
+
+TEST_F(Session, AnExceptionOfACallbackClosesItsSession)
+{
+    Scripted host;
+    host.line = [](tsession_s *) { throw std::string("mine"); };
+    EXPECT_THROW(host.input("x\r"), std::string);
+    EXPECT_EQ(tsession_is_closed(host.session), 1);
+    host.input("y\r");
+    tsession_free(host.session);
+}
+
+TEST_F(Session, AnEndlessOutputDoesNotHoldTheCall)
+{
+    Scripted host;
+    tsession_set_paged(host.session, 0);
+    long calls = 0;
+    host.produce = [&](tsession_s *s, int is_cancelled) {
+        calls++;
+        tsession_write(s, "tick\n", 5);
+        return is_cancelled == 0;
+    };
+    host.line = [](tsession_s *s) { tsession_page(s, Scripted::call_produce, nullptr); };
+    host.input("x\r");
+    EXPECT_EQ(tsession_has_more(host.session), 1);
+    host.input("y");
+    EXPECT_LT(host.sent.size(), 3000000u);
+    tsession_free(host.session);
+}
+
+TEST_F(Session, ListsOfOneCallAreBounded)
+{
+    SessionHost host(config_of());
+    host.take_sent();
+    host.input(std::string(4096, '?'));
+    EXPECT_LT(host.take_sent().size(), 4 * 65536u);
+    for (int i = 0; i < 2048; i++)
+        host.input("s\r");
+    EXPECT_EQ(tsession_is_closed(host.session()), 0);
+}
+
+TEST_F(Session, HistoryMayBeAskedForByACallThatEndsTheSession)
+{
+    Scripted host;
+    host.input("one\rtwo\r");
+    tsession_history(
+        host.session, [](void *ctx, int, const char *) { tsession_free(static_cast<tsession_s *>(ctx)); },
+        host.session);
+}
+
+TEST_F(Session, TabsAndControlSequencesArePagedByTheColumnsTheyTake)
+{
+    Scripted host;
+    int rows = 0;
+    host.produce = [&](tsession_s *s, int) {
+        tsession_print(s, rows++ % 2 ? "\033[1;31mred\033[0m%060d\n" : "\t\t\t\t\t\t\t\t%d\n", 0);
+        return 1;
+    };
+    host.line = [](tsession_s *s) { tsession_page(s, Scripted::call_produce, nullptr); };
+    host.input("x\r");
+    EXPECT_EQ(rows, 6) << "each takes two of eleven rows";
+    tsession_free(host.session);
 }
 
 TEST_F(Session, TelnetDataIsEscaped)

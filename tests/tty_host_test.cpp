@@ -682,7 +682,8 @@ TEST(TtyHostBatch, AMillionRowsTakeNoMoreMemoryThanAFew)
         EXPECT_EQ(status, 0);
         return usage.ru_maxrss;
     };
-    EXPECT_LT(resident("1000000"), resident("10") + 1024);
+    // The rows alone are 6.9 MB; instrumented processes differ by one or so.
+    EXPECT_LT(resident("1000000"), resident("10") + 4096);
 }
 
 std::string piped(const std::string &command)

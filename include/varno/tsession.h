@@ -10,11 +10,16 @@
  * runs on the caller's thread and never blocks; a session is used by one thread at
  * a time. Callbacks get the session first and the configuration's user pointer
  * second, and may call any function of this header on any session, tsession_free
- * and tsession_close on their own included: both take effect when the outermost
- * call on that session returns.
+ * and tsession_close on their own included: from then on the session takes nothing
+ * more, and it ends when the outermost call on it returns.
  *
  * All that a session sends during one call leaves in one output callback, just
- * before the call returns; only output beyond 64 KiB leaves earlier. */
+ * before the call returns; only output beyond 64 KiB leaves earlier, and without
+ * memory it leaves in pieces. What an output callback writes leaves in another one
+ * before the call returns, so one that writes each time never comes to an end.
+ *
+ * A callback that leaves by an exception closes its session; longjmp may not cross
+ * a session's call. */
 
 #include <stddef.h>
 #include <stdint.h>
@@ -39,9 +44,10 @@ enum {
 
 /* What may be told of a session. */
 enum {
-    TSESSION_INTERRUPT = 1,    /* Ctrl-C or telnet's IP; a typed line was dropped */
+    TSESSION_INTERRUPT = 1,    /* Ctrl-C or telnet's IP dropped a typed line; what ends a long
+                                  output or a question is not told */
     TSESSION_END_OF_INPUT = 2, /* Ctrl-D on an empty line */
-    TSESSION_BREAK = 3,        /* telnet's BRK; a typed line was dropped */
+    TSESSION_BREAK = 3,        /* telnet's BRK; what was typed or running was dropped */
     TSESSION_SIZE = 4,         /* the client told its window size: columns, rows as in force */
     TSESSION_TERMINAL = 5,     /* the client told its terminal type: text is the one in force */
     TSESSION_FAULT = 6         /* a failed assertion ended the session: text says which */
@@ -86,7 +92,7 @@ struct tsession_config_s {
     int32_t columns, rows;     /* of the terminal; 0: unknown, 80 and 24; clamped to 20..256
                                   columns and 2..512 rows */
     const char *prompt;        /* cut to 30 characters, and to what leaves room to edit; NULL: "> " */
-    int32_t history_limit;     /* lines remembered; 0: 100 */
+    int32_t history_limit;     /* lines remembered; 0 or less: 100 */
     int32_t is_unpaged;        /* not 0: long outputs are not paged */
     int32_t leave_assertions;  /* not 0: a failed assertion is the platform's affair alone */
     cli_pnode_s *graph;        /* first alternative of the parse graph's top level, or NULL */
@@ -97,8 +103,9 @@ struct tsession_config_s {
     tsession_event_fn event;
 };
 
-/* What the sessions of one thread share: the decoders of the terminal types and the
- * place where output is gathered, about 70 KB in all.
+/* What the sessions of one thread share: the decoders of the terminal types, about 20
+ * KB each, and the places where output is gathered, 64 KB for each session that is
+ * called inside another's callback.
  * Returns: NULL without memory.
  * Owns:    the caller, until its last session is freed. Decoders leave behind what
  *          stroker_free_context says, so keep it as long as the thread. */
@@ -112,8 +119,8 @@ VARNO_API void tsession_shared_free(tsession_shared_s *shared);
 VARNO_API void tsession_assertion_handler(void *ctx, const char *condition, const char *source,
                                           int line);
 
-/* Makes a session; nothing is sent yet, and no callback runs.
- * Requires: nothing; config is copied, its texts too.
+/* Makes a session; nothing is sent yet, and no callback runs. config, which is not
+ * NULL, is copied, its texts too.
  * Returns:  NULL without memory.
  * Owns:     the caller; released with tsession_free. */
 VARNO_API tsession_s *tsession_create(const tsession_config_s *config);
@@ -128,7 +135,8 @@ VARNO_API void tsession_start(tsession_s *s);
 
 /* Takes what came from the terminal: any bytes, any split, any amount; the work is
  * linear in it and nothing of the caller's memory is kept. Enter is CR, LF, CR LF
- * or CR NUL. A closed session ignores it. */
+ * or CR NUL. Lists of choices end at 64 KiB a call; a host gives no input while it
+ * cannot send what an input brings about. A closed session ignores it. */
 VARNO_API void tsession_input(tsession_s *s, const void *bytes, size_t count);
 
 /* Returns: how many milliseconds the host should wait for more input before it calls
@@ -153,10 +161,12 @@ VARNO_API void tsession_write_clean(tsession_s *s, const char *text);
 /* Formats as printf does, up to 1023 characters, then writes as tsession_write. */
 VARNO_API void tsession_print(tsession_s *s, const char *format, ...) VARNO_PRINTF(2, 3);
 
-/* Starts a long output, from a line callback: produce is called for rows as long as
- * the screen has room and the host can take output. A full screen asks for a key:
- * space shows the next page, Enter the next row, q or Ctrl-C end the output. What
- * fits the screen asks nothing. The prompt comes back at the end.
+/* Starts a long output: produce is called for rows as long as the screen has room and
+ * the host can take output. A full screen asks for a key: space shows the next page,
+ * Enter the next row, q or Ctrl-C end the output. What fits the screen asks nothing.
+ * The prompt comes back at the end. What is typed ahead of an output that only rests
+ * is kept for the line behind it, unless that output is over 1 MB or the host cannot
+ * take it.
  * Returns: 0; -1 when one runs already or the session is closed. */
 VARNO_API int tsession_page(tsession_s *s, tsession_produce_fn produce, void *ctx);
 
@@ -178,7 +188,9 @@ VARNO_API int tsession_ask(tsession_s *s, const char *question, int is_secret,
 VARNO_API int tsession_ask_key(tsession_s *s, const char *question, tsession_key_fn answer,
                                void *ctx);
 
-/* Changes. Sizes are clamped as in the configuration; a zero keeps its default. */
+/* Changes. Sizes are clamped as in the configuration, a zero is 80 columns or 24 rows;
+ * a NULL prompt is "> ", an unknown terminal type vt100; paging changes with the next
+ * long output. */
 VARNO_API void tsession_set_prompt(tsession_s *s, const char *prompt);
 VARNO_API void tsession_resize(tsession_s *s, int32_t columns, int32_t rows);
 VARNO_API void tsession_set_terminal(tsession_s *s, const char *terminal_type);
@@ -200,9 +212,11 @@ VARNO_API int32_t tsession_rows(const tsession_s *s);
 VARNO_API const char *tsession_terminal(const tsession_s *s);
 VARNO_API void *tsession_user(const tsession_s *s);
 
-/* Calls entry for each remembered line, oldest first, numbered from 1. */
-VARNO_API void tsession_history(tsession_s *s,
-                                void (*entry)(void *ctx, int number, const char *line), void *ctx);
+/* Receives a remembered line, numbered from 1; terminated, for the call. */
+typedef void (*tsession_history_fn)(void *ctx, int number, const char *line);
+
+/* Calls entry for each remembered line, oldest first. */
+VARNO_API void tsession_history(tsession_s *s, tsession_history_fn entry, void *ctx);
 
 #ifdef __cplusplus
 }

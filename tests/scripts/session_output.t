@@ -131,6 +131,46 @@ INPUT "login"<cr>"<x61 200>"<cr>
   line login
   answer aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa
 
+! an answer that is not secret shows, and its end where it is too long
+SESSION plain 20 xterm
+INPUT "name"<cr>
+  line name
+  row "Name?: |"
+INPUT "abcdefghijklm"
+  row "Name?: bcdefghijklm|"
+INPUT <del 3>
+  row "Name?: abcdefghij|"
+WRITE "news<lf>"
+  above "news"
+  row "Name?: abcdefghij|"
+INPUT <cr>
+  answer abcdefghij
+
+! ESC and a character answer nothing
+SESSION plain 60 xterm
+INPUT "sure"<cr><esc>"b"<up>
+  line sure
+  row "Sure? |"
+INPUT "n"
+  key 110
+
+! a paste does not answer a question for one key
+SESSION plain 60 xterm
+INPUT "sure"<cr><esc>"[200~y"<cr><esc>"[201~"
+  line sure
+  row "Sure? |"
+INPUT "n"
+  key 110
+
+! an ESC in front of a question begins no command behind it
+SESSION plain 60 xterm
+INPUT "login"<esc>
+TIMEOUT
+INPUT <cr>
+  line login
+INPUT "x"<cr>
+  answer x
+
 ! one key answers
 SESSION plain 60 xterm
 INPUT "sure"<cr>

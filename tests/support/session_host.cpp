@@ -40,6 +40,7 @@ struct Graph {
     cli_pnode_s version = word(PNODE_KEYWORD, "version", "the version", &show_version_end, &NONE);
     cli_pnode_s long_rows = word(PNODE_KEYWORD, "long", "many rows", &show_long_end, &version);
     cli_pnode_s login_end = end_of("login");
+    cli_pnode_s name_end = end_of("name");
     cli_pnode_s sure_end = end_of("sure");
     cli_pnode_s exit_end = end_of("exit");
     cli_pnode_s free_end = end_of("free");
@@ -51,7 +52,8 @@ struct Graph {
     cli_pnode_s exit = word(PNODE_KEYWORD, "exit", "end", &exit_end, &free);
     cli_pnode_s width = word(PNODE_KEYWORD, "width", "set the width", &number, &exit);
     cli_pnode_s sure = word(PNODE_KEYWORD, "sure", "ask for a key", &sure_end, &width);
-    cli_pnode_s login = word(PNODE_KEYWORD, "login", "ask for a password", &login_end, &sure);
+    cli_pnode_s name = word(PNODE_KEYWORD, "name", "ask for a name", &name_end, &sure);
+    cli_pnode_s login = word(PNODE_KEYWORD, "login", "ask for a password", &login_end, &name);
     cli_pnode_s show = word(PNODE_KEYWORD, "show", "what there is", &long_rows, &login);
 };
 
@@ -183,6 +185,8 @@ void SessionHost::run(const std::string &action, cli_pmatch_s *matches)
         produced_ = 0;
     else if (action == "login")
         tsession_ask(session_, "Password: ", 1, answer, nullptr);
+    else if (action == "name")
+        tsession_ask(session_, "Name\n: ", 0, answer, nullptr);
     else if (action == "sure")
         tsession_ask_key(session_, "Sure? ", key_answer, nullptr);
     else if (action == "width")
