@@ -3,6 +3,7 @@
 // How a line falls into words, quotes and escapes is left to the platform.
 
 #include <varno/cli_assist.h>
+
 #include <varno/platform.h>
 
 #include <algorithm>

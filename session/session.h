@@ -38,12 +38,12 @@ enum class Escape : uint8_t { none, begun, csi };
 struct Pager {
     tsession_produce_fn produce;
     void *ctx;
-    int32_t rows_left;    // until the screen is full
-    bool is_waiting;      // for a key
-    bool is_paused;       // until the host can take more
-    bool is_running;      // the producer is being called
-    bool is_cancelled;    // by a key or a command meanwhile
-    size_t gathered;      // bytes since it began or went on
+    int32_t rows_left; // until the screen is full
+    bool is_waiting;   // for a key
+    bool is_paused;    // until the host can take more
+    bool is_running;   // the producer is being called
+    bool is_cancelled; // by a key or a command meanwhile
+    size_t gathered;   // bytes since it began or went on
 };
 
 struct Question {
@@ -77,8 +77,8 @@ struct tsession_s {
     tsession_event_fn event_fn;
 
     // The round
-    int32_t depth;             // calls on this session that have not returned
-    varno::OutputBuffer *out;  // of the round; NULL outside, and without memory
+    int32_t depth;                // calls on this session that have not returned
+    varno::OutputBuffer *out;     // of the round; NULL outside, and without memory
     varno::OutputBuffer *sending; // what output callbacks that have not returned are reading
     bool is_started;
     bool is_closed;
@@ -94,7 +94,7 @@ struct tsession_s {
     int32_t columns;
     int32_t rows;
     int32_t column;       // of the terminal's cursor, while output is written
-    varno::Escape escape;        // what the output is in the middle of
+    varno::Escape escape; // what the output is in the middle of
     size_t listed;        // bytes of choices written in this round
     bool is_row_shown;    // the last row shows what the mode wants, up to edits
     int32_t row_len;      // columns that a question or the pager has written there

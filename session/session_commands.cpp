@@ -2,8 +2,6 @@
 // what people press beyond that map, and versions of the printing built-ins that
 // write to the terminal of their session.
 
-#include "session.h"
-
 #include <varno/cli_assist.h>
 #include <varno/platform.h>
 
@@ -12,6 +10,8 @@
 #include <cstring>
 #include <iterator>
 #include <utility>
+
+#include "session.h"
 
 namespace varno {
 namespace {

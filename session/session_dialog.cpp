@@ -1,12 +1,12 @@
 // Long outputs, a page at a time, and questions. While one runs it gets the keys.
 
-#include "session.h"
-
 #include <varno/platform.h>
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
+
+#include "session.h"
 
 namespace varno {
 namespace {

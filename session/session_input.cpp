@@ -1,11 +1,11 @@
 // The way of the input: telnet's pieces, the keyboard's keys, and who gets each key
 // in the mode that the session is in at that moment.
 
-#include "session.h"
-
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+
+#include "session.h"
 
 namespace varno {
 namespace {

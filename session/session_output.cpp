@@ -1,9 +1,6 @@
 // What a session sends: bytes gathered during a round and handed to the host at its
 // end, line ends and telnet's escape seen to.
 
-#include "print_format.h"
-#include "session.h"
-
 #include <varno/platform.h>
 
 #include <algorithm>
@@ -11,6 +8,9 @@
 #include <cstring>
 #include <iterator>
 #include <utility>
+
+#include "print_format.h"
+#include "session.h"
 
 namespace varno {
 namespace {

@@ -2,13 +2,13 @@
 // library's redraw assumes a row that it knows; what else may stand there, and what
 // its difference leaves unwritten, is seen to here.
 
-#include "session.h"
-
 #include <varno/platform.h>
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+
+#include "session.h"
 
 namespace varno {
 namespace {
@@ -87,8 +87,7 @@ void draw_question(tsession_s *s)
         return;
     // Of an answer that is too long for the row its end shows.
     const Question &question = s->question;
-    const int32_t shown =
-        question.is_secret ? 0 : std::min(question.len, answer_columns(s));
+    const int32_t shown = question.is_secret ? 0 : std::min(question.len, answer_columns(s));
     emit(s, question.text);
     emit(s, question.answer + question.len - shown, static_cast<size_t>(shown));
     s->row_len = static_cast<int32_t>(std::strlen(question.text)) + shown;

@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include <sys/time.h>
-#include <term.h> // last: it defines capability names as macros
+#include <term.h>
 #include <termcap.h>
 #include <unistd.h>
 

@@ -1,10 +1,9 @@
 // The public face of a session: its life, the round around every call, and the
 // boundary at which a failed assertion ends one session and no other.
 
-#include "session.h"
+#include <varno/tsession.h>
 
 #include <varno/platform.h>
-#include <varno/tsession.h>
 
 #include <algorithm>
 #include <cstdarg>
@@ -12,6 +11,8 @@
 #include <cstring>
 #include <iterator>
 #include <utility>
+
+#include "session.h"
 
 namespace {
 

@@ -3,7 +3,6 @@
 // count is left to the platform; what a command does, to the host.
 
 #include "cli_parse_internal.h"
-#include "contract.h"
 
 #include <varno/platform.h>
 
@@ -12,6 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+
+#include "contract.h"
 
 // Compared by address only. Its fields are what a host that prints a level sees, and
 // no link leads on from it, so a walk that runs too far stops here.

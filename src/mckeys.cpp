@@ -2,12 +2,13 @@
 // with wildcards. What the values mean, and whether a partial match waits for
 // more keys, is left to the line editor and the keystroke decoder.
 
-#include "contract.h"
 #include "mckeys_internal.h"
 
 #include <cctype>
 #include <cstdlib>
 #include <iterator>
+
+#include "contract.h"
 
 namespace {
 

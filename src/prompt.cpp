@@ -2,13 +2,13 @@
 // keys to text and commands, and the redraw of its row. What a command does to the
 // line is prompt_manip's, what a row looks like is prompt_model's.
 
-#include "char_class.h"
-#include "contract.h"
-#include "prompt_row.h"
-
 #include <varno/prompt.h>
 
 #include <cstring>
+
+#include "char_class.h"
+#include "contract.h"
+#include "prompt_row.h"
 
 namespace {
 

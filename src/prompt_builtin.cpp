@@ -2,15 +2,15 @@
 // the commands that run other commands or print. Each callback insists on being
 // called under its own name, so that a table row cannot be mixed up unnoticed.
 
-#include "char_class.h"
-#include "contract.h"
-
 #include <varno/prompt.h>
 
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "char_class.h"
+#include "contract.h"
 
 namespace {
 

@@ -2,14 +2,14 @@
 // history that loads lines into it. Nothing here draws; a prompt_ twin is its
 // pstate_ function and the dirty flag.
 
-#include "char_class.h"
-#include "contract.h"
-
 #include <varno/prompt.h>
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+
+#include "char_class.h"
+#include "contract.h"
 
 namespace {
 

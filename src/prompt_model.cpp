@@ -2,13 +2,13 @@
 // edit state, and the difference between two such pictures written out. Which
 // picture is drawn, and when, is the redraw's affair.
 
-#include "contract.h"
-#include "prompt_row.h"
-
 #include <varno/prompt.h>
 
 #include <algorithm>
 #include <cstring>
+
+#include "contract.h"
+#include "prompt_row.h"
 
 namespace {
 

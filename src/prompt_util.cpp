@@ -1,8 +1,8 @@
 // Sets up a prompt from tables, and the default key map.
 
-#include "contract.h"
-
 #include <varno/prompt.h>
+
+#include "contract.h"
 
 namespace {
 

@@ -2,12 +2,13 @@
 // and delivers both as keys. Waiting, and keeping what was not used, is left to
 // the host.
 
-#include "contract.h"
 #include "stroker_internal.h"
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
+
+#include "contract.h"
 
 namespace {
 

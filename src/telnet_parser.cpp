@@ -2,16 +2,17 @@
 // Keeps nothing between calls and answers nothing: the host writes the opening
 // negotiation, keeps what was not used, and decides what to do with the reports.
 
-#include "char_class.h"
-#include "contract.h"
+#include <varno/telnet_parser.h>
 
 #include <varno/platform.h>
-#include <varno/telnet_parser.h>
 
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+
+#include "char_class.h"
+#include "contract.h"
 
 namespace {
 

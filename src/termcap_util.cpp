@@ -1,13 +1,13 @@
 // The tables of virtual keys and terminal capabilities, and the two routines that
 // fetch and send capabilities. Which terminal they speak of is the host's choice.
 
-#include "contract.h"
-
 #include <varno/termcap_util.h>
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+
+#include "contract.h"
 
 // The termcap interface alone, declared here: its header takes common words as
 // macros.

@@ -1,8 +1,9 @@
 // The library's place in the platform's trace service. Whether anybody listens
 // is the platform's affair.
 
-#include <varno/platform.h>
 #include <varno/varno.h>
+
+#include <varno/platform.h>
 
 int g_varno_trace_module_id = 0;
 

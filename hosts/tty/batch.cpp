@@ -2,13 +2,13 @@
 
 #include "batch.h"
 
-#include "commands.h"
-
 #include <varno/cli_assist.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+
+#include "commands.h"
 
 namespace {
 

@@ -3,9 +3,6 @@
 
 #include "commands.h"
 
-#include "interfaces.h"
-#include "timers.h"
-
 #include <varno/cli_assist.h>
 #include <varno/platform.h>
 
@@ -14,6 +11,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+
+#include "interfaces.h"
+#include "timers.h"
 
 namespace {
 

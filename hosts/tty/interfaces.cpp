@@ -5,10 +5,10 @@
 
 #include <cstdio>
 #include <cstring>
+
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <netdb.h>
-
 #include <sys/socket.h>
 
 namespace {

@@ -3,10 +3,6 @@
 
 #include "local_session.h"
 
-#include "commands.h"
-#include "terminal.h"
-#include "timers.h"
-
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +12,10 @@
 #include <sysexits.h>
 #include <unistd.h>
 #include <uv.h>
+
+#include "commands.h"
+#include "terminal.h"
+#include "timers.h"
 
 namespace {
 

@@ -1,16 +1,17 @@
 // varno-tty: a device's command line on this terminal, as a batch, or behind sshd.
 
-#include "batch.h"
-#include "local_session.h"
-
 #include <varno/platform_default.h>
 #include <varno/varno.h>
 
-#include <CLI/CLI.hpp>
 #include <cassert>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "batch.h"
+#include "local_session.h"
 
 namespace {
 

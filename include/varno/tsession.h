@@ -91,9 +91,9 @@ struct tsession_config_s {
     const char *terminal_type; /* NULL, or one that is not known: vt100 */
     int32_t columns, rows;     /* of the terminal; 0: unknown, 80 and 24; clamped to 20..256
                                   columns and 2..512 rows */
-    const char *prompt;        /* cut to 30 characters, and to what leaves room to edit; NULL: "> " */
-    int32_t history_limit;     /* lines remembered; 0 or less: 100 */
-    int32_t is_unpaged;        /* not 0: long outputs are not paged */
+    const char *prompt;    /* cut to 30 characters, and to what leaves room to edit; NULL: "> " */
+    int32_t history_limit; /* lines remembered; 0 or less: 100 */
+    int32_t is_unpaged;    /* not 0: long outputs are not paged */
     int32_t leave_assertions;  /* not 0: a failed assertion is the platform's affair alone */
     cli_pnode_s *graph;        /* first alternative of the parse graph's top level, or NULL */
     tsession_shared_s *shared; /* from tsession_shared_create; NULL: the session makes its own */
