@@ -254,6 +254,6 @@ INPUT "show ver"<cr>
 SESSION plain 60 xterm
 INPUT "fault"<cr>"show ver"<cr>
   line fault
-  fault p && m (cli_parse:328)
+  fault p && m (cli_parse
   above "% internal fault, this session ends"
   closed 1

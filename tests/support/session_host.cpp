@@ -57,6 +57,12 @@ struct Graph {
     cli_pnode_s show = word(PNODE_KEYWORD, "show", "what there is", &long_rows, &login);
 };
 
+// A text of an event without the line number that a fault ends with.
+std::string told(const std::string &text)
+{
+    return text.substr(0, text.find(':'));
+}
+
 const char *event_name(int kind)
 {
     switch (kind) {
@@ -173,7 +179,7 @@ void SessionHost::event(tsession_s *, void *user, const tsession_event_s *event)
     if (event->kind == TSESSION_SIZE)
         text += " " + std::to_string(event->columns) + " " + std::to_string(event->rows);
     if (event->text)
-        text += std::string(" ") + event->text;
+        text += " " + told(event->text);
     static_cast<SessionHost *>(user)->events_.push_back(text);
 }
 
