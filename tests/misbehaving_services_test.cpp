@@ -21,6 +21,7 @@ using varno_test::line_of;
 using varno_test::state_of;
 
 std::function<int()> copy_lie;
+std::function<int()> register_lie;
 std::function<int(int)> print_lie;
 std::function<int(int)> space_lie;
 std::function<int(int)> upper_lie;
@@ -40,6 +41,12 @@ Function *real(const char *name)
 int strlcpy2(char *dst, const char *src, size_t n)
 {
     return copy_lie ? copy_lie() : real<decltype(strlcpy2)>("strlcpy2")(dst, src, n);
+}
+
+int trace_register_module(const char *name)
+{
+    return register_lie ? register_lie()
+                        : real<decltype(trace_register_module)>("trace_register_module")(name);
 }
 
 char *spanws_back(const char *buf, int index)
@@ -90,6 +97,21 @@ int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int flags,
 }
 
 namespace {
+
+TEST(TraceInit, ARefusalLeavesTheIdentifierAsItWas)
+{
+    const int before = g_varno_trace_module_id;
+    for (const int refusal : {-1, 0}) {
+        register_lie = [=] { return refusal; };
+        EXPECT_EQ(varno_trace_init(), -1);
+        EXPECT_EQ(g_varno_trace_module_id, before);
+    }
+    register_lie = [] { return 7; };
+    EXPECT_EQ(varno_trace_init(), 0);
+    EXPECT_EQ(g_varno_trace_module_id, 7);
+    register_lie = nullptr;
+    g_varno_trace_module_id = before;
+}
 
 class MisbehavingServices : public testing::Test {
   protected:
