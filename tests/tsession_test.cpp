@@ -15,6 +15,7 @@
 
 #include <varno/platform_default.h>
 #include <varno/tsession.h>
+#include <varno/varno.h>
 
 #include <gtest/gtest.h>
 
@@ -408,6 +409,99 @@ TEST_F(Session, AnEndlessOutputDoesNotHoldTheCall)
     tsession_free(host.session);
 }
 
+struct EventRow {
+    int kind;
+    std::string_view input;
+};
+
+TEST_F(Session, MayBeFreedInAnyEvent)
+{
+    const EventRow rows[] = {
+        {TSESSION_INTERRUPT, "\xff\xf4"},
+        {TSESSION_INTERRUPT, "\x03"},
+        {TSESSION_END_OF_INPUT, "\x04"},
+        {TSESSION_BREAK, "\xff\xf3"},
+        {TSESSION_SIZE, "\xff\xfa\x1f\0\x28\0\x0c\xff\xf0"sv},
+        {TSESSION_TERMINAL, "\xff\xfa\x18\0linux\xff\xf0"sv},
+        {TSESSION_FAULT, "fault\r"},
+    };
+    for (const EventRow &row : rows) {
+        const size_t before = tracked_outstanding(nullptr);
+        Scripted host(TSESSION_TELNET);
+        int hits = 0;
+        host.line = [](tsession_s *) { cli_match_by_node(nullptr, nullptr); };
+        host.event = [&](tsession_s *s, int kind) {
+            if (kind != row.kind)
+                return;
+            hits++;
+            tsession_free(s);
+        };
+        host.input(std::string(row.input) + "x" + std::string(row.input));
+        EXPECT_EQ(hits, 1) << row.kind;
+        EXPECT_EQ(tracked_outstanding(nullptr), before) << row.kind;
+    }
+}
+
+TEST_F(Session, LongCursorMovesOfOneCallAreDrawnOnce)
+{
+    SessionHost host(config_of());
+    host.input(std::string(50, 'a'));
+    host.take_output_calls();
+    host.take_sent();
+    std::string moves;
+    for (int i = 0; i < 2048; i++)
+        moves += "\x01\x05";
+    host.input(moves + "\x01");
+    EXPECT_EQ(host.take_output_calls(), 1);
+    EXPECT_EQ(host.take_sent(), std::string(50, '\b'));
+}
+
+TEST_F(Session, RefusedLinesLeaveNothingBehind)
+{
+    tsession_config_s config = config_of();
+    config.history_limit = 1;
+    SessionHost host(config);
+    const auto refuse_all = [&] {
+        for (const char *line : {"show frob\r", "s\r", "show\r", "show 'v\r", "width \"\"\r"})
+            host.input(line);
+    };
+    refuse_all();
+    const size_t before = tracked_outstanding(nullptr);
+    for (int i = 0; i < 100; i++)
+        refuse_all();
+    EXPECT_EQ(tracked_outstanding(nullptr), before);
+}
+
+TEST_F(Session, NothingIsWrittenToTheProcesssStandardOutput)
+{
+    SessionHost host(config_of());
+    testing::internal::CaptureStdout();
+    host.input("echo x\x0c\x12\x1b"
+               "e\x1b\x14\x1b\x18\x15\x1b\x18nobody\x1b\x18'\x1b\x18\r");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+void count_trace(void *ctx, int, int, const char *)
+{
+    ++*static_cast<int *>(ctx);
+}
+
+TEST_F(Session, AFloodOfCommandsIsNotTraced)
+{
+    ASSERT_EQ(g_varno_trace_module_id == 0 ? varno_trace_init() : 0, 0);
+    SessionHost host(config_of(TSESSION_TELNET));
+    int traces = 0;
+    trace_set_sink(count_trace, &traces);
+    trace_set_level(g_varno_trace_module_id, 7);
+    std::string flood;
+    for (int i = 0; i < 1024; i++)
+        flood += "\xff\xf0";
+    host.input(flood);
+    trace_set_level(g_varno_trace_module_id, 6);
+    trace_set_sink(nullptr, nullptr);
+    EXPECT_EQ(traces, 0);
+}
+
 TEST_F(Session, ListsOfOneCallAreBounded)
 {
     SessionHost host(config_of());
@@ -424,7 +518,8 @@ TEST_F(Session, HistoryMayBeAskedForByACallThatEndsTheSession)
     Scripted host;
     host.input("one\rtwo\r");
     tsession_history(
-        host.session, [](void *ctx, int, const char *) { tsession_free(static_cast<tsession_s *>(ctx)); },
+        host.session,
+        [](void *ctx, int, const char *) { tsession_free(static_cast<tsession_s *>(ctx)); },
         host.session);
 }
 
@@ -446,8 +541,13 @@ TEST_F(Session, TelnetDataIsEscaped)
 {
     SessionHost host(config_of(TSESSION_TELNET));
     host.take_sent();
-    tsession_write(host.session(), "a\xff" "b\n", 4);
-    EXPECT_NE(host.take_sent().find("a\xff\xff" "b\r\n"), std::string::npos);
+    tsession_write(host.session(),
+                   "a\xff"
+                   "b\n",
+                   4);
+    EXPECT_NE(host.take_sent().find("a\xff\xff"
+                                    "b\r\n"),
+              std::string::npos);
 }
 
 TEST_F(Session, TextsOfOthersAreShownWithoutTheirControls)
@@ -603,21 +703,70 @@ TEST_F(Session, SessionsOfTwoThreadsDoNotMeet)
 // Random input
 
 const std::string_view pieces[] = {
-    "show ",          "version",       "sh",          "\r",           "\n",        "\r\n",
-    "?",              "\t",            " ",           "\x01",         "\x05",      "\x7f",
-    "\x08",           "\x03",          "\x04",        "\x17",         "\x0c",      "\x10",
-    "\x15",           "\x0b",          "\x1b" "b",    "\x1b" "f",     "\x1b[A",    "\x1b[B",
-    "\x1b[C",         "\x1b[D",        "\x1bOD",      "\x1b[3~",      "\x1b[H",    "\x1b[200~",
-    "\x1b[201~",      "\x1b]0;x\x07",  "\x1b",        "\x1b[",        "\x1b\x18",  "\x1b\x14",
-    "delete-command", "login\r",       "sure\r",      "y",            "show long\r", "q",
-    "width 20\r",     "width 200\r",   "'",           "\"",           "\\",        "abcdefghijklmnop",
-    "\x1b[1;5D",      "\x1b" "e",      "\x1b" "c",    "invoke ",      "\x9b",      "\xe9",
+    "show ",
+    "version",
+    "sh",
+    "\r",
+    "\n",
+    "\r\n",
+    "?",
+    "\t",
+    " ",
+    "\x01",
+    "\x05",
+    "\x7f",
+    "\x08",
+    "\x03",
+    "\x04",
+    "\x17",
+    "\x0c",
+    "\x10",
+    "\x15",
+    "\x0b",
+    "\x1b"
+    "b",
+    "\x1b"
+    "f",
+    "\x1b[A",
+    "\x1b[B",
+    "\x1b[C",
+    "\x1b[D",
+    "\x1bOD",
+    "\x1b[3~",
+    "\x1b[H",
+    "\x1b[200~",
+    "\x1b[201~",
+    "\x1b]0;x\x07",
+    "\x1b",
+    "\x1b[",
+    "\x1b\x18",
+    "\x1b\x14",
+    "delete-command",
+    "login\r",
+    "sure\r",
+    "y",
+    "show long\r",
+    "q",
+    "width 20\r",
+    "width 200\r",
+    "'",
+    "\"",
+    "\\",
+    "abcdefghijklmnop",
+    "\x1b[1;5D",
+    "\x1b"
+    "e",
+    "\x1b"
+    "c",
+    "invoke ",
+    "\x9b",
+    "\xe9",
 };
 
 const std::string_view telnet_pieces[] = {
-    "\xff\xfb\x1f",       "\xff\xfd\x01", "\xff\xfa\x1f", "\xff\xf0",     "\xff\xf4",
-    "\xff\xf6",           "\xff\xf3",     "\xff\xff",     "\xff\xfa\x18", "vt220",
-    "\xff\xfe\x05",       "\xff\xfa\x05", "\xff",         "\xff\xf7",     "\xff\xf8",
+    "\xff\xfb\x1f", "\xff\xfd\x01", "\xff\xfa\x1f", "\xff\xf0",     "\xff\xf4",
+    "\xff\xf6",     "\xff\xf3",     "\xff\xff",     "\xff\xfa\x18", "vt220",
+    "\xff\xfe\x05", "\xff\xfa\x05", "\xff",         "\xff\xf7",     "\xff\xf8",
 };
 
 // What the row must show: the model that the editor holds on the screen.

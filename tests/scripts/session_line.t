@@ -210,3 +210,22 @@ INPUT "expand-token"<esc><c-x>
 INPUT "invoke invoke"<esc><c-x>
 INPUT "drop-line"<esc><c-x>
   interrupt
+
+! quit is a word like any other
+SESSION plain 60 xterm
+INPUT "quit"<cr>
+  closed 0
+INPUT "quit x"<esc><c-x>
+  above "No command for [quit]"
+  closed 0
+
+! a NUL inside a line ends nothing
+SESSION plain 60 xterm
+INPUT "show"<nul>" ver"<cr>
+  line show ver
+  closed 0
+
+! Backspace deletes as DEL and as Ctrl-H
+SESSION plain 60 linux
+INPUT "ab"<del>"c"<c-h>"d"
+  row "> ad|"

@@ -257,3 +257,10 @@ INPUT "fault"<cr>"show ver"<cr>
   fault p && m (cli_parse
   above "% internal fault, this session ends"
   closed 1
+
+! a shorter prompt leaves nothing of the longer row behind
+SESSION plain 60 xterm
+PROMPT "a-long-prompt# "
+INPUT "show ver"
+PROMPT "> "
+  row "> show ver|"

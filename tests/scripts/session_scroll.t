@@ -39,7 +39,7 @@ SESSION plain 80 xterm
 INPUT <x61 2100><c-u>"show ver"<cr>
   line show ver
 
-! Ctrl-A and Ctrl-E held down leave in one output
+! Ctrl-A and Ctrl-E held down end where the last one went
 SESSION plain 80 xterm
 INPUT <x61 60><c-a><c-e><c-a><c-e><c-a><c-e><c-a>
   row "> |<x61 60>"

@@ -90,3 +90,14 @@ HEX ff fa 18 00 6e 6f 62 6f 64 79 ff f0
 HEX ff fa 18 00 6c 69 6e 75 78 ff f0
   terminal linux
 HEX ff fa 18 00 76 74 32 32 30 ff f0
+
+! a window of unknown, least and largest size is put in force within its bounds
+SESSION telnet 80 vt100
+HEX ff fa 1f 00 00 00 00 ff f0
+  size 80 24
+HEX ff fa 1f 00 01 00 01 ff f0
+  size 20 2
+INPUT "abcdefghijklmnopqrstuvwxyz"<c-a><right 12><c-e>
+HEX ff fa 1f ff ff ff ff ff ff ff ff ff f0
+  size 256 512
+  closed 0
