@@ -38,12 +38,14 @@ enum class Escape : uint8_t { none, begun, csi };
 struct Pager {
     tsession_produce_fn produce;
     void *ctx;
-    int32_t rows_left; // until the screen is full
-    bool is_waiting;   // for a key
-    bool is_paused;    // until the host can take more
-    bool is_running;   // the producer is being called
-    bool is_cancelled; // by a key or a command meanwhile
-    size_t gathered;   // bytes since it began or went on
+    int32_t rows_left;   // until the screen is full
+    int32_t parts_ahead; // written because keys were typed ahead
+    int32_t page_rows;   // of a screen, as paging was when it began
+    bool is_waiting;     // for a key
+    bool is_paused;      // until the host can take more
+    bool is_running;     // the producer is being called
+    bool is_cancelled;   // by a key or a command meanwhile
+    size_t gathered;     // bytes since it began or went on
 };
 
 struct Question {

@@ -68,10 +68,11 @@ bool produce(tsession_s *s)
         cancel_pager(s);
     if (s->mode != Mode::pager || s->is_closed)
         return false;
-    const bool wrote = !s->out || s->out->used != used || s->pager.rows_left != rows_left;
+    const bool wrote = (s->out && s->out->used != used) || s->pager.rows_left != rows_left;
     const size_t used_now = s->out ? s->out->used : 0;
     s->pager.gathered += used_now < used ? used_now : used_now - used; // less: it was delivered
-    s->pager.is_paused = !wrote || s->pager.gathered > page_bytes;
+    // Without a buffer nothing counts its bytes: one call at a time.
+    s->pager.is_paused = !s->out || !wrote || s->pager.gathered > page_bytes;
     return !s->pager.is_paused;
 }
 
@@ -86,7 +87,8 @@ void forget_answer(Question &question)
 
 void end_question(tsession_s *s, bool is_answered, mkey_t key)
 {
-    leave_row(s);
+    if (s->out) // else a callback that fails would be asked without an end
+        leave_row(s);
     s->mode = Mode::line;
     Question asked = s->question;
     forget_answer(s->question);
@@ -191,10 +193,11 @@ bool is_resting(const tsession_s *s)
 // want of a reader or of rows, or because it is too long for one call.
 bool write_rest(tsession_s *s)
 {
-    constexpr int most_parts = 32;
+    constexpr int32_t most_parts = 32;
     if (s->pager.is_running)
         return false;
-    for (int part = 0; part < most_parts && is_resting(s) && s->is_writable; part++) {
+    while (s->pager.parts_ahead < most_parts && is_resting(s) && s->is_writable) {
+        s->pager.parts_ahead++;
         run_pager(s);
         if (s->pager.gathered == 0)
             break;
@@ -208,7 +211,7 @@ void turn_page(tsession_s *s, mkey_t key)
         return;
     hide_row(s);
     s->pager.is_waiting = false;
-    s->pager.rows_left = key == ' ' ? page_rows(s) : 1;
+    s->pager.rows_left = key == ' ' ? s->pager.page_rows : 1;
     run_pager(s);
 }
 
@@ -259,7 +262,8 @@ int begin_pager(tsession_s *s, tsession_produce_fn produce_fn, void *ctx)
     s->pager = {};
     s->pager.produce = produce_fn;
     s->pager.ctx = ctx;
-    s->pager.rows_left = page_rows(s);
+    s->pager.page_rows = page_rows(s);
+    s->pager.rows_left = s->pager.page_rows;
     return 0;
 }
 

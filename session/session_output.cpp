@@ -16,6 +16,7 @@ namespace varno {
 namespace {
 
 constexpr unsigned char iac = TN_NVT_IAC;
+constexpr char escaped[] = {static_cast<char>(iac), static_cast<char>(iac)};
 
 void give_back(tsession_s *s, OutputBuffer *buffer)
 {
@@ -84,7 +85,7 @@ int32_t columns_of(tsession_s *s, char c)
     if (c == '\033')
         s->escape = Escape::begun;
     if (c == '\t')
-        return tab_stop - s->column % tab_stop;
+        return std::clamp(s->columns - 1 - s->column, 0, tab_stop - s->column % tab_stop);
     return static_cast<unsigned char>(c) >= ' ';
 }
 
@@ -94,7 +95,7 @@ void advance(tsession_s *s, const char *bytes, size_t count)
     for (size_t i = 0; i < count; i++) {
         const int32_t columns = columns_of(s, bytes[i]);
         if (bytes[i] == '\r')
-            s->column = 0;
+            s->column = std::min(s->column, 1); // the row is not empty
         if (columns > 0 && s->column >= s->columns) {
             take_row(s);
             s->column = 0;
@@ -141,6 +142,8 @@ void deliver(tsession_s *s)
     full->next = std::exchange(s->sending, full);
     if (s->output_fn)
         s->output_fn(s, s->user, full->bytes, full->used);
+    while (s->sending != full) // left by an exception in a callback of a callback
+        give_back(s, std::exchange(s->sending, s->sending->next));
     s->sending = full->next;
     full->used = 0;
     give_back(s, s->out ? full : nullptr);
@@ -159,11 +162,11 @@ void emit(tsession_s *s, const char *bytes, size_t count)
         const auto *escape = static_cast<const char *>(std::memchr(bytes, iac, count));
         if (!escape)
             break;
-        const size_t run = static_cast<size_t>(escape - bytes) + 1;
+        const size_t run = static_cast<size_t>(escape - bytes);
         append(s, bytes, run);
-        append(s, escape, 1);
-        bytes += run;
-        count -= run;
+        append(s, escaped, std::size(escaped)); // in one: nothing may come between
+        bytes += run + 1;
+        count -= run + 1;
     }
     append(s, bytes, count);
 }

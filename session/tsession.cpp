@@ -97,8 +97,14 @@ void catch_faults(tsession_s *s, Body body)
         body();
         is_catching = outer;
     } catch (const Fault &fault) {
+        try {
+            end_by_fault(s, fault);
+        } catch (const Fault &) { // in what hears of the first
+        } catch (...) {
+            is_catching = outer;
+            throw;
+        }
         is_catching = outer;
-        end_by_fault(s, fault);
     } catch (...) {
         is_catching = outer;
         s->is_closed = true;
@@ -377,6 +383,8 @@ void tsession_resize(tsession_s *s, int32_t columns, int32_t rows)
     round(s, [=] {
         hide_row(s);
         set_size(s, columns, rows);
+        if (s->pager.page_rows != INT32_MAX)
+            s->pager.page_rows = s->rows - 1;
     });
 }
 

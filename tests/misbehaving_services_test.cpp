@@ -206,8 +206,25 @@ int looked_up(int c, int byte_e9, int others)
     return c == -23 ? byte_e9 : others;
 }
 
+// Some compilers read the table of character classes without a call.
+bool classes_are_called()
+{
+    bool is_called = false;
+    print_lie = [&](int) { return is_called = true; };
+    space_lie = print_lie;
+    prompt_s *p = prompt_create();
+    prompt_util_bind_insert(p);
+    prompt_insert_char(p, 'a');
+    prompt_free(p);
+    print_lie = nullptr;
+    space_lie = nullptr;
+    return is_called;
+}
+
 TEST_F(MisbehavingServices, ABytesCaseIsLookedUpAsASignedValue)
 {
+    if (!classes_are_called())
+        GTEST_SKIP() << "this compiler calls no function for a character's class";
     upper_lie = [](int c) { return looked_up(c, 'U', c); };
     lower_lie = [](int c) { return looked_up(c, 'L', c); };
     set("a\xE9z|");
@@ -223,6 +240,8 @@ TEST_F(MisbehavingServices, ABytesCaseIsLookedUpAsASignedValue)
 
 TEST_F(MisbehavingServices, AByteIsWhiteSpaceAsASignedValue)
 {
+    if (!classes_are_called())
+        GTEST_SKIP() << "this compiler calls no function for a character's class";
     space_lie = [](int c) { return looked_up(c, 1, 0); };
     set("a\xE9\xE9z|");
     prompt_compact_whitespace(p);
@@ -248,6 +267,8 @@ struct Typed {
 // the terminal's keys out of the line.
 TEST_F(MisbehavingServices, TerminalKeysAreNoTextWhateverIsPrintable)
 {
+    if (!classes_are_called())
+        GTEST_SKIP() << "this compiler calls no function for a character's class";
     const Typed rows[] = {
         {0x80000000, "|"},
         {static_cast<mkey_t>(-129), "|"},
@@ -277,6 +298,8 @@ TEST_F(MisbehavingServices, TerminalKeysAreNoTextWhateverIsPrintable)
 
 TEST_F(MisbehavingServices, AKeyIsPrintableAsASignedValue)
 {
+    if (!classes_are_called())
+        GTEST_SKIP() << "this compiler calls no function for a character's class";
     print_lie = [](int c) { return looked_up(c, 1, 0); };
     prompt_util_bind_insert(p);
     prompt_insert_char(p, 0xE9);

@@ -502,6 +502,68 @@ TEST_F(Session, AFloodOfCommandsIsNotTraced)
     EXPECT_EQ(traces, 0);
 }
 
+TEST_F(Session, AnEndlessOutputTakesNoMoreForManyKeysThanForOne)
+{
+    Scripted host;
+    tsession_set_paged(host.session, 0);
+    host.produce = [](tsession_s *s, int is_cancelled) {
+        tsession_write(s, "tick\n", 5);
+        return is_cancelled == 0;
+    };
+    host.line = [](tsession_s *s) { tsession_page(s, Scripted::call_produce, nullptr); };
+    host.input("x\r");
+    host.sent.clear();
+    host.input(std::string(100, 'y'));
+    EXPECT_LT(host.sent.size(), 3000000u);
+    tsession_free(host.session);
+}
+
+TEST_F(Session, AnOutputWithoutMemoryOrRowsPauses)
+{
+    Scripted host;
+    int calls = 0;
+    host.produce = [&](tsession_s *s, int) {
+        if (++calls % 2 == 0)
+            tsession_write(s, "tick\n", 5);
+        return 1;
+    };
+    host.line = [](tsession_s *s) { tsession_page(s, Scripted::call_produce, nullptr); };
+    tracked_fail_after(1);
+    host.input("x\r");
+    tracked_fail_after(-1);
+    EXPECT_LT(calls, 10);
+    tsession_free(host.session);
+}
+
+TEST_F(Session, AFaultInTheFaultEventEndsTheSessionAllTheSame)
+{
+    Scripted host;
+    const auto fail = [] { cli_match_by_node(nullptr, nullptr); };
+    host.line = [&](tsession_s *) { fail(); };
+    host.event = [&](tsession_s *, int) { fail(); };
+    host.input("x\r");
+    EXPECT_EQ(tsession_is_closed(host.session), 1);
+    tsession_free(host.session);
+}
+
+TEST_F(Session, TelnetsEscapeIsNotTornApart)
+{
+    Scripted host(TSESSION_TELNET);
+    for (size_t len = 65520; len < 65545; len++) {
+        bool has_written = false;
+        host.sent.clear();
+        host.output = [&](tsession_s *s) {
+            if (!std::exchange(has_written, true))
+                tsession_write(s, "hello", 5);
+        };
+        const std::string text = std::string(len, 'x') + "\xff";
+        tsession_write(host.session, text.data(), text.size());
+        EXPECT_NE(host.sent.find("\xff\xff"), std::string::npos) << len;
+        host.output = [](tsession_s *) {};
+    }
+    tsession_free(host.session);
+}
+
 TEST_F(Session, ListsOfOneCallAreBounded)
 {
     SessionHost host(config_of());
@@ -528,7 +590,7 @@ TEST_F(Session, TabsAndControlSequencesArePagedByTheColumnsTheyTake)
     Scripted host;
     int rows = 0;
     host.produce = [&](tsession_s *s, int) {
-        tsession_print(s, rows++ % 2 ? "\033[1;31mred\033[0m%060d\n" : "\t\t\t\t\t\t\t\t%d\n", 0);
+        tsession_print(s, rows++ % 2 ? "\033[1;31mred\033[0m%060d\n" : "\t\t\t\t\t\t\t\t12%d\n", 0);
         return 1;
     };
     host.line = [](tsession_s *s) { tsession_page(s, Scripted::call_produce, nullptr); };

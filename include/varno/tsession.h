@@ -18,8 +18,8 @@
  * memory it leaves in pieces. What an output callback writes leaves in another one
  * before the call returns, so one that writes each time never comes to an end.
  *
- * A callback that leaves by an exception closes its session; longjmp may not cross
- * a session's call. */
+ * A callback that leaves by an exception closes its session, and what that call had
+ * gathered is dropped; longjmp may not cross a session's call. */
 
 #include <stddef.h>
 #include <stdint.h>
@@ -135,7 +135,7 @@ VARNO_API void tsession_start(tsession_s *s);
 
 /* Takes what came from the terminal: any bytes, any split, any amount; the work is
  * linear in it and nothing of the caller's memory is kept. Enter is CR, LF, CR LF
- * or CR NUL. Lists of choices end at 64 KiB a call; a host gives no input while it
+ * or CR NUL. Lists of choices end at about 64 KiB a call; a host gives no input while it
  * cannot send what an input brings about. A closed session ignores it. */
 VARNO_API void tsession_input(tsession_s *s, const void *bytes, size_t count);
 
@@ -165,8 +165,8 @@ VARNO_API void tsession_print(tsession_s *s, const char *format, ...) VARNO_PRIN
  * the host can take output. A full screen asks for a key: space shows the next page,
  * Enter the next row, q or Ctrl-C end the output. What fits the screen asks nothing.
  * The prompt comes back at the end. What is typed ahead of an output that only rests
- * is kept for the line behind it, unless that output is over 1 MB or the host cannot
- * take it.
+ * is kept for the line behind it, unless that output is over 1 MB, has nothing to
+ * write, or the host cannot take it.
  * Returns: 0; -1 when one runs already or the session is closed. */
 VARNO_API int tsession_page(tsession_s *s, tsession_produce_fn produce, void *ctx);
 
@@ -215,7 +215,8 @@ VARNO_API void *tsession_user(const tsession_s *s);
 /* Receives a remembered line, numbered from 1; terminated, for the call. */
 typedef void (*tsession_history_fn)(void *ctx, int number, const char *line);
 
-/* Calls entry for each remembered line, oldest first. */
+/* Calls entry for each remembered line, oldest first; entry gives this session no
+ * input. */
 VARNO_API void tsession_history(tsession_s *s, tsession_history_fn entry, void *ctx);
 
 #ifdef __cplusplus

@@ -264,3 +264,10 @@ PROMPT "a-long-prompt# "
 INPUT "show ver"
 PROMPT "> "
   row "> show ver|"
+
+! a message that ends in a carriage return stands on a row of its own
+SESSION plain 60 xterm
+INPUT "abc"
+WRITE "progress 50%"<cr>
+  above "progress 50%"
+  row "> abc|"

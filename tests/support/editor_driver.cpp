@@ -17,9 +17,9 @@ class EditorDriver : public ScriptDriver {
         else if (verb == "GUARDS")
             set_guards(rest);
         else if (verb == "FEED")
-            feed(rest);
+            feed_keys(rest);
         else if (verb == "KEYS")
-            feed(rest), redraw();
+            feed_keys(rest), redraw();
         else if (verb == "REDRAW")
             redraw();
         else if (verb == "FULL")
@@ -53,7 +53,7 @@ class EditorDriver : public ScriptDriver {
         prompt_set_guard_right(editor_->p(), bytes_of(both.substr(blank)).c_str());
     }
 
-    void feed(std::string_view keys)
+    void feed_keys(std::string_view keys)
     {
         editor_->feed(keys_of(keys));
         const std::string written = editor_->take_standard_output();
