@@ -42,7 +42,6 @@ struct Pager {
     int32_t parts_ahead; // written because keys were typed ahead
     int32_t page_rows;   // of a screen, as paging was when it began
     bool is_waiting;     // for a key
-    bool is_paused;      // until the host can take more
     bool is_running;     // the producer is being called
     bool is_cancelled;   // by a key or a command meanwhile
     size_t gathered;     // bytes since it began or went on

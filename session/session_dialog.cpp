@@ -72,8 +72,7 @@ bool produce(tsession_s *s)
     const size_t used_now = s->out ? s->out->used : 0;
     s->pager.gathered += used_now < used ? used_now : used_now - used; // less: it was delivered
     // Without a buffer nothing counts its bytes: one call at a time.
-    s->pager.is_paused = !s->out || !wrote || s->pager.gathered > page_bytes;
-    return !s->pager.is_paused;
+    return s->out && wrote && s->pager.gathered <= page_bytes;
 }
 
 // Gone before anybody hears of it: an answer may be a password.
