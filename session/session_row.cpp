@@ -95,7 +95,7 @@ void draw_question(tsession_s *s)
 
 void draw_pager(tsession_s *s)
 {
-    if (s->is_row_shown || !s->pager.is_waiting)
+    if (s->is_row_shown)
         return;
     emit(s, pager_text);
     s->row_len = static_cast<int32_t>(std::size(pager_text)) - 1;
@@ -115,6 +115,9 @@ void draw_row(tsession_s *s)
         s->is_row_shown = false;
         return;
     }
+    // Rows are still to come, perhaps the rest of one.
+    if (s->mode == Mode::pager && !s->pager.is_waiting)
+        return;
     if (!s->is_row_shown && s->column > 0)
         write_text(s, "\n");
     switch (s->mode) {
@@ -127,8 +130,6 @@ void draw_row(tsession_s *s)
         break;
     case Mode::pager:
         draw_pager(s);
-        if (!s->pager.is_waiting)
-            return;
         break;
     }
     s->is_row_shown = true;

@@ -535,6 +535,23 @@ TEST_F(Session, AnOutputWithoutMemoryOrRowsPauses)
     tsession_free(host.session);
 }
 
+TEST_F(Session, APauseInTheMiddleOfARowDoesNotBreakIt)
+{
+    Scripted host;
+    int calls = 0;
+    host.produce = [&](tsession_s *s, int) {
+        const char *parts[] = {"half", "", " and half\n"};
+        const char *part = parts[std::min(calls++, 2)];
+        tsession_write(s, part, std::strlen(part));
+        return calls < 3;
+    };
+    host.line = [](tsession_s *s) { tsession_page(s, Scripted::call_produce, nullptr); };
+    host.input("x\r");
+    tsession_set_writable(host.session, 1);
+    EXPECT_NE(host.sent.find("half and half\r\n"), std::string::npos);
+    tsession_free(host.session);
+}
+
 TEST_F(Session, AFaultInTheFaultEventEndsTheSessionAllTheSame)
 {
     Scripted host;

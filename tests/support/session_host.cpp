@@ -1,5 +1,7 @@
 #include "session_host.h"
 
+#include "parse_nodes.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -13,22 +15,14 @@ constexpr int rows = 12;
 // Every end of line names what the host does there.
 cli_pnode_s end_of(const char *action)
 {
-    cli_pnode_s node = {};
-    node.name = action;
-    node.type = PNODE_EOLS;
-    node.child = &NONE;
-    node.next = &NONE;
-    return node;
+    return parse_node(PNODE_EOLS, action, nullptr);
 }
 
 cli_pnode_s word(uint32_t type, const char *keyword, const char *help, cli_pnode_s *child,
                  cli_pnode_s *next)
 {
-    cli_pnode_s node = {};
-    node.name = keyword;
-    node.keyword = keyword;
+    cli_pnode_s node = parse_node(type, keyword, keyword);
     node.help = help;
-    node.type = type;
     node.child = child;
     node.next = next;
     return node;
