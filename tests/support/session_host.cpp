@@ -85,8 +85,7 @@ cli_pnode_s *SessionHost::graph()
     return &graph.show;
 }
 
-SessionHost::SessionHost(tsession_config_s config)
-    : is_telnet_(config.transport == TSESSION_TELNET)
+SessionHost::SessionHost(tsession_config_s config) : is_telnet_(config.transport == TSESSION_TELNET)
 {
     config.user = this;
     config.output = output;
