@@ -1,11 +1,18 @@
 // Bytes to keys, and bytes to the screen: what a terminal sends, read by read, through
 // the decoder of a vt100 and, in the acts called "whole", on through a prompt of 80
 // columns with one redraw a read. The decoder's acts end where its keys arrive.
+//
+// The acts of "key" are the whole way of one key with all that the library brings for
+// it: a redraw is rendered into memory by the session library's own formatter.
 
 #include "acts.h"
 #include "host.h"
 
+#include <print_format.h>
+
 #include <algorithm>
+#include <cstdarg>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -58,7 +65,7 @@ int queue_keys(stroker_s *, void *user, const mkey_t *keys, int32_t count)
 
 class KeystrokeAct : public Act {
   public:
-    explicit KeystrokeAct(Reads reads) : reads_(std::move(reads)), decoder_(open_decoder())
+    explicit KeystrokeAct(Reads reads) : decoder_(open_decoder()), reads_(std::move(reads))
     {
         stroker_set_callback_chars(decoder_, queue_keys, &queue_);
         bytes = total_bytes(reads_);
@@ -89,10 +96,10 @@ class KeystrokeAct : public Act {
     virtual void take_keys() = 0;
 
     KeyQueue queue_ = {};
+    stroker_s *decoder_;
 
   private:
     const Reads reads_;
-    stroker_s *decoder_;
     int64_t used_ = 0;
 };
 
@@ -157,11 +164,112 @@ class WholeAct : public KeystrokeAct {
         prompt_redraw(p_);
     }
 
-  private:
     prompt_s *p_;
+
+  private:
     const std::string before_;
     const std::string after_;
     const int cursor_after_;
+};
+
+// What a read's redraw becomes: a host writes it in one go.
+struct Screen {
+    char text[4096];
+    size_t used;
+};
+constinit Screen screen = {};
+
+char *screen_room(size_t count)
+{
+    return count > std::size(screen.text) - screen.used ? nullptr : screen.text + screen.used;
+}
+
+constexpr varno::PrintSink screen_sink = {
+    nullptr,
+    [](void *, size_t count) { return screen_room(count); },
+    [](void *, size_t count) { screen.used += count; },
+};
+
+int print_character(int character)
+{
+    if (char *room = screen_room(1)) {
+        *room = static_cast<char>(character);
+        screen.used++;
+    }
+    return 1;
+}
+
+VARNO_PRINTF(3, 4) int print_by_hand(prompt_s *, void *, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const int len = varno::is_character_format(format)
+                        ? print_character(va_arg(arguments, int))
+                        : varno::print_format(screen_sink, format, arguments);
+    va_end(arguments);
+    output.calls++;
+    return len;
+}
+
+// One key a read. The decoder's keys go straight to the prompt, which takes them all or
+// none: the beginning of a sequence waits in the queue for the rest.
+class KeyAct : public WholeAct {
+  public:
+    KeyAct(std::string_view before, Reads reads, std::string_view after, int cursor_after)
+        : WholeAct(before, reads, static_cast<int64_t>(reads.size()), after, cursor_after)
+    {
+        prompt_set_print_callback(p_, print_by_hand, nullptr);
+        stroker_set_callback_chars(decoder_, edit, this);
+    }
+
+  protected:
+    void take_keys() override
+    {
+        screen.used = 0;
+        prompt_redraw(p_);
+        output.bytes += static_cast<int64_t>(screen.used);
+    }
+
+  private:
+    static int edit(stroker_s *, void *user, const mkey_t *keys, int32_t count)
+    {
+        auto *act = static_cast<KeyAct *>(user);
+        KeyQueue &held = act->queue_;
+        if (held.count == 0 && prompt_consume(act->p_, keys, count) == count)
+            return 0;
+        const bool is_first = held.count == 0;
+        queue_keys(nullptr, &held, keys, count);
+        if (!is_first)
+            held.count -= prompt_consume(act->p_, held.keys, held.count);
+        return 0;
+    }
+};
+
+// Lines of 20 to 70 characters, from the words of line_60; number 0 is the oldest.
+std::string history_line(size_t number)
+{
+    const std::string words = std::string(line_60) + " " + std::string(line_60) + " ";
+    const size_t start = number * 29 % 61;
+    std::string text = words.substr(words.find_first_not_of(' ', start), 20 + number * 37 % 51);
+    text.back() = 'x';
+    return text;
+}
+
+class BrowseAct : public KeyAct {
+  public:
+    static constexpr size_t lines = 100;
+
+    explicit BrowseAct(const Reads &reads)
+        : KeyAct("", reads, history_line(lines - 1),
+                 static_cast<int>(history_line(lines - 1).size()))
+    {
+        for (size_t number = 0; number < lines; number++) {
+            const std::string text = history_line(number);
+            show_line(p_, text, text.size());
+            if (prompt_history_add(p_, 1) != 0)
+                give_up("prompt_history_add");
+        }
+    }
 };
 
 // A person types: 60 reads of one byte.
@@ -201,8 +309,82 @@ std::unique_ptr<Act> plain_2048()
     return std::make_unique<DecoderAct>(run, 4, std::vector<mkey_t>(run.begin(), run.end()));
 }
 
+// line_60 again and again: more than twice what the row can show.
+std::string line_200()
+{
+    std::string text;
+    while (text.size() < 200)
+        text.append(line_60).append(" ");
+    text.resize(200);
+    return text;
+}
+
+Reads joined(Reads reads, const Reads &more)
+{
+    reads.insert(reads.end(), more.begin(), more.end());
+    return reads;
+}
+
+std::unique_ptr<Act> key_act(std::string_view before, Reads reads, std::string_view after,
+                             int cursor_after)
+{
+    return std::make_unique<KeyAct>(before, std::move(reads), after, cursor_after);
+}
+
+std::unique_ptr<Act> key_type_60()
+{
+    return key_act("", one_by_one(line_60), line_60, 60);
+}
+
+// From the 78th on the row scrolls, by 8 columns at a time.
+std::unique_ptr<Act> key_type_200()
+{
+    return key_act("", one_by_one(line_200()), line_200(), 200);
+}
+
+// ESC b back over five words, and 14 characters there; the row does not scroll.
+std::unique_ptr<Act> key_insert_mid_line()
+{
+    constexpr std::string_view text = "port 7 status ";
+    std::string after(line_60);
+    after.insert(27, text);
+    return key_act(line_60, joined(Reads(5, "\033b"), one_by_one(text)), after,
+                   static_cast<int>(27 + text.size()));
+}
+
+// ESC O A up to the oldest line and ESC O B down to the newest.
+std::unique_ptr<Act> key_browse_history()
+{
+    return std::make_unique<BrowseAct>(
+        joined(Reads(BrowseAct::lines, "\033OA"), Reads(BrowseAct::lines - 1, "\033OB")));
+}
+
+// Ctrl-W, once for each of the nine words.
+std::unique_ptr<Act> key_delete_word_back()
+{
+    return key_act(line_60, Reads(9, "\027"), "", 0);
+}
+
+std::unique_ptr<Act> key_backspace_60()
+{
+    return key_act(line_60, Reads(60, "\177"), "", 0);
+}
+
+// ESC O D to the line's beginning and ESC O C to its end.
+std::unique_ptr<Act> key_cursor_60()
+{
+    return key_act(line_60, joined(Reads(60, "\033OD"), Reads(60, "\033OC")), line_60, 60);
+}
+
 // clang-format off
 constexpr ActRow rows[] = {
+    {"key/type_60_at_end",           key_type_60},
+    {"key/type_200_scrolling",       key_type_200},
+    {"key/insert_mid_line",          key_insert_mid_line},
+    {"key/browse_history",           key_browse_history},
+    {"key/delete_word_back",         key_delete_word_back},
+    {"key/backspace_60",             key_backspace_60},
+    {"key/cursor_60",                key_cursor_60},
     {"keystroke/whole_type_60",      type_60},
     {"keystroke/whole_cursor_60",    cursor_60},
     {"keystroke/whole_paste_60",     paste_60},

@@ -79,7 +79,7 @@ class TelnetAct : public Act {
   public:
     TelnetAct(Stream stream, int32_t read_bytes, int64_t windows)
         : ctx_(telnet_create_context()), stream_(std::move(stream)), read_bytes_(read_bytes),
-          windows_(windows), kept_(static_cast<size_t>(read_bytes) + longest_rest + 1, '\0')
+          windows_(windows)
     {
         if (!ctx_)
             give_up("telnet_create_context");
@@ -94,8 +94,9 @@ class TelnetAct : public Act {
 
     void run() override
     {
-        for (int32_t at = 0; at < stream_bytes; at += read_bytes_)
-            read(stream_.bytes.data() + at);
+        used_ = 0;
+        for (int32_t end = read_bytes_; end <= stream_bytes; end += read_bytes_)
+            read(end);
     }
 
     const char *problem() override
@@ -108,31 +109,28 @@ class TelnetAct : public Act {
             return "the data is not what was sent";
         if (report_.windows != windows_)
             return "window sizes are missing";
-        if (nkept_ != 0)
+        if (used_ != stream_bytes)
             return "bytes were left over";
         return nullptr;
     }
 
   private:
-    // A cut command of these streams; what else a call leaves is used up by the next.
-    static constexpr int32_t longest_rest = 16;
-
-    // The host's side: new bytes go behind the kept ones, and the parser is called as
-    // long as it uses any, since it stops behind the last command.
-    void read(const char *from)
+    // The host's side: a read ends further on in the stream, as if behind the bytes that
+    // were kept, and the parser is called as long as it uses any, since it stops behind
+    // the last command.
+    void read(int32_t end)
     {
-        std::memcpy(kept_.data() + nkept_, from, static_cast<size_t>(read_bytes_));
-        nkept_ += read_bytes_;
-        const auto *buf = reinterpret_cast<const unsigned char *>(kept_.data());
-        int32_t used = 0;
-        while (used < nkept_) {
-            const int32_t n = telnet_consume(ctx_, buf + used, nkept_ - used);
+        while (used_ < end) {
+            const int32_t n = telnet_consume(ctx_, stream_at(used_), end - used_);
             if (n == 0)
                 break;
-            used += n;
+            used_ += n;
         }
-        nkept_ -= used;
-        std::memmove(kept_.data(), kept_.data() + used, static_cast<size_t>(nkept_));
+    }
+
+    const unsigned char *stream_at(int32_t at) const
+    {
+        return reinterpret_cast<const unsigned char *>(stream_.bytes.data()) + at;
     }
 
     telparser_s *ctx_;
@@ -140,8 +138,7 @@ class TelnetAct : public Act {
     const int32_t read_bytes_;
     const int64_t windows_;
     Report report_ = {};
-    std::string kept_;
-    int32_t nkept_ = 0;
+    int32_t used_ = 0;
 };
 
 // One call straight from the stream, without a host's buffer: comparable with memchr.

@@ -10,9 +10,35 @@
 
 namespace {
 
-bool is_space(char c)
+// What most texts are made of: in no locale is a letter or digit of the basic set
+// white space, nor is it a quote or backslash.
+struct character_table {
+    bool has[256];
+};
+
+constexpr character_table make_plain()
 {
-    return std::isspace(static_cast<signed char>(c)) != 0;
+    character_table made{};
+    for (int c = '0'; c <= '9'; c++)
+        made.has[c] = true;
+    for (int c = 'a'; c <= 'z'; c++)
+        made.has[c] = made.has[c - 'a' + 'A'] = true;
+    return made;
+}
+
+constexpr character_table plain = make_plain();
+
+inline bool is_plain(char c)
+{
+    return plain.has[static_cast<unsigned char>(c)];
+}
+
+// The blank is white space in every locale.
+inline bool is_space(char c)
+{
+    if (c == ' ')
+        return true;
+    return !is_plain(c) && std::isspace(static_cast<signed char>(c)) != 0;
 }
 
 bool is_quote(char c)
@@ -69,6 +95,13 @@ const char *skip_space(const char *s)
     return s;
 }
 
+// Plain characters are steps of one character each.
+inline void skip_plain(token_walk &walk)
+{
+    while (is_plain(*walk.at))
+        walk.at++;
+}
+
 // Returns the end of the token that begins at s: its first blank or the
 // terminator; s itself when no token begins there.
 const char *token_end(const char *s)
@@ -77,6 +110,7 @@ const char *token_end(const char *s)
     const char *end;
     step passed;
     do {
+        skip_plain(walk);
         end = walk.at;
         passed = read_step(walk);
     } while (passed == step::quote || passed == step::character);
@@ -91,7 +125,9 @@ char *copy_value(const char *begin, const char *end)
         return nullptr;
     char *to = copy;
     for (token_walk walk = {begin, nullptr}; walk.at < end;) {
-        if (read_step(walk) == step::character)
+        if (is_plain(*walk.at))
+            *to++ = *walk.at++;
+        else if (read_step(walk) == step::character)
             *to++ = walk.at[-1];
     }
     *to = '\0';
@@ -160,8 +196,9 @@ int token_copy(const char *text, char **out_token, int *out_at)
 const char *string_check_quotes(const char *text)
 {
     token_walk walk = {text, nullptr};
-    while (read_step(walk) != step::end) {
-    }
+    do {
+        skip_plain(walk);
+    } while (read_step(walk) != step::end);
     return walk.opened;
 }
 

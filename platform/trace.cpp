@@ -1,6 +1,7 @@
 // The trace service: a fixed table of modules, each with its level, and one sink.
-// Registering takes a lock and may happen at any time on any thread. The sink and
-// the levels are plain: a host changes them while no other thread traces.
+// Registering a module and setting its level take a lock and may happen at any time on
+// any thread; levels are read without one. The sink is plain: a host changes it while no
+// other thread traces.
 
 #include <varno/platform.h>
 #include <varno/platform_default.h>
@@ -24,7 +25,7 @@ constexpr int no_level = INT_MIN; // below every level that anyone emits at
 
 struct module_s {
     char name[name_capacity] = "";
-    int level = default_level;
+    std::atomic<int> level = default_level;
 };
 
 constinit std::mutex registry;
@@ -43,11 +44,10 @@ bool is_registered(int module_id)
 // registering a module never has to touch what other threads read.
 void refresh_max_level()
 {
-    g_trace_max_level = no_level;
-    if (!current_sink)
-        return;
+    int level = no_level;
     for (const module_s &entry : modules)
-        g_trace_max_level = std::max(g_trace_max_level, entry.level);
+        level = std::max(level, entry.level.load(std::memory_order_relaxed));
+    __atomic_store_n(&g_trace_max_level, current_sink ? level : no_level, __ATOMIC_RELAXED);
 }
 
 // Returns the identifier of a registered name, 0 when there is none.
@@ -81,7 +81,8 @@ int trace_register_module(const char *name)
 
 int trace_module_wants(int module_id, int level)
 {
-    return current_sink && is_registered(module_id) && level <= modules[module_id - 1].level;
+    return current_sink && is_registered(module_id) &&
+           level <= modules[module_id - 1].level.load(std::memory_order_relaxed);
 }
 
 // A trace must not change what the code around it does: errno stays.
@@ -102,6 +103,7 @@ void trace_emit(int module_id, int level, const char *format, ...)
 
 void trace_set_sink(trace_sink_fn sink, void *ctx)
 {
+    const std::lock_guard<std::mutex> lock(registry);
     current_sink = sink;
     current_sink_ctx = ctx;
     refresh_max_level();
@@ -111,6 +113,7 @@ void trace_set_level(int module_id, int level)
 {
     if (!is_registered(module_id))
         return;
-    modules[module_id - 1].level = level;
+    const std::lock_guard<std::mutex> lock(registry);
+    modules[module_id - 1].level.store(level, std::memory_order_relaxed);
     refresh_max_level();
 }

@@ -30,9 +30,9 @@ int print_bytes(const PrintSink &sink, const char *bytes, size_t count)
 }
 
 // What fits the first guess is formatted once; else the sink's room has to take the
-// terminator too.
-[[gnu::format(printf, 2, 0)]] int print_any(const PrintSink &sink, const char *format,
-                                            va_list arguments)
+// terminator too. Not inlined: its array is nothing for the formats of a redraw.
+[[gnu::noinline, gnu::format(printf, 2, 0)]] int print_any(const PrintSink &sink,
+                                                           const char *format, va_list arguments)
 {
     char guess[256];
     va_list again;
@@ -116,15 +116,16 @@ int print_row(const PrintSink &sink, const char *text)
 
 int print_format(const PrintSink &sink, const char *format, va_list arguments)
 {
-    if (is_format(format, "%c"))
+    if (is_character_format(format))
         return print_character(sink, static_cast<char>(va_arg(arguments, int)));
-    if (is_format(format, "%s"))
+    const bool is_conversion = format[0] == '%';
+    if (is_conversion && is_format(format + 1, "s"))
         return print_text(sink, va_arg(arguments, const char *));
-    if (is_format(format, "%.*s")) {
+    if (is_conversion && is_format(format + 1, ".*s")) {
         const int precision = va_arg(arguments, int);
         return print_beginning(sink, precision, va_arg(arguments, const char *));
     }
-    if (is_format(format, "%*s")) {
+    if (is_conversion && is_format(format + 1, "*s")) {
         const int width = va_arg(arguments, int);
         return print_padded(sink, width, va_arg(arguments, const char *));
     }

@@ -26,6 +26,13 @@ struct PrintSink {
 [[gnu::format(printf, 2, 0)]] int print_format(const PrintSink &sink, const char *format,
                                                va_list arguments);
 
+// Most prints of a redraw are a backspace each: who prints does well to ask for the
+// format of a single character first.
+inline bool is_character_format(const char *format)
+{
+    return format[0] == '%' && format[1] == 'c' && format[2] == '\0';
+}
+
 } // namespace varno
 
 #endif

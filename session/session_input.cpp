@@ -11,6 +11,7 @@ namespace varno {
 namespace {
 
 constexpr mkey_t ctrl_d = 4;
+constexpr mkey_t tab = 9;
 
 tsession_s *session_of(void *user)
 {
@@ -33,6 +34,8 @@ size_t edit(tsession_s *s, const mkey_t *keys, size_t count)
     std::copy_n(keys, taken, run + held);
     const auto len = static_cast<int>(held + taken);
     s->nheld = 0;
+    if (run[0] != tab) // a Tab further on is not right behind one before, wherever input is cut
+        s->edit_count++;
     const int used = prompt_consume(s->prompt, run, len);
     if (used > 0 && static_cast<size_t>(used) >= held)
         return static_cast<size_t>(used) - held;

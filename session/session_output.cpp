@@ -66,6 +66,22 @@ constexpr PrintSink sink_of(tsession_s *s)
     };
 }
 
+int print_character(tsession_s *s, int character)
+{
+    if (char *room = room_for(s, 1)) {
+        *room = static_cast<char>(character);
+        s->out->used++;
+    }
+    return 1;
+}
+
+// Apart from the above, which needs none of what is set up here.
+[[gnu::noinline, gnu::format(printf, 2, 0)]] int print_text(tsession_s *s, const char *format,
+                                                            va_list arguments)
+{
+    return print_format(sink_of(s), format, arguments);
+}
+
 void take_row(tsession_s *s)
 {
     if (s->pager.rows_left > 0)
@@ -181,7 +197,8 @@ int print_to_session(prompt_s *, void *ctx, const char *format, ...)
     auto *s = static_cast<tsession_s *>(ctx);
     va_list arguments;
     va_start(arguments, format);
-    const int printed = print_format(sink_of(s), format, arguments);
+    const int printed = is_character_format(format) ? print_character(s, va_arg(arguments, int))
+                                                    : print_text(s, format, arguments);
     va_end(arguments);
     return printed;
 }

@@ -47,9 +47,11 @@ void settle_scroll(prompt_s *p)
 {
     constexpr int most_tries = 8;
     scroll_back_if_it_fits(p);
-    prompt_model_s scratch;
+    prompt_model_s scratch; // for its geometry; nothing is rendered
     for (int tries = 0; tries < most_tries; tries++) {
-        const int amount = prompt_update_model(p, &scratch);
+        scratch.margin_right = 0;
+        prompt_model_set_dimension(p, &scratch);
+        const int amount = prompt_model_check_cursor_scroll(p, &scratch);
         if (amount == 0)
             return;
         p->display_offset += amount;
@@ -74,9 +76,10 @@ void draw_line(tsession_s *s)
     if (p->display_offset != s->shown_offset)
         prompt_set_dirty(p);
     const bool is_full_draw = p->flags & PROMPT_FLAG_REDRAW;
-    const prompt_model_s before = *prompt_active_model(p);
+    // A redraw of the difference leaves what was shown in the other model, as it was.
+    const prompt_model_s *before = prompt_active_model(p);
     prompt_redraw(p);
-    if (!is_full_draw && lacks_its_tail(before, *prompt_active_model(p)))
+    if (!is_full_draw && lacks_its_tail(*before, *prompt_active_model(p)))
         prompt_draw(p, 0);
     s->shown_offset = p->display_offset;
 }

@@ -88,25 +88,42 @@ void end_by_fault(tsession_s *s, const Fault &fault)
     raise_event(s, TSESSION_FAULT, text);
 }
 
+// What a round does: any callable, for the call. No template takes it further, so that
+// the code of a round is there once and not for each kind of call.
+class Body {
+  public:
+    template <typename Callable>
+    Body(const Callable &callable)
+        : target_(&callable),
+          call_([](const void *target) { (*static_cast<const Callable *>(target))(); })
+    {}
+
+    void operator()() const { call_(target_); }
+
+  private:
+    const void *target_;
+    void (*call_)(const void *target);
+};
+
 // A session that leaves assertions alone does so within a call of one that does not.
-template <typename Body>
-void catch_faults(tsession_s *s, Body body)
+void catch_faults(tsession_s *s, const Body &body)
 {
-    const bool outer = std::exchange(is_catching, !s->leaves_assertions);
+    bool &catching = is_catching; // found once: that is a call
+    const bool outer = std::exchange(catching, !s->leaves_assertions);
     try {
         body();
-        is_catching = outer;
+        catching = outer;
     } catch (const Fault &fault) {
         try {
             end_by_fault(s, fault);
         } catch (const Fault &) { // in what hears of the first
         } catch (...) {
-            is_catching = outer;
+            catching = outer;
             throw;
         }
-        is_catching = outer;
+        catching = outer;
     } catch (...) {
-        is_catching = outer;
+        catching = outer;
         s->is_closed = true;
         throw;
     }
@@ -147,8 +164,7 @@ void leave(tsession_s *s)
 
 // Every call on a session: its output is gathered, a fault is caught, the last row
 // is drawn, and what was asked for inside is done at the end.
-template <typename Body>
-void round(tsession_s *s, Body body)
+void round(tsession_s *s, const Body &body)
 {
     if (s->depth++ == 0) {
         take_buffer(s);

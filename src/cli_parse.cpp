@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
@@ -73,23 +74,27 @@ bool is_list_end(const cli_pnode_s *n)
 // How well a node fits a token. Only a keyword can fit exactly.
 enum class Fit { none, loose, exact };
 
-// The token on its way along a level; its length is taken once, not per node.
-struct Token {
-    const char *text;
-    size_t len;
-};
+// A prefix is enough, the empty one included. Returns the rest of the keyword; NULL
+// when the token does not begin it.
+inline const char *rest_of_keyword(const char *keyword, const char *token)
+{
+    while (*token != '\0' && *token == *keyword) {
+        token++;
+        keyword++;
+    }
+    return *token == '\0' ? keyword : nullptr;
+}
 
-// A prefix is enough, the empty one included. The comparison ends with the shorter
-// text, so that a level costs no more than its nodes times the token.
-Fit fit_of_keyword(const cli_pnode_s *n, const Token &token)
+Fit fit_of_keyword(const cli_pnode_s *n, const char *token)
 {
     VARNO_DEBUG("Node %s is a keyword [%s] node", name_of(n), text_or_empty(n->keyword));
-    if (!has_texts(n) || std::strncmp(n->keyword, token.text, token.len) != 0)
+    const char *rest = has_texts(n) ? rest_of_keyword(n->keyword, token) : nullptr;
+    if (!rest)
         return Fit::none;
     VARNO_DEBUG("Matched keyword");
-    if (n->keyword[token.len] != '\0')
+    if (*rest != '\0')
         return Fit::loose;
-    VARNO_DEBUG("Exact match found: %s %s", token.text, n->keyword);
+    VARNO_DEBUG("Exact match found: %s %s", token, n->keyword);
     return Fit::exact;
 }
 
@@ -103,13 +108,13 @@ Fit fit_of_string(const cli_pnode_s *n)
 
 // There is no check against 32 bits. Nor is errno cleared: an ERANGE of long ago
 // makes the two ends of the range look like overflows.
-Fit fit_of_number(const cli_pnode_s *n, const Token &token)
+Fit fit_of_number(const cli_pnode_s *n, const char *token)
 {
     VARNO_DEBUG("Node %s is an INT32 node", name_of(n));
     if (!has_texts(n))
         return Fit::none;
     char *endp = nullptr;
-    const long t = std::strtol(token.text, &endp, 0);
+    const long t = std::strtol(token, &endp, 0);
     const bool overflow = (t == LONG_MAX || t == LONG_MIN) && errno == ERANGE;
     VARNO_DEBUG("t = %ld, endp is: %s", t, *endp ? endp : "EMPTY");
     if (*endp || overflow)
@@ -120,7 +125,7 @@ Fit fit_of_number(const cli_pnode_s *n, const Token &token)
 
 // Ends of line and sentinels are no words of a line. An unknown type is the host's
 // slip; the alternatives behind it still count.
-Fit fit_of(const cli_pnode_s *n, const Token &token)
+Fit fit_of(const cli_pnode_s *n, const char *token)
 {
     switch (n->type) {
     case PNODE_NONE:
@@ -175,6 +180,40 @@ uint32_t result_of(const Candidates &candidates)
     }
     VARNO_DEBUG("Found a match: %s", name_of(candidates.held));
     return PARSE_MATCHED;
+}
+
+// Both are set. Pointers of one process share bits; two that do not are taken for
+// unset, which costs their node a closer look and nothing else.
+inline bool are_set(const void *a, const void *b)
+{
+    return (reinterpret_cast<uintptr_t>(a) & reinterpret_cast<uintptr_t>(b)) != 0;
+}
+
+// A keyword that the token does not begin, with an alternative behind it.
+inline bool is_other_keyword(const cli_pnode_s *n, const char *token, char first)
+{
+    if (!are_set(n->keyword, n->next) || n->type != PNODE_KEYWORD) [[unlikely]]
+        return false;
+    if (*n->keyword != first) [[likely]]
+        return true;
+    return !rest_of_keyword(n->keyword + 1, token + 1);
+}
+
+// Passes over such keywords: nearly all of a large level, so this loop is what a parse
+// costs. Any other node, and each end, is where it stops.
+inline cli_pnode_s *skip_other_keywords(cli_pnode_s *n, const char *token)
+{
+    const char first = *token;
+    if (first == '\0')
+        return n;
+    // Two nodes a turn, so that none is copied from one variable to another.
+    while (is_other_keyword(n, token, first)) {
+        cli_pnode_s *next = n->next;
+        if (!is_other_keyword(next, token, first))
+            return next;
+        n = next->next;
+    }
+    return n;
 }
 
 // A line on its way through the graph.
@@ -258,10 +297,15 @@ uint32_t cli_parse_match_token(cli_pnode_s *level, const char *token, cli_pnode_
 {
     *out_node = nullptr;
     VARNO_DEBUG("Trying to match token [%s], starting with %s", token, name_of(level));
-    const Token wanted = {token, std::strlen(token)};
+    const bool is_traced = trace_wants(g_varno_trace_module_id, varno::debug_level);
     Candidates candidates = {nullptr, 0, false};
     for (cli_pnode_s *n = level; !is_list_end(n); n = n->next) {
-        const Fit fit = fit_of(n, wanted);
+        if (!is_traced) [[likely]] {
+            n = skip_other_keywords(n, token);
+            if (is_list_end(n))
+                break;
+        }
+        const Fit fit = fit_of(n, token);
         if (fit != Fit::none)
             add_candidate(candidates, n, fit == Fit::exact);
         VARNO_DEBUG("checking next node");

@@ -20,10 +20,12 @@
             assert_fail(text, source_name, __LINE__);                                              \
     } while (0)
 
-// Evaluates its arguments only when somebody listens.
+// Evaluates its arguments only when somebody listens: trace_wants, spelt out so that
+// silence costs no look at the module's identifier.
 #define VARNO_DEBUG(...)                                                                           \
     do {                                                                                           \
-        if (trace_wants(g_varno_trace_module_id, varno::debug_level)) [[unlikely]]                 \
+        if (varno::debug_level <= __atomic_load_n(&g_trace_max_level, __ATOMIC_RELAXED) &&         \
+            trace_module_wants(g_varno_trace_module_id, varno::debug_level)) [[unlikely]]          \
             trace_emit(g_varno_trace_module_id, varno::debug_level, "(debug): " __VA_ARGS__);      \
     } while (0)
 

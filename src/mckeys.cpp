@@ -5,7 +5,9 @@
 #include "mckeys_internal.h"
 
 #include <cctype>
+#include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
 
 #include "contract.h"
@@ -52,6 +54,87 @@ const char *value_text(const mc_node_s *node)
     return node->value ? static_cast<const char *>(node->value) : "(null)";
 }
 
+// A root made here has an index of its byte keys behind its node, so that a key of a
+// long, unsorted root costs one look. The node itself stays as it is declared.
+struct root_s {
+    mc_node_s node;
+    const mc_key_s *keys; // what the index is of; it counts only while these are
+    int32_t keys_len;     // the node's own
+    uint8_t any;          // 1 + the place of the wildcard's entry; 0: there is none
+    uint8_t at[256];      // 1 + the place of each byte's entry; 0: there is none
+};
+
+// What tells a root: its own address, in the two gaps of its node. No copy of it and
+// no node made elsewhere has that.
+constexpr size_t low_gap = offsetof(mc_node_s, keys_len) + sizeof(int32_t);
+constexpr size_t high_gap = offsetof(mc_node_s, optimized) + sizeof(uint32_t);
+constexpr bool has_gaps = low_gap + sizeof(uint32_t) == offsetof(mc_node_s, value) &&
+                          high_gap + sizeof(uint32_t) == offsetof(mc_node_s, any);
+
+uint32_t gap(const mc_node_s *node, size_t offset)
+{
+    uint32_t content;
+    std::memcpy(&content, reinterpret_cast<const char *>(node) + offset, sizeof(content));
+    return content;
+}
+
+void set_gaps(mc_node_s *node, uint64_t content)
+{
+    const auto low = static_cast<uint32_t>(content);
+    const auto high = static_cast<uint32_t>(content >> 32);
+    std::memcpy(reinterpret_cast<char *>(node) + low_gap, &low, sizeof(low));
+    std::memcpy(reinterpret_cast<char *>(node) + high_gap, &high, sizeof(high));
+}
+
+bool is_root(const mc_node_s *node)
+{
+    const uint64_t self = address(node);
+    return has_gaps && gap(node, low_gap) == static_cast<uint32_t>(self) &&
+           gap(node, high_gap) == static_cast<uint32_t>(self >> 32);
+}
+
+// The node's index; NULL without a valid one.
+inline const root_s *index_of(const mc_node_s *node)
+{
+    if (!is_root(node))
+        return nullptr;
+    const auto *root = reinterpret_cast<const root_s *>(node);
+    return root->keys == node->keys && root->keys_len == node->keys_len ? root : nullptr;
+}
+
+// Notes the entry at a place; false where the index cannot hold that place.
+bool note_entry(root_s *root, int32_t place)
+{
+    if (place >= 255)
+        return false;
+    const mkey_t key = root->node.keys[place].key;
+    const auto noted = static_cast<uint8_t>(place + 1);
+    if (key < std::size(root->at))
+        root->at[key] = noted;
+    if (key == VIRTKEY_WILDCARD)
+        root->any = noted;
+    return true;
+}
+
+// Makes the index agree with the node's keys, of which the first `known` it has.
+void update_index(mc_node_s *node, int32_t known)
+{
+    if (!is_root(node))
+        return;
+    auto *root = reinterpret_cast<root_s *>(node);
+    root->keys_len = -1;
+    if (known == 0) {
+        root->any = 0;
+        std::memset(root->at, 0, sizeof(root->at));
+    }
+    for (int32_t place = known; place < node->keys_len; place++) {
+        if (!note_entry(root, place))
+            return;
+    }
+    root->keys = node->keys;
+    root->keys_len = node->keys_len;
+}
+
 // The last entry whose code is not above the key is the only candidate; each
 // round keeps it within [at, at + count).
 mc_key_s *find_by_halving(const mc_node_s *node, mkey_t key)
@@ -65,34 +148,79 @@ mc_key_s *find_by_halving(const mc_node_s *node, mkey_t key)
     return at->key == key ? at : nullptr;
 }
 
-mc_key_s *find_by_scan(const mc_node_s *node, mkey_t key)
+mc_key_s *find_sorted(const mc_node_s *node, mkey_t key)
 {
-    const bool sorted = node->optimized != 0;
-    mc_key_s *keys = node->keys;
-    const int32_t keys_len = node->keys_len;
-    for (int32_t i = 0; i < keys_len; i++) {
-        if (keys[i].key == key)
-            return &keys[i];
-        if (sorted && keys[i].key > key)
-            return nullptr;
+    if (node->keys_len >= keys_to_halve)
+        return find_by_halving(node, key);
+    mc_key_s *const end = node->keys + node->keys_len;
+    for (mc_key_s *entry = node->keys; entry < end && entry->key <= key; entry++) {
+        if (entry->key == key)
+            return entry;
     }
     return nullptr;
 }
 
-// The one lookup of a code in a node; everything that asks for a child by its
-// code comes here. A node that claims keys but has none holds nothing.
-inline mc_key_s *find_key(const mc_node_s *node, mkey_t key)
+mc_key_s *find_by_scan(const mc_node_s *node, mkey_t key)
+{
+    mc_key_s *entry = node->keys;
+    int32_t left = node->keys_len;
+    // Four to a round: half the work of one to a round.
+    for (; left >= 4; left -= 4, entry += 4) {
+        if (entry[0].key == key)
+            return entry;
+        if (entry[1].key == key)
+            return entry + 1;
+        if (entry[2].key == key)
+            return entry + 2;
+        if (entry[3].key == key)
+            return entry + 3;
+    }
+    for (; left > 0; left--, entry++) {
+        if (entry->key == key)
+            return entry;
+    }
+    return nullptr;
+}
+
+// A node that claims keys but has none holds nothing.
+mc_key_s *find_without_index(const mc_node_s *node, mkey_t key)
 {
     if (!node->keys)
         return nullptr;
-    if (node->optimized && node->keys_len >= keys_to_halve)
-        return find_by_halving(node, key);
-    return find_by_scan(node, key);
+    return node->optimized ? find_sorted(node, key) : find_by_scan(node, key);
+}
+
+// The one lookup of a code in a node; everything that asks for a child by its
+// code comes here. An entry that is not what the index says is looked for.
+inline mc_key_s *find_indexed(const root_s *root, const mc_node_s *node, mkey_t key)
+{
+    if (root && key < std::size(root->at)) {
+        const int place = root->at[key];
+        if (place == 0)
+            return nullptr;
+        if (node->keys[place - 1].key == key)
+            return &node->keys[place - 1];
+    }
+    return find_without_index(node, key);
+}
+
+inline mc_key_s *find_key(const mc_node_s *node, mkey_t key)
+{
+    return find_indexed(index_of(node), node, key);
+}
+
+inline mc_key_s *find_any_indexed(const root_s *root, const mc_node_s *node)
+{
+    if (node->optimized)
+        return node->any;
+    if (root && root->any == 0)
+        return nullptr;
+    return find_without_index(node, VIRTKEY_WILDCARD);
 }
 
 mc_key_s *find_any_key(const mc_node_s *node)
 {
-    return node->optimized ? node->any : find_key(node, VIRTKEY_WILDCARD);
+    return find_any_indexed(index_of(node), node);
 }
 
 bool is_consistent(const mc_node_s *node)
@@ -100,11 +228,20 @@ bool is_consistent(const mc_node_s *node)
     return node->keys ? node->keys_len > 0 : node->keys_len <= 0;
 }
 
+mc_node_s *alloc_node(size_t bytes)
+{
+    return static_cast<mc_node_s *>(tracked_calloc(1, bytes, node_tag));
+}
+
 } // namespace
 
+// A root that has lost its index is a node like any other.
 mc_node_s *mc_root_alloc(void)
 {
-    return static_cast<mc_node_s *>(tracked_calloc(1, sizeof(mc_node_s), node_tag));
+    mc_node_s *root = alloc_node(has_gaps ? sizeof(root_s) : sizeof(mc_node_s));
+    if (root && has_gaps)
+        set_gaps(root, address(root));
+    return root;
 }
 
 // Recursion goes as deep as the longest sequence: 32 levels for what
@@ -118,6 +255,9 @@ void mc_root_free(mc_node_s *root, mc_free_fn free_fn, void *ctx)
     if (free_fn && root->value)
         free_fn(root->value, ctx);
     tracked_free(root->keys, "BYTE");
+    // What comes to stand here next is no root.
+    if (has_gaps)
+        set_gaps(root, 0);
     tracked_free(root, node_tag);
 }
 
@@ -132,10 +272,14 @@ int mc_node_optimized(const mc_node_s *node)
     return node->optimized ? 1 : 0;
 }
 
-mc_key_s *mc_node_add_key(mc_node_s *node, mkey_t key, mc_node_s *child)
+namespace {
+
+// Adds an entry that is not there yet.
+mc_key_s *append_key(mc_node_s *node, mkey_t key, mc_node_s *child)
 {
-    if (!is_consistent(node) || find_key(node, key))
+    if (!is_consistent(node))
         return nullptr;
+    const bool is_indexed = index_of(node);
     const size_t count = node->keys ? static_cast<size_t>(node->keys_len) : 0;
     auto *keys = static_cast<mc_key_s *>(crealloc(node->keys, sizeof(mc_key_s), count, 1));
     if (!keys)
@@ -144,7 +288,18 @@ mc_key_s *mc_node_add_key(mc_node_s *node, mkey_t key, mc_node_s *child)
     node->keys = keys;
     node->keys_len = static_cast<int32_t>(count + 1);
     mc_node_unoptimized(node);
+    if (is_indexed)
+        update_index(node, static_cast<int32_t>(count));
     return &keys[count];
+}
+
+} // namespace
+
+mc_key_s *mc_node_add_key(mc_node_s *node, mkey_t key, mc_node_s *child)
+{
+    if (!is_consistent(node) || find_key(node, key))
+        return nullptr;
+    return append_key(node, key, child);
 }
 
 mc_key_s *mc_node_get_exact_key(const mc_node_s *node, mkey_t key)
@@ -159,8 +314,9 @@ mc_key_s *mc_node_get_any_key(const mc_node_s *node)
 
 mc_key_s *mc_node_try_key(const mc_node_s *node, mkey_t key)
 {
-    mc_key_s *exact = find_key(node, key);
-    return exact ? exact : find_any_key(node);
+    const root_s *root = index_of(node);
+    mc_key_s *exact = find_indexed(root, node, key);
+    return exact ? exact : find_any_indexed(root, node);
 }
 
 int mc_key_compare(const void *left, const void *right)
@@ -178,6 +334,7 @@ int mc_optimize(mc_node_s *n)
     mc_node_unoptimized(n);
     if (n->keys_len > 1)
         std::qsort(n->keys, static_cast<size_t>(n->keys_len), sizeof(mc_key_s), mc_key_compare);
+    update_index(n, 0);
     mc_key_s *any = nullptr;
     for (int32_t i = 0; i < n->keys_len; i++) {
         VARNO_ASSERT(n->keys[i].node);
@@ -250,7 +407,7 @@ void trace_new_child(const mc_node_s *child, int j, mkey_t key)
 
 mc_node_s *new_child(int j, mkey_t key)
 {
-    mc_node_s *child = mc_root_alloc();
+    mc_node_s *child = alloc_node(sizeof(mc_node_s));
     if (child && trace_wants(g_varno_trace_module_id, varno::debug_level)) [[unlikely]]
         trace_new_child(child, j, key);
     return child;
@@ -265,7 +422,7 @@ mc_node_s *make_chain(const mkey_t *s, int i, int len, mc_node_s **out_last)
     mc_node_s *last = first;
     for (int j = i + 1; last && j < len; j++) {
         mc_node_s *next = new_child(j, s[j]);
-        if (next && !mc_node_add_key(last, s[j], next)) {
+        if (next && !append_key(last, s[j], next)) {
             mc_root_free(next, nullptr, nullptr);
             next = nullptr;
         }
@@ -297,7 +454,7 @@ int extend(mc_node_s *node, const mkey_t *s, int i, int len, void *value)
     mc_node_s *first = make_chain(s, i, len, &last);
     if (!first)
         return -1;
-    if (!mc_node_add_key(node, s[i], first)) {
+    if (!append_key(node, s[i], first)) {
         mc_root_free(first, nullptr, nullptr);
         return -1;
     }
@@ -355,61 +512,94 @@ void put_results(const Answers &found, mc_node_s **shortest, int32_t *shortest_l
     put(found.match, match, match_len);
 }
 
-struct ExactSearch {
-    Answers answers;
-    int count; // complete nodes met, less one
-};
+// The traces of a search that nobody follows cost nothing, not even a test.
+#define SEARCH_DEBUG(...)                                                                          \
+    do {                                                                                           \
+        if constexpr (is_traced)                                                                   \
+            VARNO_DEBUG(__VA_ARGS__);                                                              \
+    } while (0)
 
-// Takes note of a node met behind s[i].
-void note_value(ExactSearch &found, mc_node_s *c, int i, bool first_only)
+// Returns the number of complete nodes met, less one.
+template <bool is_traced>
+inline int search_exact(mc_node_s *n, const mkey_t *s, int len, bool first_only, Answers &found)
 {
-    VARNO_DEBUG("found a node with value at %d", i);
-    if (!found.answers.shortest.node)
-        found.answers.shortest = {c, i + 1};
-    found.count++;
-    if (!first_only)
-        found.answers.longest = {c, i + 1};
-}
-
-ExactSearch search_exact(mc_node_s *n, const mkey_t *s, int len, bool first_only)
-{
-    ExactSearch found{{}, -1};
+    int count = -1;
+    SEARCH_DEBUG("Going to search downward..");
     for (int i = 0; i < len; i++) {
-        DEBUG_KEY("considering", i, s[i]);
+        if constexpr (is_traced)
+            DEBUG_KEY("considering", i, s[i]);
         const mc_key_s *entry = find_key(n, s[i]);
         if (!entry) {
-            VARNO_DEBUG("no match for s[%d] (%u)", i, s[i]);
-            return found;
+            SEARCH_DEBUG("no match for s[%d] (%u)", i, s[i]);
+            return count;
         }
         n = entry->node;
-        if (n->value) {
-            note_value(found, n, i, first_only);
-            if (first_only)
-                return found;
-        } else {
-            VARNO_DEBUG("node for s[%d] does not have a value", i);
+        if (!n->value) {
+            SEARCH_DEBUG("node for s[%d] does not have a value", i);
+            continue;
         }
+        SEARCH_DEBUG("found a node with value at %d", i);
+        if (count++ < 0)
+            found.shortest = {n, i + 1};
+        if (first_only)
+            return count;
+        found.longest = {n, i + 1};
     }
-    found.answers.match = {n, len};
-    return found;
+    found.match = {n, len};
+    return count;
+}
+
+#undef SEARCH_DEBUG
+
+template <bool is_traced>
+inline int search_keys(mc_node_s *root, const mkey_t *s, int len, int, mc_node_s **first_complete,
+                       int32_t *first_complete_len, mc_node_s **longest_complete,
+                       int32_t *longest_complete_len, mc_node_s **longest_match,
+                       int32_t *longest_match_len)
+{
+    const bool first_only = first_complete && !longest_complete && !longest_match;
+    Answers found{};
+    const int count = search_exact<is_traced>(root, s, len, first_only, found);
+    put_results(found, first_complete, first_complete_len, longest_complete, longest_complete_len,
+                longest_match, longest_match_len);
+    if constexpr (is_traced)
+        VARNO_DEBUG("returning %d", count);
+    return count;
+}
+
+// The node that a single byte key leads to, where an index tells; else NULL.
+inline mc_node_s *find_child_by_index(const mc_node_s *node, mkey_t key)
+{
+    const root_s *root = index_of(node);
+    if (!root || key >= std::size(root->at) || root->at[key] == 0)
+        return nullptr;
+    const mc_key_s &entry = node->keys[root->at[key] - 1];
+    return entry.key == key ? entry.node : nullptr;
 }
 
 } // namespace
 
-int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int, mc_node_s **first_complete,
-                    int32_t *first_complete_len, mc_node_s **longest_complete,
-                    int32_t *longest_complete_len, mc_node_s **longest_match,
-                    int32_t *longest_match_len)
+int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int flags,
+                    mc_node_s **first_complete, int32_t *first_complete_len,
+                    mc_node_s **longest_complete, int32_t *longest_complete_len,
+                    mc_node_s **longest_match, int32_t *longest_match_len)
 {
     if (!root || !s || len <= 0)
         return -1;
-    VARNO_DEBUG("Going to search downward..");
-    const bool first_only = first_complete && !longest_complete && !longest_match;
-    const ExactSearch found = search_exact(root, s, len, first_only);
-    put_results(found.answers, first_complete, first_complete_len, longest_complete,
+    if (trace_wants(g_varno_trace_module_id, varno::debug_level)) [[unlikely]]
+        return search_keys<true>(root, s, len, flags, first_complete, first_complete_len,
+                                 longest_complete, longest_complete_len, longest_match,
+                                 longest_match_len);
+    // One bound key, which is most of what is ever asked: all results are its node.
+    mc_node_s *n = len == 1 ? find_child_by_index(root, s[0]) : nullptr;
+    if (!n || !n->value || !(longest_complete || longest_match))
+        return search_keys<false>(root, s, len, flags, first_complete, first_complete_len,
+                                  longest_complete, longest_complete_len, longest_match,
+                                  longest_match_len);
+    const Found found = {n, 1};
+    put_results({found, found, found}, first_complete, first_complete_len, longest_complete,
                 longest_complete_len, longest_match, longest_match_len);
-    VARNO_DEBUG("returning %d", found.count);
-    return found.count;
+    return 0;
 }
 
 namespace {
@@ -577,22 +767,34 @@ void *mc_node_value(const mc_node_s *n)
 
 namespace {
 
-// The first keys are looked up one by one; behind them a table of bytes pays for
-// itself (pasted text), up to the first key that is no byte.
-constexpr int keys_to_tabulate = 16;
+// Both return the first index whose key has a child; -1: none.
 
-// Returns the first index from i on whose key is no byte or has a child; len when
-// there is none.
-int skip_childless_bytes(const mc_node_s *node, const mkey_t *s, int i, int len)
+[[gnu::noinline]] int first_bound(const mc_node_s *node, const mkey_t *s, int len)
 {
-    bool has_child[256] = {};
-    for (int32_t k = 0; node->keys && k < node->keys_len; k++) {
-        if (node->keys[k].key < std::size(has_child))
-            has_child[node->keys[k].key] = true;
+    // A wildcard child takes whatever the first key is.
+    const bool takes_any = find_any_key(node) != nullptr;
+    for (int i = 0; i < len; i++) {
+        ASSERT_NO_WILDCARD(s[i] != VIRTKEY_WILDCARD, "s[i]");
+        if (takes_any || find_key(node, s[i]))
+            return i;
     }
-    while (i < len && s[i] < std::size(has_child) && !has_child[s[i]])
-        i++;
-    return i;
+    return -1;
+}
+
+// Pasted text comes here: most keys are bytes without a child.
+int first_bound_indexed(const root_s *root, const mkey_t *s, int len)
+{
+    for (int i = 0; i < len; i++) {
+        const mkey_t key = s[i];
+        if (key < std::size(root->at) && root->at[key] == 0) [[likely]]
+            continue;
+        if (key < std::size(root->at) && root->node.keys[root->at[key] - 1].key == key)
+            return i;
+        ASSERT_NO_WILDCARD(key != VIRTKEY_WILDCARD, "s[i]");
+        if (find_without_index(&root->node, key))
+            return i;
+    }
+    return -1;
 }
 
 } // namespace
@@ -601,17 +803,7 @@ int mc_nodestrstr(const mc_node_s *node, const mkey_t *s, int len)
 {
     if (len < 1 || !node || !s)
         return -1;
-    // A wildcard child takes whatever the first key is.
-    const bool takes_any = find_any_key(node) != nullptr;
-    for (int i = 0; i < len; i++) {
-        if (i == keys_to_tabulate) {
-            i = skip_childless_bytes(node, s, i, len);
-            if (i == len)
-                break;
-        }
-        ASSERT_NO_WILDCARD(s[i] != VIRTKEY_WILDCARD, "s[i]");
-        if (takes_any || find_key(node, s[i]))
-            return i;
-    }
-    return -1;
+    const root_s *root = index_of(node);
+    const bool has_wildcard = !root || root->any != 0 || node->any;
+    return has_wildcard ? first_bound(node, s, len) : first_bound_indexed(root, s, len);
 }

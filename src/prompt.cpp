@@ -8,13 +8,12 @@
 
 #include "char_class.h"
 #include "contract.h"
+#include "prompt_insertion.h"
 #include "prompt_row.h"
 
 namespace {
 
 constexpr char source_name[] = "prompt";
-
-constexpr char insert_invocation[] = "insert-character";
 
 void reset_history(prompt_s *p)
 {
@@ -25,7 +24,7 @@ void reset_history(prompt_s *p)
 
 bool is_insert_name(const char *invoke_name)
 {
-    return std::strcmp(invoke_name, insert_invocation) == 0 ||
+    return std::strcmp(invoke_name, varno::insert_invocation) == 0 ||
            std::strcmp(invoke_name, "insert-string") == 0;
 }
 
@@ -111,6 +110,19 @@ Match match_binding(prompt_s *p, const mkey_t *buf, int buflen)
         VARNO_ASSERT(longest_match_len == buflen);
     }
     return {first_complete, first_complete_len, !first_complete && longest_match};
+}
+
+// As prompt_insert_string, for a run that is not empty.
+inline void insert_run(prompt_s *p, const mkey_t *buf, int buflen)
+{
+    if (p->insert.string_fn) {
+        p->insert.string_fn(p, &p->ps, varno::insert_invocation, p->insert.string_ctx, nullptr, buf,
+                            buflen);
+        prompt_set_dirty(p);
+    } else if (p->insert.char_fn) {
+        for (int i = 0; i < buflen; i++)
+            prompt_insert_char(p, buf[i]);
+    }
 }
 
 void run_command(prompt_s *p, const mc_node_s *binding)
@@ -252,8 +264,10 @@ prompt_command_s *prompt_get_command(prompt_s *p, const char *invoke_name)
 {
     VARNO_ASSERT(p && invoke_name);
     for (prompt_command_s *t = p->commands; t; t = t->next) {
-        VARNO_ASSERT(t->inv.invoke_name);
-        if (std::strcmp(t->inv.invoke_name, invoke_name) == 0)
+        const char *name = t->inv.invoke_name;
+        VARNO_ASSERT_AS(name, "t->inv.invoke_name");
+        // Most names differ in their first character: those cost no call.
+        if (*name == *invoke_name && std::strcmp(name, invoke_name) == 0)
             return t;
     }
     return nullptr;
@@ -312,7 +326,7 @@ int prompt_consume(prompt_s *p, const mkey_t *buf, int buflen)
         const int plain = mc_nodestrstr(p->keys, buf + i, buflen - i);
         if (plain != 0) {
             const int run = plain < 0 ? buflen - i : plain;
-            prompt_insert_string(p, buf + i, run);
+            insert_run(p, buf + i, run);
             i += run;
             if (i == buflen)
                 break;
@@ -332,14 +346,7 @@ int prompt_consume(prompt_s *p, const mkey_t *buf, int buflen)
 void prompt_insert_string(prompt_s *p, const mkey_t *buf, int buflen)
 {
     VARNO_ASSERT(p && buf && buflen > 0);
-    if (p->insert.string_fn) {
-        p->insert.string_fn(p, &p->ps, insert_invocation, p->insert.string_ctx, nullptr, buf,
-                            buflen);
-        prompt_set_dirty(p);
-    } else if (p->insert.char_fn) {
-        for (int i = 0; i < buflen; i++)
-            prompt_insert_char(p, buf[i]);
-    }
+    insert_run(p, buf, buflen);
 }
 
 // A string-insert callback gets every key: what it makes of them is its own affair.
@@ -348,7 +355,7 @@ void prompt_insert_char(prompt_s *p, mkey_t key)
     VARNO_ASSERT(p);
     if (!p->insert.char_fn || !varno::is_text(key))
         return;
-    p->insert.char_fn(p, &p->ps, insert_invocation, p->insert.char_ctx, nullptr, &key, 1);
+    p->insert.char_fn(p, &p->ps, varno::insert_invocation, p->insert.char_ctx, nullptr, &key, 1);
     prompt_set_dirty(p);
 }
 
@@ -366,9 +373,7 @@ void prompt_redraw(prompt_s *p)
     } else if (p->flags == 0 && prompt_model_check_cursor_scroll(p, prompt_active_model(p)) == 0) {
         prompt_redraw_cursor(p);
     } else {
-        prompt_swap_models(p);
-        prompt_update_model_and_prompt(p, prompt_active_model(p));
-        prompt_redraw_model(p);
+        varno::redraw_line(p);
     }
     p->flags = 0;
 }
@@ -414,10 +419,12 @@ void prompt_move_term_cursor_back(prompt_s *p, int amount)
 {
     VARNO_ASSERT(p);
     VARNO_ASSERT(amount > 0);
-    if (!p->pinfo.print_fn)
+    const prompt_print_fn print_fn = p->pinfo.print_fn;
+    if (!print_fn)
         return;
+    void *print_ctx = p->pinfo.print_ctx;
     for (int i = 0; i < amount; i++)
-        p->pinfo.print_fn(p, p->pinfo.print_ctx, "%c", '\b');
+        print_fn(p, print_ctx, "%c", '\b');
 }
 
 void prompt_move_term_cursor_to_bol(prompt_s *p)

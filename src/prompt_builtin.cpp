@@ -11,6 +11,7 @@
 
 #include "char_class.h"
 #include "contract.h"
+#include "prompt_insertion.h"
 
 namespace {
 
@@ -18,17 +19,20 @@ constexpr char source_name[] = "prompt_builtin";
 
 void check_name(const char *invoked, const char *name)
 {
-    VARNO_ASSERT(strcmp(invoked, name) == 0);
+    VARNO_ASSERT_AS(invoked == name || std::strcmp(invoked, name) == 0,
+                    "strcmp(invoked, name) == 0");
 }
 
-void check_invocation(const prompt_s *p, const pstate *ps, const char *invoked, const char *name)
+inline void check_invocation(const prompt_s *p, const pstate *ps, const char *invoked,
+                             const char *name)
 {
     VARNO_ASSERT(p && ps && invoked);
     check_name(invoked, name);
 }
 
 // The text-inserting callbacks report their arguments one by one.
-void check_insertion(const prompt_s *p, const pstate *ps, const char *invoked, const char *name)
+inline void check_insertion(const prompt_s *p, const pstate *ps, const char *invoked,
+                            const char *name)
 {
     VARNO_ASSERT(p);
     VARNO_ASSERT(ps);
@@ -367,7 +371,7 @@ int p_builtin_execute_cb(prompt_s *p, pstate *ps, const char *invoked, void *, v
 int p_builtin_insert_char_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *,
                              const mkey_t *buf, int32_t buflen)
 {
-    check_insertion(p, ps, invoked, "insert-character");
+    check_insertion(p, ps, invoked, varno::insert_invocation);
     VARNO_ASSERT(buf);
     VARNO_ASSERT(buflen == 1);
     prompt_insert_char_at_cursor(p, static_cast<char>(*buf));
@@ -377,7 +381,7 @@ int p_builtin_insert_char_cb(prompt_s *p, pstate *ps, const char *invoked, void 
 int p_builtin_insert_string_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *,
                                const mkey_t *buf, int32_t buflen)
 {
-    check_insertion(p, ps, invoked, "insert-character");
+    check_insertion(p, ps, invoked, varno::insert_invocation);
     VARNO_ASSERT(buflen >= 1);
     VARNO_ASSERT(buf);
     for (int32_t i = 0; i < buflen; i++) {

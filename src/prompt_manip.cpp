@@ -65,6 +65,38 @@ int32_t space_before(const pstate *ps, int32_t at)
     return at;
 }
 
+inline void append_character(pstate *s, char c)
+{
+    VARNO_ASSERT(s->buf_used + 1 <= 255);
+    s->buf[s->buf_used] = c;
+    terminate(s, s->buf_used + 1);
+}
+
+inline void insert_character(pstate *s, int location, char c)
+{
+    VARNO_ASSERT(location >= 0 && location <= 255);
+    VARNO_ASSERT_AS(s->buf_used <= 254, "!pstate_is_full(s)");
+    if (location == s->buf_used) {
+        append_character(s, c);
+        return;
+    }
+    VARNO_ASSERT(location < s->buf_used);
+    char *at = s->buf + location;
+    std::memmove(at + 1, at, static_cast<size_t>(s->buf_used - location) + 1);
+    *at = c;
+    s->buf_used++;
+}
+
+// Returns whether there was room for it.
+inline bool insert_char_at_cursor(pstate *ps, char c)
+{
+    if (!has_room_at_cursor(ps))
+        return false;
+    insert_character(ps, ps->cursor_location, c);
+    ps->cursor_location++;
+    return true;
+}
+
 } // namespace
 
 int prompt_used(prompt_s *p)
@@ -113,9 +145,7 @@ int prompt_cursor_is_at_end(prompt_s *p)
 void pstate_append_character(pstate *s, char c)
 {
     VARNO_ASSERT(s);
-    VARNO_ASSERT(s->buf_used + 1 <= 255);
-    s->buf[s->buf_used] = c;
-    terminate(s, s->buf_used + 1);
+    append_character(s, c);
 }
 
 void prompt_append_character(prompt_s *p, char c)
@@ -249,17 +279,7 @@ void prompt_clear_command(prompt_s *p)
 void pstate_insert_character(pstate *s, int location, char c)
 {
     VARNO_ASSERT(s);
-    VARNO_ASSERT(location >= 0 && location <= 255);
-    VARNO_ASSERT(!pstate_is_full(s));
-    if (location == s->buf_used) {
-        pstate_append_character(s, c);
-        return;
-    }
-    VARNO_ASSERT(location < s->buf_used);
-    char *at = s->buf + location;
-    std::memmove(at + 1, at, static_cast<size_t>(s->buf_used - location) + 1);
-    *at = c;
-    s->buf_used++;
+    insert_character(s, location, c);
 }
 
 void prompt_insert_character(prompt_s *p, int location, char c)
@@ -272,19 +292,14 @@ void prompt_insert_character(prompt_s *p, int location, char c)
 void pstate_insert_char_at_cursor(pstate *ps, char c)
 {
     VARNO_ASSERT(ps);
-    if (!has_room_at_cursor(ps))
-        return;
-    pstate_insert_character(ps, ps->cursor_location, c);
-    ps->cursor_location++;
+    insert_char_at_cursor(ps, c);
 }
 
 void prompt_insert_char_at_cursor(prompt_s *p, char c)
 {
     VARNO_ASSERT(p);
-    if (!has_room_at_cursor(&p->ps))
-        return;
-    pstate_insert_char_at_cursor(&p->ps, c);
-    prompt_set_dirty(p);
+    if (insert_char_at_cursor(&p->ps, c))
+        prompt_set_dirty(p);
 }
 
 void pstate_insert_char_str(pstate *ps, const char *s, int n)
@@ -292,7 +307,7 @@ void pstate_insert_char_str(pstate *ps, const char *s, int n)
     VARNO_ASSERT(ps);
     VARNO_ASSERT(s || n <= 0);
     for (int i = 0; i < n; i++)
-        pstate_insert_char_at_cursor(ps, s[i]);
+        insert_char_at_cursor(ps, s[i]);
 }
 
 void prompt_compact_whitespace(prompt_s *p)

@@ -5,6 +5,8 @@
 #include <varno/prompt.h>
 
 #include <algorithm>
+#include <bit>
+#include <climits>
 #include <cstring>
 
 #include "contract.h"
@@ -24,13 +26,22 @@ class RowWriter {
     {
         constexpr size_t last = sizeof(prompt_model_s::buf) - 1;
         const size_t at = std::min(written_, last);
-        const size_t stored = std::min(len, last - at);
-        std::memcpy(mod_->buf + at, text, stored);
-        mod_->buf[at + stored] = '\0';
+        std::memcpy(mod_->buf + at, text, std::min(len, last - at));
         written_ += len;
     }
 
-    void append(const char *text) { append(text, std::strlen(text)); }
+    // A prompt or a guard of so many characters. Mostly its whole field has room: that is
+    // copied without a call, and what follows is written over the field's rest.
+    template <size_t capacity>
+    void append(const char (&field)[capacity], int32_t len)
+    {
+        if (written_ + capacity > sizeof(prompt_model_s::buf)) {
+            append(field, std::strlen(field));
+            return;
+        }
+        std::memcpy(mod_->buf + written_, field, capacity);
+        written_ += static_cast<size_t>(len);
+    }
 
     // As the precision of "%.*s": a negative width, as a great one, takes the whole text.
     void append_cut(const char *text, int32_t width)
@@ -38,7 +49,11 @@ class RowWriter {
         append(text, strnlen(text, static_cast<size_t>(width)));
     }
 
-    int32_t written() const { return static_cast<int32_t>(written_); }
+    void finish()
+    {
+        mod_->buf_len = static_cast<int32_t>(written_);
+        mod_->buf[varno::stored_columns(mod_)] = '\0';
+    }
 
   private:
     prompt_model_s *mod_;
@@ -47,20 +62,47 @@ class RowWriter {
 
 // The row as the format "%s%s%.*s%.*s%s" renders prompt, left guard, text, fill
 // and right guard. The fill is an empty text whatever its count, so it is left out.
-void render(prompt_s *p, prompt_model_s *mod)
+void render(const prompt_s *p, prompt_model_s *mod)
 {
     RowWriter row(mod);
     if (p->ps.buf_used == 0) {
-        row.append(p->disp.empty);
+        row.append(p->disp.empty, p->disp.empty_len);
     } else {
-        row.append(p->disp.normal);
+        row.append(p->disp.normal, p->disp.normal_len);
         if (p->disp.normal_len < mod->margin_left)
-            row.append(p->disp.left);
+            row.append(p->disp.left, p->disp.left_len);
         row.append_cut(p->ps.buf + p->display_offset, mod->text_width);
         if (mod->margin_right > 0)
-            row.append(p->disp.right);
+            row.append(p->disp.right, p->disp.right_len);
     }
-    mod->buf_len = row.written();
+    row.finish();
+}
+
+// As prompt_model_init, but for what nobody reads: the bytes behind the terminator.
+void clear(prompt_model_s *mod)
+{
+    mod->buf[0] = '\0';
+    mod->buf_len = 0;
+    mod->virtual_cursor = 0;
+    mod->margin_left = 0;
+    mod->text_width = 0;
+    mod->margin_right = 0;
+}
+
+// All but margin_right, which keeps its value where the text does not run past the edge.
+inline void set_dimension(const prompt_s *p, prompt_model_s *mod)
+{
+    // The last column is never used: a character there may wrap the row.
+    const int32_t width = p->width - 1;
+    VARNO_ASSERT(width > 0);
+    const int32_t prompt_len = p->ps.buf_used > 0 ? p->disp.normal_len : p->disp.empty_len;
+    const int32_t margin_left = prompt_len + (p->display_offset > 0 ? p->disp.left_len : 0);
+    const bool runs_past = p->ps.buf_used - p->display_offset >= width - margin_left;
+    const int32_t margin_right = runs_past ? p->disp.right_len : mod->margin_right;
+    mod->virtual_cursor = p->ps.cursor_location - p->display_offset + margin_left;
+    mod->margin_left = margin_left;
+    mod->margin_right = margin_right;
+    mod->text_width = width - margin_right - margin_left;
 }
 
 // The offset moves by whole steps. Back: far enough that between 1 and a step of
@@ -80,18 +122,68 @@ int32_t scroll_amount(const prompt_s *p, int32_t text_width)
     return ((column - text_width) / step + 1) * step;
 }
 
+inline int32_t update_model(prompt_s *p, prompt_model_s *mod)
+{
+    clear(mod);
+    set_dimension(p, mod);
+    const int32_t offset = scroll_amount(p, mod->text_width);
+    if (offset != 0) [[unlikely]] {
+        VARNO_ASSERT((p->display_offset + offset) >= 0);
+        return offset;
+    }
+    if (p->ps.buf_used == 0) {
+        VARNO_ASSERT(mod->margin_left == p->disp.empty_len);
+        VARNO_ASSERT(mod->margin_right == 0);
+    }
+    render(p, mod);
+    return 0;
+}
+
+// A line whose cursor is not inside the text area is scrolled and built once more.
+void update_model_and_prompt(prompt_s *p, prompt_model_s *mod)
+{
+    const int offset = update_model(p, mod);
+    if (offset == 0) [[likely]]
+        return;
+    p->display_offset += offset;
+    p->flags |= PROMPT_FLAG_SCROLLED;
+    VARNO_ASSERT_AS(update_model(p, mod) == 0, "prompt_update_model(p, mod) == 0");
+}
+
 void print_from(prompt_s *p, const prompt_model_s *mod, int32_t column)
 {
     p->pinfo.print_fn(p, p->pinfo.print_ctx, "%s", varno::row_from(mod, column));
 }
 
+constexpr int32_t word_columns = sizeof(uint64_t);
+static_assert(sizeof(prompt_model_s::buf) % word_columns == 0);
+
+uint64_t word_at(const prompt_model_s *mod, int32_t column)
+{
+    uint64_t word;
+    std::memcpy(&word, mod->buf + column, sizeof(word));
+    return word;
+}
+
+// The byte in memory order that is the first of a word not to be 0.
+int32_t first_byte(uint64_t word)
+{
+    const bool is_little = std::endian::native == std::endian::little;
+    return (is_little ? std::countr_zero(word) : std::countl_zero(word)) / CHAR_BIT;
+}
+
 // The number of columns, of those stored of the shorter row, that show the same in
-// both rows.
+// both rows. Compared in words: the last one may reach behind the row, and not behind
+// the buffer.
 int32_t common_columns(const prompt_model_s *shorter, const prompt_model_s *longer)
 {
-    const char *end = shorter->buf + varno::stored_columns(shorter);
-    const auto *differs = std::mismatch(shorter->buf, end, longer->buf).first;
-    return static_cast<int32_t>(differs - shorter->buf);
+    const int32_t columns = varno::stored_columns(shorter);
+    for (int32_t at = 0; at < columns; at += word_columns) {
+        const uint64_t difference = word_at(shorter, at) ^ word_at(longer, at);
+        if (difference != 0)
+            return std::min(columns, at + first_byte(difference));
+    }
+    return columns;
 }
 
 // Moves the terminal's cursor left, by the shorter text where it goes to column 0.
@@ -167,6 +259,21 @@ void redraw_as_long(prompt_s *p, const prompt_model_s *old, const prompt_model_s
         rewrite_from_difference(p, old, mod, same);
 }
 
+// From what the terminal shows to what it is to show. There is a print callback.
+void redraw_difference(prompt_s *p, const prompt_model_s *old, const prompt_model_s *mod)
+{
+    if (old->buf_len == 0) {
+        prompt_move_term_cursor_to_bol(p);
+        prompt_print_model(p);
+        return;
+    }
+    if (old->buf_len > mod->buf_len)
+        redraw_shorter(p, old, mod);
+    else
+        redraw_as_long(p, old, mod);
+    varno::flush(p);
+}
+
 } // namespace
 
 prompt_model_s *prompt_active_model(prompt_s *p)
@@ -197,16 +304,7 @@ void prompt_model_init(prompt_model_s *mod)
 void prompt_model_set_dimension(prompt_s *p, prompt_model_s *mod)
 {
     VARNO_ASSERT(mod && p);
-    // The last column is never used: a character there may wrap the row.
-    const int32_t width = p->width - 1;
-    VARNO_ASSERT(width > 0);
-    mod->margin_left = p->ps.buf_used > 0 ? p->disp.normal_len : p->disp.empty_len;
-    if (p->display_offset > 0)
-        mod->margin_left += p->disp.left_len;
-    if (p->ps.buf_used - p->display_offset >= width - mod->margin_left)
-        mod->margin_right = p->disp.right_len;
-    mod->text_width = width - mod->margin_right - mod->margin_left;
-    mod->virtual_cursor = p->ps.cursor_location - p->display_offset + mod->margin_left;
+    set_dimension(p, mod);
 }
 
 int prompt_model_check_cursor_scroll(prompt_s *p, prompt_model_s *mod)
@@ -218,30 +316,13 @@ int prompt_model_check_cursor_scroll(prompt_s *p, prompt_model_s *mod)
 int prompt_update_model(prompt_s *p, prompt_model_s *mod)
 {
     VARNO_ASSERT(mod && p);
-    prompt_model_init(mod);
-    prompt_model_set_dimension(p, mod);
-    const int32_t offset = scroll_amount(p, mod->text_width);
-    if (offset != 0) {
-        VARNO_ASSERT((p->display_offset + offset) >= 0);
-        return offset;
-    }
-    if (p->ps.buf_used == 0) {
-        VARNO_ASSERT(mod->margin_left == p->disp.empty_len);
-        VARNO_ASSERT(mod->margin_right == 0);
-    }
-    render(p, mod);
-    return 0;
+    return update_model(p, mod);
 }
 
 int prompt_update_model_and_prompt(prompt_s *p, prompt_model_s *mod)
 {
     VARNO_ASSERT(mod && p);
-    const int offset = prompt_update_model(p, mod);
-    if (offset == 0)
-        return 0;
-    p->display_offset += offset;
-    p->flags |= PROMPT_FLAG_SCROLLED;
-    VARNO_ASSERT(prompt_update_model(p, mod) == 0);
+    update_model_and_prompt(p, mod);
     return 0;
 }
 
@@ -262,16 +343,15 @@ void prompt_redraw_model(prompt_s *p)
     VARNO_ASSERT(p);
     if (!p->pinfo.print_fn)
         return;
-    const prompt_model_s *old = prompt_inactive_model(p);
-    const prompt_model_s *mod = prompt_active_model(p);
-    if (old->buf_len == 0) {
-        prompt_move_term_cursor_to_bol(p);
-        prompt_print_model(p);
-        return;
-    }
-    if (old->buf_len > mod->buf_len)
-        redraw_shorter(p, old, mod);
-    else
-        redraw_as_long(p, old, mod);
-    varno::flush(p);
+    redraw_difference(p, prompt_inactive_model(p), prompt_active_model(p));
+}
+
+void varno::redraw_line(prompt_s *p)
+{
+    const prompt_model_s *old = prompt_active_model(p);
+    prompt_swap_models(p);
+    prompt_model_s *mod = prompt_active_model(p);
+    update_model_and_prompt(p, mod);
+    if (p->pinfo.print_fn)
+        redraw_difference(p, old, mod);
 }

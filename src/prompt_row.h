@@ -30,6 +30,10 @@ inline void flush(prompt_s *p)
         p->pinfo.flush_fn(p, p->pinfo.flush_ctx);
 }
 
+// What a redraw is when the line has changed: the models change places, the new one is
+// built, and the difference is written.
+void redraw_line(prompt_s *p);
+
 } // namespace varno
 
 #endif

@@ -6,10 +6,15 @@
 
 #include <varno/platform.h>
 
+#include <algorithm>
+#include <bit>
+#include <charconv>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <string_view>
 
 #include "char_class.h"
 #include "contract.h"
@@ -26,6 +31,8 @@ constexpr unsigned char terminal_type_is = 0;
 constexpr unsigned char terminal_type_send = 1;
 
 constexpr int32_t terminal_name_max = 40;
+
+constexpr size_t text_room = 256; // of a message, its terminator included
 
 // Offsets in a subnegotiation: IAC SB option parameters... IAC SE.
 constexpr int32_t option_at = 2;
@@ -91,13 +98,149 @@ constexpr const telnet_command_s *row_of(int code)
     return &commands[code - TN_NVT_SE];
 }
 
+// The way out for all messages; its check is what makes the callback mandatory.
+inline void emit(telparser_s *ctx, const char *text)
+{
+    VARNO_ASSERT_AS(ctx && ctx->trace_fn, "ctx->trace_fn");
+    ctx->trace_fn(ctx, ctx->trace_user, text);
+}
+
+// The parser's own messages are put together without printf, which would cost more
+// than all the rest of a command.
+
+char *put(char *to, const char *end, std::string_view piece)
+{
+    const size_t count = std::min(piece.size(), static_cast<size_t>(end - to));
+    std::memcpy(to, piece.data(), count);
+    return to + count;
+}
+
+char *put(char *to, char *end, int number)
+{
+    return std::to_chars(to, end, number).ptr;
+}
+
+[[gnu::noinline]] void trace(telparser_s *ctx, std::string_view before, int number,
+                             std::string_view behind = "")
+{
+    char text[text_room];
+    char *const end = text + std::size(text) - 1;
+    *put(put(put(text, end, before), end, number), end, behind) = '\0';
+    emit(ctx, text);
+}
+
+// Of a subnegotiation: the option behind the text, then a number of bytes.
+[[gnu::noinline]] void trace_option(telparser_s *ctx, std::string_view before, int option, int len)
+{
+    char text[text_room];
+    char *const end = text + std::size(text) - 1;
+    char *to = put(put(put(text, end, before), end, option), end, " (len: ");
+    *put(put(to, end, len), end, ")") = '\0';
+    emit(ctx, text);
+}
+
+// The messages that a stream full of commands is made of are put together beforehand.
+template <size_t rows>
+struct text_table {
+    char text[rows][40];
+};
+
+constexpr char *append(char *to, const char *piece)
+{
+    while (*piece != '\0')
+        *to++ = *piece++;
+    return to;
+}
+
+constexpr char *append(char *to, int number)
+{
+    if (number >= 10)
+        to = append(to, number / 10);
+    *to++ = static_cast<char>('0' + number % 10);
+    return to;
+}
+
+// ORDER telnet commands
+constexpr auto discard_texts = [] {
+    text_table<std::size(commands)> made{};
+    for (size_t row = 0; row < std::size(commands); row++) {
+        char *to = append(made.text[row], "Discarding command ");
+        to = append(append(to, commands[row].name), " (");
+        append(append(to, commands[row].code), ")");
+    }
+    return made;
+}();
+
+// Row: the number in the text.
+template <size_t rows>
+constexpr text_table<rows> make_numbered(const char *before, const char *behind)
+{
+    text_table<rows> made{};
+    for (size_t row = 0; row < rows; row++)
+        append(append(append(made.text[row], before), static_cast<int>(row)), behind);
+    return made;
+}
+
+#define CONSUMED "NVT processing consumed "
+#define CONSUMED_MESSAGE "Consumed a sub-opt message of length "
+constexpr auto consumed_texts = make_numbered<10>(CONSUMED, "\n");
+constexpr auto consumed_message_texts = make_numbered<10>(CONSUMED_MESSAGE, "");
+
+void trace_consumed(telparser_s *ctx, int32_t n)
+{
+    if (static_cast<uint32_t>(n) < std::size(consumed_texts.text)) [[likely]]
+        emit(ctx, consumed_texts.text[n]);
+    else
+        trace(ctx, CONSUMED, n, "\n");
+}
+
+void trace_consumed_message(telparser_s *ctx, int32_t n)
+{
+    if (static_cast<uint32_t>(n) < std::size(consumed_message_texts.text)) [[likely]]
+        emit(ctx, consumed_message_texts.text[n]);
+    else
+        trace(ctx, CONSUMED_MESSAGE, n);
+}
+
+// Index of the first IAC in a word of eight bytes; 8 when there is none. A byte of
+// the marks is not 0 where, of all bytes so far, the first is 255.
+inline int iac_in_word(const unsigned char *bytes)
+{
+    uint64_t word;
+    std::memcpy(&word, bytes, sizeof(word));
+    const uint64_t others = ~word; // 255 is 0 here
+    const uint64_t marks = (others - 0x0101010101010101) & word & 0x8080808080808080;
+    return marks == 0 ? 8 : std::countr_zero(marks) / 8;
+}
+
 // Index of the first IAC in buf[from..buflen); buflen when there is none.
-int32_t find_iac(const unsigned char *buf, int32_t from, int32_t buflen)
+inline int32_t find_iac(const unsigned char *buf, int32_t from, int32_t buflen)
 {
     const void *found = std::memchr(buf + from, TN_NVT_IAC, static_cast<size_t>(buflen - from));
     if (!found)
         return buflen;
     return static_cast<int32_t>(static_cast<const unsigned char *>(found) - buf);
+}
+
+// A person types a byte at a time.
+inline int32_t find_first_iac(const unsigned char *buf, int32_t buflen)
+{
+    if (buflen == 1)
+        return buf[0] == TN_NVT_IAC ? 0 : 1;
+    return find_iac(buf, 0, buflen);
+}
+
+// The same where one is likely to be near, which is behind another command: a look at
+// a word costs less than the call.
+inline int32_t find_near_iac(const unsigned char *buf, int32_t from, int32_t buflen)
+{
+    if (std::endian::native == std::endian::little && buflen - from >= 8) {
+        const int near = iac_in_word(buf + from);
+        if (near < 8)
+            return from + near;
+        from += 8;
+    }
+    return find_iac(buf, from, buflen);
 }
 
 // The pointer is into the caller's buffer: nothing is copied.
@@ -117,7 +260,7 @@ int32_t find_end(const unsigned char *buf, int32_t buflen)
 {
     const int32_t last = buflen - 1;
     for (int32_t k = parameters_at; k < last; k++) {
-        k = find_iac(buf, k, last);
+        k = find_near_iac(buf, k, last);
         if (k < last && buf[k + 1] == TN_NVT_SE && buf[k - 1] != TN_NVT_IAC)
             return k;
     }
@@ -139,7 +282,7 @@ int32_t consume_naws(telparser_s *ctx, const unsigned char *buf, int32_t len, in
     if (buflen < naws_bytes)
         return 0;
     if (buf[naws_end_at] != TN_NVT_IAC || buf[naws_end_at + 1] != TN_NVT_SE) {
-        telnet_trace(ctx, "%s", "saw malformed NAWS message: missing IAC SE");
+        emit(ctx, "saw malformed NAWS message: missing IAC SE");
         return malformed_naws_bytes;
     }
     if (ctx->naws_fn)
@@ -169,9 +312,9 @@ int32_t consume_terminal_type(telparser_s *ctx, const unsigned char *buf, int32_
     const int command = buf[parameters_at];
     const int32_t term_len = len - 2 - (parameters_at + 1);
     if (command != terminal_type_is)
-        telnet_trace(ctx, "malformed termtype message: cmd %d is not IS", command);
+        trace(ctx, "malformed termtype message: cmd ", command, " is not IS");
     else if (term_len < 1 || term_len > terminal_name_max)
-        telnet_trace(ctx, "termtype message termlength is too large: %d", term_len);
+        trace(ctx, "termtype message termlength is too large: ", term_len);
     else
         report_terminal(ctx, buf + parameters_at + 1, term_len);
     return len;
@@ -184,20 +327,19 @@ int32_t consume_terminal_type(telparser_s *ctx, const unsigned char *buf, int32_
 int32_t consume_unsupported(telparser_s *ctx, const unsigned char *buf, int32_t buflen)
 {
     const int option = buf[option_at];
-    telnet_trace(ctx, "%s: %d", "Skipping unsupported options negotiation for option", option);
+    trace(ctx, "Skipping unsupported options negotiation for option: ", option);
     const int32_t j = find_iac(buf, option_at, buflen);
     // The end that was found holds an IAC; only a callback that changed the buffer
     // can have taken it away.
     if (j >= buflen - 1) {
-        telnet_trace(ctx, "%s: %d (len: %d)", "Unable to completely consume option", option,
-                     buflen);
+        trace_option(ctx, "Unable to completely consume option: ", option, buflen);
         return 0;
     }
     if (buf[j + 1] == TN_NVT_SE) {
-        telnet_trace(ctx, "%s: %d (len: %d)", "Consuming unsupported option", option, j + 1);
+        trace_option(ctx, "Consuming unsupported option: ", option, j + 1);
         return j + 1;
     }
-    telnet_trace(ctx, "Saw an IAC command within the SB/SE: %d", buf[j + 1]);
+    trace(ctx, "Saw an IAC command within the SB/SE: ", buf[j + 1]);
     return j - 1;
 }
 
@@ -242,9 +384,9 @@ int32_t consume_subnegotiation(telparser_s *ctx, const unsigned char *buf, int32
     VARNO_ASSERT(buf[1] == TN_NVT_SB);
     const int32_t n = consume_option(ctx, buf, buflen, end);
     if (n == 0)
-        telnet_trace(ctx, "%s", "Could not consume sub-opt message");
+        emit(ctx, "Could not consume sub-opt message");
     else
-        telnet_trace(ctx, "Consumed a sub-opt message of length %d", n);
+        trace_consumed_message(ctx, n);
     return n;
 }
 
@@ -253,19 +395,19 @@ int32_t consume_subnegotiation(telparser_s *ctx, const unsigned char *buf, int32
 // RFC 854 gives codes below 240 no meaning behind an IAC.
 int32_t skip_invalid(telparser_s *ctx, int code)
 {
-    telnet_trace(ctx, "Invalid NVT command %d", code);
+    trace(ctx, "Invalid NVT command ", code);
     return 2;
 }
 
 int32_t skip_stray_end(telparser_s *ctx)
 {
-    telnet_trace(ctx, "Saw IAC SE without corresponding IAC SB");
+    emit(ctx, "Saw IAC SE without corresponding IAC SB");
     return 2;
 }
 
 int32_t discard(telparser_s *ctx, int code)
 {
-    telnet_trace(ctx, "Discarding command %s (%d)", row_of(code)->name, code);
+    emit(ctx, discard_texts.text[code - TN_NVT_SE]);
     return 2;
 }
 
@@ -286,9 +428,9 @@ int32_t deliver_escaped(telparser_s *ctx, const unsigned char *iac)
 
 // Requests are neither answered nor remembered: which options are on, and the
 // answers that end a negotiation (RFC 1143), are the host's.
-int32_t note_request(telparser_s *ctx, const char *request, int option)
+int32_t note_request(telparser_s *ctx, std::string_view request, int option)
 {
-    telnet_trace(ctx, "Client %s option %d", request, option);
+    trace(ctx, request, option);
     return 3;
 }
 
@@ -317,13 +459,13 @@ int32_t consume_command(telparser_s *ctx, const unsigned char *buf, int32_t bufl
     case TN_NVT_SB:
         return consume_subnegotiation(ctx, buf, buflen, end);
     case TN_NVT_WILL:
-        return note_request(ctx, "WILL", buf[2]);
+        return note_request(ctx, "Client WILL option ", buf[2]);
     case TN_NVT_WONT:
-        return note_request(ctx, "WONT", buf[2]);
+        return note_request(ctx, "Client WONT option ", buf[2]);
     case TN_NVT_DO:
-        return note_request(ctx, "request DO", buf[2]);
+        return note_request(ctx, "Client request DO option ", buf[2]);
     case TN_NVT_DONT:
-        return note_request(ctx, "request DONT", buf[2]);
+        return note_request(ctx, "Client request DONT option ", buf[2]);
     case TN_NVT_IAC:
         return deliver_escaped(ctx, buf + 1);
     default:
@@ -383,52 +525,63 @@ const unsigned char *telnet_make_options(telparser_s *ctx, int32_t *out_len)
 {
     VARNO_ASSERT(ctx && out_len);
     *out_len = static_cast<int32_t>(std::size(opening));
-    telnet_trace(ctx, "Returning options buffer (length: %d)", *out_len);
+    trace(ctx, "Returning options buffer (length: ", *out_len, ")");
     return opening;
 }
 
-// The only way out for messages; its check is what makes the callback mandatory.
+// The host's messages.
 void telnet_trace(telparser_s *ctx, const char *format, ...)
 {
     VARNO_ASSERT_AS(ctx && ctx->trace_fn, "ctx->trace_fn");
-    char text[256];
+    char text[text_room];
     va_list arguments;
     va_start(arguments, format);
     const int length = std::vsnprintf(text, std::size(text), format, arguments);
     va_end(arguments);
     if (length < 0)
         text[0] = '\0';
-    ctx->trace_fn(ctx, ctx->trace_user, text);
+    emit(ctx, text);
 }
 
-// Each turn uses at least one byte, or returns. Data behind the last command is
-// left for a later call, which delivers it when it sees no command: only a buffer
-// of plain data is delivered to its end. The run before an incomplete command is
-// delivered all the same, so the caller keeps only the command.
-int32_t telnet_consume(telparser_s *ctx, const unsigned char *buf, int32_t buflen)
+namespace {
+
+// Consumes from the buffer's first IAC on. Each turn uses at least one byte, or
+// returns. Data behind the last command is left for a later call, which delivers it
+// when it sees no command. The run before an incomplete command is delivered all the
+// same, so the caller keeps only the command.
+[[gnu::noinline]] int32_t consume_commands(telparser_s *ctx, const unsigned char *buf, int32_t iac,
+                                           int32_t buflen)
 {
-    VARNO_ASSERT(buf && buflen > 0 && ctx);
     const unsigned char *end = buf;
     int32_t position = 0; // start of the data run, behind the last command
-    while (position < buflen) {
-        const int32_t iac = find_iac(buf, position, buflen);
-        if (iac == buflen && position > 0)
-            return position;
-        if (iac == buflen) {
-            deliver(ctx, buf, buflen);
-            return buflen;
-        }
+    do {
         if (iac > position) {
-            telnet_trace(ctx, "Have some text buffered up");
+            emit(ctx, "Have some text buffered up");
             deliver(ctx, buf + position, iac - position);
         }
         const int32_t n = consume_command(ctx, buf + iac, buflen - iac, &end);
-        telnet_trace(ctx, "NVT processing consumed %d\n", n);
+        trace_consumed(ctx, n);
         if (n == 0)
             return iac;
         position = iac + n;
-    }
+        if (position >= buflen)
+            return position;
+        iac = find_near_iac(buf, position, buflen);
+    } while (iac < buflen);
     return position;
+}
+
+} // namespace
+
+// Only a buffer of plain data is delivered to its end.
+int32_t telnet_consume(telparser_s *ctx, const unsigned char *buf, int32_t buflen)
+{
+    VARNO_ASSERT(buf && buflen > 0 && ctx);
+    const int32_t iac = find_first_iac(buf, buflen);
+    if (iac < buflen)
+        return consume_commands(ctx, buf, iac, buflen);
+    deliver(ctx, buf, buflen);
+    return buflen;
 }
 
 // ORDER telnet commands
@@ -436,6 +589,6 @@ const telnet_command_s *telnet_iac_command_name(telparser_s *ctx, int code)
 {
     const telnet_command_s *row = row_of(code);
     if (!row)
-        telnet_trace(ctx, "Request for out of range command name: %d", code);
+        trace(ctx, "Request for out of range command name: ", code);
     return row;
 }

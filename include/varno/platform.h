@@ -21,8 +21,8 @@ extern "C" {
 
 /* The highest level at which any module's emit can reach anyone; every emit
  * above it is dropped. Below every level while nobody listens. Read on hot
- * paths, so it is a plain variable: a platform changes it only while no other
- * thread traces. */
+ * paths, and by any thread while another one changes it: so with relaxed order,
+ * as a platform stores it if it does so while threads trace. */
 VARNO_API extern int g_trace_max_level;
 
 /* Registers a module by name.
@@ -40,7 +40,8 @@ VARNO_API int trace_module_wants(int module_id, int level);
  * costs a load, a test and a branch. */
 static inline int trace_wants(int module_id, int level)
 {
-    return level <= g_trace_max_level && trace_module_wants(module_id, level);
+    return level <= __atomic_load_n(&g_trace_max_level, __ATOMIC_RELAXED) &&
+           trace_module_wants(module_id, level);
 }
 
 /* Assertion */

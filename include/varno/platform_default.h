@@ -6,12 +6,11 @@
  * fails, and the allocator's books. A host that ships its own platform has none
  * of these.
  *
- * Threads: the services of varno/platform.h, tracked_outstanding and
- * tracked_fail_after may run on any threads at once. What a host sets with
- * trace_set_sink, trace_set_level and assert_set_handler is read without a lock:
- * call these from one thread, while no other thread traces or can fail an
- * assertion (before its sessions start, or with them stopped). Registering a
- * module is no such change. */
+ * Threads: the services of varno/platform.h, trace_set_level, tracked_outstanding
+ * and tracked_fail_after may run on any threads at once. What a host sets with
+ * trace_set_sink and assert_set_handler is read without a lock: call these from one
+ * thread, while no other thread traces or can fail an assertion (before its sessions
+ * start, or with them stopped). */
 
 #include <stddef.h>
 
@@ -37,7 +36,8 @@ VARNO_API void trace_set_sink(trace_sink_fn sink, void *ctx);
 
 /* Sets the highest level at which a module's messages reach the sink; 6 until
  * then, so that debug traces (level 7) stay silent. An unregistered module_id is
- * ignored: nothing that it emits is wanted at any level. */
+ * ignored: nothing that it emits is wanted at any level. Other threads that trace
+ * meanwhile go by the old level for a moment longer. */
 VARNO_API void trace_set_level(int module_id, int level);
 
 /* Receives a failed assertion. It may leave by throwing or longjmp; if it

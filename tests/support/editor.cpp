@@ -6,7 +6,10 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
+#include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -22,6 +25,30 @@ void release_history_texts(prompt_s *p)
     for (int i = 0; i < p->history_count; i++, t = t->next)
         tracked_free(t->command, "BYTE*");
 }
+
+// What is written to standard output while this lives; glibc's stdout is a variable.
+class StandardOutput {
+  public:
+    StandardOutput() : real_(std::exchange(stdout, open_memstream(&text_, &size_))) {}
+    ~StandardOutput()
+    {
+        std::fclose(std::exchange(stdout, real_));
+        std::free(text_);
+    }
+    StandardOutput(const StandardOutput &) = delete;
+    StandardOutput &operator=(const StandardOutput &) = delete;
+
+    std::string text()
+    {
+        std::fflush(stdout);
+        return {text_, size_};
+    }
+
+  private:
+    char *text_ = nullptr;
+    size_t size_ = 0;
+    FILE *real_;
+};
 
 // Commands that write to standard output; only these need it to be captured.
 bool may_print(const std::vector<mkey_t> &keys)
@@ -106,12 +133,13 @@ void Editor::feed(const std::vector<mkey_t> &keys)
     pending_.insert(pending_.end(), keys.begin(), keys.end());
     const bool capture = may_print(pending_);
     while (!pending_.empty()) {
+        std::optional<StandardOutput> output;
         if (capture)
-            testing::internal::CaptureStdout();
+            output.emplace();
         const int used = prompt_consume(p_, pending_.data(), static_cast<int>(pending_.size()));
         show();
         if (capture) {
-            const std::string written = testing::internal::GetCapturedStdout();
+            const std::string written = output->text();
             terminal_->feed(written);
             standard_output_ += written;
         }
@@ -134,10 +162,8 @@ std::string Editor::redraw()
     const int active = p_->active_model;
     const prompt_model_s old = *prompt_active_model(p_);
     const int row_before = terminal_->cursor_row();
-    if (full && row_before != row_) {
-        row_ = row_before;
-        picture_ = terminal_->row(row_);
-    }
+    if (full) // other output may have gone to another row, or scrolled this one away
+        picture_ = terminal_->row(row_before);
     prompt_redraw(p_);
     show();
     if (full)
@@ -164,7 +190,6 @@ void Editor::resize(int width)
 {
     terminal_ = std::make_unique<Terminal>(rows, width);
     picture_.assign(static_cast<size_t>(width), ' ');
-    row_ = 0;
     prompt_set_dimension(p_, width, rows);
     prompt_finish_output(p_);
 }

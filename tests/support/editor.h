@@ -84,7 +84,6 @@ class Editor {
     std::string standard_output_;
     std::string picture_;
     std::vector<mkey_t> pending_;
-    int row_ = 0;
     int print_calls_ = 0;
     int flush_calls_ = 0;
     int incomplete_rows_ = 0;
