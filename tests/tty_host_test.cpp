@@ -1,7 +1,7 @@
 // Drives varno-tty on a pseudo-terminal, as a person would, and looks at the screen
 // and at what becomes of the terminal; runs batches and looks at what they print.
 
-#include "../hosts/tty/commands.h"
+#include "../hosts/device/commands.h"
 #include "../hosts/tty/local_session.h"
 #include "../hosts/tty/terminal.h"
 #include "support/guest.h"
@@ -200,7 +200,7 @@ TEST_F(TtyHost, SaysWhatIsWrongAndWhere)
         {"terminal width 9223372036854775808", "                 ^ unknown word\n"},
         {"terminal width 9223372036854775807", "\nCOLUMNS is 20 to 256\n"},
         {"terminal width -9223372036854775808", "\nCOLUMNS is 20 to 256\n"},
-        {"show interfaces nowhere", "\nNo such interface\n"},
+        {"show interfaces nowhere", "                  ^ unknown word\n  <cr>\n"},
     };
     // clang-format on
     for (const Refusal &row : refusals) {
@@ -283,7 +283,7 @@ TEST_F(TtyHost, HelpListsWhatMayComeNext)
         guest.shows("varno> show in\n  interfaces        the interfaces of the machine\nvarno> "));
     guest.type("terfaces ?");
     EXPECT_TRUE(guest.shows("\n  <cr>"));
-    EXPECT_TRUE(guest.shows("\n  NAME"));
+    EXPECT_TRUE(guest.shows("\n  lo                an interface\n"));
     EXPECT_TRUE(guest.shows_line("varno> show interfaces |"));
 }
 
@@ -523,13 +523,13 @@ int run_host_with_fault()
     end.name = "END";
     end.type = PNODE_EOLS;
     end.child = end.next = &NONE;
-    const Action action = [](const Command &) { prompt_set_dirty(nullptr); };
+    const device::Action action = [](const device::Command &) { prompt_set_dirty(nullptr); };
     end.func = reinterpret_cast<void *>(action);
     fault.name = fault.keyword = fault.help = "fault";
     fault.type = PNODE_KEYWORD;
     fault.child = &end;
     fault.next = &NONE;
-    cli_pnode_s *last = commands_root();
+    cli_pnode_s *last = device::graph();
     while (last->next != &NONE)
         last = last->next;
     last->next = &fault;
@@ -619,7 +619,7 @@ TEST(TtyHostBatch, RunsCommandsUpToTheFirstError)
          "  alias             one of your own commands\n", 1},
         {"-c 'echo \"a; echo b'",                 "command:1: unmatched quote\n"
                                                    "  echo \"a; echo b\n       ^\n", 1},
-        {"-c 'show interfaces none; echo b'",      "command:1: No such interface\n", 1},
+        {"-c 'debug on; echo b'",                  "command:1: Only a session is traced\n", 1},
         {"-c 'show numbers 0'",                    "command:1: COUNT is 1 to 1000000\n", 1},
         {"-c 'timer 1 x'",                         "command:1: A batch does not wait\n", 1},
         {"-c 'alias a a; a'",                      "command:2: Aliases are nested too deeply\n", 1},

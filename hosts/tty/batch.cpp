@@ -8,9 +8,12 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "commands.h"
+#include "../device/console.h"
 
 namespace {
+
+using device::Console;
+using device::refuse;
 
 void run_line(Console &console, const std::string &line)
 {
@@ -18,12 +21,12 @@ void run_line(Console &console, const std::string &line)
     if (line.find('\0') != line.npos)
         refuse(console, "a byte 0\n"); // the line would end there
     else if (line[0] != '#')
-        commands_run_line(console, line.c_str());
+        device::run_text(console, line.c_str());
 }
 
 int end_batch(const Console &console)
 {
-    commands_release();
+    device::thread_close();
     const bool is_written = std::fflush(stdout) == 0;
     if (!is_written)
         std::perror("varno-tty: standard output");

@@ -13,7 +13,7 @@
 #include <unistd.h>
 #include <uv.h>
 
-#include "commands.h"
+#include "../device/device.h"
 #include "terminal.h"
 #include "timers.h"
 
@@ -25,7 +25,7 @@ constexpr std::string_view paste_on = "\033[?2004h";
 constexpr char paste_off[] = "\033[?2004l";
 
 struct Local {
-    Console console;
+    device::Console console;
     uv_loop_t *loop;
     union {
         uv_stream_t stream;
@@ -55,16 +55,9 @@ void write_output(tsession_s *, void *, const char *text, size_t count)
     local.has_output_failed = local.has_output_failed || !terminal_write(text, count);
 }
 
-void run_line(tsession_s *, void *user, const char *line, const cli_pnode_s *action,
-              cli_pmatch_s *matches)
+void take_event(tsession_s *, void *, const tsession_event_s *event)
 {
-    commands_run({*static_cast<Console *>(user), line, matches}, action);
-}
-
-void take_event(tsession_s *s, void *, const tsession_event_s *event)
-{
-    if (event->kind == TSESSION_END_OF_INPUT)
-        tsession_close(s);
+    device::take_event(local.console, *event);
     if (event->kind == TSESSION_FAULT) {
         std::snprintf(local.fault, std::size(local.fault), "%s", event->text);
         local.status = EX_SOFTWARE;
@@ -81,7 +74,7 @@ void on_escape_delay(uv_timer_t *)
 void take_input(ssize_t count)
 {
     if (count > 0)
-        tsession_input(local.console.session, bytes, static_cast<size_t>(count));
+        device::take_input(local.console, bytes, static_cast<size_t>(count));
     local.has_input_ended = local.has_input_ended || count < 0;
     uv_timer_stop(&local.escape_timer); // if there is still a wait, it begins anew
 }
@@ -210,10 +203,10 @@ tsession_s *create_session()
     config.rows = size.rows;
     config.prompt = "varno> ";
     config.is_unpaged = !isatty(STDIN_FILENO); // nobody would answer
-    config.graph = commands_root();
+    config.graph = device::graph();
     config.user = &local.console;
     config.output = write_output;
-    config.line = run_line;
+    config.line = device::run_line;
     config.event = take_event;
     return tsession_create(&config);
 }
@@ -227,6 +220,7 @@ void run_loop()
         local.status = EXIT_FAILURE;
         return;
     }
+    device::attach(local.console, "this terminal");
     tsession_start(local.console.session);
     uv_run(local.loop, UV_RUN_DEFAULT);
     tsession_close(local.console.session);
@@ -244,8 +238,9 @@ int run_local_session()
     else
         local.status = EXIT_FAILURE;
     close_loop();
+    device::detach(local.console);
     tsession_free(local.console.session);
-    commands_release();
+    device::thread_close();
     terminal_leave_raw();
     if (local.fault[0])
         std::fprintf(stderr, "varno-tty: %s\n", local.fault);

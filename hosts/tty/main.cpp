@@ -1,7 +1,6 @@
 // varno-tty: a device's command line on this terminal, as a batch, or behind sshd.
 
 #include <varno/platform_default.h>
-#include <varno/varno.h>
 
 #include <cassert>
 #include <cstdio>
@@ -10,8 +9,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include "../device/device.h"
 #include "batch.h"
 #include "local_session.h"
+#include "timers.h"
 
 namespace {
 
@@ -20,19 +21,12 @@ struct Choices {
     bool has_commands, has_file;
 };
 
-void write_trace(void *file, int, int, const char *text)
-{
-    std::fprintf(static_cast<FILE *>(file), "%s\n", text);
-}
-
 bool start_trace(const std::string &path)
 {
     FILE *file = std::fopen(path.c_str(), "we");
-    if (!file || varno_trace_init() != 0)
-        return false;
-    trace_set_level(g_varno_trace_module_id, 7);
-    trace_set_sink(write_trace, file);
-    return true;
+    if (file)
+        device::trace_to(file);
+    return file != nullptr;
 }
 
 // A forced command of sshd's finds what the client wanted to run there instead.
@@ -65,12 +59,14 @@ int main(int argc, char **argv)
     CLI11_PARSE(options, argc, argv);
     choices.has_commands = commands->count() > 0;
     choices.has_file = file->count() > 0;
+    device::open({"varno-tty", timer_start});
     if (!choices.trace.empty() && !start_trace(choices.trace)) {
         std::perror(choices.trace.c_str());
         return EXIT_FAILURE;
     }
 
     const int status = run(choices);
+    device::close();
     // Only the decoders' arrays of keys stay behind, as stroker_free_context says.
     assert(tracked_outstanding(nullptr) == tracked_outstanding("mkey_t"));
     return status;

@@ -30,7 +30,7 @@ void timers_open(uv_loop_t *loop)
         uv_timer_init(loop, &timer.handle);
 }
 
-bool timer_start(tsession_s *s, long seconds, const std::string &text)
+bool timer_start(device::Console &console, long seconds, const std::string &text)
 {
     const auto is_free = [](const Timer &timer) {
         return !uv_is_active(reinterpret_cast<const uv_handle_t *>(&timer.handle));
@@ -40,6 +40,6 @@ bool timer_start(tsession_s *s, long seconds, const std::string &text)
         return false;
     std::string line = text.substr(0, std::size(timer->text) - 2) + "\n";
     std::memcpy(timer->text, line.c_str(), line.size() + 1);
-    timer->handle.data = s;
+    timer->handle.data = console.session;
     return uv_timer_start(&timer->handle, on_time, static_cast<uint64_t>(seconds) * 1000, 0) == 0;
 }

@@ -3,7 +3,7 @@
 
 // Messages that come later on, while somebody may be typing: a few timers.
 
-#include <varno/tsession.h>
+#include "../device/device.h"
 
 #include <string>
 
@@ -13,6 +13,6 @@ void timers_open(uv_loop_t *loop);
 
 // Has the session print a text when the time is over; the loop's end drops it.
 // Returns: false when all timers run.
-bool timer_start(tsession_s *s, long seconds, const std::string &text);
+bool timer_start(device::Console &console, long seconds, const std::string &text);
 
 #endif

@@ -1,0 +1,21 @@
+#ifndef VARNO_DEVICE_INTERFACES_H
+#define VARNO_DEVICE_INTERFACES_H
+
+// The system's network interfaces.
+
+#include "commands.h"
+
+#include <vector>
+
+namespace device {
+
+// Returns: their names at the moment, in the system's order; none when it does not tell.
+std::vector<std::string> interface_names();
+
+void show_interfaces(const Command &command);
+// Shows the one that the last word names.
+void show_interface(const Command &command);
+
+} // namespace device
+
+#endif

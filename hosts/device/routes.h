@@ -1,0 +1,22 @@
+#ifndef VARNO_DEVICE_ROUTES_H
+#define VARNO_DEVICE_ROUTES_H
+
+// The system's routes.
+
+#include "commands.h"
+
+#include <optional>
+
+namespace device {
+
+// Returns: a row of /proc/net/route as it is shown; none for one that is no route in use.
+std::optional<std::string> ipv4_route(const char *line);
+
+// The same for /proc/net/ipv6_route. The machine's own addresses and multicast are not shown.
+std::optional<std::string> ipv6_route(const char *line);
+
+void show_routes(const Command &command);
+
+} // namespace device
+
+#endif

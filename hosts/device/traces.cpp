@@ -1,0 +1,131 @@
+// The platform's one sink, which hears the traces of all threads: debug traces are
+// wanted only while a session or a file wants them.
+
+#include "traces.h"
+
+#include <varno/platform_default.h>
+#include <varno/varno.h>
+
+#include <cstring>
+#include <iterator>
+#include <mutex>
+#include <utility>
+
+#include "visitors.h"
+
+namespace device {
+namespace {
+
+constexpr int debug_level = 7;
+constexpr int silent_level = 6;
+
+thread_local Traces *listening = nullptr;
+
+FILE *trace_file = nullptr;
+
+struct Listeners {
+    std::mutex mutex;
+    int count = 0;
+};
+
+Listeners listeners;
+
+void change_listeners(int by)
+{
+    const std::lock_guard lock(listeners.mutex);
+    listeners.count += by;
+    trace_set_level(g_varno_trace_module_id, listeners.count > 0 ? debug_level : silent_level);
+}
+
+void hear(void *, int, int, const char *text)
+{
+    if (listening)
+        listening->add(text);
+    if (trace_file)
+        std::fprintf(trace_file, "%s\n", text);
+}
+
+char shown(char c)
+{
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || (byte >= 0x7f && byte < 0xa0) ? '?' : c;
+}
+
+} // namespace
+
+// A trace goes in whole or not at all.
+void Traces::add(const char *text)
+{
+    const size_t len = std::strlen(text);
+    if (dropped_ > 0 || len + 1 > std::size(bytes_) - used_) {
+        dropped_++;
+        return;
+    }
+    for (size_t i = 0; i < len; i++)
+        bytes_[used_++] = shown(text[i]);
+    bytes_[used_++] = '\n';
+}
+
+// Writing traces too; nobody listens then.
+void Traces::show(tsession_s *s)
+{
+    tsession_write(s, bytes_, std::exchange(used_, 0));
+    if (const size_t dropped = std::exchange(dropped_, 0))
+        tsession_print(s, "(%zu more)\n", dropped);
+}
+
+TracedCall::TracedCall(const Console &console)
+    : traces_(console.visitor ? console.visitor->traces : nullptr),
+      outer_(std::exchange(listening, traces_.get()))
+{}
+
+TracedCall::~TracedCall()
+{
+    listening = outer_;
+}
+
+void open_traces()
+{
+    varno_trace_init(); // when it is refused there are none
+    trace_set_sink(hear, nullptr);
+}
+
+void close_traces()
+{
+    trace_set_sink(nullptr, nullptr);
+    if (std::exchange(trace_file, nullptr))
+        change_listeners(-1);
+}
+
+void trace_to(FILE *file)
+{
+    trace_file = file;
+    change_listeners(1);
+}
+
+void start_debugging(const Command &command)
+{
+    Visitor *visitor = command.console.visitor;
+    if (!visitor) {
+        refuse(command.console, "Only a session is traced\n");
+    } else if (!visitor->traces) {
+        visitor->traces = std::make_shared<Traces>();
+        change_listeners(1);
+    }
+}
+
+void stop_debugging(const Command &command)
+{
+    if (command.console.visitor)
+        stop_debugging(*command.console.visitor);
+}
+
+void stop_debugging(Visitor &visitor)
+{
+    if (!visitor.traces)
+        return;
+    change_listeners(-1);
+    visitor.traces.reset();
+}
+
+} // namespace device

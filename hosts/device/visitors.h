@@ -1,0 +1,36 @@
+#ifndef VARNO_DEVICE_VISITORS_H
+#define VARNO_DEVICE_VISITORS_H
+
+// The sessions of all threads, as they are listed to one another.
+
+#include "commands.h"
+
+#include <atomic>
+#include <cstdint>
+
+#include "traces.h"
+
+namespace device {
+
+// Written by the session's own thread; what others read, with the mutex of the list.
+struct Visitor {
+    unsigned long number;
+    std::string peer;
+    std::string terminal;
+    int columns = 0;
+    int rows = 0;
+    std::atomic<int64_t> last_input = 0; // in milliseconds, as now_ms has it
+    std::shared_ptr<Traces> traces;      // the own thread's alone; NULL: debug is off
+};
+
+// Returns: a time that only goes on, to a few milliseconds.
+int64_t now_ms();
+
+// Copies the terminal's type and size as they are in force now.
+void note_terminal(Console &console);
+
+void show_sessions(const Command &command);
+
+} // namespace device
+
+#endif

@@ -1,0 +1,756 @@
+// The device that the host programs serve, through sessions in this process: what its
+// commands answer, and what its sessions and threads share.
+
+#include "../hosts/device/device.h"
+#include "../hosts/device/graph.h"
+#include "../hosts/device/routes.h"
+#include "support/memory.h"
+#include "support/terminal.h"
+
+#include <varno/platform.h>
+#include <varno/platform_default.h>
+
+#include <algorithm>
+#include <barrier>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <numeric>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using varno_test::Terminal;
+
+constexpr int rows = 24;
+constexpr int columns = 80;
+
+// A session and its terminal.
+class Guest {
+  public:
+    explicit Guest(const std::string &peer = "a test", const char *type = "vt100",
+                   int32_t transport = TSESSION_PLAIN)
+    {
+        tsession_config_s config = {};
+        config.transport = transport;
+        config.terminal_type = type;
+        config.graph = device::graph();
+        config.user = &console_;
+        config.output = take_output;
+        config.line = device::run_line;
+        config.event = take_event;
+        console_.host = this;
+        console_.session = tsession_create(&config);
+        device::attach(console_, peer);
+        tsession_start(console_.session);
+    }
+
+    ~Guest()
+    {
+        device::detach(console_);
+        tsession_free(console_.session);
+    }
+
+    Guest(const Guest &) = delete;
+    Guest &operator=(const Guest &) = delete;
+
+    // Returns: what was sent for it.
+    std::string type(std::string_view text)
+    {
+        sent_.clear();
+        device::take_input(console_, text.data(), text.size());
+        return sent_;
+    }
+
+    // The same without a refresh of the dynamic commands.
+    std::string type_only(std::string_view text)
+    {
+        sent_.clear();
+        tsession_input(console_.session, text.data(), text.size());
+        return sent_;
+    }
+
+    std::string screen() const { return terminal_.text(); }
+
+    // The row with the cursor, up to it.
+    std::string row() const
+    {
+        const auto cursor = static_cast<size_t>(terminal_.cursor_column());
+        return terminal_.row(terminal_.cursor_row()).substr(0, cursor);
+    }
+
+    int cursor_row() const { return terminal_.cursor_row(); }
+    tsession_s *session() { return console_.session; }
+    device::Console &console() { return console_; }
+
+    // Runs in the next output callback.
+    std::function<void()> meanwhile;
+    std::string timer;
+
+  private:
+    static Guest &of(void *user)
+    {
+        return *static_cast<Guest *>(static_cast<device::Console *>(user)->host);
+    }
+
+    static void take_output(tsession_s *, void *user, const char *bytes, size_t count)
+    {
+        Guest &guest = of(user);
+        guest.sent_.append(bytes, count);
+        guest.terminal_.feed({bytes, count});
+        if (guest.meanwhile)
+            std::exchange(guest.meanwhile, nullptr)();
+    }
+
+    static void take_event(tsession_s *, void *user, const tsession_event_s *event)
+    {
+        device::take_event(*static_cast<device::Console *>(user), *event);
+    }
+
+    device::Console console_ = {};
+    Terminal terminal_{rows, columns};
+    std::string sent_;
+};
+
+bool start_timer(device::Console &console, long seconds, const std::string &text)
+{
+    static_cast<Guest *>(console.host)->timer = std::to_string(seconds) + " " + text;
+    return seconds != 99;
+}
+
+bool has(const std::string &text, std::string_view part)
+{
+    return text.find(part) != text.npos;
+}
+
+size_t count_of(const std::string &text, std::string_view part)
+{
+    size_t count = 0;
+    for (size_t at = 0; (at = text.find(part, at)) != text.npos; at += part.size())
+        count++;
+    return count;
+}
+
+class Device : public testing::Test {
+  protected:
+    void SetUp() override { device::open({"device-test", start_timer}); }
+
+    void TearDown() override
+    {
+        device::thread_close();
+        device::close();
+        EXPECT_EQ(tracked_outstanding(nullptr), tracked_outstanding("mkey_t"));
+    }
+};
+
+struct Answer {
+    const char *typed;
+    const char *shown; // on an empty screen, from its first row on
+};
+
+TEST_F(Device, CommandsAnswer)
+{
+    // clang-format off
+    constexpr Answer answers[] = {
+        {"show version",           "> show version\ndevice-test " DEVICE_TEST_VERSION "\n>"},
+        {"echo a  \"b  c\"",       "> echo a  \"b  c\"\na b  c\n>"},
+        {"show sessions",          "> show sessions\n"
+                                   "    No  Terminal      Size         Idle  Peer\n"
+                                   "*    1  vt100          80 x 24        0  a test\n>"},
+        {"show history",           "> show history\n    1  show history\n>"},
+        {"show aliases",           "> show aliases\n>"},
+        {"show numbers 2",         "> show numbers 2\n1\n2\n>"},
+        {"show numbers 1000001",   "> show numbers 1000001\nCOUNT is 1 to 1000000\n>"},
+        {"timer 99 x",             "> timer 99 x\nAll timers run\n>"},
+        {"timer 86401 x",          "> timer 86401 x\nSECONDS is 1 to 86400\n>"},
+        {"terminal width 19",      "> terminal width 19\nCOLUMNS is 20 to 256\n>"},
+        {"no alias show",          "> no alias show\nNo such alias\n>"},
+        {"alias show exit",        "> alias show exit\nThis name is taken\n>"},
+        {"debug off",              "> debug off\n>"},
+        {"prompt \"device# \"",    "> prompt \"device# \"\ndevice#\n"},
+        {"prompt a  b",            "> prompt a  b\na  b\n"},
+        {"alias a show version",   "> alias a show version\n>"},
+        {"show interfaces none",   "> show interfaces none\n  show interfaces none\n"
+                                   "                  ^ unknown word\n  <cr>\n  lo "},
+    };
+    // clang-format on
+    for (const Answer &row : answers) {
+        {
+            Guest guest;
+            guest.type(std::string(row.typed) + "\r");
+            std::string screen = guest.screen();
+            if (const size_t at = screen.find("*");
+                at != screen.npos && std::strstr(row.shown, "*"))
+                screen.replace(at, 6, "*    1"); // sessions are numbered through
+            EXPECT_EQ(screen.substr(0, std::strlen(row.shown)), row.shown);
+        }
+    }
+}
+
+TEST_F(Device, ATimersTextIsCleanedAndGivenToTheHost)
+{
+    Guest guest;
+    guest.type("timer 5 tea  is ready\r");
+    EXPECT_EQ(guest.timer, "5 tea  is ready");
+}
+
+TEST(DeviceWithoutTimers, SaysSo)
+{
+    device::open({"device-test", nullptr});
+    {
+        Guest guest;
+        EXPECT_TRUE(has(guest.type("timer 5 x\r"), "There are no timers\r\n"));
+    }
+    device::thread_close();
+    device::close();
+}
+
+TEST_F(Device, ExitAndEndOfInputCloseTheSession)
+{
+    for (const char *typed : {"exit\r", "\004"}) {
+        Guest guest;
+        guest.type(typed);
+        EXPECT_TRUE(tsession_is_closed(guest.session()));
+        EXPECT_EQ(guest.type("echo a\r"), "");
+    }
+}
+
+TEST_F(Device, ClearLeavesThePromptOnTheFirstRow)
+{
+    Guest guest;
+    guest.type("show numbers 12\rclear\r");
+    EXPECT_EQ(guest.screen(), ">\n");
+    EXPECT_EQ(guest.cursor_row(), 0);
+    guest.type("echo a\r");
+    EXPECT_EQ(guest.screen(), "> echo a\na\n>\n");
+    Guest dumb("a printer", "dumb");
+    EXPECT_FALSE(has(dumb.type("clear\r"), "\033"));
+}
+
+// Long outputs
+
+TEST_F(Device, SessionsPageAtTheSameTime)
+{
+    Guest first;
+    Guest second;
+    first.type("show numbers 100\r");
+    second.type("show numbers 1000\r ");
+    first.type(" ");
+    EXPECT_TRUE(has(first.screen(), "\n46\n--More--"));
+    EXPECT_TRUE(has(second.screen(), "\n46\n--More--"));
+    second.type("q");
+    EXPECT_EQ(second.row(), "> ");
+    first.type("  ");
+    EXPECT_TRUE(has(first.screen(), "\n92\n--More--"));
+    first.type(" ");
+    EXPECT_TRUE(has(first.screen(), "\n100\n>"));
+}
+
+TEST_F(Device, ALongOutputMayBeLeftInTheMiddle)
+{
+    for (const char *command : {"show numbers 100", "show interfaces", "show routes",
+                                "show sessions", "show memory", "show history"}) {
+        Guest guest;
+        guest.type("terminal length 2\r" + std::string(command) + "\r");
+        EXPECT_EQ(guest.row(), "--More--") << command;
+    }
+}
+
+TEST_F(Device, ALongHistoryIsNumberedAndPaged)
+{
+    Guest guest;
+    for (int i = 1; i <= 30; i++)
+        guest.type("echo " + std::to_string(i) + "\r");
+    EXPECT_TRUE(has(guest.type("show history\r"), "   23  echo 23\r\n--More--"));
+    EXPECT_TRUE(has(guest.type(" "), "   30  echo 30\r\n   31  show history\r\n"));
+}
+
+TEST_F(Device, TheBooksOfTheAllocatorNameEveryTagThatSessionsUse)
+{
+    Guest guest("telnet", "vt100", TSESSION_TELNET);
+    Guest other;
+    guest.type("alias a echo a\r");
+    guest.type("terminal length 0\r");
+    const std::string shown = guest.type("show memory\r");
+    size_t sum = 0;
+    size_t total = 0;
+    for (size_t at = shown.find("tag\r\n") + 5; total == 0; at = shown.find("\n", at) + 1) {
+        const size_t blocks = std::stoul(shown.substr(at, 8));
+        (shown.compare(at + 10, 6, "in all") == 0 ? total : sum) += blocks;
+    }
+    EXPECT_GT(total, 100U);
+    EXPECT_EQ(sum, total);
+    EXPECT_TRUE(has(shown, "       2  tsession_s\r\n"));
+}
+
+// Aliases
+
+TEST_F(Device, AnAliasIsSeenByEverySessionAndGoneForAll)
+{
+    Guest first;
+    Guest second;
+    first.type("alias greet echo \"good day\" to you\r");
+    EXPECT_TRUE(has(second.type("greet\r"), "\r\ngood day to you\r\n"));
+    EXPECT_TRUE(has(second.type("show aliases\r"), "\r\ngreet  echo \"good day\" to you\r\n"));
+    EXPECT_TRUE(has(second.type("alias greet exit\r"), "This name is taken"));
+    second.type("no alias greet\r");
+    EXPECT_TRUE(has(first.type("greet\r"), "^ unknown word"));
+}
+
+TEST_F(Device, AnAliasCanBeTypedRightBehindTheCommandThatMadeIt)
+{
+    Guest guest;
+    const std::string shown = guest.type("alias x echo one\rx\rno alias x\ralias x echo two\r"
+                                         "x\rno alias x\rx\r");
+    EXPECT_TRUE(has(shown, "\r\none\r\n"));
+    EXPECT_TRUE(has(shown, "\r\ntwo\r\n"));
+    EXPECT_EQ(count_of(shown, "^ unknown word"), 1U);
+}
+
+TEST_F(Device, AnAliasMayRemoveItselfAndTheOneThatRunsIt)
+{
+    Guest guest;
+    guest.type("alias inner no alias outer\ralias outer inner\router\r");
+    EXPECT_TRUE(has(guest.type("outer\r"), "^ unknown word"));
+    guest.type("alias once no alias once\ronce\r");
+    EXPECT_TRUE(has(guest.type("once\r"), "^ unknown word"));
+    guest.type("alias maker alias made echo made\rmaker\r");
+    EXPECT_TRUE(has(guest.type("made\r"), "\r\nmade\r\n"));
+}
+
+TEST_F(Device, AliasesAreNestedOnlySoDeep)
+{
+    Guest guest;
+    EXPECT_EQ(count_of(guest.type("alias a a\ra\r"), "Aliases are nested too deeply"), 1U);
+    EXPECT_TRUE(has(guest.type("alias b echo b\rb\r"), "\r\nb\r\n"));
+}
+
+TEST_F(Device, NamesOfAliasesAreCheckedAndThereAreOnlySoMany)
+{
+    Guest guest;
+    for (const char *bad : {"\"a b\"", "\"\"", "a\\?b", "a;b", "nnnnnnnnnnnnnnnnnnnnnnnnnnnnnnnn"})
+        EXPECT_TRUE(has(guest.type("alias " + std::string(bad) + " exit\r"), "A name is 1 to 31"))
+            << bad;
+    for (int i = 0; i < 32; i++)
+        EXPECT_FALSE(has(guest.type("alias n" + std::to_string(i) + " exit\r"), "aliases already"));
+    EXPECT_TRUE(has(guest.type("alias more exit\r"), "There are 32 aliases already"));
+}
+
+// All of them at every line would come to more than a megabyte.
+TEST_F(Device, ThePlacesOfErrorsInAliasesAreShownButNotAllChoicesForEver)
+{
+    Guest guest;
+    EXPECT_TRUE(has(guest.type("alias bad show vresion\rbad\r"),
+                    "  show vresion\r\n       ^ unknown word\r\n  version  "));
+    std::string lines;
+    for (int i = 0; i < 2000; i++)
+        lines += "bad\r";
+    EXPECT_LT(guest.type(lines).size(), 250000U);
+    EXPECT_TRUE(has(guest.type("bad\r"), "^ unknown word\r\n  version  "));
+}
+
+// Another session of the thread has its turn while a list of choices is being written.
+TEST_F(Device, AChangeInTheMiddleOfAListLeavesItsNodesAlone)
+{
+    Guest lister("a", "dumb");
+    Guest changer("b", "dumb");
+    const std::string help(190, 'h');
+    for (int i = 0; i < 32; i++)
+        changer.type("alias n" + std::to_string(i) + " echo " + help + "\r");
+    bool has_changed = false;
+    lister.meanwhile = [&] {
+        changer.type("no alias n0\rno alias n1\ralias m echo m\r");
+        changer.type("\r"); // where the nodes would change
+        changer.type("\r"); // and be released
+        has_changed = true;
+    };
+    std::string lists;
+    for (int i = 0; i < 12; i++)
+        lists += "?";
+    lister.type(lists); // more than is gathered at once
+    EXPECT_TRUE(has_changed);
+    EXPECT_TRUE(has(changer.type("m\r"), "\r\nm\r\n"));
+    EXPECT_TRUE(has(lister.type("n0\r"), "unknown word"));
+}
+
+TEST_F(Device, WithoutMemoryForAnAliasItComesWhenThereIsSome)
+{
+    Guest guest;
+    Guest other;
+    guest.type("alias first echo 1\ralias second echo 2\r");
+    for (int n = 1; n <= 12; n++) {
+        guest.type("no alias second\r");
+        guest.type("alias second echo again\r");
+        guest.type("no alias first\r"); // makes the other anew:
+        tracked_fail_after(n);
+        other.type("\r");
+        device::refresh_aliases();
+        tracked_fail_after(-1);
+        EXPECT_TRUE(has(other.type("second\r"), "\r\nagain\r\n")) << n;
+        guest.type("alias first echo 1\r");
+    }
+}
+
+// Interfaces
+
+TEST_F(Device, InterfaceNamesFollowTheSystem)
+{
+    Guest guest;
+    guest.type("\r");
+    device::set_interface_names({"eth0", "eth1", "wan"});
+    guest.type_only("show interfaces e\t");
+    EXPECT_EQ(guest.row(), "> show interfaces eth");
+    guest.type_only("\025show interfaces w\t");
+    EXPECT_EQ(guest.row(), "> show interfaces wan ");
+    EXPECT_TRUE(has(guest.type_only("\r"), "No such interface"));
+    device::set_interface_names({"eth1", "ppp0"});
+    EXPECT_TRUE(has(guest.type_only("show interfaces wan\r"), "^ unknown word"));
+    EXPECT_TRUE(has(guest.type_only("show interfaces ?"), "\r\n  eth1              an interface"
+                                                          "\r\n  ppp0              an interface"));
+    guest.type_only("\025show interfaces e\t");
+    EXPECT_EQ(guest.row(), "> show interfaces eth1 ");
+    device::set_interface_names({});
+    EXPECT_TRUE(has(guest.type_only("\025show interfaces eth1\r"), "^ unknown word"));
+}
+
+TEST_F(Device, ANameThatCannotBeTypedHasNoNode)
+{
+    Guest guest;
+    guest.type("\r");
+    device::set_interface_names(
+        {"a b", "", "q\"", "q'", "q\\", "q?", "q;", "e\033[m", "\303\244", "\t", "good"});
+    const std::string shown = guest.type_only("show interfaces ?");
+    EXPECT_EQ(count_of(shown, "an interface"), 1U);
+    EXPECT_TRUE(has(shown, "\r\n  good              an interface"));
+}
+
+TEST_F(Device, ALiveInterfaceIsCompletedAndShown)
+{
+    Guest guest;
+    guest.type("show interfaces l\t");
+    EXPECT_TRUE(has(guest.row(), "> show interfaces lo"));
+    const std::string shown = guest.type("\025show interfaces lo\r");
+    EXPECT_TRUE(has(shown, "\nlo is "));
+    EXPECT_TRUE(has(shown, "\r\n  received "));
+    EXPECT_TRUE(has(guest.type("show interfaces\r"), "\nlo is "));
+}
+
+TEST_F(Device, NodesAreReleasedAndLaterAgainWhateverAllocationFails)
+{
+    const auto act = [](const std::function<void()> &fail_from_here) {
+        device::graph();
+        fail_from_here();
+        device::set_interface_names({"eth0", "eth1"});
+        tracked_fail_after(-1);
+        cli_pmatch_s *matches = nullptr;
+        int32_t consumed = 0;
+        const char line[] = "show interfaces eth1";
+        const bool is_there = cli_parse(device::graph(), line, sizeof(line) - 1, &consumed,
+                                        &matches) == PARSE_MATCHED;
+        cli_match_free(matches);
+        device::set_interface_names({"eth1"});
+        device::thread_close();
+        return is_there;
+    };
+    EXPECT_EQ(varno_test::fail_each_allocation(act), 8); // two nodes of a record and three texts
+}
+
+// Routes
+
+struct Listed {
+    const char *line;
+    const char *shown; // NULL: nothing
+};
+
+TEST_F(Device, RoutesAreReadOnlyAsFarAsTheyReadLikeRoutes)
+{
+    // As a machine of either byte order has them: the digits of a number of its own.
+    const auto number = [](std::initializer_list<unsigned char> bytes) {
+        unsigned value = 0;
+        std::memcpy(&value, std::data(bytes), sizeof(value));
+        char text[9];
+        std::snprintf(text, sizeof(text), "%08X", value);
+        return std::string(text);
+    };
+    const std::string net = number({10, 1, 0, 0});
+    const std::string gateway = number({10, 1, 2, 3});
+    const std::string mask = number({255, 255, 0, 0});
+    const std::string end = "\t0\t0\t100\t" + mask + "\t0\t0\t0\n";
+    const auto shown = [](const std::string &line) {
+        return device::ipv4_route(line.c_str()).value_or("nothing");
+    };
+    EXPECT_EQ(shown("eth0\t" + net + "\t" + gateway + "\t0003" + end),
+              "10.1.0.0/16 via 10.1.2.3 on eth0, metric 100");
+    EXPECT_EQ(shown("eth0\t" + net + "\t00000000\t0001" + end),
+              "10.1.0.0/16 connected on eth0, metric 100");
+    EXPECT_EQ(shown("*\t" + net + "\t00000000\t0201" + end),
+              "10.1.0.0/16 unreachable on *, metric 100");
+    EXPECT_EQ(shown("e\033[m\t" + net + "\t00000000\t0001" + end),
+              "10.1.0.0/16 connected on e?[m, metric 100");
+    EXPECT_EQ(shown("eth0\t" + net + "\t00000000\t0002" + end), "nothing"); // not up
+    for (const char *line : {"", "\n", "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric",
+                             "eth0\t00000000", "eth0 x 0 0 0 0 0 0", "eth0\t0\t0\t1\t0\t0\t0\n"})
+        EXPECT_EQ(shown(line), "nothing") << line;
+}
+
+TEST_F(Device, RoutesOfIpv6LikewiseAndOnlyWhatLeadsSomewhere)
+{
+#define NOWHERE "00000000000000000000000000000000"
+    // clang-format off
+    constexpr Listed rows_of_the_list[] = {
+        {"fd000000000000000000000000000000 40 " NOWHERE " 00 " NOWHERE
+         " 00000100 00000001 00000000 00000001     eth0\n",
+         "fd00::/64 connected on eth0, metric 256"},
+        {NOWHERE " 00 " NOWHERE " 00 fd000000000000000000000000000001"
+         " 00000400 00000003 00000000 00000003     eth0\n",
+         "::/0 via fd00::1 on eth0, metric 1024"},
+        {"fd010000000000000000000000000000 20 " NOWHERE " 00 " NOWHERE
+         " 00000400 00000003 00000000 00200201       lo\n",
+         "fd01::/32 unreachable on lo, metric 1024"},
+        {NOWHERE " 00 " NOWHERE " 00 " NOWHERE " ffffffff 00000001 00000000 00200200       lo\n",
+         nullptr},
+        {"fd000000000000000000000000000002 80 " NOWHERE " 00 " NOWHERE
+         " 00000000 00000003 00000000 80200001     eth0\n", nullptr},
+        {"ff000000000000000000000000000000 08 " NOWHERE " 00 " NOWHERE
+         " 00000100 00000003 00000000 00000001     eth0\n", nullptr},
+        {"fd00000000000000000000000000000 40 " NOWHERE " 00 " NOWHERE
+         " 00000100 00000001 00000000 00000001     eth0\n", nullptr},
+        {"fd000000000000000000000000000000 ff " NOWHERE " 00 " NOWHERE
+         " 00000100 00000001 00000000 00000001     eth0\n", nullptr},
+        {"fd000000000000000000000000000000 40 " NOWHERE, nullptr},
+        {"", nullptr},
+    };
+    // clang-format on
+#undef NOWHERE
+    for (const Listed &row : rows_of_the_list)
+        EXPECT_EQ(device::ipv6_route(row.line).value_or("nothing"),
+                  row.shown ? row.shown : "nothing");
+}
+
+TEST_F(Device, TheRoutesOfTheSystemAreShown)
+{
+    Guest guest;
+    guest.type("terminal length 0\r");
+    const std::string shown = guest.type("show routes\r");
+    EXPECT_EQ(count_of(shown, ", metric "), count_of(shown, "\r\n") - 1);
+    EXPECT_EQ(guest.row(), "> ");
+}
+
+// Sessions
+
+TEST_F(Device, SessionsAreListedWithWhatTheirTerminalsAre)
+{
+    Guest own("192.0.2.1 port 1000", "xterm");
+    Guest telnet("evil\033[2J", nullptr, TSESSION_TELNET);
+    telnet.type({"\377\373\037\377\372\037\0\144\0\036\377\360", 12}); // 100 columns, 30 rows
+    telnet.type({"\377\373\030\377\372\030\0screen\377\360", 15});
+    own.type("terminal width 40\rterminal length 10\r");
+    const std::string shown = own.type("show sessions\r");
+    EXPECT_TRUE(has(shown, "  xterm          40 x 10        0  192.0.2.1 port 1000\r\n"));
+    EXPECT_TRUE(has(shown, "  screen        100 x 30        0  evil?[2J\r\n"));
+    EXPECT_EQ(count_of(shown, "\n*"), 1U);
+    EXPECT_TRUE(has(shown.substr(shown.find("\n*")).substr(0, 20), "xterm"));
+}
+
+TEST_F(Device, ASizeThatTheHostHasSetIsSeenWithTheNextInput)
+{
+    Guest guest;
+    tsession_resize(guest.session(), 60, 20);
+    EXPECT_TRUE(has(guest.type("show sessions\r"), "  60 x 20 "));
+}
+
+TEST_F(Device, ASessionThatHasEndedIsNotListed)
+{
+    Guest own;
+    {
+        Guest other("another");
+        EXPECT_TRUE(has(own.type("show sessions\r"), "another"));
+    }
+    EXPECT_FALSE(has(own.type("show sessions\r"), "another"));
+}
+
+TEST_F(Device, SessionsMayEndWhileTheirListIsPaged)
+{
+    Guest own;
+    auto second = std::make_unique<Guest>("second");
+    auto third = std::make_unique<Guest>("third");
+    own.type("terminal length 2\rshow sessions\r\r");
+    EXPECT_EQ(own.row(), "--More--");
+    second.reset();
+    const std::string shown = own.type("    ");
+    EXPECT_FALSE(has(shown, "second"));
+    EXPECT_TRUE(has(shown, "third"));
+    third.reset();
+    own.type("show sessions\rq");
+    EXPECT_EQ(own.row(), "> ");
+}
+
+// Traces
+
+TEST_F(Device, TracesAreOffAtFirstAndOnlyOfTheSessionThatAsks)
+{
+    Guest own;
+    Guest other;
+    EXPECT_EQ(g_trace_max_level, 6);
+    EXPECT_FALSE(has(own.type("echo a\r"), "(debug)"));
+    own.type("debug on\rdebug on\r");
+    EXPECT_EQ(g_trace_max_level, 7);
+    EXPECT_TRUE(has(own.type("echo b\r"), "(debug): Got token [echo], trying to match\r\n"));
+    EXPECT_FALSE(has(other.type("echo c\r"), "(debug)"));
+    other.type("debug on\r");
+    own.type("debug off\r");
+    EXPECT_EQ(g_trace_max_level, 7);
+    EXPECT_FALSE(has(own.type("echo d\r"), "(debug)"));
+    other.type("debug off\r");
+    EXPECT_EQ(g_trace_max_level, 6);
+}
+
+TEST_F(Device, TracesStandBehindWhatTheCallDidAndTheLineBelowThem)
+{
+    Guest guest;
+    guest.type("debug on\r");
+    const std::string shown = guest.type("echo b\rab");
+    EXPECT_LT(shown.find("\r\nb\r\n"), shown.find("(debug)"));
+    EXPECT_EQ(guest.row(), "> ab");
+}
+
+TEST_F(Device, TracesOfOneCallAreBoundedAndTheOthersCounted)
+{
+    Guest guest;
+    guest.type("debug on\r");
+    std::string lines;
+    for (int i = 0; i < 100; i++)
+        lines += "echo \"\033\"\r";
+    const std::string shown = guest.type(lines);
+    EXPECT_LT(shown.size(), 4096 + lines.size() * 4 + 1000);
+    EXPECT_TRUE(has(shown, " more)\r\n"));
+    EXPECT_FALSE(has(guest.type("\r"), " more)\r\n"));
+}
+
+TEST_F(Device, TheTracesOfASessionThatEndsAreNotWantedAnyMore)
+{
+    {
+        Guest guest;
+        guest.type("debug on\r");
+        EXPECT_EQ(g_trace_max_level, 7);
+        guest.meanwhile = [&] { device::detach(guest.console()); };
+        guest.type("echo a\r");
+        EXPECT_EQ(g_trace_max_level, 6);
+        EXPECT_TRUE(has(guest.type("debug on\r"), "Only a session is traced"));
+    }
+    Guest guest;
+    guest.type("debug on\rexit\r");
+}
+
+TEST_F(Device, AFileHearsTheTracesOfAllSessions)
+{
+    char *text = nullptr;
+    size_t count = 0;
+    FILE *file = open_memstream(&text, &count);
+    device::trace_to(file);
+    {
+        Guest guest;
+        EXPECT_FALSE(has(guest.type("echo a\rdebug on\rdebug off\r"), "(debug)"));
+        EXPECT_FALSE(has(guest.type("echo b\r"), "(debug)"));
+    }
+    device::close();
+    std::fclose(file);
+    EXPECT_EQ(count_of(text, "(debug): Got token [echo], trying to match\n"), 2U);
+    EXPECT_EQ(g_trace_max_level < 0, true);
+    std::free(text);
+}
+
+// Batches
+
+TEST_F(Device, ABatchNamesTheCommandInErrorAndHasNoTerminal)
+{
+    device::Console console = {};
+    console.source = "batch";
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const char *lines[] = {"alias hi echo good day",
+                           "hi",
+                           "terminal length 0",
+                           "prompt x",
+                           "clear",
+                           "",
+                           "no alias hi",
+                           "hi",
+                           "terminal width 1"};
+    for (const char *line : lines) {
+        console.line++;
+        device::run_text(console, line);
+    }
+    std::fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "good day\n");
+    const std::string errors = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(has(errors, "batch:8: unknown word\n  hi\n  ^\n"));
+    EXPECT_TRUE(has(errors, "batch:9: COLUMNS is 20 to 256\n"));
+    EXPECT_TRUE(console.has_failed);
+    EXPECT_FALSE(console.is_done);
+    device::run_text(console, "exit");
+    EXPECT_TRUE(console.is_done);
+}
+
+// Threads
+
+// A session on each of two threads, step by step.
+void on_two_threads(const std::function<void(Guest &guest, int own, std::barrier<> &step)> &act)
+{
+    std::barrier<> step(2);
+    const auto run = [&](int own) {
+        {
+            Guest guest("thread " + std::to_string(own));
+            step.arrive_and_wait();
+            act(guest, own, step);
+            step.arrive_and_wait();
+        }
+        device::thread_close();
+    };
+    std::thread other(run, 1);
+    run(0);
+    other.join();
+}
+
+TEST_F(Device, SessionsOfTwoThreadsShareAliasesAndSeeEachOther)
+{
+    on_two_threads([](Guest &guest, int own, std::barrier<> &step) {
+        const std::string mine = std::to_string(own);
+        const std::string others = std::to_string(1 - own);
+        guest.type("alias greet" + mine + " echo hello from " + mine + "\r");
+        step.arrive_and_wait();
+        EXPECT_TRUE(has(guest.type("greet" + others + "\r"), "\r\nhello from " + others));
+        EXPECT_TRUE(has(guest.type("show sessions\r"), "thread " + others));
+        step.arrive_and_wait();
+        guest.type("no alias greet" + mine + "\r");
+        step.arrive_and_wait();
+        EXPECT_TRUE(has(guest.type("greet" + others + "\r"), "unknown word"));
+    });
+}
+
+TEST_F(Device, TwoThreadsDoAllAtOnce)
+{
+    on_two_threads([](Guest &guest, int own, std::barrier<> &) {
+        const std::string name = "n" + std::to_string(own);
+        size_t traces = 0;
+        for (int i = 0; i < 50; i++) {
+            guest.type("alias " + name + " echo done\rdebug on\r");
+            const std::string shown =
+                guest.type(name + "\rterminal width 4" + std::to_string(i % 10) + "\r");
+            EXPECT_TRUE(has(shown, "\r\ndone\r\n"));
+            traces += has(shown, "(debug)");
+            guest.type("show sessions\rshow memory\rshow aliases\rshow interfaces lo\rqqq");
+            guest.type("debug off\rno alias " + name + "\r");
+        }
+        EXPECT_EQ(traces, 50U);
+    });
+    EXPECT_EQ(g_trace_max_level, 6);
+}
+
+} // namespace
