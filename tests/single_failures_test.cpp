@@ -1,9 +1,9 @@
 // Failure of a single allocation, those before and after it succeeding: each call
-// then gives its documented result and leaves what was there. The program's own
-// allocator stands in front of the platform's and passes each call on but that one.
+// then gives its documented result and leaves what was there.
 
 #include "support/assertion.h"
 #include "support/editor.h"
+#include "support/failing_allocator.h"
 #include "support/parse_nodes.h"
 #include "support/trie.h"
 
@@ -13,7 +13,6 @@
 #include <varno/prompt.h>
 #include <varno/stroker.h>
 
-#include <dlfcn.h>
 #include <functional>
 #include <map>
 #include <optional>
@@ -22,46 +21,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-
-namespace {
-
-// The allocation to fail, counted from 1, the next; 0: none, or it has failed.
-long to_fail = 0;
-
-bool must_fail()
-{
-    return to_fail > 0 && --to_fail == 0;
-}
-
-template <typename Function>
-Function *real(const char *name)
-{
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
-
-} // namespace
-
-void *tracked_malloc(size_t size, const char *tag)
-{
-    return must_fail() ? nullptr : real<decltype(tracked_malloc)>("tracked_malloc")(size, tag);
-}
-
-void *tracked_calloc(size_t count, size_t size, const char *tag)
-{
-    return must_fail() ? nullptr
-                       : real<decltype(tracked_calloc)>("tracked_calloc")(count, size, tag);
-}
-
-char *tracked_strdup(const char *text, const char *tag)
-{
-    return must_fail() ? nullptr : real<decltype(tracked_strdup)>("tracked_strdup")(text, tag);
-}
-
-void *crealloc(void *array, size_t element_size, size_t count, size_t added)
-{
-    return must_fail() ? nullptr
-                       : real<decltype(crealloc)>("crealloc")(array, element_size, count, added);
-}
 
 namespace {
 
@@ -86,11 +45,9 @@ Books books()
 // no allocation fails any more then.
 bool met_failure(long n, const std::function<void()> &call)
 {
-    to_fail = n;
+    fail_request(n);
     call();
-    const bool met = to_fail == 0;
-    to_fail = 0;
-    return met;
+    return stop_failing();
 }
 
 // Fails each allocation of an act alone, the first one first, until the act meets
