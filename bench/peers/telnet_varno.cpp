@@ -1,0 +1,130 @@
+// The telnet parser as its own host would call it, and the session's filter with the
+// parser behind it, which also answers negotiation and bounds what it keeps.
+
+#include "telnet_acts.h"
+
+#include <telnet_filter.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace varno_bench {
+namespace {
+
+[[noreturn]] void give_up()
+{
+    std::fprintf(stderr, "cannot make a telnet parser\n");
+    std::exit(1);
+}
+
+class ParserAct : public TelnetAct {
+  public:
+    explicit ParserAct(Stream stream) : TelnetAct(stream), ctx_(telnet_create_context())
+    {
+        if (!ctx_)
+            give_up();
+        kept_bytes_.resize(size_t{64} * 1024 + 64);
+        telnet_set_callback_recv(ctx_, take_data, this);
+        telnet_set_callback_trace(
+            ctx_, [](telparser_s *, void *, const char *) {}, nullptr);
+        telnet_set_callback_naws(ctx_, take_window, this);
+    }
+
+    ~ParserAct() override { telnet_free_context(ctx_); }
+
+  protected:
+    // New bytes go behind the kept ones, and the parser is called as long as it uses any,
+    // since it stops behind the last command.
+    void read(const char *from, size_t count) override
+    {
+        std::memcpy(kept_bytes_.data() + nkept_, from, count);
+        nkept_ += count;
+        const auto *buf = reinterpret_cast<const unsigned char *>(kept_bytes_.data());
+        size_t used = 0;
+        while (used < nkept_) {
+            const int32_t n = telnet_consume(ctx_, buf + used, static_cast<int32_t>(nkept_ - used));
+            if (n == 0)
+                break;
+            used += static_cast<size_t>(n);
+        }
+        nkept_ -= used;
+        std::memmove(kept_bytes_.data(), kept_bytes_.data() + used, nkept_);
+    }
+
+  private:
+    static int take_data(telparser_s *, void *user, const unsigned char *buf, int32_t len)
+    {
+        static_cast<ParserAct *>(user)->note_data(reinterpret_cast<const char *>(buf),
+                                                  static_cast<size_t>(len));
+        return 0;
+    }
+
+    static void take_window(telparser_s *, void *user, int width, int height)
+    {
+        static_cast<ParserAct *>(user)->note_window(width, height);
+    }
+
+    telparser_s *ctx_;
+    std::string kept_bytes_;
+    size_t nkept_ = 0;
+};
+
+class FilterAct : public TelnetAct {
+  public:
+    explicit FilterAct(Stream stream) : TelnetAct(stream)
+    {
+        varno::TelnetEvents events = {};
+        events.user = this;
+        events.data = [](void *user, const unsigned char *from, size_t count) {
+            static_cast<FilterAct *>(user)->note_data(reinterpret_cast<const char *>(from), count);
+        };
+        events.size = [](void *user, int columns, int rows) {
+            static_cast<FilterAct *>(user)->note_window(columns, rows);
+        };
+        events.terminal = [](void *, const char *) {};
+        events.interrupt = [](void *) {};
+        events.brk = [](void *) {};
+        events.are_you_there = [](void *) {};
+        events.reply = [](void *, const unsigned char *, size_t) {};
+        if (!filter_.begin(events))
+            give_up();
+    }
+
+    ~FilterAct() override { filter_.end(); }
+
+  protected:
+    void read(const char *from, size_t count) override
+    {
+        filter_.consume(reinterpret_cast<const unsigned char *>(from), count);
+    }
+
+  private:
+    varno::TelnetFilter filter_;
+};
+
+template <class TheAct, Stream stream>
+std::unique_ptr<Act> act()
+{
+    return std::make_unique<TheAct>(stream);
+}
+
+// clang-format off
+constexpr ActRow rows[] = {
+    {"telnet/plain_64k",                       act<ParserAct, Stream::plain_64k>},
+    {"telnet/plain_reads_256",                 act<ParserAct, Stream::plain_256>},
+    {"telnet/plain_single_bytes",              act<ParserAct, Stream::plain_1>},
+    {"telnet/command_every_64",                act<ParserAct, Stream::command_every_64>},
+    {"telnet/subnegotiation_every_16",         act<ParserAct, Stream::subnegotiation_every_16>},
+    {"telnet_session/plain_64k",               act<FilterAct, Stream::plain_64k>},
+    {"telnet_session/plain_reads_256",         act<FilterAct, Stream::plain_256>},
+    {"telnet_session/plain_single_bytes",      act<FilterAct, Stream::plain_1>},
+    {"telnet_session/command_every_64",        act<FilterAct, Stream::command_every_64>},
+    {"telnet_session/subnegotiation_every_16", act<FilterAct, Stream::subnegotiation_every_16>},
+};
+// clang-format on
+
+const Topic topic(rows);
+
+} // namespace
+} // namespace varno_bench

@@ -1,0 +1,93 @@
+"""What the scripts that measure acts share: building a program with acts, listing them,
+and taking the instructions and the time of one."""
+
+import os
+import pathlib
+import re
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BUILD = ROOT / "build/bench"
+PASSES = 2
+
+
+def require(*tools):
+    for tool in tools:
+        if not shutil.which(tool):
+            sys.exit(f"{tool} is not installed")
+
+
+def build(directory, target, *options):
+    """Builds a target in the bench preset's directory, unless another one that is built
+    is given; returns the directory of the benchmarks."""
+    if not directory:
+        subprocess.run(["cmake", "--preset", "bench", *options], cwd=ROOT, check=True,
+                       stdout=subprocess.DEVNULL)
+        subprocess.run(["cmake", "--build", "--preset", "bench", "--target", target], cwd=ROOT,
+                       check=True, stdout=subprocess.DEVNULL)
+    return pathlib.Path(directory or BUILD) / "bench"
+
+
+def environment():
+    return {**os.environ, "LC_ALL": "C", "TERM": "vt100", "LD_BIND_NOW": "1"}
+
+
+def list_acts(program):
+    """Returns {name: operations in a pass}."""
+    listing = subprocess.run([program], check=True, capture_output=True, text=True).stdout
+    return {name: int(count) for name, count in map(str.split, listing.splitlines())}
+
+
+def callgrind(program, name, passes, out_file):
+    """Runs an act under callgrind; returns the instructions of its passes."""
+    command = ["valgrind", "--tool=callgrind", f"--callgrind-out-file={out_file}",
+               "--collect-atstart=no", "--toggle-collect=varno_run_counted",
+               str(program), name, str(passes)]
+    done = subprocess.run(command, capture_output=True, text=True, env=environment())
+    if done.returncode != 0:
+        sys.exit(f"{name}: {done.stderr}")
+    return int(re.search(r"^totals: (\d+)", out_file.read_text(), re.MULTILINE).group(1))
+
+
+def instructions(program, name, operations, after=lambda out_file: None):
+    """Returns the instructions of an operation, without what happens once in a process:
+    from a run of twice PASSES less one of PASSES. `after` gets the longer one's file."""
+    with tempfile.TemporaryDirectory() as directory:
+        few = pathlib.Path(directory) / "few"
+        many = pathlib.Path(directory) / "many"
+        count = (callgrind(program, name, 2 * PASSES, many) -
+                 callgrind(program, name, PASSES, few))
+        after(many)
+        return count / (PASSES * operations)
+
+
+def numbers_from(*command):
+    """Runs a program that prints a row of numbers."""
+    done = subprocess.run(list(map(str, command)), capture_output=True, text=True,
+                          env=environment())
+    if done.returncode != 0:
+        sys.exit(f"{' '.join(map(str, command))}: {done.stderr}")
+    return list(map(float, done.stdout.split()))
+
+
+def medians(rows):
+    """Returns the median of each column."""
+    return [statistics.median(column) for column in zip(*rows)]
+
+
+def machine(benchmarks):
+    """Says in a line what the figures come from: processor, compiler and flags."""
+    processor = re.search(r"^model name\s*: (.*)$", pathlib.Path("/proc/cpuinfo").read_text(),
+                          re.MULTILINE)
+    cache = (benchmarks.parent / "CMakeCache.txt").read_text()
+    compiler = re.search(r"^CMAKE_CXX_COMPILER:\w+=(.*)$", cache, re.MULTILINE).group(1)
+    version = subprocess.run([compiler, "--version"], check=True, capture_output=True,
+                             text=True).stdout.splitlines()[0]
+    flags = re.findall(r"^CMAKE_CXX_FLAGS(?:_RELEASE)?:\w+=(.*)$", cache, re.MULTILINE)
+    return (f"{processor.group(1) if processor else 'unknown processor'}, "
+            f"{os.cpu_count()} processors; {version}, "
+            f"`{' '.join(filter(None, flags))} -std=c++20`")
