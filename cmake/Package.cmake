@@ -1,4 +1,4 @@
-# Installation: headers, libraries, the host program, and what find_package and
+# Installation: headers, libraries, the host programs, and what find_package and
 # pkg-config need to find them. Everything is relative to the installed files, so
 # an installed tree may be moved, and `cmake --install --prefix` may choose another.
 
@@ -50,11 +50,13 @@ foreach(module IN ITEMS varno varno-session varno-platform)
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()
 
-# The host program finds the libraries from where it is installed.
-if(TARGET varno-tty)
-    cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_BINDIR
-        BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} NORMALIZE OUTPUT_VARIABLE bin_dir)
-    cmake_path(GET pc_dir PARENT_PATH lib_dir)
-    file(RELATIVE_PATH bin_to_lib ${bin_dir} ${lib_dir})
-    set_target_properties(varno-tty PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
-endif()
+# The host programs find the libraries from where they are installed.
+foreach(program IN ITEMS varno-tty varno-telnetd)
+    if(TARGET ${program})
+        cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_BINDIR
+            BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} NORMALIZE OUTPUT_VARIABLE bin_dir)
+        cmake_path(GET pc_dir PARENT_PATH lib_dir)
+        file(RELATIVE_PATH bin_to_lib ${bin_dir} ${lib_dir})
+        set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+    endif()
+endforeach()

@@ -41,11 +41,12 @@ std::string Terminal::row(int row) const
     int rows = 0;
     int columns = 0;
     vterm_get_size(vt_, &rows, &columns);
-    std::string text;
+    std::string text(static_cast<size_t>(columns), ' ');
     for (int column = 0; column < columns; column++) {
         VTermScreenCell cell;
         vterm_screen_get_cell(screen_, {row, column}, &cell);
-        text.push_back(cell.chars[0] == 0 ? ' ' : static_cast<char>(cell.chars[0]));
+        if (cell.chars[0] != 0)
+            text[static_cast<size_t>(column)] = static_cast<char>(cell.chars[0]);
     }
     return text;
 }

@@ -1,0 +1,226 @@
+#include "device_play.h"
+
+#include <iterator>
+#include <utility>
+
+#include "finding.h"
+#include "session_check.h"
+#include "session_play.h"
+
+#include <varno/cli_assist.h>
+#include <varno/platform_default.h>
+
+namespace varno_fuzz {
+namespace {
+
+constexpr int rows = 24;
+constexpr int widest = 256;
+
+constexpr const char *texts[] = {
+    "a",
+    "lo",
+    "show",
+    "up",
+    "x",
+    "\"two words\"",
+    "'quoted \"'",
+    "show version",
+    "x; y",
+    "\"\"",
+    "show memory;show routes",
+    "back\\ slash",
+    "dev# ",
+    "eth0",
+    "%s%n",
+    "no alias a",
+};
+constexpr const char *numbers[] = {
+    "0", "1", "2", "20", "40", "256", "0x18", "-1", "512", "100", "99999999999999999999", "+7",
+};
+constexpr const char *keys[] = {
+    "\r",       "?",        "\t",     "\t\t",
+    "\x1b[A",   "\x1b[B",   "\x1b[D", "\x01",
+    "\x05",     "\x7f",     "\x03",   "\x15",
+    "\x17",     " ",        "q",      "\x1b[200~show\r\x1b[201~",
+    "\x1b\x18", "\x1b\x05", "\x04",   "\x0b",
+    "\x1b",     "\"",       "\x10",   "\x0c",
+};
+
+DevicePlay *playing = nullptr;
+
+// A walk along the graph. The line is what cli_assist_parse takes for it, unless a word
+// was shortened, quoted in vain or no number.
+struct Walk {
+    std::string line;
+    const cli_pnode_s *end = nullptr;
+    bool is_exact = true;
+
+    explicit Walk(InputReader &in)
+    {
+        const cli_pnode_s *level = device::graph();
+        for (int words = 0; words < 12 && level && level != &NONE; words++) {
+            const cli_pnode_s *node = pick(level, in.byte());
+            if (node->type == PNODE_EOLS) {
+                end = node;
+                return;
+            }
+            add_word(*node, in);
+            level = node->child;
+        }
+    }
+
+  private:
+    static const cli_pnode_s *pick(const cli_pnode_s *level, int choice)
+    {
+        int count = 0;
+        for (const cli_pnode_s *n = level; n && n != &NONE; n = n->next)
+            count++;
+        for (choice %= count; choice > 0; choice--)
+            level = level->next;
+        return level;
+    }
+
+    void add_word(const cli_pnode_s &node, InputReader &in)
+    {
+        const size_t choice = in.byte();
+        if (node.type == PNODE_KEYWORD)
+            add_keyword(node.keyword, choice);
+        else if (node.type == PNODE_INT32)
+            line += numbers[choice % std::size(numbers)];
+        else
+            line += texts[choice % std::size(texts)];
+        is_exact &= node.type == PNODE_KEYWORD;
+        line += choice >= 250 ? "  \t" : " ";
+    }
+
+    void add_keyword(const std::string &keyword, size_t choice)
+    {
+        if (choice < 200) {
+            line += keyword;
+            return;
+        }
+        is_exact = false;
+        line += choice < 240 ? keyword.substr(0, 1 + choice % keyword.size()) : keyword + "x";
+    }
+};
+
+} // namespace
+
+DevicePlay::DevicePlay()
+{
+    playing = this;
+    device::open({"fuzz", start_timer});
+    for (Person &person : people_)
+        sit_down(person);
+}
+
+DevicePlay::~DevicePlay()
+{
+    for (Person &person : people_)
+        leave(person);
+    device::thread_close();
+    device::close();
+    playing = nullptr;
+}
+
+void DevicePlay::sit_down(Person &person)
+{
+    tsession_config_s config = {};
+    config.columns = 80;
+    config.rows = rows;
+    config.terminal_type = "xterm";
+    config.prompt = "device> ";
+    config.graph = device::graph();
+    config.shared = process_shared();
+    config.user = &person.console;
+    config.output = output;
+    config.line = device::run_line;
+    config.event = take_event;
+    person.terminal = std::make_unique<varno_test::Terminal>(rows, widest);
+    person.console = {};
+    person.console.host = &person;
+    person.console.session = tsession_create(&config);
+    FUZZ_REQUIRE(person.console.session);
+    device::attach(person.console, "fuzz\x1b[2J");
+    tsession_start(person.console.session);
+}
+
+void DevicePlay::leave(Person &person)
+{
+    std::erase_if(timers_, [&](const auto &timer) { return timer.first == &person.console; });
+    device::detach(person.console);
+    tsession_free(person.console.session);
+}
+
+void DevicePlay::output(tsession_s *, void *user, const char *bytes, size_t count)
+{
+    static_cast<Person *>(static_cast<device::Console *>(user)->host)
+        ->terminal->feed({bytes, count});
+}
+
+void DevicePlay::take_event(tsession_s *, void *user, const tsession_event_s *event)
+{
+    FUZZ_REQUIRE(event->kind != TSESSION_FAULT);
+    device::take_event(*static_cast<device::Console *>(user), *event);
+}
+
+bool DevicePlay::start_timer(device::Console &console, long seconds, const std::string &text)
+{
+    FUZZ_REQUIRE(seconds > 0);
+    if (playing->timers_.size() >= 4)
+        return false;
+    playing->timers_.emplace_back(&console, text);
+    return true;
+}
+
+void DevicePlay::timers_run_out()
+{
+    for (const auto &[console, text] : std::exchange(timers_, {}))
+        tsession_print(console->session, "%s\n", text.c_str());
+}
+
+// What a host does: a closed session is freed, and somebody else sits down.
+void DevicePlay::input(const std::string &bytes)
+{
+    device::take_input(person_->console, bytes.data(), bytes.size());
+    for (Person &person : people_) {
+        check_record(person.console.session);
+        check_row(person.console.session, *person.terminal);
+        if (!tsession_is_closed(person.console.session))
+            continue;
+        leave(person);
+        sit_down(person);
+    }
+}
+
+void DevicePlay::type_command(InputReader &in)
+{
+    const Walk walk(in);
+    cli_pmatch_s *matches = nullptr;
+    cli_assist_error_s error;
+    const cli_pnode_s *end = cli_assist_parse(device::graph(), walk.line.c_str(), &matches, &error);
+    cli_match_free(matches);
+    FUZZ_REQUIRE(!walk.is_exact || end == walk.end);
+    input(walk.line + "\r");
+}
+
+void DevicePlay::act(InputReader &in)
+{
+    const int act = in.byte();
+    if (act < 140)
+        type_command(in);
+    else if (act < 200)
+        input(keys[static_cast<size_t>(act) % std::size(keys)]);
+    else if (act < 220)
+        input(std::string(in.take_text(40)));
+    else if (act < 230)
+        person_ = &people_[act & 1];
+    else if (act < 240)
+        timers_run_out();
+    else if (act < 248)
+        tsession_resize(person_->console.session, in.byte(), rows);
+    else
+        input(Walk(in).line);
+}
+
+} // namespace varno_fuzz

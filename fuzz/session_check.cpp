@@ -1,0 +1,69 @@
+#include "session_check.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "finding.h"
+#include "session/session.h"
+
+namespace varno_fuzz {
+namespace {
+
+std::string shown_answer(const tsession_s *s)
+{
+    const varno::Question &question = s->question;
+    if (question.is_secret)
+        return "";
+    const size_t room = static_cast<size_t>(s->columns) - 1 - std::strlen(question.text);
+    const std::string answer(question.answer, static_cast<size_t>(question.len));
+    return answer.substr(answer.size() - std::min(answer.size(), room));
+}
+
+std::string wanted_text(const tsession_s *s)
+{
+    switch (s->mode) {
+    case varno::Mode::line:
+        return prompt_active_model(s->prompt)->buf;
+    case varno::Mode::pager:
+        return "--More--";
+    default:
+        return s->question.text + shown_answer(s);
+    }
+}
+
+} // namespace
+
+void check_record(const tsession_s *s)
+{
+    const pstate &ps = s->prompt->ps;
+    FUZZ_REQUIRE(s->depth == 0 && !s->out && !s->sending && !s->is_free_asked);
+    FUZZ_REQUIRE(s->nheld >= 0 && s->nheld < 32);
+    FUZZ_REQUIRE(s->columns >= 20 && s->columns <= 256 && s->rows >= 2 && s->rows <= 512);
+    FUZZ_REQUIRE(ps.buf_used >= 0 && ps.buf_used <= 255);
+    FUZZ_REQUIRE(std::memchr(ps.buf, '\0', sizeof(ps.buf)) == ps.buf + ps.buf_used);
+    FUZZ_REQUIRE(ps.cursor_location >= 0 && ps.cursor_location <= ps.buf_used);
+    FUZZ_REQUIRE(
+        std::all_of(ps.buf, ps.buf + ps.buf_used, [](char c) { return c >= ' ' && c < 127; }));
+    FUZZ_REQUIRE(s->prompt->history_count <= s->prompt->history_limit);
+    FUZZ_REQUIRE(!tsession_has_more(s) || s->mode == varno::Mode::pager);
+    FUZZ_REQUIRE(s->question.len >= 0 && s->question.len < varno::answer_capacity);
+}
+
+void check_row(const tsession_s *s, const varno_test::Terminal &terminal)
+{
+    if (s->is_closed || !s->is_row_shown)
+        return;
+    std::string wanted = wanted_text(s);
+    const int cursor = s->mode == varno::Mode::line ? prompt_active_model(s->prompt)->virtual_cursor
+                                                    : static_cast<int>(wanted.size());
+    const std::string row = terminal.row(terminal.cursor_row());
+    wanted.resize(row.size(), ' ');
+    if (row != wanted)
+        std::fprintf(stderr, "row    [%s]\nwanted [%s]\n", row.c_str(), wanted.c_str());
+    FUZZ_REQUIRE(row == wanted);
+    FUZZ_REQUIRE(terminal.cursor_column() == cursor);
+}
+
+} // namespace varno_fuzz

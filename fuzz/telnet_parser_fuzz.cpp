@@ -1,0 +1,27 @@
+// The telnet parser: what it reports of a stream does not depend on how the stream is
+// cut, and the one check that bytes can fail is that of the window size.
+
+#include <cstdint>
+
+#include "finding.h"
+#include "input_reader.h"
+#include "support/telnet_host.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    const varno_fuzz::Books books;
+    varno_fuzz::InputReader in(data, size);
+    const size_t part = 1 + static_cast<size_t>(in.below(12));
+    varno_test::TelnetHost whole;
+    varno_test::TelnetHost cut;
+    whole.byte_behind = cut.byte_behind = in.byte();
+    for (size_t at = 0; at < in.rest().size(); at += part)
+        cut.present(in.rest().substr(at, part));
+    whole.present(in.rest());
+    whole.settle();
+    cut.settle();
+    FUZZ_REQUIRE(whole.outcome() == cut.outcome());
+    for (const varno_test::TelnetEvent &event : whole.take_events())
+        FUZZ_REQUIRE(event.kind != "assertion" || event.text == "telnet_parser \"len == 9\"");
+    return 0;
+}

@@ -1,0 +1,496 @@
+// A client's bytes to its session, a line at a time, and the session's to the client.
+// Callbacks of the session only note what is to be done; settle does it, once the
+// call on the session has returned.
+//
+// What a client can make the server keep is bounded: of input by two reads, of output
+// by --backlog. While a quarter of that waits, the session gets no input and a long
+// output pauses; what the client sends meanwhile is read only until the first bound.
+
+#include "connection.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include <netinet/in.h>
+#include <spdlog/spdlog.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "limits.h"
+#include "log.h"
+#include "worker.h"
+
+namespace telnetd {
+namespace {
+
+constexpr unsigned keep_alive_seconds = 60;
+constexpr uint64_t drain_ms = 5000;
+constexpr uint64_t linger_ms = 2000;
+constexpr uint64_t never = UINT64_MAX;
+constexpr size_t most_reminders = 8;
+constexpr size_t longest_slice = 256;
+
+constexpr char interrupt_key = 3;   // Ctrl-C
+constexpr char telnet_command = -1; // IAC, which begins an interrupt too
+
+Connection &connection_of(void *console)
+{
+    return *static_cast<Connection *>(static_cast<device::Console *>(console)->host);
+}
+
+bool is_same_file(int one, int other)
+{
+    struct stat a, b;
+    return one == other || (fstat(one, &a) == 0 && fstat(other, &b) == 0 && a.st_dev == b.st_dev &&
+                            a.st_ino == b.st_ino);
+}
+
+bool can_interrupt(std::string_view held)
+{
+    return held.find(interrupt_key) != held.npos || held.find(telnet_command) != held.npos;
+}
+
+template <typename Handle>
+Connection &owner_of(Handle *handle)
+{
+    return *static_cast<Connection *>(handle->data);
+}
+
+} // namespace
+
+Connection::Connection(Worker &worker, const Client &client) : worker_(worker), client_(client) {}
+
+// Opening
+
+void Connection::open(int input, int output)
+{
+    uv_timer_init(worker_.loop(), &alarm_);
+    alarm_.data = this;
+    open_handles_++;
+    opened_at_ = heard_at_ = progress_at_ = uv_now(worker_.loop());
+    spdlog::info("{} connected, {} of {} sessions", client_.name, worker_.limits().sessions(),
+                 worker_.settings().max_sessions);
+    if (!open_streams(input, output) || !create_session())
+        fail("out of memory or descriptors");
+    if (console_.session) {
+        tsession_write_clean(console_.session, worker_.settings().motd.c_str());
+        tsession_start(console_.session);
+    }
+    settle();
+}
+
+bool Connection::open_streams(int input, int output)
+{
+    const bool is_one = is_same_file(input, output);
+    if (!is_one)
+        other_output_ = std::make_unique<Stream>(Stream{});
+    Stream &out = is_one ? input_ : *other_output_;
+    output_ = &out.stream;
+    return open_stream(input_, input) == 0 && (is_one || open_stream(out, output) == 0);
+}
+
+int Connection::open_stream(Stream &stream, int fd)
+{
+    const bool is_tcp = uv_guess_handle(fd) == UV_TCP;
+    const int made = is_tcp ? uv_tcp_init(worker_.loop(), &stream.tcp)
+                            : uv_pipe_init(worker_.loop(), &stream.pipe, 0);
+    if (made != 0)
+        return made;
+    open_handles_++;
+    stream.handle.data = this;
+    const int opened = is_tcp ? uv_tcp_open(&stream.tcp, fd) : uv_pipe_open(&stream.pipe, fd);
+    if (opened == 0 && is_tcp) {
+        uv_tcp_nodelay(&stream.tcp, 1);
+        uv_tcp_keepalive(&stream.tcp, 1, keep_alive_seconds);
+    }
+    return opened;
+}
+
+bool Connection::create_session()
+{
+    tsession_config_s config = {};
+    config.transport = TSESSION_TELNET;
+    config.prompt = "varno> ";
+    config.graph = device::graph();
+    config.shared = worker_.shared();
+    config.user = &console_;
+    config.output = [](tsession_s *, void *console, const char *bytes, size_t count) {
+        connection_of(console).send(bytes, count);
+    };
+    config.line = device::run_line;
+    config.event = [](tsession_s *, void *console, const tsession_event_s *event) {
+        connection_of(console).take_event(*event);
+    };
+    console_.host = this;
+    console_.session = tsession_create(&config);
+    if (console_.session)
+        device::attach(console_, client_.name);
+    return console_.session != nullptr;
+}
+
+// Input
+
+void Connection::take_bytes(ssize_t count, const char *bytes)
+{
+    heard_at_ = uv_now(worker_.loop());
+    if (count == UV_EOF) {
+        has_input_ended_ = true;
+    } else if (count < 0) {
+        fail(uv_strerror(static_cast<int>(count)));
+    } else if (phase_ == Phase::open) {
+        held_.append(bytes, static_cast<size_t>(count));
+        take_held();
+    }
+    // One read a turn: libuv would come back with the next at once.
+    has_read_enough_ = count == static_cast<ssize_t>(Worker::read_size);
+    if (has_read_enough_)
+        worker_.schedule(*this);
+    settle();
+}
+
+// Hands over what the session may have now.
+void Connection::take_held()
+{
+    std::string_view left = held_;
+    while (const size_t count = next_slice(left)) {
+        if (!tsession_has_more(console_.session))
+            resume_output(); // so that it takes what is typed ahead of the next long output
+        device::take_input(console_, left.data(), count);
+        left.remove_prefix(count);
+        escape_at_ = never;
+    }
+    held_.erase(0, held_.size() - left.size());
+    if (held_.empty())
+        std::string().swap(held_);
+}
+
+// A line at most: what one brings about may be much. Keys meant for the line behind a
+// long output wait for its end, but an interrupt may be what ends it.
+size_t Connection::next_slice(std::string_view held) const
+{
+    const bool is_held_back =
+        tsession_has_more(console_.session) ? !can_interrupt(held) : is_blocked_;
+    if (is_held_back || has_failed_ || tsession_is_closed(console_.session))
+        return 0;
+    const size_t most = std::min(held.size(), longest_slice);
+    const size_t line = held.find_first_of("\r\n");
+    return line < most ? line + 1 : most;
+}
+
+void Connection::take_event(const tsession_event_s &event)
+{
+    device::take_event(console_, event);
+    switch (event.kind) {
+    case TSESSION_TERMINAL:
+        return spdlog::debug("{} is a {}", client_.name, cleaned(event.text));
+    case TSESSION_FAULT:
+        spdlog::error("{} internal fault: {}", client_.name, cleaned(event.text));
+        return note_reason("internal fault");
+    }
+}
+
+void Connection::go_on()
+{
+    has_read_enough_ = false;
+    if (phase_ == Phase::open) {
+        take_held(); // first: an output that fills the queue each time could not be interrupted
+        resume_output();
+        take_held();
+    }
+    settle();
+}
+
+// Output
+
+size_t Connection::queued() const
+{
+    return sending_.size() + waiting_.size();
+}
+
+void Connection::send(const char *bytes, size_t count)
+{
+    if (has_failed_)
+        return;
+    if (sending_.empty()) {
+        const uv_buf_t buffer =
+            uv_buf_init(const_cast<char *>(bytes), static_cast<unsigned>(count));
+        const int sent = uv_try_write(output_, &buffer, 1);
+        if (sent < 0 && sent != UV_EAGAIN)
+            return fail(uv_strerror(sent));
+        bytes += std::max(sent, 0);
+        count -= static_cast<size_t>(std::max(sent, 0));
+    }
+    waiting_.append(bytes, count);
+    if (queued() > worker_.settings().backlog)
+        return fail("too much output waits");
+    if (sending_.empty())
+        send_rest();
+    is_blocked_ = queued() > worker_.settings().backlog / 4;
+    if (is_blocked_)
+        tsession_set_writable(console_.session, 0);
+}
+
+void Connection::resume_output()
+{
+    if (!is_blocked_ && !has_failed_)
+        tsession_set_writable(console_.session, 1);
+}
+
+void Connection::send_rest()
+{
+    std::string().swap(sending_);
+    sending_.swap(waiting_);
+    unsent_seen_ = sending_.size();
+    progress_at_ = uv_now(worker_.loop());
+    if (sending_.empty())
+        return;
+    const uv_buf_t buffer = uv_buf_init(sending_.data(), static_cast<unsigned>(sending_.size()));
+    write_.data = this;
+    const auto on_written = [](uv_write_t *request, int status) {
+        owner_of(request).on_sent(status);
+    };
+    if (const int error = uv_write(&write_, output_, &buffer, 1, on_written))
+        fail(uv_strerror(error));
+}
+
+void Connection::on_sent(int status)
+{
+    if (phase_ == Phase::gone)
+        return;
+    if (status != 0)
+        fail(uv_strerror(status));
+    else
+        send_rest();
+    if (is_blocked_ && queued() <= worker_.settings().backlog / 8) {
+        is_blocked_ = false;
+        worker_.schedule(*this);
+    }
+    settle();
+}
+
+// The end
+
+void Connection::note_reason(const std::string &reason)
+{
+    if (reason_.empty())
+        reason_ = reason;
+}
+
+void Connection::fail(const std::string &reason)
+{
+    note_reason(reason);
+    has_failed_ = true;
+}
+
+void Connection::dismiss(const char *message, const char *reason)
+{
+    if (phase_ != Phase::open)
+        return;
+    note_reason(reason);
+    tsession_print(console_.session, "%s\n", message);
+    tsession_close(console_.session);
+    settle();
+}
+
+void Connection::settle()
+{
+    if (phase_ == Phase::gone)
+        return;
+    if (phase_ == Phase::open && !has_failed_)
+        settle_session();
+    if (phase_ == Phase::draining && sending_.empty())
+        start_lingering();
+    if (has_failed_ || (phase_ == Phase::lingering && has_input_ended_ && is_shut_down_))
+        return tear_down();
+    steer_reading();
+    set_alarm();
+}
+
+// A client that has nothing more to say still gets what it has asked for.
+void Connection::settle_session()
+{
+    tsession_s *s = console_.session;
+    const bool has_more = tsession_has_more(s) != 0;
+    if (has_input_ended_ && held_.empty() && !has_more) {
+        note_reason("the client has hung up");
+        tsession_close(s);
+    }
+    if (tsession_is_closed(s))
+        start_draining();
+    else if (!is_blocked_ && (has_more || !held_.empty()))
+        worker_.schedule(*this);
+}
+
+void Connection::start_draining()
+{
+    note_reason("logged out");
+    free_session();
+    std::string().swap(held_);
+    reminders_.clear();
+    phase_ = Phase::draining;
+    close_at_ = uv_now(worker_.loop()) + drain_ms;
+}
+
+// Whoever closes with unread input resets the connection, and the client might lose
+// the last words: so it closes first.
+void Connection::start_lingering()
+{
+    phase_ = Phase::lingering;
+    close_at_ = uv_now(worker_.loop()) + linger_ms;
+    shutdown_.data = this;
+    const auto on_shut_down = [](uv_shutdown_t *request, int status) {
+        Connection &connection = owner_of(request);
+        connection.is_shut_down_ = true;
+        if (status != 0)
+            connection.has_failed_ = true;
+        connection.settle();
+    };
+    if (uv_shutdown(&shutdown_, output_, on_shut_down) != 0)
+        has_failed_ = true;
+}
+
+void Connection::free_session()
+{
+    if (!console_.session)
+        return;
+    device::detach(console_);
+    tsession_free(console_.session);
+    console_.session = nullptr;
+}
+
+void Connection::tear_down()
+{
+    phase_ = Phase::gone;
+    free_session();
+    const auto on_closed = [](uv_handle_t *handle) {
+        Connection &connection = owner_of(handle);
+        if (--connection.open_handles_ == 0)
+            delete &connection;
+    };
+    uv_close(reinterpret_cast<uv_handle_t *>(&alarm_), on_closed);
+    if (input_.handle.type != UV_UNKNOWN_HANDLE)
+        uv_close(&input_.handle, on_closed);
+    if (other_output_ && other_output_->handle.type != UV_UNKNOWN_HANDLE)
+        uv_close(&other_output_->handle, on_closed);
+    spdlog::info("{} disconnected after {} s: {}", client_.name,
+                 (uv_now(worker_.loop()) - opened_at_) / 1000, reason_);
+    worker_.limits().leave(client_.group);
+    worker_.forget(*this);
+}
+
+void Connection::steer_reading()
+{
+    const bool has_room = phase_ != Phase::open || held_.size() < Worker::read_size;
+    const bool is_wanted = has_room && !has_read_enough_ && !has_input_ended_;
+    if (is_wanted == is_reading_)
+        return;
+    is_reading_ = is_wanted;
+    if (!is_wanted) {
+        uv_read_stop(&input_.stream);
+        return;
+    }
+    const auto give_room = [](uv_handle_t *handle, size_t, uv_buf_t *room) {
+        *room = owner_of(handle).worker_.room();
+    };
+    const auto on_read = [](uv_stream_t *stream, ssize_t count, const uv_buf_t *room) {
+        if (count != 0)
+            owner_of(stream).take_bytes(count, room->base);
+    };
+    uv_read_start(&input_.stream, give_room, on_read);
+}
+
+// Deadlines. One timer is set to the nearest of them.
+
+bool Connection::remind(long seconds, const std::string &text)
+{
+    if (reminders_.size() >= most_reminders)
+        return false;
+    const auto delay = static_cast<uint64_t>(seconds) * 1000;
+    reminders_.push_back({uv_now(worker_.loop()) + delay, text + "\n"});
+    return true;
+}
+
+uint64_t Connection::idle_at() const
+{
+    const unsigned idle = worker_.settings().idle_seconds;
+    return idle == 0 ? never : heard_at_ + idle * uint64_t{1000};
+}
+
+uint64_t Connection::stall_at() const
+{
+    return sending_.empty() ? never
+                            : progress_at_ + worker_.settings().stall_seconds * uint64_t{1000};
+}
+
+void Connection::set_alarm()
+{
+    const uint64_t now = uv_now(worker_.loop());
+    uint64_t at = close_at_;
+    if (phase_ == Phase::open) {
+        const int32_t wait = held_.empty() ? tsession_wait(console_.session) : -1;
+        if (wait < 0)
+            escape_at_ = never;
+        else if (escape_at_ == never)
+            escape_at_ = now + static_cast<uint64_t>(wait);
+        at = std::min({escape_at_, idle_at(), stall_at()});
+        for (const Reminder &reminder : reminders_)
+            at = std::min(at, reminder.at);
+    }
+    if (at == never)
+        uv_timer_stop(&alarm_);
+    else
+        uv_timer_start(
+            &alarm_, [](uv_timer_t *timer) { owner_of(timer).on_alarm(); }, at > now ? at - now : 0,
+            0);
+}
+
+void Connection::on_alarm()
+{
+    const uint64_t now = uv_now(worker_.loop());
+    if (phase_ != Phase::open) {
+        if (now >= close_at_)
+            fail("it takes too long to close");
+    } else {
+        if (now >= escape_at_)
+            tsession_time_out(console_.session);
+        show_reminders(now);
+        check_progress(now);
+        check_idle(now);
+    }
+    settle();
+}
+
+void Connection::show_reminders(uint64_t now)
+{
+    const auto due = std::stable_partition(reminders_.begin(), reminders_.end(),
+                                           [now](const Reminder &one) { return one.at > now; });
+    for (auto reminder = due; reminder != reminders_.end(); ++reminder)
+        tsession_write_clean(console_.session, reminder->text.c_str());
+    reminders_.erase(due, reminders_.end());
+}
+
+// A client may take its output as slowly as it likes, but not rest.
+void Connection::check_progress(uint64_t now)
+{
+    if (now < stall_at())
+        return;
+    const size_t unsent = uv_stream_get_write_queue_size(output_);
+    if (unsent == unsent_seen_)
+        fail("the client takes no output");
+    unsent_seen_ = unsent;
+    progress_at_ = now;
+}
+
+// Reading a long output is no idleness.
+void Connection::check_idle(uint64_t now)
+{
+    if (now < idle_at())
+        return;
+    if (tsession_has_more(console_.session) || !sending_.empty())
+        heard_at_ = now;
+    else
+        dismiss("Idle for too long", "idle");
+}
+
+} // namespace telnetd

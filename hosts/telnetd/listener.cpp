@@ -1,0 +1,155 @@
+// Accepting: who there is no room for hears a sentence, without a session, a handle
+// or a wait. The socket is polled rather than handed to libuv as a stream, so that
+// the number of clients taken in a turn is bounded and a shortage of descriptors is
+// ours to meet.
+
+#include "listener.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <spdlog/spdlog.h>
+#include <unistd.h>
+
+#include "limits.h"
+#include "worker.h"
+
+namespace telnetd {
+namespace {
+
+constexpr int most_accepted = 32; // in a turn of the loop
+constexpr uint64_t pause_ms = 200;
+constexpr uint64_t refusal_log_ms = 1000;
+
+// What the kernel keeps of a client's unread output; by itself it goes to megabytes.
+constexpr int send_buffer = 65536;
+
+int open_spare()
+{
+    return open("/dev/null", O_RDONLY | O_CLOEXEC);
+}
+
+bool is_shortage(int error)
+{
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+} // namespace
+
+int open_socket(const sockaddr_storage &address, bool is_shared)
+{
+    const int on = 1;
+    const int fd = socket(address.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return -1;
+    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+    setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &send_buffer, sizeof(send_buffer));
+    if ((!is_shared || setsockopt(fd, SOL_SOCKET, SO_REUSEPORT, &on, sizeof(on)) == 0) &&
+        bind(fd, reinterpret_cast<const sockaddr *>(&address), length_of(address)) == 0 &&
+        listen(fd, SOMAXCONN) == 0)
+        return fd;
+    const int error = errno;
+    close(fd);
+    errno = error;
+    return -1;
+}
+
+Listener::Listener(Worker &worker, int socket)
+    : worker_(worker), socket_(socket), spare_(open_spare())
+{
+    uv_poll_init(worker.loop(), &poll_, socket);
+    uv_timer_init(worker.loop(), &pause_);
+    poll_.data = pause_.data = this;
+    start();
+}
+
+void Listener::close()
+{
+    const auto on_closed = [](uv_handle_t *handle) {
+        auto *listener = static_cast<Listener *>(handle->data);
+        if (--listener->open_handles_ == 0)
+            delete listener;
+    };
+    uv_close(reinterpret_cast<uv_handle_t *>(&poll_), on_closed);
+    uv_close(reinterpret_cast<uv_handle_t *>(&pause_), on_closed);
+    ::close(socket_);
+    if (spare_ >= 0)
+        ::close(spare_);
+}
+
+void Listener::start()
+{
+    if (spare_ < 0)
+        spare_ = open_spare();
+    uv_poll_start(&poll_, UV_READABLE, [](uv_poll_t *handle, int, int) {
+        static_cast<Listener *>(handle->data)->accept_some();
+    });
+}
+
+// The socket stays readable, and is not looked at for a moment.
+void Listener::pause()
+{
+    uv_poll_stop(&poll_);
+    const auto on_time = [](uv_timer_t *handle) { static_cast<Listener *>(handle->data)->start(); };
+    uv_timer_start(&pause_, on_time, pause_ms, 0);
+}
+
+void Listener::accept_some()
+{
+    for (int tries = 0; tries < most_accepted; tries++) {
+        sockaddr_storage address = {};
+        socklen_t len = sizeof(address);
+        const int fd = accept4(socket_, reinterpret_cast<sockaddr *>(&address), &len,
+                               SOCK_NONBLOCK | SOCK_CLOEXEC);
+        if (fd >= 0)
+            admit(fd, describe(address));
+        else if (errno == EAGAIN || (is_shortage(errno) && !meet_shortage()))
+            return;
+    }
+}
+
+void Listener::admit(int fd, const Client &client)
+{
+    if (const char *why = worker_.limits().enter(client.group))
+        refuse(fd, client.name, why);
+    else
+        worker_.serve(fd, fd, client);
+}
+
+// Gives up the spare descriptor for the time of a refusal. Returns: false when that
+// did not help, or when another thread was faster.
+bool Listener::meet_shortage()
+{
+    if (spare_ >= 0)
+        ::close(spare_);
+    const int fd = accept4(socket_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (fd >= 0)
+        refuse(fd, "a client", "Too many sessions, try again later (no descriptors)");
+    spare_ = open_spare();
+    const bool is_met = fd >= 0 && spare_ >= 0;
+    if (!is_met)
+        pause();
+    return is_met;
+}
+
+// The sentence fits the empty buffer of a new connection. What the client has sent so
+// far is read, because a close with unread input is a reset, which could overtake it.
+void Listener::refuse(int fd, const std::string &who, const char *why)
+{
+    const std::string sentence = std::string(why) + "\r\n";
+    char ignored[4096];
+    send(fd, sentence.data(), sentence.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    shutdown(fd, SHUT_WR);
+    recv(fd, ignored, sizeof(ignored), MSG_DONTWAIT);
+    ::close(fd);
+    refusals_++;
+    const uint64_t now = uv_now(worker_.loop());
+    if (refusal_logged_at_ != 0 && now - refusal_logged_at_ < refusal_log_ms)
+        return;
+    spdlog::warn("{} refused: {} ({} since the last such line)", who, why, refusals_);
+    refusal_logged_at_ = now;
+    refusals_ = 0;
+}
+
+} // namespace telnetd

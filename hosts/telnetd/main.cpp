@@ -1,0 +1,132 @@
+// varno-telnetd: a device's command line for many telnet clients.
+
+#include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include <CLI/CLI.hpp>
+#include <netinet/in.h>
+#include <spdlog/spdlog.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "address.h"
+#include "log.h"
+#include "server.h"
+#include "settings.h"
+
+namespace {
+
+using telnetd::Settings;
+
+struct Choices {
+    Settings settings;
+    std::string motd_file;
+    bool is_stdio = false;
+    bool is_verbose = false;
+};
+
+std::string check_address(const std::string &text)
+{
+    sockaddr_storage address;
+    return telnetd::parse_address(text, 0, address) ? "" : text + " is no numeric address";
+}
+
+template <typename Number>
+void declare_number(CLI::App &options, const char *name, Number &value, Number least, Number most,
+                    const std::string &help)
+{
+    options.add_option(name, value, help)
+        ->check(CLI::Range(least, most).description(""))
+        ->type_name("N")
+        ->capture_default_str();
+}
+
+void declare(CLI::App &options, Choices &choices)
+{
+    Settings &settings = choices.settings;
+    options.name("varno-telnetd");
+    options.set_version_flag("--version", "varno-telnetd " VARNO_TELNETD_VERSION);
+    options.add_option("--listen", settings.address, "Numeric address to listen on")
+        ->check(CLI::Validator(check_address, ""))
+        ->type_name("ADDRESS")
+        ->capture_default_str();
+    declare_number<uint16_t>(options, "--port", settings.port, 0, 65535,
+                             "TCP port; 0 is any that is free");
+    declare_number(options, "--threads", settings.threads, 1U, 256U, "Threads that serve");
+    declare_number(options, "--max-sessions", settings.max_sessions, 1U, 1000000U,
+                   "Sessions at once");
+    declare_number(options, "--max-per-address", settings.max_per_address, 1U, 1000000U,
+                   "Sessions at once of an address, or of an IPv6 network of 64 bits");
+    declare_number(options, "--idle-timeout", settings.idle_seconds, 0U, 10000000U,
+                   "Seconds without input that end a session; 0 is never");
+    declare_number(options, "--stall-timeout", settings.stall_seconds, 1U, 10000000U,
+                   "Seconds after which a client that takes no output is dropped");
+    declare_number<size_t>(options, "--backlog", settings.backlog, 131072, size_t{1} << 30,
+                           "Bytes of output that may wait for a client, 131072 or more; at a "
+                           "quarter its input and long outputs pause");
+    options.add_option("--motd", choices.motd_file, "File to show before the first prompt")
+        ->type_name("FILE");
+    options.add_flag("--stdio", choices.is_stdio,
+                     "Serve one client on standard input and output, for inetd; log to syslog");
+    options.add_flag("--verbose", choices.is_verbose, "Log more");
+    options.footer("SIGTERM, SIGINT and SIGHUP close all sessions in order and end the server; "
+                   "a second one\nends it at once.");
+}
+
+// Shown to everybody who connects, so not without bound.
+bool read_motd(const std::string &path, std::string &out_text)
+{
+    constexpr size_t most = 8192;
+    std::ifstream file(path);
+    out_text.assign(std::istreambuf_iterator<char>(file), {});
+    if (!out_text.empty() && out_text.back() != '\n')
+        out_text += '\n';
+    if (!file.bad() && file.is_open() && out_text.size() <= most)
+        return true;
+    spdlog::critical("{} cannot be read, or has more than {} bytes", path, most);
+    return false;
+}
+
+bool is_stream(int fd)
+{
+    struct stat status;
+    return fstat(fd, &status) == 0 && (S_ISSOCK(status.st_mode) || S_ISFIFO(status.st_mode));
+}
+
+int run(Choices &choices)
+{
+    if (choices.is_verbose)
+        spdlog::set_level(spdlog::level::debug);
+    if (!choices.motd_file.empty() && !read_motd(choices.motd_file, choices.settings.motd))
+        return EXIT_FAILURE;
+    if (!choices.is_stdio)
+        return run_server(choices.settings);
+    if (is_stream(STDIN_FILENO) && is_stream(STDOUT_FILENO))
+        return serve_standard_streams(choices.settings);
+    spdlog::critical("--stdio: standard input and output are to be sockets or pipes");
+    return EXIT_FAILURE;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    CLI::App options("A device's command line for telnet clients. Telnet is clear text: use it "
+                     "on networks that you trust.");
+    Choices choices;
+    declare(options, choices);
+    CLI11_PARSE(options, argc, argv);
+    if (choices.is_stdio)
+        telnetd::log_to_syslog();
+    else
+        telnetd::log_to_standard_error();
+    try {
+        return run(choices);
+    } catch (const std::exception &error) {
+        spdlog::critical("{}", error.what());
+        return EXIT_FAILURE;
+    }
+}

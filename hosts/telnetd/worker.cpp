@@ -1,0 +1,124 @@
+// A turn of the loop: what has come is taken, then each connection that has more to
+// do goes on once. So none keeps the others waiting.
+
+#include "worker.h"
+
+#include <cstdlib>
+#include <utility>
+
+#include <spdlog/spdlog.h>
+
+#include "../device/device.h"
+#include "connection.h"
+#include "listener.h"
+
+namespace telnetd {
+namespace {
+
+// What only fails without memory or descriptors, before the first client.
+void require(bool is_so)
+{
+    if (is_so)
+        return;
+    spdlog::critical("Out of memory or descriptors");
+    std::exit(EXIT_FAILURE);
+}
+
+uv_handle_t *handle_of(auto &handle)
+{
+    return reinterpret_cast<uv_handle_t *>(&handle);
+}
+
+} // namespace
+
+Worker::Worker(const Settings &settings, Limits &limits)
+    : settings_(settings), limits_(limits), shared_(tsession_shared_create())
+{
+    require(shared_ && uv_loop_init(&loop_) == 0);
+    const auto on_stop = [](uv_async_t *handle) { static_cast<Worker *>(handle->data)->stop(); };
+    require(uv_async_init(&loop_, &stop_request_, on_stop) == 0);
+    uv_check_init(&loop_, &after_events_);
+    uv_idle_init(&loop_, &no_waiting_);
+    stop_request_.data = after_events_.data = this;
+}
+
+Worker::~Worker()
+{
+    tsession_shared_free(shared_);
+    uv_loop_close(&loop_);
+}
+
+void Worker::listen(int socket)
+{
+    listener_ = std::make_unique<Listener>(*this, socket);
+}
+
+void Worker::serve(int input, int output, const Client &client)
+{
+    auto *connection = new Connection(*this, client);
+    connections_.insert(connection);
+    connection->open(input, output);
+}
+
+void Worker::run()
+{
+    const auto go_on = [](uv_check_t *handle) { static_cast<Worker *>(handle->data)->go_on(); };
+    uv_check_start(&after_events_, go_on);
+    end_if_done();
+    uv_run(&loop_, UV_RUN_DEFAULT);
+    device::thread_close();
+}
+
+void Worker::request_stop()
+{
+    uv_async_send(&stop_request_);
+}
+
+void Worker::stop()
+{
+    if (listener_)
+        listener_->close();
+    listener_.release(); // it goes when its handles are closed
+    const std::vector<Connection *> all(connections_.begin(), connections_.end());
+    for (Connection *connection : all)
+        connection->dismiss("The server is going down", "the server is going down");
+    end_if_done();
+}
+
+void Worker::schedule(Connection &connection)
+{
+    if (!std::exchange(connection.is_scheduled, true))
+        scheduled_.push_back(&connection);
+    uv_idle_start(&no_waiting_, [](uv_idle_t *) {});
+}
+
+void Worker::go_on()
+{
+    uv_idle_stop(&no_waiting_);
+    const std::vector<Connection *> due = std::exchange(scheduled_, {});
+    for (Connection *connection : due) {
+        connection->is_scheduled = false;
+        connection->go_on();
+    }
+}
+
+// Its turn may still be to come: it goes on with nothing then, as its memory lives
+// until its handles are closed, which is the last thing in a turn.
+void Worker::forget(Connection &connection)
+{
+    connections_.erase(&connection);
+    if (connection.is_scheduled)
+        std::erase(scheduled_, &connection);
+    end_if_done();
+}
+
+void Worker::end_if_done()
+{
+    if (listener_ || !connections_.empty() || uv_is_closing(handle_of(stop_request_)))
+        return;
+    uv_close(handle_of(stop_request_), nullptr);
+    uv_close(handle_of(after_events_), nullptr);
+    uv_close(handle_of(no_waiting_), nullptr);
+}
+
+} // namespace telnetd

@@ -1,0 +1,477 @@
+// Drives varno-telnetd: with Debian's telnet client on a pseudo-terminal, as a person
+// would, and with bare sockets, as nobody should.
+
+#include "support/guest.h"
+#include "support/telnet_server.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using varno_test::Guest;
+using varno_test::TelnetClient;
+using varno_test::TelnetServer;
+
+constexpr char prompt[] = "varno> ";
+constexpr char paste_off[] = "\033[?2004l";
+
+// A real telnet client at its first prompt.
+class Person : public Guest {
+  public:
+    explicit Person(const TelnetServer &server, int rows = 24, int columns = 80)
+        : Guest(rows, columns, [&server] { return run_client(server.port()); })
+    {
+        EXPECT_TRUE(shows_line("varno> |"));
+        EXPECT_TRUE(is_raw()); // the server echoes
+    }
+
+    // A command of the client's own, behind its escape character.
+    void command(const std::string &line)
+    {
+        type("\035");
+        EXPECT_TRUE(shows_line("telnet> |"));
+        type(line + "\r");
+        EXPECT_TRUE(becomes_raw());
+    }
+
+  private:
+    static int run_client(int port)
+    {
+        execlp("telnet", "telnet", "--no-rc", "127.0.0.1", std::to_string(port).c_str(), nullptr);
+        return 127;
+    }
+};
+
+TEST(TelnetdWithARealClient, TypesEditsAndLogsOut)
+{
+    TelnetServer server;
+    Person person(server);
+    person.type("ecso hello\033[D\033OD");
+    EXPECT_TRUE(person.shows_line("varno> ecso hel|lo"));
+    person.type("\001\033f\033[D\033[D\b");
+    EXPECT_TRUE(person.shows_line("varno> ec|o hello"));
+    person.type("xh\033[D\033[D\033[3~\r");
+    EXPECT_TRUE(person.shows("\nhello\n"));
+    person.type("\033[A");
+    EXPECT_TRUE(person.shows_line("varno> echo hello|"));
+    person.type("\025exit\r");
+    EXPECT_TRUE(person.shows("Connection closed by foreign host."));
+    EXPECT_TRUE(WIFEXITED(person.wait_for_end()));
+    EXPECT_TRUE(person.is_as_before());
+    EXPECT_TRUE(server.logs("s: logged out\n"));
+}
+
+TEST(TelnetdWithARealClient, HelpAndCompletion)
+{
+    TelnetServer server;
+    Person person(server);
+    person.type("sh\t?");
+    EXPECT_TRUE(person.shows("varno> show\n  version           the version of this program\n"));
+    EXPECT_TRUE(person.shows_line("varno> show |"));
+    person.type("ver\t\r");
+    EXPECT_TRUE(person.shows("varno> show version\nvarno-telnetd "));
+    person.type("show nothing\r");
+    EXPECT_TRUE(person.shows("^ unknown word"));
+}
+
+TEST(TelnetdWithARealClient, TheLineFollowsTheWindow)
+{
+    TelnetServer server;
+    Person person(server);
+    const std::string text = "echo " + std::string(45, 'x') + " end";
+    person.type(text);
+    EXPECT_TRUE(person.shows_line("varno> " + text + "|"));
+    person.resize(12, 40);
+    EXPECT_TRUE(person.sends("varno> $")); // it scrolls
+    person.resize(24, 100);
+    EXPECT_TRUE(person.shows_line("varno> " + text + "|"));
+    person.type("\025show sessions\r");
+    EXPECT_TRUE(person.shows("xterm         100 x 24 "));
+}
+
+TEST(TelnetdWithARealClient, InterruptsAndTheClientsOwnCommands)
+{
+    TelnetServer server;
+    Person person(server);
+    person.type("echo unwanted");
+    EXPECT_TRUE(person.shows_line("varno> echo unwanted|"));
+    person.type("\003");
+    EXPECT_TRUE(person.shows_line("varno> |"));
+    person.command("send ayt");
+    EXPECT_TRUE(person.shows("[Yes]\n"));
+    person.type("echo broken");
+    EXPECT_TRUE(person.shows_line("varno> echo broken|"));
+    person.command("send brk");
+    EXPECT_TRUE(person.shows_line("varno> |"));
+    person.command("send ao ayt");
+    person.command("send ip ec ayt");
+    person.type("echo whole\r");
+    EXPECT_TRUE(person.shows("\nwhole\n"));
+    EXPECT_EQ(person.output().find("\nunwanted"), std::string::npos);
+    EXPECT_EQ(person.output().find("\nbroken"), std::string::npos);
+}
+
+TEST(TelnetdWithARealClient, LongOutputsComeInPages)
+{
+    TelnetServer server;
+    Person person(server);
+    person.type("show numbers 100\r");
+    EXPECT_TRUE(person.shows("\n23\n--More--"));
+    person.type(" ");
+    EXPECT_TRUE(person.shows("\n46\n--More--"));
+    person.type("\r");
+    EXPECT_TRUE(person.shows("\n47\n--More--"));
+    person.type("q");
+    EXPECT_TRUE(person.shows_line("varno> |"));
+    EXPECT_EQ(person.output().find("\n48"), std::string::npos);
+}
+
+TEST(TelnetdWithARealClient, APasteOfManyLinesRunsEachInTurn)
+{
+    TelnetServer server;
+    Person person(server);
+    std::string paste, expected;
+    for (int line = 1; line <= 200; line++)
+        paste += "echo the line with number " + std::to_string(line) + "\r";
+    person.type(paste + "echo en");
+    person.type("d\r");
+    EXPECT_TRUE(person.shows("\nend\nvarno>"));
+    size_t at = 0;
+    for (int line = 1; line <= 200 && at != std::string::npos; line++)
+        at = person.output().find("\nthe line with number " + std::to_string(line) + "\r\n", at);
+    EXPECT_NE(at, std::string::npos);
+}
+
+TEST(TelnetdWithARealClient, TwoClientsSeeEachOtherAndAMessage)
+{
+    TelnetServer server({"--threads", "2"});
+    Person one(server), other(server, 30, 90);
+    one.type("timer 1 tea is ready\recho unharm");
+    other.type("show sessions\r");
+    EXPECT_TRUE(other.shows("80 x 24 "));
+    EXPECT_TRUE(other.shows("90 x 30 "));
+    EXPECT_TRUE(one.shows("\ntea is ready\n"));
+    EXPECT_TRUE(one.shows_line("varno> echo unharm|"));
+    one.type("\025\004");
+    EXPECT_TRUE(one.shows("Connection closed"));
+    EXPECT_TRUE(server.logs("disconnected"));
+    other.type("clear\rshow sessions\r");
+    EXPECT_TRUE(other.shows("90 x 30 "));
+}
+
+TEST(TelnetdWithARealClient, ATermSignalTellsAllAndGivesTheTerminalsBack)
+{
+    TelnetServer server({"--threads", "2"});
+    Person one(server), other(server);
+    one.type("echo half a li");
+    EXPECT_TRUE(one.shows_line("varno> echo half a li|"));
+    server.send(SIGTERM);
+    EXPECT_EQ(server.wait_for_end(), 0) << server.log();
+    for (Person *person : {&one, &other}) {
+        EXPECT_TRUE(person->shows("The server is going down\n"));
+        EXPECT_TRUE(person->shows("Connection closed by foreign host."));
+        EXPECT_TRUE(person->sends(paste_off));
+        EXPECT_TRUE(WIFEXITED(person->wait_for_end()));
+        EXPECT_TRUE(person->is_as_before());
+    }
+}
+
+// Bare sockets
+
+TEST(Telnetd, OneByteAtATime)
+{
+    TelnetServer server;
+    TelnetClient client(server.port());
+    for (const char byte : std::string("\377\373\037\377\372\037\0\120\0\030\377\360"
+                                       "echo byte by byte\r\n",
+                                       32))
+        client.send({&byte, 1});
+    EXPECT_TRUE(client.receives("\r\nbyte by byte\r\n"));
+    EXPECT_TRUE(client.receives(prompt));
+}
+
+// The message comes after the wait for the rest, whatever the machine's load.
+TEST(Telnetd, ASequenceThatDoesNotEndIsDroppedAfterAWhile)
+{
+    TelnetServer server;
+    TelnetClient client(server.port());
+    client.send("timer 1 later\ra\033[");
+    EXPECT_TRUE(client.receives("\r\n"));
+    EXPECT_TRUE(client.receives("later\r\n"));
+    client.send("D\r");
+    EXPECT_TRUE(client.receives("\r\n  aD\r\n"));
+}
+
+// Reads nothing, and asks for more and more.
+TEST(Telnetd, AClientThatNeverReadsCostsLittleAndIsDropped)
+{
+    TelnetServer server({"--stall-timeout", "2"});
+    TelnetClient other(server.port());
+    ASSERT_TRUE(other.receives(prompt));
+    TelnetClient silent(server.port());
+    ASSERT_TRUE(silent.receives(prompt));
+    silent.send("terminal length 0\r");
+    const size_t before = server.resident_bytes();
+    size_t most = 0;
+    size_t sent = 0;
+    int answers = 0;
+    const std::string line = "show numbers 1000000\r";
+    for (ssize_t count = 0; count >= 0; sent += static_cast<size_t>(count)) {
+        count = silent.send_unread(line);
+        if (count > 0 && count < static_cast<ssize_t>(line.size()))
+            count = silent.send_unread("\r");
+        if (count <= 0 && answers < 1000) { // the other is served all the while
+            other.send("echo " + std::to_string(++answers) + "\r");
+            EXPECT_TRUE(other.receives("\r\n" + std::to_string(answers) + "\r\n"));
+        }
+        most = std::max(most, server.resident_bytes());
+    }
+    EXPECT_GT(answers, 0);
+    EXPECT_TRUE(server.logs("the client takes no output"));
+    RecordProperty("bytes_sent", std::to_string(sent));
+    RecordProperty("growth", std::to_string(most - before));
+    EXPECT_LT(most - before, size_t{2} << 20);
+    other.send("show sessions\r");
+    EXPECT_TRUE(other.receives("\r\n*"));
+}
+
+TEST(Telnetd, ALongOutputCanBeInterruptedAndWhatIsTypedAheadIsKept)
+{
+    TelnetServer server;
+    TelnetClient client(server.port());
+    client.send("terminal length 0\rshow numbers 100000\recho typed ahead\r");
+    EXPECT_TRUE(client.receives("\r\n100000\r\n"));
+    EXPECT_TRUE(client.receives("\r\ntyped ahead\r\n"));
+    for (const std::string interrupt : {"\003", "\377\364", "\377\363"}) {
+        const size_t before = client.received().size();
+        client.send("show numbers 1000000\r");
+        EXPECT_TRUE(client.receives("\r\n20000\r\n"));
+        client.send(interrupt + "echo over\r");
+        EXPECT_TRUE(client.receives("\r\nover\r\n"));
+        EXPECT_LT(client.received().size() - before, size_t{4} << 20);
+    }
+}
+
+TEST(Telnetd, AHalfClosedClientGetsWhatItHasAskedFor)
+{
+    TelnetServer server;
+    TelnetClient client(server.port());
+    client.send("terminal length 0\rshow numbers 50000\recho the last words\r");
+    client.send_half_close();
+    EXPECT_TRUE(client.receives("\r\n50000\r\n"));
+    EXPECT_TRUE(client.receives("\r\nthe last words\r\n"));
+    EXPECT_TRUE(client.is_closed());
+    EXPECT_TRUE(server.logs("s: the client has hung up\n"));
+}
+
+TEST(Telnetd, AResetConnectionIsLoggedAsOne)
+{
+    TelnetServer server;
+    TelnetClient client(server.port());
+    ASSERT_TRUE(client.receives(prompt));
+    client.send("timer 10 nobody\r");
+    ASSERT_TRUE(client.receives(prompt));
+    client.reset();
+    EXPECT_TRUE(server.logs("s: connection reset by peer\n"));
+    EXPECT_TRUE(TelnetClient(server.port()).receives(prompt));
+}
+
+TEST(Telnetd, ARefusedClientHearsWhy)
+{
+    TelnetServer server({"--max-sessions", "3", "--max-per-address", "2"});
+    TelnetClient one(server.port());
+    EXPECT_TRUE(one.receives(prompt));
+    {
+        TelnetClient two(server.port()), three(server.port());
+        EXPECT_TRUE(two.receives(prompt));
+        EXPECT_TRUE(three.is_closed());
+        EXPECT_EQ(three.received(), "Too many sessions from your address\r\n");
+    }
+    EXPECT_TRUE(server.logs("disconnected"));
+    EXPECT_TRUE(TelnetClient(server.port()).receives(prompt)); // there is room again
+
+    TelnetServer full({"--max-sessions", "1"});
+    TelnetClient first(full.port());
+    EXPECT_TRUE(first.receives(prompt));
+    TelnetClient second(full.port());
+    EXPECT_TRUE(second.is_closed());
+    EXPECT_EQ(second.received(), "Too many sessions, try again later\r\n");
+    EXPECT_TRUE(full.logs("refused: Too many sessions"));
+}
+
+TEST(Telnetd, WithoutDescriptorsClientsAreRefusedAndThoseThereAreServed)
+{
+    TelnetServer server({"--threads", "2"}, 48);
+    std::vector<std::unique_ptr<TelnetClient>> clients;
+    bool is_served = true;
+    while (is_served && clients.size() < 60) {
+        clients.push_back(std::make_unique<TelnetClient>(server.port()));
+        is_served = static_cast<bool>(clients.back()->receives(prompt));
+    }
+    ASSERT_FALSE(is_served);
+    EXPECT_EQ(clients.back()->received(),
+              "Too many sessions, try again later (no descriptors)\r\n");
+    clients[0]->send("echo still here\r");
+    EXPECT_TRUE(clients[0]->receives("\r\nstill here\r\n"));
+    clients[1].reset();
+    EXPECT_TRUE(server.logs("disconnected"));
+    EXPECT_TRUE(TelnetClient(server.port()).receives(prompt));
+}
+
+TEST(Telnetd, AnIdleSessionIsToldAndClosed)
+{
+    TelnetServer server({"--idle-timeout", "1"});
+    TelnetClient client(server.port());
+    EXPECT_TRUE(client.receives("Idle for too long\r\n"));
+    EXPECT_TRUE(client.is_closed());
+    EXPECT_TRUE(server.logs("s: idle\n"));
+}
+
+TEST(Telnetd, AFileIsShownBeforeTheFirstPrompt)
+{
+    char path[] = "/tmp/varno-motd-XXXXXX";
+    close(mkstemp(path));
+    std::ofstream(path) << "Authorised users only\n\033[31mred";
+    TelnetServer server({"--motd", path});
+    unlink(path);
+    TelnetClient client(server.port());
+    EXPECT_TRUE(client.receives("Authorised users only\r\n?[31mred\r\n"));
+    EXPECT_TRUE(client.receives(prompt));
+}
+
+TEST(Telnetd, FourThreadsServeOneListOfSessions)
+{
+    TelnetServer server({"--threads", "4"});
+    std::vector<TelnetClient> clients;
+    for (int i = 0; i < 40; i++)
+        clients.emplace_back(server.port());
+    for (TelnetClient &client : clients)
+        EXPECT_TRUE(client.receives(prompt));
+    clients[7].send("terminal length 0\rshow sessions\r");
+    EXPECT_TRUE(clients[7].receives("\r\n    40  "));
+    clients[3].send("alias hello echo hello everybody\r");
+    EXPECT_TRUE(clients[3].receives(prompt));
+    for (TelnetClient &client : clients) {
+        client.send("hello\r");
+        EXPECT_TRUE(client.receives("\r\nhello everybody\r\n"));
+    }
+    server.send(SIGINT);
+    for (TelnetClient &client : clients) {
+        EXPECT_TRUE(client.receives("The server is going down\r\n"));
+        EXPECT_TRUE(client.is_closed());
+    }
+    EXPECT_EQ(server.wait_for_end(), 0);
+}
+
+TEST(Telnetd, TheEndWaitsForNobodyForLong)
+{
+    TelnetServer server;
+    TelnetClient client(server.port());
+    ASSERT_TRUE(client.receives(prompt));
+    server.send(SIGTERM);
+    ASSERT_TRUE(server.logs("closing all sessions"));
+    EXPECT_EQ(server.wait_for_end(), 0); // the client has not closed
+    EXPECT_TRUE(client.receives("The server is going down\r\n"));
+}
+
+TEST(Telnetd, ASecondSignalEndsItAtOnce)
+{
+    TelnetServer server;
+    TelnetClient client(server.port());
+    ASSERT_TRUE(client.receives(prompt));
+    server.send(SIGTERM);
+    ASSERT_TRUE(server.logs("closing all sessions"));
+    server.send(SIGINT);
+    const int status = server.wait_for_end();
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 128 + SIGINT);
+}
+
+TEST(Telnetd, APortServesOneServer)
+{
+    for (const char *threads : {"1", "3"}) {
+        TelnetServer server({"--threads", threads});
+        const std::string port = std::to_string(server.port());
+        const std::string command = std::string(VARNO_TELNETD_PROGRAM) + " --threads " + threads +
+                                    " --port " + port + " 2>&1";
+        FILE *other = popen(command.c_str(), "re");
+        char line[256] = "";
+        EXPECT_NE(std::fgets(line, sizeof(line), other), nullptr);
+        EXPECT_NE(std::string(line).find("127.0.0.1:" + port + ": Address already in use"),
+                  std::string::npos)
+            << line;
+        EXPECT_EQ(WEXITSTATUS(pclose(other)), 1);
+    }
+}
+
+TEST(Telnetd, OnAnyOtherAddressItWarns)
+{
+    EXPECT_TRUE(TelnetServer({"--listen", "0.0.0.0"}).logs("Telnet is clear text"));
+    TelnetServer local({"--listen", "127.0.0.2"});
+    EXPECT_EQ(local.log().find("warning"), std::string::npos);
+}
+
+// The log is a full pipe here, as nobody reads it.
+TEST(Telnetd, ALogThatNobodyReadsStopsNobody)
+{
+    TelnetServer server;
+    for (int i = 0; i < 100; i++) {
+        TelnetClient client(server.port());
+        ASSERT_TRUE(client.receives(prompt));
+        client.send("exit\r");
+        ASSERT_TRUE(client.is_closed());
+    }
+    EXPECT_TRUE(server.logs("connected"));
+    TelnetClient client(server.port());
+    EXPECT_TRUE(server.logs(" lines lost)\n"));
+}
+
+// As inetd would start it.
+TEST(TelnetdStdio, ServesOneClientOnASocket)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            dup2(ends[1], fd);
+        _exit(TelnetServer::run({"--stdio"}));
+    }
+    close(ends[1]);
+    TelnetClient client = TelnetClient::of_descriptor(ends[0]);
+    EXPECT_TRUE(client.receives(prompt));
+    client.send("echo from inetd\rexit\r");
+    EXPECT_TRUE(client.receives("\r\nfrom inetd\r\n"));
+    EXPECT_TRUE(client.is_closed());
+    EXPECT_EQ(client.received().find("info"), std::string::npos);
+    int status = -1;
+    waitpid(pid, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
+TEST(TelnetdStdio, ServesPipesAndTakesNoFile)
+{
+    const std::string program = VARNO_TELNETD_PROGRAM;
+    FILE *served =
+        popen(("printf 'echo through a pipe\\r' | " + program + " --stdio").c_str(), "re");
+    char bytes[4096] = "";
+    const size_t count = std::fread(bytes, 1, sizeof(bytes), served);
+    EXPECT_NE(std::string(bytes, count).find("\r\nthrough a pipe\r\n"), std::string::npos);
+    EXPECT_EQ(pclose(served), 0);
+    EXPECT_EQ(WEXITSTATUS(std::system((program + " --stdio </dev/null >/dev/null").c_str())), 1);
+}
+
+} // namespace
