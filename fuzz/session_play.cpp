@@ -26,7 +26,6 @@ constexpr const char *terminal_types[] = {
 };
 // clang-format on
 
-// The host's command "fault" fails an assertion by itself; any other is a finding.
 void on_assertion(void *, const char *condition, const char *source, int line)
 {
     if (std::strcmp(condition, "p && m") == 0)
@@ -60,9 +59,14 @@ tsession_shared_s *process_shared()
     return shared;
 }
 
-SessionPlay::SessionPlay(int transport, InputReader &in)
+void handle_assertions()
 {
     assert_set_handler(on_assertion, nullptr);
+}
+
+SessionPlay::SessionPlay(int transport, InputReader &in)
+{
+    handle_assertions();
     const int flags = in.byte();
     tsession_config_s config =
         config_of(transport, terminal_types[in.below(std::size(terminal_types))]);

@@ -21,6 +21,9 @@ namespace varno_fuzz {
 // What sessions of the process share: made with the first one, and never freed.
 tsession_shared_s *process_shared();
 
+// The host's command "fault" fails an assertion by itself; any other is a finding.
+void handle_assertions();
+
 class SessionPlay {
   public:
     // transport: TSESSION_PLAIN or TSESSION_TELNET.
