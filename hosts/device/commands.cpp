@@ -13,7 +13,7 @@ namespace device {
 namespace {
 
 constexpr long most_numbers = 1000000;
-constexpr long longest_timer = 24 * 60 * 60;
+constexpr long longest_timer = 24L * 60 * 60;
 
 // A row a call: the entry behind those that were shown.
 class History : public Rows {

@@ -96,7 +96,7 @@ void write_long(Console &console, std::unique_ptr<Rows> rows)
         while (rows->write(console)) {
         }
     } else if (tsession_page(console.session, produce, rows.get()) == 0) {
-        rows.release();
+        static_cast<void>(rows.release());
     }
 }
 

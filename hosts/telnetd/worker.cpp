@@ -78,7 +78,7 @@ void Worker::stop()
 {
     if (listener_)
         listener_->close();
-    listener_.release(); // it goes when its handles are closed
+    static_cast<void>(listener_.release()); // it goes when its handles are closed
     const std::vector<Connection *> all(connections_.begin(), connections_.end());
     for (Connection *connection : all)
         connection->dismiss("The server is going down", "the server is going down");
