@@ -2,6 +2,7 @@
 # instrumentation.
 
 include(CheckIPOSupported)
+include(CheckLinkerFlag)
 
 set(VARNO_IS_OPTIMIZED FALSE)
 set(VARNO_HAS_LTO FALSE)
@@ -12,6 +13,15 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT VARNO_SANITIZE AND NOT VARNO_COVE
         check_ipo_supported(RESULT VARNO_HAS_LTO LANGUAGES CXX)
     endif()
 endif()
+
+# Half of a library's relocations are table rows with an address of its own: packed they
+# take a bit each. The C library that it is built with has to know them, and runs it.
+function(varno_pack_relocations target)
+    check_linker_flag(CXX LINKER:-z,pack-relative-relocs VARNO_HAS_PACKED_RELOCATIONS)
+    if(VARNO_IS_OPTIMIZED AND VARNO_HAS_PACKED_RELOCATIONS)
+        target_link_options(${target} PRIVATE LINKER:-z,pack-relative-relocs)
+    endif()
+endfunction()
 
 # Calls within the library go straight to the function, whatever else in the process
 # has its name; exported tables and variables keep one address for all. -O2, since -O3

@@ -11,14 +11,17 @@
 namespace varno_fuzz {
 namespace {
 
-std::string shown_answer(const tsession_s *s)
+// The question as far as it leaves eight columns, and the end of an answer too long.
+std::string shown_dialogue(const tsession_s *s)
 {
-    const varno::Question &question = s->question;
+    const varno::Question &question = *s->question;
+    const auto columns = static_cast<size_t>(s->columns) - 1;
+    const std::string text = std::string(question.text).substr(0, columns - 8);
     if (question.is_secret)
-        return "";
-    const size_t room = static_cast<size_t>(s->columns) - 1 - std::strlen(question.text);
+        return text;
     const std::string answer(question.answer, static_cast<size_t>(question.len));
-    return answer.substr(answer.size() - std::min(answer.size(), room));
+    const size_t room = columns - text.size();
+    return text + answer.substr(answer.size() - std::min(answer.size(), room));
 }
 
 std::string wanted_text(const tsession_s *s)
@@ -29,7 +32,7 @@ std::string wanted_text(const tsession_s *s)
     case varno::Mode::pager:
         return "--More--";
     default:
-        return s->question.text + shown_answer(s);
+        return shown_dialogue(s);
     }
 }
 
@@ -48,7 +51,9 @@ void check_record(const tsession_s *s)
         std::all_of(ps.buf, ps.buf + ps.buf_used, [](char c) { return c >= ' ' && c < 127; }));
     FUZZ_REQUIRE(s->prompt->history_count <= s->prompt->history_limit);
     FUZZ_REQUIRE(!tsession_has_more(s) || s->mode == varno::Mode::pager);
-    FUZZ_REQUIRE(s->question.len >= 0 && s->question.len < varno::answer_capacity);
+    const bool is_asked = s->mode == varno::Mode::question || s->mode == varno::Mode::key_question;
+    FUZZ_REQUIRE(is_asked == (s->question != nullptr));
+    FUZZ_REQUIRE(!is_asked || (s->question->len >= 0 && s->question->len < varno::answer_capacity));
 }
 
 void check_row(const tsession_s *s, const varno_test::Terminal &terminal)

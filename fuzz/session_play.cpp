@@ -217,8 +217,9 @@ void SessionPlay::after_call(size_t bytes_in)
     }
     const tsession_s *s = host_->session();
     check_record(s);
-    is_screen_comparable_ &= s->prompt->display_offset == 0;
-    if (!is_without_memory_ && (is_wide_ || s->columns == columns_))
+    const bool fits = is_wide_ || s->columns == columns_;
+    is_screen_comparable_ &= s->prompt->display_offset == 0 && fits;
+    if (!is_without_memory_ && fits)
         check_row(s, host_->terminal());
 }
 

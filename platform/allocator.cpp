@@ -1,7 +1,8 @@
 // The tracked allocator: the C library's heap, a count of live blocks for each
-// tag, failure on demand, and a reserve of small blocks, so that a session that
-// begins takes what an earlier one gave back. A block has no header, since whoever
-// releases it names its tag again; nobody here waits for another thread.
+// tag, failure on demand, slabs of the smallest blocks, and a reserve of small ones,
+// so that a session that begins takes what an earlier one gave back. A block has no
+// header, since whoever releases it names its tag again; nobody here waits for another
+// thread.
 
 #include <varno/platform.h>
 #include <varno/platform_default.h>
@@ -12,37 +13,13 @@
 #include <cstring>
 #include <iterator>
 
-// The reserve needs a heap that tells a block's size; and a sanitizer has to see each
-// block come and go.
-#if defined(__SANITIZE_ADDRESS__)
-#define VARNO_HAS_RESERVE 0
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define VARNO_HAS_RESERVE 0
-#endif
-#endif
-#if !defined(VARNO_HAS_RESERVE) && defined(__linux__)
-#define VARNO_HAS_RESERVE 1
-#include <malloc.h>
-#else
-#undef VARNO_HAS_RESERVE
-#define VARNO_HAS_RESERVE 0
-#endif
+#include "reserve.h"
+#include "slabs.h"
+#include "small_blocks.h"
 
 namespace {
 
-constexpr bool has_reserve = VARNO_HAS_RESERVE;
-
-// The room of a block of the heap's, which is what was asked for or more.
-size_t room_of(void *block)
-{
-#if VARNO_HAS_RESERVE
-    return malloc_usable_size(block);
-#else
-    static_cast<void>(block);
-    return 0;
-#endif
-}
+using namespace varno;
 
 // A record is published once and lives as long as the process: there are about
 // as many as there are different tags.
@@ -136,103 +113,31 @@ size_t product(size_t count, size_t size)
     return __builtin_mul_overflow(count, size, &bytes) ? no_size : bytes;
 }
 
-// The reserve: released blocks of a few sizes, at most 64 KiB of each, 1.25 MiB in all.
-// What is released beyond that goes back to the heap, so that nothing grows.
-constexpr size_t least_kept = 24; // the heap's own steps: 24, 40, 56...
-constexpr size_t kept_step = 16;
-constexpr size_t kept_sizes = 20;
-constexpr size_t most_kept_bytes = 64 * 1024;
-
-struct kept_block {
-    kept_block *next;
-};
-
-// The blocks of one size. A thread that finds it taken goes to the heap instead.
-struct alignas(64) reserve_s {
-    std::atomic<bool> is_taken;
-    kept_block *first;
-    size_t count;
-};
-
-constinit reserve_s reserves[kept_sizes] = {};
-
-constexpr size_t bytes_of(size_t size)
+// Returns a block with room for so many bytes, at least one; NULL where the heap has to
+// give it.
+inline void *take_small(size_t bytes)
 {
-    return least_kept + size * kept_step;
-}
-
-constexpr size_t largest_kept = bytes_of(kept_sizes - 1);
-
-bool enter(reserve_s &reserve)
-{
-    return !reserve.is_taken.exchange(true, std::memory_order_acquire);
-}
-
-void leave(reserve_s &reserve)
-{
-    reserve.is_taken.store(false, std::memory_order_release);
-}
-
-// Which size serves a request of at most largest_kept bytes.
-size_t size_for(size_t bytes)
-{
-    return bytes <= least_kept ? 0 : (bytes - least_kept + kept_step - 1) / kept_step;
-}
-
-// Returns a block with room for so many bytes; NULL when none is kept.
-void *take_kept(size_t bytes)
-{
-    if (!has_reserve || bytes > largest_kept)
+    if (!has_small_blocks || bytes > largest_kept)
         return nullptr;
-    reserve_s &reserve = reserves[size_for(bytes)];
-    if (!enter(reserve))
-        return nullptr;
-    kept_block *block = reserve.first;
-    if (block) {
-        reserve.first = block->next;
-        reserve.count--;
-    }
-    leave(reserve);
-    return block;
+    return bytes <= largest_in_slab ? take_from_slabs(bytes) : take_from_reserve(bytes);
 }
 
-// Keeps a block under the largest size that it has room for; false when it does not.
-bool keep(void *ptr)
+inline void give_back(void *ptr)
 {
-    const size_t room = room_of(ptr);
-    if (room < least_kept || room >= largest_kept + kept_step)
-        return false;
-    const size_t size = (room - least_kept) / kept_step;
-    reserve_s &reserve = reserves[size];
-    if (!enter(reserve))
-        return false;
-    if (ptr == reserve.first) [[unlikely]]
-        std::abort(); // released twice, as the heap would say
-    const bool has_room = (reserve.count + 1) * bytes_of(size) <= most_kept_bytes;
-    if (has_room) {
-        auto *block = static_cast<kept_block *>(ptr);
-        block->next = reserve.first;
-        reserve.first = block;
-        reserve.count++;
-    }
-    leave(reserve);
-    return has_room;
-}
-
-void give_back(void *ptr)
-{
-    if (!has_reserve || !keep(ptr))
+    if (slab_s *slab = slab_of(ptr))
+        give_back_to_slab(slab, ptr);
+    else if (!has_small_blocks || !keep(ptr))
         std::free(ptr);
 }
 
 enum class content { any, zero };
 
-// A block out of the reserve or, when that has none, the heap.
-void *block_of(size_t bytes, content wanted)
+// A block out of slabs or reserve or, when these have none, the heap.
+inline void *block_of(size_t bytes, content wanted)
 {
-    void *kept = take_kept(bytes);
-    if (kept)
-        return wanted == content::zero ? std::memset(kept, 0, bytes) : kept;
+    void *small = take_small(bytes);
+    if (small)
+        return wanted == content::zero ? std::memset(small, 0, bytes) : small;
     return wanted == content::zero ? std::calloc(1, bytes) : std::malloc(bytes);
 }
 
@@ -253,13 +158,30 @@ void *take(size_t bytes, const char *tag, content wanted)
 // An array that has grown large grows on: it is moved once for several elements.
 constexpr size_t growth_step = 64;
 
+// An array that is to outgrow its slab's block.
+[[gnu::noinline]] void *moved_out_of(const slab_s *slab, void *array, size_t bytes)
+{
+    const size_t room = slab->size * slab_step;
+    if (bytes <= room)
+        return array;
+    void *grown = block_of(bytes, content::any);
+    if (grown) {
+        std::memcpy(grown, array, room);
+        give_back(array);
+    }
+    return grown;
+}
+
 // The array with room for so many bytes. Where the heap has given more than was asked
 // for, that room is used first.
 void *moved(void *array, size_t bytes)
 {
-    if (has_reserve && bytes <= room_of(array))
+    if (const slab_s *slab = slab_of(array))
+        return moved_out_of(slab, array, bytes);
+    if (has_small_blocks && bytes <= room_of(array))
         return array;
-    const bool goes_on = has_reserve && bytes > growth_step && bytes < largest_size - growth_step;
+    const bool goes_on =
+        has_small_blocks && bytes > growth_step && bytes < largest_size - growth_step;
     return std::realloc(array, goes_on ? (bytes + growth_step - 1) & -growth_step : bytes);
 }
 

@@ -33,12 +33,12 @@ inline bool is_plain(char c)
     return plain.has[static_cast<unsigned char>(c)];
 }
 
-// The blank is white space in every locale.
+// The blank is white space in every locale, and the terminator in none.
 inline bool is_space(char c)
 {
     if (c == ' ')
         return true;
-    return !is_plain(c) && std::isspace(static_cast<signed char>(c)) != 0;
+    return !is_plain(c) && c != '\0' && std::isspace(static_cast<signed char>(c)) != 0;
 }
 
 bool is_quote(char c)
@@ -102,11 +102,16 @@ inline void skip_plain(token_walk &walk)
         walk.at++;
 }
 
-// Returns the end of the token that begins at s: its first blank or the
-// terminator; s itself when no token begins there.
-const char *token_end(const char *s)
+// A plain word is over: most are.
+inline bool is_word_end(char c)
 {
-    token_walk walk = {s, nullptr};
+    return c == ' ' || c == '\0';
+}
+
+// Returns the end of a token of which all characters before `from` are plain.
+[[gnu::noinline]] const char *odd_token_end(const char *from)
+{
+    token_walk walk = {from, nullptr};
     const char *end;
     step passed;
     do {
@@ -117,14 +122,32 @@ const char *token_end(const char *s)
     return end;
 }
 
-// Copies the value of the token [begin, end), which is never longer than that.
-char *copy_value(const char *begin, const char *end)
+inline const char *plain_end(const char *s)
+{
+    while (is_plain(*s))
+        s++;
+    return s;
+}
+
+// Returns the end of the token that begins at s: its first blank or the terminator; s
+// itself when no token begins there.
+inline const char *token_end(const char *s)
+{
+    const char *end = plain_end(s);
+    return is_word_end(*end) ? end : odd_token_end(end);
+}
+
+// Copies the value of the token [begin, end), which is never longer than that; up to
+// `odd` it is plain.
+char *copy_value(const char *begin, const char *odd, const char *end)
 {
     char *copy = static_cast<char *>(tracked_malloc(static_cast<size_t>(end - begin) + 1, "BYTE"));
     if (!copy)
         return nullptr;
-    char *to = copy;
-    for (token_walk walk = {begin, nullptr}; walk.at < end;) {
+    const auto plain_bytes = static_cast<size_t>(odd - begin);
+    std::memcpy(copy, begin, plain_bytes);
+    char *to = copy + plain_bytes;
+    for (token_walk walk = {odd, nullptr}; walk.at < end;) {
         if (is_plain(*walk.at))
             *to++ = *walk.at++;
         else if (read_step(walk) == step::character)
@@ -187,9 +210,10 @@ int token_find_bounds(const char *s, int *start, int *end)
 int token_copy(const char *text, char **out_token, int *out_at)
 {
     const char *first = skip_space(text);
-    const char *end = token_end(first);
+    const char *odd = plain_end(first);
+    const char *end = is_word_end(*odd) ? odd : odd_token_end(odd);
     *out_at = index_in(text, first);
-    *out_token = first != end ? copy_value(first, end) : nullptr;
+    *out_token = first != end ? copy_value(first, odd, end) : nullptr;
     return index_in(text, skip_space(end));
 }
 
@@ -197,7 +221,8 @@ const char *string_check_quotes(const char *text)
 {
     token_walk walk = {text, nullptr};
     do {
-        skip_plain(walk);
+        while (is_plain(*walk.at) || *walk.at == ' ')
+            walk.at++;
     } while (read_step(walk) != step::end);
     return walk.opened;
 }

@@ -78,11 +78,13 @@ int print_text(const PrintSink &sink, const char *text)
     return print_bytes(sink, shown, std::strlen(shown));
 }
 
-// A negative precision is none.
+// A negative precision is none. One character is what a key at the line's end shows.
 int print_beginning(const PrintSink &sink, int precision, const char *text)
 {
     if (!text || precision < 0)
         return print_slowly(sink, "%.*s", precision, text);
+    if (precision == 1)
+        return *text != '\0' ? print_character(sink, *text) : 0;
     return print_bytes(sink, text, strnlen(text, static_cast<size_t>(precision)));
 }
 

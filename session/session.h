@@ -66,9 +66,9 @@ struct tsession_shared_s {
 
 struct tsession_s {
     tsession_shared_s *shared;
-    bool owns_shared;
 
     int32_t transport;
+    bool owns_shared;
     bool leaves_assertions;
     bool is_paged;
     cli_pnode_s *graph;
@@ -92,12 +92,12 @@ struct tsession_s {
     const varno::TerminalType *type;
     bool is_type_told; // by the client; the first known name stays
     bool is_paste_on;
+    bool is_row_shown;    // the last row shows what the mode wants, up to edits
+    varno::Escape escape; // what the output is in the middle of
     int32_t columns;
     int32_t rows;
     int32_t column;       // of the terminal's cursor, while output is written
-    varno::Escape escape; // what the output is in the middle of
     size_t listed;        // bytes of choices written in this round
-    bool is_row_shown;    // the last row shows what the mode wants, up to edits
     int32_t row_len;      // columns that a question or the pager has written there
     int32_t shown_offset; // display_offset as drawn last
 
@@ -114,7 +114,7 @@ struct tsession_s {
     prompt_s *prompt;
     char prompt_text[31];
     varno::Pager pager;
-    varno::Question question;
+    varno::Question *question; // while one is asked; else NULL
 };
 
 namespace varno {
@@ -170,6 +170,8 @@ void run_pager(tsession_s *s);
 bool pager_key(tsession_s *s, mkey_t key);
 void question_key(tsession_s *s, mkey_t key);
 void cancel_dialog(tsession_s *s);
+// Without telling whoever asked: when the session goes.
+void drop_question(tsession_s *s);
 
 // Keys (session_input.cpp)
 

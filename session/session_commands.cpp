@@ -313,7 +313,7 @@ constexpr prompt_keymap_s session_keys[] = {
 bool is_replaced(const char *name)
 {
     const auto *row = session_commands;
-    while (row->name && std::strcmp(row->name, name) != 0)
+    while (row->name && (*row->name != *name || std::strcmp(row->name, name) != 0))
         row++;
     return row->name != nullptr;
 }

@@ -11,6 +11,8 @@
 namespace varno {
 namespace {
 
+constexpr char question_tag[] = "Question";
+
 constexpr mkey_t ctrl_c = 3;
 constexpr mkey_t ctrl_h = 8;
 constexpr mkey_t ctrl_u = 21;
@@ -81,7 +83,6 @@ void forget_answer(Question &question)
     volatile char *byte = question.answer;
     for (size_t i = 0; i < sizeof(question.answer); i++)
         byte[i] = '\0';
-    question = {};
 }
 
 void end_question(tsession_s *s, bool is_answered, mkey_t key)
@@ -89,8 +90,8 @@ void end_question(tsession_s *s, bool is_answered, mkey_t key)
     if (s->out) // else a callback that fails would be asked without an end
         leave_row(s);
     s->mode = Mode::line;
-    Question asked = s->question;
-    forget_answer(s->question);
+    Question asked = *s->question;
+    drop_question(s);
     const bool was_in_command = std::exchange(s->is_in_command, true);
     if (asked.line_fn)
         asked.line_fn(s, s->user, asked.ctx, is_answered ? asked.answer : nullptr);
@@ -108,7 +109,7 @@ bool is_answer_character(mkey_t key)
 
 void add_to_answer(tsession_s *s, mkey_t key)
 {
-    Question &question = s->question;
+    Question &question = *s->question;
     if (question.len >= answer_capacity - 1)
         return;
     const char c = static_cast<char>(key);
@@ -125,7 +126,7 @@ void add_to_answer(tsession_s *s, mkey_t key)
 
 void take_from_answer(tsession_s *s)
 {
-    Question &question = s->question;
+    Question &question = *s->question;
     if (question.len == 0)
         return;
     question.answer[--question.len] = '\0';
@@ -145,22 +146,26 @@ void edit_answer(tsession_s *s, mkey_t key)
         take_from_answer(s);
     if (key == ctrl_u) {
         hide_row(s);
-        std::fill_n(s->question.answer, std::exchange(s->question.len, 0), '\0');
+        std::fill_n(s->question->answer, std::exchange(s->question->len, 0), '\0');
     }
     if (is_answer_character(key))
         add_to_answer(s, key);
 }
 
-int begin_question(tsession_s *s, Mode mode, const char *text, Question question)
+int begin_question(tsession_s *s, Mode mode, const char *text, const Question &kind)
 {
     if (s->mode != Mode::line || s->is_closed)
         return -1;
+    auto *question = static_cast<Question *>(tracked_malloc(sizeof(Question), question_tag));
+    if (!question)
+        return -1;
     hide_row(s);
     s->nheld = 0;
+    *question = kind;
     const int32_t room = std::min(s->columns - 1 - least_answer_columns, answer_capacity - 1);
-    strlcpy2(question.text, text ? text : "", static_cast<size_t>(room));
+    strlcpy2(question->text, text ? text : "", static_cast<size_t>(room));
     std::replace_if(
-        question.text, question.text + std::strlen(question.text),
+        question->text, question->text + std::strlen(question->text),
         [](char c) { return c < ' ' || c == 127; }, '?');
     s->question = question;
     s->mode = mode;
@@ -168,6 +173,15 @@ int begin_question(tsession_s *s, Mode mode, const char *text, Question question
 }
 
 } // namespace
+
+void drop_question(tsession_s *s)
+{
+    if (!s->question)
+        return;
+    forget_answer(*s->question);
+    tracked_free(s->question, question_tag);
+    s->question = nullptr;
+}
 
 // Runs until the screen is full, the host has enough, or the end.
 void run_pager(tsession_s *s)

@@ -89,7 +89,7 @@ void draw_question(tsession_s *s)
     if (s->is_row_shown)
         return;
     // Of an answer that is too long for the row its end shows.
-    const Question &question = s->question;
+    const Question &question = *s->question;
     const int32_t shown = question.is_secret ? 0 : std::min(question.len, answer_columns(s));
     emit(s, question.text);
     emit(s, question.answer + question.len - shown, static_cast<size_t>(shown));
@@ -108,7 +108,7 @@ void draw_pager(tsession_s *s)
 
 int32_t answer_columns(const tsession_s *s)
 {
-    return s->columns - 1 - static_cast<int32_t>(std::strlen(s->question.text));
+    return s->columns - 1 - static_cast<int32_t>(std::strlen(s->question->text));
 }
 
 // Without memory for the output nothing is drawn, and all of it once there is.

@@ -26,7 +26,6 @@ constexpr size_t terminal_name_at = 4;
 
 constexpr size_t size_bytes = 4; // RFC 1073: two 16-bit numbers
 constexpr size_t end_bytes = 2;  // IAC SE
-constexpr size_t bytes_behind = 1;
 
 constexpr size_t longest_piece = INT32_MAX - 1; // what the parser takes in one call
 
@@ -144,6 +143,8 @@ void TelnetFilter::consume(const unsigned char *bytes, size_t count)
     while (at < count) {
         if (state_ == State::data)
             at += consume_data(bytes + at, count - at);
+        else if (state_ == State::sub)
+            at += consume_message(bytes + at, count - at);
         else
             take(bytes[at++]);
     }
@@ -163,18 +164,51 @@ void TelnetFilter::ask_terminal_type()
 
 // The stream. Each step sets the state that follows before it reports anything.
 
-// A run of data up to the next IAC, out of the caller's bytes; or that IAC.
-size_t TelnetFilter::consume_data(const unsigned char *bytes, size_t count)
+// An IAC; or at once the whole message that it begins, as most of them come: all of it
+// there, and without another IAC before its end.
+size_t TelnetFilter::consume_command(const unsigned char *bytes, size_t count)
 {
+    const size_t most = std::min(count, most_kept + 1);
+    if (most > parameters_at && bytes[1] == TN_NVT_SB) {
+        const void *iac = std::memchr(bytes + option_at, TN_NVT_IAC, most - option_at);
+        const auto *end = static_cast<const unsigned char *>(iac);
+        if (end && end + 1 < bytes + count && end[1] == TN_NVT_SE) {
+            const auto len = static_cast<size_t>(end - bytes);
+            is_overlong_ = false;
+            message_len_ = 0;
+            keep(bytes, len);
+            finish_message();
+            return len + end_bytes;
+        }
+    }
+    state_ = State::command;
+    return 1;
+}
+
+// A run of data up to the next IAC, out of the caller's bytes; or a command.
+inline size_t TelnetFilter::consume_data(const unsigned char *bytes, size_t count)
+{
+    if (*bytes == TN_NVT_IAC)
+        return consume_command(bytes, count);
     const size_t most = std::min(count, longest_piece);
-    const void *iac = std::memchr(bytes, TN_NVT_IAC, most);
+    const void *iac = most > 1 ? std::memchr(bytes + 1, TN_NVT_IAC, most - 1) : nullptr;
     const size_t run =
         iac ? static_cast<size_t>(static_cast<const unsigned char *>(iac) - bytes) : most;
+    parse(bytes, run);
+    return run;
+}
+
+// A run of a message's bytes that mean nothing by themselves; or the one that may.
+inline size_t TelnetFilter::consume_message(const unsigned char *bytes, size_t count)
+{
+    size_t run = 0;
+    while (run < count && bytes[run] != TN_NVT_IAC && bytes[run] != TN_NVT_SE)
+        run++;
     if (run == 0) {
-        state_ = State::command;
+        take_message_byte(*bytes);
         return 1;
     }
-    parse(bytes, run);
+    keep(bytes, run);
     return run;
 }
 
@@ -267,6 +301,15 @@ void TelnetFilter::take_after_message_iac(unsigned char byte)
 
 // Subnegotiation
 
+// The rest of a message that has outgrown its room passes by, up to its end.
+inline void TelnetFilter::keep(unsigned char byte)
+{
+    if (message_len_ < most_kept)
+        message_[message_len_++] = byte;
+    else
+        is_overlong_ = true;
+}
+
 void TelnetFilter::begin_message()
 {
     state_ = State::sub;
@@ -276,13 +319,12 @@ void TelnetFilter::begin_message()
     keep(TN_NVT_SB);
 }
 
-// The rest of a message that has outgrown its room passes by, up to its end.
-void TelnetFilter::keep(unsigned char byte)
+void TelnetFilter::keep(const unsigned char *bytes, size_t count)
 {
-    if (message_len_ < std::size(message_) - end_bytes - bytes_behind)
-        message_[message_len_++] = byte;
-    else
-        is_overlong_ = true;
+    const size_t kept = std::min(count, most_kept - message_len_);
+    std::memcpy(message_ + message_len_, bytes, kept);
+    message_len_ = static_cast<uint8_t>(message_len_ + kept);
+    is_overlong_ |= kept < count;
 }
 
 // A size whose last value is a 255 that was not escaped takes the IAC of its end
@@ -319,12 +361,13 @@ void TelnetFilter::finish_size()
 {
     const unsigned char *parameters = message_ + parameters_at;
     const size_t count = message_len_ - parameters_at;
+    const unsigned char *parameters_end = parameters + count;
+    if (count == size_bytes && std::find(parameters, parameters_end, TN_NVT_IAC) == parameters_end)
+        return parse_message();
     unsigned char values[size_bytes];
     const size_t stored = undo_escapes(parameters, count, values);
     if (stored != size_bytes && count != size_bytes)
         return;
-    if (std::memchr(parameters, TN_NVT_IAC, count) == nullptr)
-        return parse_message();
     const unsigned char *numbers = stored == size_bytes ? values : parameters;
     events_.size(events_.user, number_at(numbers), number_at(numbers + 2));
 }

@@ -80,8 +80,11 @@ class TelnetFilter {
     // Enough for the longest message that is of any use: IAC SB, the option, IS, a
     // terminal type of 40 characters, IAC SE and one readable byte behind it.
     static constexpr size_t message_capacity = 2 + 1 + 1 + 40 + 2 + 1;
+    static constexpr size_t most_kept = message_capacity - 2 - 1;
 
     size_t consume_data(const unsigned char *bytes, size_t count);
+    size_t consume_command(const unsigned char *bytes, size_t count);
+    size_t consume_message(const unsigned char *bytes, size_t count);
     void take(unsigned char byte);
     void take_command(unsigned char byte);
     void take_option(unsigned char code);
@@ -90,6 +93,7 @@ class TelnetFilter {
 
     void begin_message();
     void keep(unsigned char byte);
+    void keep(const unsigned char *bytes, size_t count);
     bool is_unescaped_size() const;
     void finish_message();
     void finish_size();

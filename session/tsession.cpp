@@ -46,6 +46,7 @@ void release_history_texts(prompt_s *p)
 void destroy(tsession_s *s)
 {
     s->telnet.end();
+    drop_question(s);
     if (s->prompt) {
         release_history_texts(s->prompt);
         prompt_free(s->prompt);

@@ -71,6 +71,13 @@ bool is_list_end(const cli_pnode_s *n)
     return !n || n == &NONE;
 }
 
+// The traces of a token that nobody follows cost nothing, not even a test.
+#define LEVEL_DEBUG(...)                                                                           \
+    do {                                                                                           \
+        if constexpr (is_traced)                                                                   \
+            VARNO_DEBUG(__VA_ARGS__);                                                              \
+    } while (0)
+
 // How well a node fits a token. Only a keyword can fit exactly.
 enum class Fit { none, loose, exact };
 
@@ -85,64 +92,74 @@ inline const char *rest_of_keyword(const char *keyword, const char *token)
     return *token == '\0' ? keyword : nullptr;
 }
 
-Fit fit_of_keyword(const cli_pnode_s *n, const char *token)
+template <bool is_traced>
+inline Fit fit_of_keyword(const cli_pnode_s *n, const char *token)
 {
-    VARNO_DEBUG("Node %s is a keyword [%s] node", name_of(n), text_or_empty(n->keyword));
+    LEVEL_DEBUG("Node %s is a keyword [%s] node", name_of(n), text_or_empty(n->keyword));
     const char *rest = has_texts(n) ? rest_of_keyword(n->keyword, token) : nullptr;
     if (!rest)
         return Fit::none;
-    VARNO_DEBUG("Matched keyword");
+    LEVEL_DEBUG("Matched keyword");
     if (*rest != '\0')
         return Fit::loose;
-    VARNO_DEBUG("Exact match found: %s %s", token, n->keyword);
+    LEVEL_DEBUG("Exact match found: %s %s", token, n->keyword);
     return Fit::exact;
 }
 
 // Any token fits, and never exactly: beside a keyword, the whole keyword wins and
 // an abbreviation of it is ambiguous.
-Fit fit_of_string(const cli_pnode_s *n)
+template <bool is_traced>
+inline Fit fit_of_string(const cli_pnode_s *n)
 {
-    VARNO_DEBUG("Node %s is a string node", name_of(n));
+    LEVEL_DEBUG("Node %s is a string node", name_of(n));
     return has_texts(n) ? Fit::loose : Fit::none;
 }
 
 // There is no check against 32 bits. Nor is errno cleared: an ERANGE of long ago
 // makes the two ends of the range look like overflows.
+template <bool is_traced>
 Fit fit_of_number(const cli_pnode_s *n, const char *token)
 {
-    VARNO_DEBUG("Node %s is an INT32 node", name_of(n));
+    LEVEL_DEBUG("Node %s is an INT32 node", name_of(n));
     if (!has_texts(n))
         return Fit::none;
     char *endp = nullptr;
     const long t = std::strtol(token, &endp, 0);
     const bool overflow = (t == LONG_MAX || t == LONG_MIN) && errno == ERANGE;
-    VARNO_DEBUG("t = %ld, endp is: %s", t, *endp ? endp : "EMPTY");
+    LEVEL_DEBUG("t = %ld, endp is: %s", t, *endp ? endp : "EMPTY");
     if (*endp || overflow)
         return Fit::none;
-    VARNO_DEBUG("matched a number");
+    LEVEL_DEBUG("matched a number");
     return Fit::loose;
 }
 
 // Ends of line and sentinels are no words of a line. An unknown type is the host's
 // slip; the alternatives behind it still count.
-Fit fit_of(const cli_pnode_s *n, const char *token)
+template <bool is_traced>
+[[gnu::noinline]] Fit fit_of_other(const cli_pnode_s *n, const char *token)
 {
     switch (n->type) {
     case PNODE_NONE:
     case PNODE_EOLS:
-        VARNO_DEBUG("Node %s is not a parsing node: skipped (type: %d)", name_of(n),
+        LEVEL_DEBUG("Node %s is not a parsing node: skipped (type: %d)", name_of(n),
                     static_cast<int>(n->type));
         return Fit::none;
-    case PNODE_KEYWORD:
-        return fit_of_keyword(n, token);
     case PNODE_STRING:
-        return fit_of_string(n);
+        return fit_of_string<is_traced>(n);
     case PNODE_INT32:
-        return fit_of_number(n, token);
+        return fit_of_number<is_traced>(n, token);
     default:
-        VARNO_DEBUG("Node %s has invalid type: %d", name_of(n), static_cast<int>(n->type));
+        LEVEL_DEBUG("Node %s has invalid type: %d", name_of(n), static_cast<int>(n->type));
         return Fit::none;
     }
+}
+
+template <bool is_traced>
+inline Fit fit_of(const cli_pnode_s *n, const char *token)
+{
+    if (n->type == PNODE_KEYWORD) [[likely]]
+        return fit_of_keyword<is_traced>(n, token);
+    return fit_of_other<is_traced>(n, token);
 }
 
 // The candidates of a level so far. The first one is held until the first exact
@@ -153,15 +170,16 @@ struct Candidates {
     bool exact_held;
 };
 
-void add_candidate(Candidates &candidates, cli_pnode_s *n, bool exact)
+template <bool is_traced>
+inline void add_candidate(Candidates &candidates, cli_pnode_s *n, bool exact)
 {
     candidates.count++;
     if (!candidates.held) {
-        VARNO_DEBUG("first match -- exact? %s", exact ? "YES!" : "No");
+        LEVEL_DEBUG("first match -- exact? %s", exact ? "YES!" : "No");
     } else if (exact && !candidates.exact_held) {
-        VARNO_DEBUG("found or replaced a match");
+        LEVEL_DEBUG("found or replaced a match");
     } else {
-        VARNO_DEBUG("Found more than one match.. Prev was %s", name_of(candidates.held));
+        LEVEL_DEBUG("Found more than one match.. Prev was %s", name_of(candidates.held));
         return;
     }
     candidates.held = n;
@@ -170,15 +188,16 @@ void add_candidate(Candidates &candidates, cli_pnode_s *n, bool exact)
 
 // An exact keyword decides between any number of candidates. An ambiguous token
 // keeps its first candidate as the one held.
-uint32_t result_of(const Candidates &candidates)
+template <bool is_traced>
+inline uint32_t result_of(const Candidates &candidates)
 {
     if (candidates.count >= 2 && !candidates.exact_held)
         return PARSE_AMBIGUOUS;
     if (!candidates.held) {
-        VARNO_DEBUG("Did not find a match");
+        LEVEL_DEBUG("Did not find a match");
         return PARSE_NO_MATCH;
     }
-    VARNO_DEBUG("Found a match: %s", name_of(candidates.held));
+    LEVEL_DEBUG("Found a match: %s", name_of(candidates.held));
     return PARSE_MATCHED;
 }
 
@@ -189,32 +208,96 @@ inline bool are_set(const void *a, const void *b)
     return (reinterpret_cast<uintptr_t>(a) & reinterpret_cast<uintptr_t>(b)) != 0;
 }
 
-// A keyword that the token does not begin, with an alternative behind it.
-inline bool is_other_keyword(const cli_pnode_s *n, const char *token, char first)
+// The letters of a token that tell most keywords apart; of a single letter, the second
+// is 0, and so is the third of two.
+struct Letters {
+    char first;
+    char second;
+    char third;
+};
+
+inline Letters letters_of(const char *token)
 {
-    if (!are_set(n->keyword, n->next) || n->type != PNODE_KEYWORD) [[unlikely]]
-        return false;
-    if (*n->keyword != first) [[likely]]
-        return true;
-    return !rest_of_keyword(n->keyword + 1, token + 1);
+    const char second = token[0] == '\0' ? '\0' : token[1];
+    return {token[0], second, second == '\0' ? '\0' : token[2]};
 }
 
-// Passes over such keywords: nearly all of a large level, so this loop is what a parse
-// costs. Any other node, and each end, is where it stops.
-inline cli_pnode_s *skip_other_keywords(cli_pnode_s *n, const char *token)
+// The keyword may begin with the token, of which the first letter is known to agree.
+inline bool may_go_on(const char *keyword, const Letters &letters)
 {
-    const char first = *token;
-    if (first == '\0')
-        return n;
-    // Two nodes a turn, so that none is copied from one variable to another.
-    while (is_other_keyword(n, token, first)) {
+    if (letters.second == '\0')
+        return true;
+    return keyword[1] == letters.second && (keyword[2] == letters.third || letters.third == '\0');
+}
+
+// Passes over `count` nodes whose letters differ, as long as each has a keyword and an
+// alternative behind it. Their types are only gathered. False where it stopped before.
+template <int count>
+inline bool pass_over(cli_pnode_s *&n, const Letters &letters, uint32_t &types)
+{
+    if constexpr (count > 0) {
+        const char *keyword = n->keyword;
         cli_pnode_s *next = n->next;
-        if (!is_other_keyword(next, token, first))
-            return next;
-        n = next->next;
+        if (!are_set(keyword, next)) [[unlikely]]
+            return false;
+        if (*keyword == letters.first && may_go_on(keyword, letters)) [[unlikely]]
+            return false;
+        types |= n->type;
+        n = next;
+        return pass_over<count - 1>(n, letters, types);
     }
+    return true;
+}
+
+// The first node that is neither a keyword nor a sentinel; there is one.
+[[gnu::noinline]] cli_pnode_s *first_other_type(cli_pnode_s *n)
+{
+    while (n->type <= PNODE_KEYWORD)
+        n = n->next;
     return n;
 }
+
+// Passes over keywords that do not begin as the token does, and over sentinels: nearly all
+// of a large level, so this loop is what a parse costs. Any other node, and each end, is
+// where it stops; it may stop before.
+inline cli_pnode_s *skip_other_keywords(cli_pnode_s *n, const Letters &letters)
+{
+    if (letters.first == '\0')
+        return n;
+    while (true) {
+        cli_pnode_s *const passed = n;
+        uint32_t types = 0;
+        const bool goes_on = pass_over<8>(n, letters, types);
+        if ((types & ~static_cast<uint32_t>(PNODE_KEYWORD)) != 0) [[unlikely]]
+            return first_other_type(passed);
+        if (!goes_on)
+            return n;
+    }
+}
+
+template <bool is_traced>
+uint32_t match_token(cli_pnode_s *level, const char *token, cli_pnode_s **out_node)
+{
+    *out_node = nullptr;
+    LEVEL_DEBUG("Trying to match token [%s], starting with %s", token, name_of(level));
+    const Letters letters = letters_of(token);
+    Candidates candidates = {nullptr, 0, false};
+    for (cli_pnode_s *n = level; !is_list_end(n); n = n->next) {
+        if constexpr (!is_traced) {
+            n = skip_other_keywords(n, letters);
+            if (is_list_end(n))
+                break;
+        }
+        const Fit fit = fit_of<is_traced>(n, token);
+        if (fit != Fit::none)
+            add_candidate<is_traced>(candidates, n, fit == Fit::exact);
+        LEVEL_DEBUG("checking next node");
+    }
+    *out_node = candidates.held;
+    return result_of<is_traced>(candidates);
+}
+
+#undef LEVEL_DEBUG
 
 // A line on its way through the graph.
 struct Parse {
@@ -295,23 +378,9 @@ uint32_t parse_tokens(cli_pnode_s *root, const char *line, int32_t len, int32_t 
 
 uint32_t cli_parse_match_token(cli_pnode_s *level, const char *token, cli_pnode_s **out_node)
 {
-    *out_node = nullptr;
-    VARNO_DEBUG("Trying to match token [%s], starting with %s", token, name_of(level));
-    const bool is_traced = trace_wants(g_varno_trace_module_id, varno::debug_level);
-    Candidates candidates = {nullptr, 0, false};
-    for (cli_pnode_s *n = level; !is_list_end(n); n = n->next) {
-        if (!is_traced) [[likely]] {
-            n = skip_other_keywords(n, token);
-            if (is_list_end(n))
-                break;
-        }
-        const Fit fit = fit_of(n, token);
-        if (fit != Fit::none)
-            add_candidate(candidates, n, fit == Fit::exact);
-        VARNO_DEBUG("checking next node");
-    }
-    *out_node = candidates.held;
-    return result_of(candidates);
+    if (varno::debug_level > __atomic_load_n(&g_trace_max_level, __ATOMIC_RELAXED)) [[likely]]
+        return match_token<false>(level, token, out_node);
+    return match_token<true>(level, token, out_node);
 }
 
 uint32_t cli_parse(cli_pnode_s *root, const char *line, int32_t len, int32_t *consumed,

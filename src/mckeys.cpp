@@ -54,14 +54,15 @@ const char *value_text(const mc_node_s *node)
     return node->value ? static_cast<const char *>(node->value) : "(null)";
 }
 
-// A root made here has an index of its byte keys behind its node, so that a key of a
+// A root made here has an index of its 7-bit keys behind its node, so that a key of a
 // long, unsorted root costs one look. The node itself stays as it is declared.
 struct root_s {
     mc_node_s node;
     const mc_key_s *keys; // what the index is of; it counts only while these are
     int32_t keys_len;     // the node's own
     uint8_t any;          // 1 + the place of the wildcard's entry; 0: there is none
-    uint8_t at[256];      // 1 + the place of each byte's entry; 0: there is none
+    bool has_high_bytes;  // 128..255: not in the index, and seldom in the node
+    uint8_t at[128];      // 1 + the place of each key's entry; 0: there is none
 };
 
 // What tells a root: its own address, in the two gaps of its node. No copy of it and
@@ -111,7 +112,9 @@ bool note_entry(root_s *root, int32_t place)
     const auto noted = static_cast<uint8_t>(place + 1);
     if (key < std::size(root->at))
         root->at[key] = noted;
-    if (key == VIRTKEY_WILDCARD)
+    else if (key <= 255)
+        root->has_high_bytes = true;
+    else if (key == VIRTKEY_WILDCARD)
         root->any = noted;
     return true;
 }
@@ -125,6 +128,7 @@ void update_index(mc_node_s *node, int32_t known)
     root->keys_len = -1;
     if (known == 0) {
         root->any = 0;
+        root->has_high_bytes = false;
         std::memset(root->at, 0, sizeof(root->at));
     }
     for (int32_t place = known; place < node->keys_len; place++) {
@@ -148,36 +152,38 @@ mc_key_s *find_by_halving(const mc_node_s *node, mkey_t key)
     return at->key == key ? at : nullptr;
 }
 
-mc_key_s *find_sorted(const mc_node_s *node, mkey_t key)
+// A scan of sorted keys ends at the first code that is not below the wanted one.
+template <bool is_sorted>
+inline bool is_end(const mc_key_s &entry, mkey_t key)
 {
-    if (node->keys_len >= keys_to_halve)
-        return find_by_halving(node, key);
-    mc_key_s *const end = node->keys + node->keys_len;
-    for (mc_key_s *entry = node->keys; entry < end && entry->key <= key; entry++) {
-        if (entry->key == key)
-            return entry;
-    }
-    return nullptr;
+    return is_sorted ? entry.key >= key : entry.key == key;
 }
 
-mc_key_s *find_by_scan(const mc_node_s *node, mkey_t key)
+template <bool is_sorted>
+inline mc_key_s *answer(mc_key_s *end, mkey_t key)
+{
+    return !is_sorted || end->key == key ? end : nullptr;
+}
+
+template <bool is_sorted>
+inline mc_key_s *find_by_scan(const mc_node_s *node, mkey_t key)
 {
     mc_key_s *entry = node->keys;
     int32_t left = node->keys_len;
     // Four to a round: half the work of one to a round.
     for (; left >= 4; left -= 4, entry += 4) {
-        if (entry[0].key == key)
-            return entry;
-        if (entry[1].key == key)
-            return entry + 1;
-        if (entry[2].key == key)
-            return entry + 2;
-        if (entry[3].key == key)
-            return entry + 3;
+        if (is_end<is_sorted>(entry[0], key))
+            return answer<is_sorted>(entry, key);
+        if (is_end<is_sorted>(entry[1], key))
+            return answer<is_sorted>(entry + 1, key);
+        if (is_end<is_sorted>(entry[2], key))
+            return answer<is_sorted>(entry + 2, key);
+        if (is_end<is_sorted>(entry[3], key))
+            return answer<is_sorted>(entry + 3, key);
     }
     for (; left > 0; left--, entry++) {
-        if (entry->key == key)
-            return entry;
+        if (is_end<is_sorted>(*entry, key))
+            return answer<is_sorted>(entry, key);
     }
     return nullptr;
 }
@@ -187,7 +193,10 @@ mc_key_s *find_without_index(const mc_node_s *node, mkey_t key)
 {
     if (!node->keys)
         return nullptr;
-    return node->optimized ? find_sorted(node, key) : find_by_scan(node, key);
+    if (!node->optimized) [[likely]]
+        return find_by_scan<false>(node, key);
+    return node->keys_len < keys_to_halve ? find_by_scan<true>(node, key)
+                                          : find_by_halving(node, key);
 }
 
 // The one lookup of a code in a node; everything that asks for a child by its
@@ -198,8 +207,10 @@ inline mc_key_s *find_indexed(const root_s *root, const mc_node_s *node, mkey_t 
         const int place = root->at[key];
         if (place == 0)
             return nullptr;
-        if (node->keys[place - 1].key == key)
+        if (node->keys[place - 1].key == key) [[likely]]
             return &node->keys[place - 1];
+    } else if (root && key <= 255 && !root->has_high_bytes) {
+        return nullptr;
     }
     return find_without_index(node, key);
 }
@@ -551,23 +562,85 @@ inline int search_exact(mc_node_s *n, const mkey_t *s, int len, bool first_only,
 
 #undef SEARCH_DEBUG
 
-template <bool is_traced>
-inline int search_keys(mc_node_s *root, const mkey_t *s, int len, int, mc_node_s **first_complete,
-                       int32_t *first_complete_len, mc_node_s **longest_complete,
-                       int32_t *longest_complete_len, mc_node_s **longest_match,
-                       int32_t *longest_match_len)
+// A search of any kind, traced where somebody listens.
+[[gnu::noinline]] int search_keys(mc_node_s *root, const mkey_t *s, int len, int,
+                                  mc_node_s **first_complete, int32_t *first_complete_len,
+                                  mc_node_s **longest_complete, int32_t *longest_complete_len,
+                                  mc_node_s **longest_match, int32_t *longest_match_len)
 {
+    if (!root || !s || len <= 0)
+        return -1;
     const bool first_only = first_complete && !longest_complete && !longest_match;
     Answers found{};
-    const int count = search_exact<is_traced>(root, s, len, first_only, found);
+    const bool is_traced = trace_wants(g_varno_trace_module_id, varno::debug_level);
+    const int count = is_traced ? search_exact<true>(root, s, len, first_only, found)
+                                : search_exact<false>(root, s, len, first_only, found);
     put_results(found, first_complete, first_complete_len, longest_complete, longest_complete_len,
                 longest_match, longest_match_len);
-    if constexpr (is_traced)
-        VARNO_DEBUG("returning %d", count);
+    VARNO_DEBUG("returning %d", count);
     return count;
 }
 
-// The node that a single byte key leads to, where an index tells; else NULL.
+// All of two pointers and more are set. Pointers of one process share bits; where some
+// do not, the answer is no, and the question takes the longer way.
+template <typename... Pointers>
+inline bool are_set(Pointers... pointers)
+{
+    return (reinterpret_cast<uintptr_t>(pointers) & ...) != 0;
+}
+
+// Looks a key up without calls: by the index, or by a scan. False where that is not
+// enough to tell.
+[[gnu::always_inline]] inline bool find_soon(const mc_node_s *n, mkey_t key,
+                                             const mc_key_s *&out_entry)
+{
+    const root_s *root = index_of(n);
+    if (!root) {
+        const bool is_scanned = n->keys && (!n->optimized || n->keys_len < keys_to_halve);
+        if (is_scanned)
+            out_entry = n->optimized ? find_by_scan<true>(n, key) : find_by_scan<false>(n, key);
+        return is_scanned;
+    }
+    if (key >= std::size(root->at))
+        return false;
+    out_entry = root->at[key] == 0 ? nullptr : &n->keys[root->at[key] - 1];
+    return !out_entry || out_entry->key == key;
+}
+
+// The line editor's and the decoder's question: the first complete node and the longest
+// match, which are one node where no node on the way has a value, as in all tries
+// without overlaps. Nobody listens to traces.
+[[gnu::noinline]] int search_usual(mc_node_s *root, const mkey_t *s, int len, mc_node_s **match,
+                                   mc_node_s **complete, int32_t *complete_len, int32_t *match_len)
+{
+    mc_node_s *n = root;
+    const mkey_t *key = s;
+    for (int left = len;; key++) {
+        const mc_key_s *entry = nullptr;
+        if (!find_soon(n, *key, entry)) [[unlikely]]
+            break;
+        if (!entry) {
+            *match = *complete = nullptr;
+            *match_len = *complete_len = 0;
+            return -1;
+        }
+        n = entry->node;
+        if (--left == 0) {
+            const bool is_complete = n->value;
+            // In this order, for a caller that hands one variable in twice.
+            *complete = is_complete ? n : nullptr;
+            *complete_len = is_complete ? len : 0;
+            *match = n;
+            *match_len = len;
+            return is_complete ? 0 : -1;
+        }
+        if (n->value) [[unlikely]]
+            break;
+    }
+    return search_keys(root, s, len, 0, complete, complete_len, nullptr, nullptr, match, match_len);
+}
+
+// The node that a key leads to, where an index tells; else NULL.
 inline mc_node_s *find_child_by_index(const mc_node_s *node, mkey_t key)
 {
     const root_s *root = index_of(node);
@@ -579,26 +652,25 @@ inline mc_node_s *find_child_by_index(const mc_node_s *node, mkey_t key)
 
 } // namespace
 
+// The question of the line editor and the decoder, asked for each key, goes the short way.
 int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int flags,
                     mc_node_s **first_complete, int32_t *first_complete_len,
                     mc_node_s **longest_complete, int32_t *longest_complete_len,
                     mc_node_s **longest_match, int32_t *longest_match_len)
 {
-    if (!root || !s || len <= 0)
-        return -1;
-    if (trace_wants(g_varno_trace_module_id, varno::debug_level)) [[unlikely]]
-        return search_keys<true>(root, s, len, flags, first_complete, first_complete_len,
-                                 longest_complete, longest_complete_len, longest_match,
-                                 longest_match_len);
-    // One bound key, which is most of what is ever asked: all results are its node.
-    mc_node_s *n = len == 1 ? find_child_by_index(root, s[0]) : nullptr;
-    if (!n || !n->value || !(longest_complete || longest_match))
-        return search_keys<false>(root, s, len, flags, first_complete, first_complete_len,
-                                  longest_complete, longest_complete_len, longest_match,
-                                  longest_match_len);
-    const Found found = {n, 1};
-    put_results({found, found, found}, first_complete, first_complete_len, longest_complete,
-                longest_complete_len, longest_match, longest_match_len);
+    if (longest_complete || longest_complete_len || !are_set(first_complete, first_complete_len) ||
+        !are_set(longest_match, longest_match_len) || !are_set(root, s) || len <= 0 ||
+        varno::debug_level <= __atomic_load_n(&g_trace_max_level, __ATOMIC_RELAXED))
+        return search_keys(root, s, len, flags, first_complete, first_complete_len,
+                           longest_complete, longest_complete_len, longest_match,
+                           longest_match_len);
+    // A single bound key is most of what is ever asked.
+    mc_node_s *n = len == 1 ? find_child_by_index(root, *s) : nullptr;
+    if (!n || !n->value)
+        return search_usual(root, s, len, longest_match, first_complete, first_complete_len,
+                            longest_match_len);
+    *first_complete = *longest_match = n;
+    *first_complete_len = *longest_match_len = 1;
     return 0;
 }
 
@@ -786,12 +858,14 @@ int first_bound_indexed(const root_s *root, const mkey_t *s, int len)
 {
     for (int i = 0; i < len; i++) {
         const mkey_t key = s[i];
-        if (key < std::size(root->at) && root->at[key] == 0) [[likely]]
-            continue;
-        if (key < std::size(root->at) && root->node.keys[root->at[key] - 1].key == key)
-            return i;
+        if (key < std::size(root->at)) [[likely]] {
+            if (root->at[key] == 0) [[likely]]
+                continue;
+            if (root->node.keys[root->at[key] - 1].key == key)
+                return i;
+        }
         ASSERT_NO_WILDCARD(key != VIRTKEY_WILDCARD, "s[i]");
-        if (find_without_index(&root->node, key))
+        if (find_indexed(root, &root->node, key))
             return i;
     }
     return -1;

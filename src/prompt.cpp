@@ -24,8 +24,9 @@ void reset_history(prompt_s *p)
 
 bool is_insert_name(const char *invoke_name)
 {
-    return std::strcmp(invoke_name, varno::insert_invocation) == 0 ||
-           std::strcmp(invoke_name, "insert-string") == 0;
+    return *invoke_name == varno::insert_invocation[0] &&
+           (std::strcmp(invoke_name, varno::insert_invocation) == 0 ||
+            std::strcmp(invoke_name, "insert-string") == 0);
 }
 
 // Found or new, a record goes to the head without being unlinked from where it
@@ -39,6 +40,20 @@ void push_command(prompt_s *p, prompt_command_s *t)
     t->pprev = &p->commands;
 }
 
+// Of a name: its length, and what stands at its beginning and its end. Two commands
+// rarely have the same, so that a look-up compares no name but the one it is after.
+uint32_t mark_of(const char *invoke_name, size_t len)
+{
+    const auto last = static_cast<unsigned char>(len > 0 ? invoke_name[len - 1] : '\0');
+    if (len < sizeof(uint32_t))
+        return static_cast<uint32_t>(len << 8) + last;
+    uint32_t front;
+    uint32_t back;
+    std::memcpy(&front, invoke_name, sizeof(front));
+    std::memcpy(&back, invoke_name + len - sizeof(back), sizeof(back));
+    return (front * 31 + back) * 31 + static_cast<uint32_t>(len);
+}
+
 prompt_command_s *create_command(const char *invoke_name)
 {
     auto *t = static_cast<prompt_command_s *>(
@@ -50,6 +65,7 @@ prompt_command_s *create_command(const char *invoke_name)
         tracked_free(t, "prompt_command_s");
         return nullptr;
     }
+    t->name_mark = mark_of(invoke_name, std::strlen(invoke_name));
     return t;
 }
 
@@ -263,11 +279,11 @@ int prompt_bind_command(prompt_s *p, const char *invoke_name, prompt_command_fn 
 prompt_command_s *prompt_get_command(prompt_s *p, const char *invoke_name)
 {
     VARNO_ASSERT(p && invoke_name);
+    const size_t len = std::strlen(invoke_name);
+    const uint32_t mark = mark_of(invoke_name, len);
     for (prompt_command_s *t = p->commands; t; t = t->next) {
-        const char *name = t->inv.invoke_name;
-        VARNO_ASSERT_AS(name, "t->inv.invoke_name");
-        // Most names differ in their first character: those cost no call.
-        if (*name == *invoke_name && std::strcmp(name, invoke_name) == 0)
+        VARNO_ASSERT(t->inv.invoke_name);
+        if (t->name_mark == mark && std::strcmp(t->inv.invoke_name, invoke_name) == 0)
             return t;
     }
     return nullptr;

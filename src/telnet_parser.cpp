@@ -101,7 +101,7 @@ constexpr const telnet_command_s *row_of(int code)
 // The way out for all messages; its check is what makes the callback mandatory.
 inline void emit(telparser_s *ctx, const char *text)
 {
-    VARNO_ASSERT_AS(ctx && ctx->trace_fn, "ctx->trace_fn");
+    VARNO_ASSERT_AS(ctx->trace_fn, "ctx->trace_fn");
     ctx->trace_fn(ctx, ctx->trace_user, text);
 }
 
@@ -200,6 +200,14 @@ void trace_consumed_message(telparser_s *ctx, int32_t n)
         emit(ctx, consumed_message_texts.text[n]);
     else
         trace(ctx, CONSUMED_MESSAGE, n);
+}
+
+// Eight bytes, the first as the highest.
+inline uint64_t word_at(const unsigned char *bytes)
+{
+    uint64_t word;
+    std::memcpy(&word, bytes, sizeof(word));
+    return __builtin_bswap64(word);
 }
 
 // Index of the first IAC in a word of eight bytes; 8 when there is none. A byte of
@@ -390,6 +398,27 @@ int32_t consume_subnegotiation(telparser_s *ctx, const unsigned char *buf, int32
     return n;
 }
 
+// A window size as nearly all clients send it: nine bytes at hand, no 255 among the
+// numbers. Read as one word behind the IAC, in network order.
+inline bool is_plain_window(uint64_t message)
+{
+    const auto numbers = static_cast<uint32_t>(message >> 16);
+    constexpr uint64_t frame = 0xffff'0000'0000'ffff;
+    constexpr uint64_t sb_naws_iac_se = 0xfa1f'0000'0000'fff0;
+    return (message & frame) == sb_naws_iac_se &&
+           ((~numbers - 0x01010101) & numbers & 0x80808080) == 0;
+}
+
+// Reports it as consume_subnegotiation would.
+int32_t consume_plain_window(telparser_s *ctx, uint64_t message)
+{
+    if (ctx->naws_fn)
+        ctx->naws_fn(ctx, ctx->naws_user, static_cast<int>(message >> 32 & 0xffff),
+                     static_cast<int>(message >> 16 & 0xffff));
+    emit(ctx, consumed_message_texts.text[naws_bytes]);
+    return naws_bytes;
+}
+
 // Commands of two and three bytes: each returns the number of bytes used.
 
 // RFC 854 gives codes below 240 no meaning behind an IAC.
@@ -442,6 +471,11 @@ int32_t consume_command(telparser_s *ctx, const unsigned char *buf, int32_t bufl
 {
     if (buflen < 2)
         return 0;
+    if (buf[1] == TN_NVT_SB && buflen >= naws_bytes && std::endian::native == std::endian::little) {
+        const uint64_t message = word_at(buf + 1);
+        if (is_plain_window(message))
+            return consume_plain_window(ctx, message);
+    }
     switch (buf[1]) {
     case TN_NVT_SE:
         return skip_stray_end(ctx);
@@ -588,7 +622,9 @@ int32_t telnet_consume(telparser_s *ctx, const unsigned char *buf, int32_t bufle
 const telnet_command_s *telnet_iac_command_name(telparser_s *ctx, int code)
 {
     const telnet_command_s *row = row_of(code);
-    if (!row)
+    if (!row) {
+        VARNO_ASSERT_AS(ctx, "ctx->trace_fn");
         trace(ctx, "Request for out of range command name: ", code);
+    }
     return row;
 }

@@ -22,7 +22,10 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace {
 
@@ -439,6 +442,32 @@ TEST_F(Device, ALiveInterfaceIsCompletedAndShown)
     EXPECT_TRUE(has(shown, "\nlo is "));
     EXPECT_TRUE(has(shown, "\r\n  received "));
     EXPECT_TRUE(has(guest.type("show interfaces\r"), "\nlo is "));
+}
+
+// Nothing is made up: no zeros for counters, no "no such interface", no empty list.
+TEST_F(Device, WhatTheSystemDoesNotTellIsNotClaimed)
+{
+    Guest guest;
+    guest.type("\r"); // the names are known
+    rlimit before = {};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const int spare = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    const auto with_descriptors = [&](int more, const char *typed) {
+        const rlimit few = {static_cast<rlim_t>(spare + more), before.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &few);
+        const std::string shown = guest.type_only(typed);
+        setrlimit(RLIMIT_NOFILE, &before);
+        return shown;
+    };
+    constexpr char not_told[] = "The system does not tell its interfaces\r\n";
+    EXPECT_TRUE(has(with_descriptors(0, "show interfaces lo\r"), not_told));
+    EXPECT_TRUE(has(with_descriptors(0, "show interfaces\r"), not_told));
+    constexpr char no_routes[] = "The system does not tell its routes\r\n";
+    EXPECT_TRUE(has(with_descriptors(0, "show routes\r"), no_routes));
+    EXPECT_TRUE(has(with_descriptors(2, "show routes\r"), no_routes)); // of the second kind
+    EXPECT_FALSE(has(with_descriptors(3, "show routes\r"), no_routes));
+    close(spare);
+    EXPECT_FALSE(has(guest.type_only("show interfaces\r"), "unknown number"));
 }
 
 TEST_F(Device, NodesAreReleasedAndLaterAgainWhateverAllocationFails)

@@ -6,6 +6,8 @@
 #include "support/traces.h"
 #include "support/trie.h"
 
+#include <algorithm>
+#include <cstring>
 #include <random>
 #include <sstream>
 #include <string>
@@ -692,6 +694,185 @@ TEST(TrieNodestrstr, WideNodeIsSearchedAlike)
     mc_optimize(trie.root);
     EXPECT_EQ(nodestrstr(trie, "abcQ"), 3);
     EXPECT_EQ(nodestrstr(trie, "@[abc"), -1);
+}
+
+// How a search of one key went; all ways to ask have to agree.
+enum class Way { none, on, complete };
+
+Way search_usual(const mc_node_s *node, const std::vector<mkey_t> &keys)
+{
+    const int len = static_cast<int>(keys.size());
+    mc_node_s *complete = nullptr;
+    mc_node_s *match = nullptr;
+    int32_t complete_len = -7;
+    int32_t match_len = -7;
+    auto *root = const_cast<mc_node_s *>(node);
+    const int result = mc_search_exact(root, keys.data(), len, 0, &complete, &complete_len, nullptr,
+                                       nullptr, &match, &match_len);
+    EXPECT_EQ(result, complete ? 0 : -1);
+    EXPECT_EQ(complete_len, complete ? len : 0);
+    EXPECT_EQ(match_len, match ? len : 0);
+    EXPECT_TRUE(!complete || complete == match);
+    mc_node_s *longest = nullptr;
+    EXPECT_EQ(mc_search_exact(root, keys.data(), len, 0, nullptr, nullptr, &longest, nullptr,
+                              nullptr, nullptr),
+              result);
+    EXPECT_EQ(longest, complete);
+    return complete ? Way::complete : match ? Way::on : Way::none;
+}
+
+bool has_key(const mc_node_s *node, mkey_t key)
+{
+    const mc_key_s *entry = mc_node_get_exact_key(node, key);
+    EXPECT_TRUE(!entry || entry->key == key) << key;
+    EXPECT_EQ(mc_node_try_key(node, key), entry) << key;
+    EXPECT_EQ(mc_nodestrstr(node, &key, 1), entry ? 0 : -1) << key;
+    EXPECT_EQ(search_usual(node, {key}) != Way::none, entry != nullptr) << key;
+    return entry != nullptr;
+}
+
+// The keys of 0..limit that a node has, counted.
+int count_keys(const mc_node_s *node, mkey_t limit)
+{
+    int found = 0;
+    for (mkey_t key = 0; key < limit; key++)
+        found += has_key(node, key);
+    return found;
+}
+
+// A root of keys step * 1, step * 2..., of one sequence each.
+void add_keys(const Trie &trie, int count, mkey_t step)
+{
+    for (int i = 1; i <= count; i++) {
+        const mkey_t key = static_cast<mkey_t>(i) * step;
+        ASSERT_EQ(mc_addstring(trie.root, &key, 1, 0, value_of("value")), 0);
+    }
+}
+
+TEST(TrieSearchOneKey, IsFoundInRootsOfAnySize)
+{
+    for (const int count : {1, 3, 15, 16, 17, 127, 128, 253, 254, 255, 256, 300}) {
+        for (const mkey_t step : {1u, 2u}) {
+            const Trie trie;
+            add_keys(trie, count, step);
+            EXPECT_EQ(count_keys(trie.root, 700), count) << step;
+            mc_optimize(trie.root);
+            EXPECT_EQ(count_keys(trie.root, 700), count) << step;
+            const mkey_t late = VIRTKEY_UP;
+            ASSERT_EQ(mc_addstring(trie.root, &late, 1, 0, value_of("late")), 0);
+            EXPECT_EQ(count_keys(trie.root, 700), count) << "unsorted again";
+            EXPECT_TRUE(has_key(trie.root, late));
+        }
+    }
+}
+
+TEST(TrieSearchOneKey, BytesAbove127AreFoundAmongOthers)
+{
+    const Trie trie({"a"});
+    EXPECT_EQ(count_keys(trie.root, 300), 1);
+    for (const mkey_t key : {mkey_t{0xff}, mkey_t{0x80}, mkey_t{0x100}})
+        ASSERT_EQ(mc_addstring(trie.root, &key, 1, 0, value_of("high")), 0);
+    EXPECT_EQ(count_keys(trie.root, 300), 4);
+    mc_optimize(trie.root);
+    EXPECT_EQ(count_keys(trie.root, 300), 4);
+    const mkey_t text[] = {0xc3, 0xa4, 0x80};
+    EXPECT_EQ(mc_nodestrstr(trie.root, text, 3), 2);
+}
+
+TEST(TrieSearchOneKey, CopyOfARootAnswersForItself)
+{
+    const Trie trie;
+    add_keys(trie, 20, 5);
+    alignas(mc_node_s) unsigned char bytes[sizeof(mc_node_s)];
+    std::memcpy(bytes, trie.root, sizeof(bytes));
+    auto *copy = reinterpret_cast<mc_node_s *>(bytes);
+    EXPECT_EQ(count_keys(copy, 150), 20);
+    copy->keys_len = 7;
+    EXPECT_EQ(count_keys(copy, 150), 7);
+    EXPECT_EQ(count_keys(trie.root, 150), 20);
+    mc_key_s own[] = {{'q', trie.root->keys[0].node}};
+    copy->keys = own;
+    copy->keys_len = 1;
+    EXPECT_TRUE(has_key(copy, 'q'));
+    EXPECT_EQ(count_keys(copy, 150), 1);
+    copy->keys = nullptr;
+    EXPECT_EQ(count_keys(copy, 150), 0) << "a node that claims keys but has none";
+}
+
+TEST(TrieSearchOneKey, RootChangedByHandAnswersForWhatItIs)
+{
+    const Trie trie;
+    add_keys(trie, 20, 5);
+    mc_key_s *const keys = trie.root->keys;
+    trie.root->keys_len = 19;
+    EXPECT_EQ(count_keys(trie.root, 150), 19);
+    EXPECT_FALSE(has_key(trie.root, 100));
+    trie.root->keys_len = 0;
+    EXPECT_EQ(count_keys(trie.root, 150), 0);
+    trie.root->keys_len = 20;
+    mc_key_s own[20];
+    std::copy_n(keys, 20, own);
+    own[0].key = 'z';
+    trie.root->keys = own;
+    EXPECT_EQ(count_keys(trie.root, 150), 20);
+    EXPECT_TRUE(has_key(trie.root, 'z'));
+    EXPECT_FALSE(has_key(trie.root, 5));
+    trie.root->keys = nullptr;
+    EXPECT_EQ(count_keys(trie.root, 150), 0);
+    trie.root->keys = keys;
+    EXPECT_EQ(count_keys(trie.root, 150), 20);
+}
+
+TEST(TrieSearchTwoKeys, AreFoundInInnerNodesOfAnySize)
+{
+    for (const mkey_t count : {1u, 3u, 4u, 5u, 15u, 16u, 40u, 300u}) {
+        for (const bool sorted : {false, true}) {
+            const Trie trie;
+            for (mkey_t i = count; i > 0; i--) {
+                const mkey_t keys[] = {VIRTKEY_ESC, i * 2};
+                ASSERT_EQ(mc_addstring(trie.root, keys, 2, 0, value_of("value")), 0);
+            }
+            if (sorted)
+                mc_optimize(trie.root);
+            EXPECT_EQ(search_usual(trie.root, {VIRTKEY_ESC}), Way::on);
+            for (mkey_t key = 0; key < 2 * count + 3; key++) {
+                const bool is_bound = key % 2 == 0 && key >= 2 && key <= 2 * count;
+                EXPECT_EQ(search_usual(trie.root, {VIRTKEY_ESC, key}),
+                          is_bound ? Way::complete : Way::none);
+            }
+        }
+    }
+}
+
+// Results are written in the order of the parameters.
+TEST(TrieSearchTwoKeys, OneVariableForTwoResultsHoldsTheLast)
+{
+    const Trie trie({"ab"});
+    const auto keys = sequence("ab");
+    mc_node_s *node = nullptr;
+    int32_t len = -7;
+    EXPECT_EQ(
+        mc_search_exact(trie.root, keys.data(), 1, 0, &node, &len, nullptr, nullptr, &node, &len),
+        -1);
+    EXPECT_EQ(node, trie.at("a"));
+    EXPECT_EQ(len, 1);
+    EXPECT_EQ(
+        mc_search_exact(trie.root, keys.data(), 2, 0, &node, &len, nullptr, nullptr, &node, &len),
+        0);
+    EXPECT_EQ(node, trie.at("ab"));
+    EXPECT_EQ(len, 2);
+}
+
+TEST(TrieSearchTwoKeys, AreFoundBelowAChildThatWasARootItself)
+{
+    const Trie trie;
+    mc_node_s *child = mc_root_alloc();
+    for (mkey_t key = 1; key <= 50; key++)
+        ASSERT_EQ(mc_addstring(child, &key, 1, 0, value_of("value")), 0);
+    ASSERT_NE(mc_node_add_key(trie.root, VIRTKEY_ESC, child), nullptr);
+    for (mkey_t key = 0; key < 300; key++)
+        EXPECT_EQ(search_usual(trie.root, {VIRTKEY_ESC, key}),
+                  key >= 1 && key <= 50 ? Way::complete : Way::none);
 }
 
 } // namespace

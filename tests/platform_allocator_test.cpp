@@ -6,15 +6,22 @@
 #include <varno/platform.h>
 #include <varno/platform_default.h>
 
+#include <array>
 #include <atomic>
 #include <barrier>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <functional>
 #include <iterator>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 #include <gtest/gtest.h>
 
@@ -271,6 +278,117 @@ void on_each_thread(const std::function<void(size_t)> &act)
     for (std::thread &thread : threads)
         thread.join();
 }
+
+// Blocks of every small size, each filled with its own byte.
+class SmallBlocks {
+  public:
+    void take(size_t bytes)
+    {
+        const auto filling = static_cast<unsigned char>(blocks_.size() * 7 + bytes);
+        auto *block = static_cast<unsigned char *>(tracked_malloc(bytes, "small"));
+        ASSERT_NE(block, nullptr);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(block) % alignof(std::max_align_t), 0u) << bytes;
+        std::memset(block, filling, bytes);
+        blocks_.push_back({block, bytes, filling});
+    }
+
+    // Lets go of a block, and says whether it was as it was filled.
+    bool release(size_t which)
+    {
+        const Block block = blocks_[which];
+        blocks_[which] = blocks_.back();
+        blocks_.pop_back();
+        const std::vector<unsigned char> wanted(block.count, block.filling);
+        const bool is_whole = std::memcmp(block.bytes, wanted.data(), block.count) == 0;
+        tracked_free(block.bytes, "small");
+        return is_whole;
+    }
+
+    size_t size() const { return blocks_.size(); }
+
+  private:
+    struct Block {
+        unsigned char *bytes;
+        size_t count;
+        unsigned char filling;
+    };
+
+    std::vector<Block> blocks_;
+};
+
+// Takes and releases in no order, down to none at all.
+void play_small_blocks(size_t seed)
+{
+    std::minstd_rand random(static_cast<std::minstd_rand::result_type>(seed + 1));
+    SmallBlocks blocks;
+    for (int step = 0; step < 20000; step++) {
+        if (blocks.size() == 0 || random() % 5 < 3)
+            blocks.take(1 + random() % 80);
+        else
+            ASSERT_TRUE(blocks.release(random() % blocks.size()));
+    }
+    while (blocks.size() > 0)
+        ASSERT_TRUE(blocks.release(random() % blocks.size()));
+}
+
+TEST_F(Allocator, SmallBlocksLieApartAndAreAlignedForEveryType)
+{
+    for (size_t seed = 0; seed < 4; seed++)
+        play_small_blocks(seed);
+}
+
+TEST_F(Allocator, SmallBlocksOfSeveralThreadsLieApart)
+{
+    on_each_thread(play_small_blocks);
+}
+
+TEST_F(Allocator, AnArrayGrowsOutOfEverySmallSize)
+{
+    unsigned char *array = nullptr;
+    for (size_t count = 0; count < 100; count++) {
+        array = static_cast<unsigned char *>(crealloc(array, 1, count, 1));
+        ASSERT_NE(array, nullptr);
+        ASSERT_EQ(array[count], 0);
+        array[count] = static_cast<unsigned char>(count + 1);
+        for (size_t i = 0; i <= count; i++)
+            ASSERT_EQ(array[i], i + 1) << count;
+    }
+    tracked_free(array, "BYTE");
+}
+
+// Each thread releases what the one before it has taken, all at once.
+TEST_F(Allocator, ABlockMayBeReleasedByAnotherThread)
+{
+    std::array<std::vector<void *>, nthreads> taken;
+    for (int pass = 0; pass < 20; pass++) {
+        on_each_thread([&](size_t i) {
+            for (size_t n = 0; n < 2000; n++)
+                taken[i].push_back(tracked_calloc(1, 1 + n % 64, "small"));
+        });
+        on_each_thread([&](size_t i) {
+            for (void *block : taken[(i + 1) % nthreads])
+                tracked_free(block, "small");
+            taken[(i + 1) % nthreads].clear();
+        });
+    }
+    EXPECT_EQ(tracked_outstanding("small"), 0u);
+}
+
+#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) &&       \
+    !defined(__clang__)
+TEST_F(Allocator, WhatManySmallBlocksTookGoesBackToTheHeap)
+{
+    std::vector<void *> blocks(200000);
+    const size_t used_before = mallinfo2().uordblks;
+    for (size_t i = 0; i < blocks.size(); i++)
+        blocks[i] = tracked_malloc(1 + i % 64, "small");
+    const size_t used = mallinfo2().uordblks - used_before;
+    EXPECT_LT(used, blocks.size() * 41) << "40 bytes on average, and no header for each";
+    for (void *block : blocks)
+        tracked_free(block, "small");
+    EXPECT_LE(mallinfo2().uordblks, used_before + size_t{4} * 16384) << "a slab of each size";
+}
+#endif
 
 TEST_F(Allocator, ThreadsShareTheBooks)
 {

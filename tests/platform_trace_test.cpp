@@ -247,6 +247,54 @@ void keep_shared(void *ctx, int module_id, int level, const char *text)
 }
 
 constexpr size_t nthreads = 4;
+constexpr int nmessages = 2000;
+
+// Each thread traces at all levels, for as long as another one changes them.
+void trace_by_turns(int module_id, std::barrier<> &meet)
+{
+    meet.arrive_and_wait();
+    for (int i = 0; i < nmessages; i++) {
+        const int level = i % 8;
+        if (trace_wants(module_id, level))
+            trace_emit(module_id, level, "level %d", level);
+    }
+}
+
+// One thread sets the levels of both modules while the others trace under the first.
+// What is heard meanwhile is whole; afterwards the last level holds for each thread.
+TEST_F(TraceService, LevelsMayBeSetWhileThreadsTrace)
+{
+    SharedSink shared;
+    trace_set_sink(keep_shared, &shared);
+    std::barrier meet(nthreads + 1);
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < nthreads; i++)
+        threads.emplace_back([&] { trace_by_turns(one, meet); });
+    meet.arrive_and_wait();
+    for (int i = 0; i < nmessages; i++) {
+        trace_set_level(one, i % 8);
+        trace_set_level(two, 7 - i % 8);
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+
+    EXPECT_LE(shared.heard.size(), nthreads * nmessages);
+    for (const Message &message : shared.heard)
+        EXPECT_EQ(message, (Message{one, message.level, "level " + std::to_string(message.level)}));
+
+    trace_set_level(one, 3);
+    trace_set_level(two, 1);
+    EXPECT_EQ(g_trace_max_level, 6) << "that of the other modules";
+    shared.heard.clear();
+    std::thread([&] {
+        for (int level = 0; level < 8; level++) {
+            trace_emit(one, level, "one");
+            trace_emit(two, level, "two");
+        }
+    }).join();
+    EXPECT_EQ(shared.heard.size(), 4u + 2u);
+}
+
 constexpr size_t nnames = 100; // more than there is room for
 
 // Registers every name, together with the other threads, and traces under each

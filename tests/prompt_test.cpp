@@ -257,6 +257,20 @@ TEST_F(PromptTest, CommandsAreFoundByNameNewestFirst)
     EXPECT_ASSERTION(prompt_get_command(nullptr, "one"), "p && invoke_name", "prompt");
 }
 
+TEST_F(PromptTest, NamesThatAreNearlyTheSameAreDifferentCommands)
+{
+    const char *const names[] = {"",    "a",         "b",         "ab",          "cb",
+                                 "abc", "show-a-ip", "show-b-ip", "show-b-ip-x", "abcd"};
+    std::vector<prompt_command_s *> commands;
+    for (const char *name : names) {
+        EXPECT_EQ(prompt_get_command(p, name), nullptr) << name;
+        EXPECT_EQ(prompt_bind_command(p, name, note_command, nullptr), 0);
+        commands.push_back(p->commands);
+    }
+    for (size_t i = 0; i < commands.size(); i++)
+        EXPECT_EQ(prompt_get_command(p, names[i]), commands[i]) << names[i];
+}
+
 TEST_F(PromptTest, TheNamesOfTextInsertionAreRefused)
 {
     EXPECT_EQ(prompt_bind_command(p, "insert-string", note_command, nullptr), -1);

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -27,6 +28,50 @@ using varno_test::TelnetServer;
 
 constexpr char prompt[] = "varno> ";
 constexpr char paste_off[] = "\033[?2004l";
+
+// AddressSanitizer cannot do with less memory than it wants.
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool is_memory_limitable = false;
+#else
+constexpr bool is_memory_limitable = true;
+#endif
+
+struct Ended {
+    int status;
+    std::string text; // of both its streams
+};
+
+// Runs the program with these words of a shell to its end.
+Ended run_to_end(const std::string &words, const std::string &before = "")
+{
+    const std::string command =
+        before + " exec timeout 20 " + VARNO_TELNETD_PROGRAM + " " + words + " </dev/null 2>&1";
+    FILE *program = popen(command.c_str(), "re");
+    char bytes[16384];
+    const size_t count = std::fread(bytes, 1, sizeof(bytes), program);
+    return {pclose(program), {bytes, count}};
+}
+
+bool has(const std::string &text, std::string_view part)
+{
+    return text.find(part) != text.npos;
+}
+
+// Returns: how many of the system's TCP sockets have this local port, state and timer.
+int count_sockets(int port, unsigned state, int timer)
+{
+    std::ifstream list("/proc/net/tcp");
+    std::string row;
+    int count = 0;
+    while (std::getline(list, row)) {
+        unsigned local = 0, is_in = 0, runs = 0;
+        if (std::sscanf(row.c_str(), "%*d: %*x:%x %*x:%*x %x %*x:%*x %x:", &local, &is_in, &runs) ==
+            3)
+            count += static_cast<int>(local) == port && is_in == state &&
+                     (timer < 0 || static_cast<int>(runs) == timer);
+    }
+    return count;
+}
 
 // A real telnet client at its first prompt.
 class Person : public Guest {
@@ -344,11 +389,11 @@ TEST(Telnetd, AFileIsShownBeforeTheFirstPrompt)
 {
     char path[] = "/tmp/varno-motd-XXXXXX";
     close(mkstemp(path));
-    std::ofstream(path) << "Authorised users only\n\033[31mred";
+    std::ofstream(path) << std::string("Authorised users only\n\033[31mr\0d", 30);
     TelnetServer server({"--motd", path});
     unlink(path);
     TelnetClient client(server.port());
-    EXPECT_TRUE(client.receives("Authorised users only\r\n?[31mred\r\n"));
+    EXPECT_TRUE(client.receives("Authorised users only\r\n?[31mr?d\r\n"));
     EXPECT_TRUE(client.receives(prompt));
 }
 
@@ -439,6 +484,199 @@ TEST(Telnetd, ALogThatNobodyReadsStopsNobody)
     EXPECT_TRUE(server.logs(" lines lost)\n"));
 }
 
+TEST(Telnetd, AClientThatDisappearsInAnyStateLeavesNothingBehind)
+{
+    TelnetServer server({"--max-sessions", "2"});
+    TelnetClient watcher(server.port());
+    ASSERT_TRUE(watcher.receives(prompt));
+    // There is room for the next when the one before is gone.
+    const auto next_client = [&server] {
+        auto client = std::make_unique<TelnetClient>(server.port());
+        while (!client->receives(prompt) && client->received().rfind("Too many", 0) == 0)
+            client = std::make_unique<TelnetClient>(server.port());
+        return client;
+    };
+    const size_t descriptors = (next_client(), server.descriptors());
+    constexpr std::string_view states[] = {
+        "",
+        "\377",
+        "\377\372\037",
+        "echo x",
+        "\033[",
+        "\003",
+        "show numbers 1000\r",
+        "terminal length 0\rshow numbers 1000000\r",
+        "terminal length 2\rshow routes\r",
+        "terminal length 2\rshow interfaces\r",
+        "timer 1 x\r",
+        "debug on\rshow sessions\r",
+        "????????",
+        "exit\r",
+    };
+    for (const std::string_view state : states) {
+        next_client()->send(state); // and closes
+        auto half = next_client();
+        half->send(state);
+        half->send_half_close();
+        half.reset();
+        auto client = next_client();
+        client->send(state);
+        client->reset();
+    }
+    watcher.send("terminal length 0\rshow sessions\r");
+    EXPECT_TRUE(watcher.receives("\r\n*"));
+    EXPECT_EQ((next_client(), server.descriptors()), descriptors);
+}
+
+TEST(Telnetd, ATermSignalEndsLongOutputsAndQuestions)
+{
+    TelnetServer server;
+    std::vector<TelnetClient> clients;
+    for (const char *typed : {"show numbers 1000\r", "terminal length 2\rshow routes\r",
+                              "terminal length 0\rshow numbers 1000000\r", "echo ???"}) {
+        clients.emplace_back(server.port());
+        ASSERT_TRUE(clients.back().receives(prompt));
+        clients.back().send(typed);
+        ASSERT_TRUE(clients.back().receives("\r\n"));
+    }
+    server.send(SIGTERM);
+    for (TelnetClient &client : clients) {
+        EXPECT_TRUE(client.receives("The server is going down\r\n"));
+        EXPECT_TRUE(client.is_closed());
+    }
+    EXPECT_EQ(server.wait_for_end(), 0) << server.log();
+}
+
+// Every connection asks for more than there is.
+TEST(Telnetd, WithoutMemoryConnectionsEndAndTheOthersAreServed)
+{
+    if (!is_memory_limitable)
+        GTEST_SKIP();
+    TelnetServer server({"--backlog", "40000000"});
+    TelnetClient modest(server.port());
+    ASSERT_TRUE(modest.receives(prompt));
+    std::vector<TelnetClient> clients;
+    for (int i = 0; i < 50; i++) {
+        clients.emplace_back(server.port());
+        ASSERT_TRUE(clients.back().receives(prompt));
+    }
+    server.take_all_memory_away();
+    for (TelnetClient &client : clients)
+        client.send_unread("terminal length 0\rshow numbers 1000000\r");
+    EXPECT_TRUE(server.logs("s: out of memory\n"));
+    for (TelnetClient &client : clients)
+        client.reset();
+    modest.send("echo still here\r");
+    EXPECT_TRUE(modest.receives("\r\nstill here\r\n"));
+    EXPECT_TRUE(TelnetClient(server.port()).receives(prompt));
+}
+
+TEST(Telnetd, EachThreadHasASocketOfThePort)
+{
+    TelnetServer one, five({"--threads", "5"});
+    EXPECT_EQ(count_sockets(one.port(), 0xa, -1), 1);
+    EXPECT_EQ(count_sockets(five.port(), 0xa, -1), 5);
+}
+
+TEST(Telnetd, TheSystemWatchesConnectionsForClientsThatHaveVanished)
+{
+    TelnetServer server;
+    TelnetClient client(server.port());
+    ASSERT_TRUE(client.receives(prompt));
+    int watched = 0;
+    for (int tries = 0; watched == 0 && tries < 10000; tries++) // until all is acknowledged
+        watched = count_sockets(server.port(), 1, 2);
+    EXPECT_EQ(watched, 1);
+}
+
+TEST(Telnetd, ServesClientsOfBothKindsOfAddress)
+{
+    if (std::ifstream("/proc/net/if_inet6").peek() == EOF)
+        GTEST_SKIP() << "no IPv6 here";
+    TelnetServer local({"--listen", "::1"});
+    EXPECT_FALSE(has(local.log(), "warning"));
+    EXPECT_TRUE(has(local.log(), "listening on [::1]:"));
+    TelnetServer server({"--listen", "::", "--max-per-address", "1", "--threads", "2"});
+    EXPECT_TRUE(has(server.log(), "Telnet is clear text"));
+    TelnetClient old(server.port());
+    EXPECT_TRUE(old.receives(prompt));
+    TelnetClient another(server.port());
+    EXPECT_TRUE(another.is_closed());
+    EXPECT_EQ(another.received(), "Too many sessions from your address\r\n");
+    sockaddr_in6 address = {};
+    address.sin6_family = AF_INET6;
+    address.sin6_addr = in6addr_loopback;
+    address.sin6_port = htons(static_cast<uint16_t>(server.port()));
+    const int fd = socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
+    TelnetClient other = TelnetClient::of_descriptor(fd);
+    EXPECT_TRUE(other.receives(prompt));
+    other.send("show sessions\r");
+    EXPECT_TRUE(other.receives("  127.0.0.1:"));
+    EXPECT_TRUE(other.receives("  [::1]:"));
+}
+
+// What it says of itself and of what it was told
+
+TEST(TelnetdOptions, HelpAndVersionAreInTheUsualForm)
+{
+    const Ended version = run_to_end("--version");
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(version.text, "varno-telnetd " TELNETD_TEST_VERSION "\n");
+    const Ended help = run_to_end("--help");
+    EXPECT_EQ(help.status, 0);
+    for (const char *option :
+         {"--listen", "--port", "--threads", "--max-sessions", "--max-per-address",
+          "--idle-timeout", "--stall-timeout", "--backlog", "--motd", "--stdio", "--verbose"})
+        EXPECT_TRUE(has(help.text, "\n  " + std::string(option))) << option;
+}
+
+struct Refused {
+    const char *words;
+    const char *why;
+};
+
+TEST(TelnetdOptions, WhatCannotBeIsRefusedBeforeAnythingIsServed)
+{
+    // clang-format off
+    constexpr Refused rows[] = {
+        {"--port 65536",                      "--port: Value 65536 not in range 0 to 65535"},
+        {"--port telnet",                     "--port: "},
+        {"--threads 0",                       "--threads: Value 0 not in range 1 to 256"},
+        {"--max-sessions 0",                  "--max-sessions: Value 0 not in range"},
+        {"--max-per-address 0",               "--max-per-address: Value 0 not in range"},
+        {"--idle-timeout -1",                 "--idle-timeout: Value -1 not in range"},
+        {"--idle-timeout 99999999999999999",  "--idle-timeout: "},
+        {"--backlog 131071",                  "--backlog: Value 131071 not in range"},
+        {"--listen localhost",                "--listen: localhost is no numeric address"},
+        {"--listen ''",                       " is no numeric address"},
+        {"--port 0 --listen 192.0.2.1",       "192.0.2.1:0: Cannot assign requested address"},
+        {"--bogus",                           "--bogus"},
+        {"telnet",                            "telnet"},
+        {"--port 0 --motd /nonexistent",      "/nonexistent cannot be read, or has more than 8192"},
+        {"--port 0 --motd /",                 "/ cannot be read, or has more than 8192"},
+        {"--port 0 --motd /dev/zero",         "/dev/zero cannot be read, or has more than 8192"},
+    };
+    // clang-format on
+    for (const Refused &row : rows) {
+        const Ended ended = run_to_end(row.words);
+        EXPECT_TRUE(WIFEXITED(ended.status) && WEXITSTATUS(ended.status) != 0 &&
+                    WEXITSTATUS(ended.status) != 124)
+            << row.words << " " << ended.status;
+        EXPECT_TRUE(has(ended.text, row.why)) << ended.text;
+    }
+}
+
+TEST(TelnetdOptions, ThreadsThatThereIsNoMemoryForAreNamed)
+{
+    if (!is_memory_limitable)
+        GTEST_SKIP();
+    const Ended ended = run_to_end("--port 0 --threads 256", "ulimit -v 400000;");
+    EXPECT_TRUE(WIFEXITED(ended.status));
+    EXPECT_EQ(WEXITSTATUS(ended.status), 1);
+    EXPECT_TRUE(has(ended.text, " threads: Resource temporarily unavailable\n")) << ended.text;
+}
+
 // As inetd would start it.
 TEST(TelnetdStdio, ServesOneClientOnASocket)
 {
@@ -471,7 +709,9 @@ TEST(TelnetdStdio, ServesPipesAndTakesNoFile)
     const size_t count = std::fread(bytes, 1, sizeof(bytes), served);
     EXPECT_NE(std::string(bytes, count).find("\r\nthrough a pipe\r\n"), std::string::npos);
     EXPECT_EQ(pclose(served), 0);
-    EXPECT_EQ(WEXITSTATUS(std::system((program + " --stdio </dev/null >/dev/null").c_str())), 1);
+    const Ended refused = run_to_end("--stdio");
+    EXPECT_EQ(WEXITSTATUS(refused.status), 1);
+    EXPECT_TRUE(has(refused.text, "standard input and output are to be sockets or pipes"));
 }
 
 } // namespace

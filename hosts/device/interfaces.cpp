@@ -14,6 +14,8 @@
 namespace device {
 namespace {
 
+constexpr char not_told[] = "The system does not tell its interfaces\n";
+
 using Addresses = std::unique_ptr<ifaddrs, decltype(&freeifaddrs)>;
 
 Addresses read_addresses()
@@ -23,27 +25,25 @@ Addresses read_addresses()
 }
 
 // The name is the kernel's own, not what a user typed.
-unsigned long long read_counter(const char *name, const char *counter)
+std::string read_counter(const char *name, const char *counter)
 {
     char path[128];
     std::snprintf(path, sizeof(path), "/sys/class/net/%s/statistics/%s", name, counter);
-    unsigned long long value = 0;
+    std::string count = "an unknown number of";
     if (FILE *file = std::fopen(path, "re")) {
-        if (std::fscanf(file, "%llu", &value) != 1)
-            value = 0;
+        char digits[21];
+        if (std::fscanf(file, "%20[0-9]", digits) == 1)
+            count = digits;
         std::fclose(file);
     }
-    return value;
+    return count;
 }
 
 std::string counters_of(const char *name)
 {
-    char row[160];
-    std::snprintf(row, sizeof(row),
-                  "  received %llu bytes in %llu packets, sent %llu bytes in %llu packets\n",
-                  read_counter(name, "rx_bytes"), read_counter(name, "rx_packets"),
-                  read_counter(name, "tx_bytes"), read_counter(name, "tx_packets"));
-    return row;
+    return "  received " + read_counter(name, "rx_bytes") + " bytes in " +
+           read_counter(name, "rx_packets") + " packets, sent " + read_counter(name, "tx_bytes") +
+           " bytes in " + read_counter(name, "tx_packets") + " packets\n";
 }
 
 // Returns: nothing for an address of the link.
@@ -80,6 +80,8 @@ std::string description_of(const ifaddrs *first)
 // As they were when the output began, but for their counters.
 class Interfaces : public Rows {
   public:
+    bool is_known() const { return all_ && !names_.empty(); }
+
     bool write(Console &console) override
     {
         while (lines_.is_over() && described_ < names_.size())
@@ -115,7 +117,11 @@ std::vector<std::string> interface_names()
 
 void show_interfaces(const Command &command)
 {
-    write_long(command.console, std::make_unique<Interfaces>());
+    auto interfaces = std::make_unique<Interfaces>();
+    if (interfaces->is_known())
+        write_long(command.console, std::move(interfaces));
+    else
+        refuse(command.console, not_told);
 }
 
 // It may have gone since its node was made.
@@ -128,7 +134,7 @@ void show_interface(const Command &command)
     if (const ifaddrs *first = find_interface(all.get(), last->node->keyword))
         write_long(command.console, std::make_unique<Lines>(description_of(first)));
     else
-        refuse(command.console, "No such interface\n");
+        refuse(command.console, "%s", all ? "No such interface\n" : not_told);
 }
 
 } // namespace device

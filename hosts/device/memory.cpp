@@ -8,11 +8,22 @@ namespace device {
 namespace {
 
 constexpr const char *tags[] = {
-    "BYTE",         "BYTE*",           "cli_pmatch_s",
-    "cli_pnode_s",  "mc_node_s",       "mkey_t",
-    "OutputBuffer", "prompt_clink_s",  "prompt_command_s",
-    "prompt_s",     "stroker_binding", "stroker_s",
-    "telparser_s",  "tsession_s",      "tsession_shared_s",
+    "BYTE",
+    "BYTE*",
+    "cli_pmatch_s",
+    "cli_pnode_s",
+    "mc_node_s",
+    "mkey_t",
+    "OutputBuffer",
+    "prompt_clink_s",
+    "prompt_command_s",
+    "Question",
+    "prompt_s",
+    "stroker_binding",
+    "stroker_s",
+    "telparser_s",
+    "tsession_s",
+    "tsession_shared_s",
 };
 
 std::string row_of(size_t blocks, const char *what)

@@ -4,6 +4,7 @@
 #include "routes.h"
 
 #include <bit>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -85,8 +86,22 @@ bool read_row(FILE *file, char (&row)[256])
     return true;
 }
 
+// A list that there is, but that cannot be read.
+bool is_refused(const File &file)
+{
+    return !file && errno != ENOENT;
+}
+
 class Routes : public Rows {
   public:
+    Routes() : ipv4_(std::fopen("/proc/net/route", "re")), is_known_(!is_refused(ipv4_))
+    {
+        ipv6_.reset(std::fopen("/proc/net/ipv6_route", "re"));
+        is_known_ = is_known_ && !is_refused(ipv6_);
+    }
+
+    bool is_known() const { return is_known_; }
+
     bool write(Console &console) override
     {
         char row[256];
@@ -109,8 +124,9 @@ class Routes : public Rows {
         return route.has_value();
     }
 
-    const File ipv4_{std::fopen("/proc/net/route", "re")};
-    const File ipv6_{std::fopen("/proc/net/ipv6_route", "re")};
+    File ipv4_;
+    File ipv6_;
+    bool is_known_;
 };
 
 } // namespace
@@ -153,7 +169,11 @@ std::optional<std::string> ipv6_route(const char *line)
 
 void show_routes(const Command &command)
 {
-    write_long(command.console, std::make_unique<Routes>());
+    auto routes = std::make_unique<Routes>();
+    if (routes->is_known())
+        write_long(command.console, std::move(routes));
+    else
+        refuse(command.console, "The system does not tell its routes\n");
 }
 
 } // namespace device

@@ -9,7 +9,7 @@
 #include "connection.h"
 
 #include <algorithm>
-#include <cstring>
+#include <new>
 #include <utility>
 
 #include <netinet/in.h>
@@ -61,6 +61,21 @@ Connection &owner_of(Handle *handle)
 
 Connection::Connection(Worker &worker, const Client &client) : worker_(worker), client_(client) {}
 
+// Nothing may be thrown through libuv: a connection that there is no memory for ends.
+template <typename Act>
+void Connection::take_turn(const Act &act)
+{
+    if (phase_ == Phase::gone)
+        return;
+    try {
+        act();
+        settle();
+    } catch (const std::bad_alloc &) {
+        fail("out of memory");
+        tear_down();
+    }
+}
+
 // Opening
 
 void Connection::open(int input, int output)
@@ -71,13 +86,12 @@ void Connection::open(int input, int output)
     opened_at_ = heard_at_ = progress_at_ = uv_now(worker_.loop());
     spdlog::info("{} connected, {} of {} sessions", client_.name, worker_.limits().sessions(),
                  worker_.settings().max_sessions);
-    if (!open_streams(input, output) || !create_session())
-        fail("out of memory or descriptors");
-    if (console_.session) {
+    take_turn([=, this] {
+        if (!open_streams(input, output) || !create_session())
+            return fail("out of memory or descriptors");
         tsession_write_clean(console_.session, worker_.settings().motd.c_str());
         tsession_start(console_.session);
-    }
-    settle();
+    });
 }
 
 bool Connection::open_streams(int input, int output)
@@ -93,10 +107,10 @@ bool Connection::open_streams(int input, int output)
 int Connection::open_stream(Stream &stream, int fd)
 {
     const bool is_tcp = uv_guess_handle(fd) == UV_TCP;
-    const int made = is_tcp ? uv_tcp_init(worker_.loop(), &stream.tcp)
-                            : uv_pipe_init(worker_.loop(), &stream.pipe, 0);
-    if (made != 0)
-        return made;
+    if (is_tcp)
+        uv_tcp_init(worker_.loop(), &stream.tcp);
+    else
+        uv_pipe_init(worker_.loop(), &stream.pipe, 0);
     open_handles_++;
     stream.handle.data = this;
     const int opened = is_tcp ? uv_tcp_open(&stream.tcp, fd) : uv_pipe_open(&stream.pipe, fd);
@@ -104,6 +118,8 @@ int Connection::open_stream(Stream &stream, int fd)
         uv_tcp_nodelay(&stream.tcp, 1);
         uv_tcp_keepalive(&stream.tcp, 1, keep_alive_seconds);
     }
+    if (opened != 0)
+        ::close(fd);
     return opened;
 }
 
@@ -146,7 +162,6 @@ void Connection::take_bytes(ssize_t count, const char *bytes)
     has_read_enough_ = count == static_cast<ssize_t>(Worker::read_size);
     if (has_read_enough_)
         worker_.schedule(*this);
-    settle();
 }
 
 // Hands over what the session may have now.
@@ -192,13 +207,14 @@ void Connection::take_event(const tsession_event_s &event)
 
 void Connection::go_on()
 {
-    has_read_enough_ = false;
-    if (phase_ == Phase::open) {
+    take_turn([this] {
+        has_read_enough_ = false;
+        if (phase_ != Phase::open)
+            return;
         take_held(); // first: an output that fills the queue each time could not be interrupted
         resume_output();
         take_held();
-    }
-    settle();
+    });
 }
 
 // Output
@@ -248,7 +264,8 @@ void Connection::send_rest()
     const uv_buf_t buffer = uv_buf_init(sending_.data(), static_cast<unsigned>(sending_.size()));
     write_.data = this;
     const auto on_written = [](uv_write_t *request, int status) {
-        owner_of(request).on_sent(status);
+        Connection &connection = owner_of(request);
+        connection.take_turn([&connection, status] { connection.on_sent(status); });
     };
     if (const int error = uv_write(&write_, output_, &buffer, 1, on_written))
         fail(uv_strerror(error));
@@ -256,8 +273,6 @@ void Connection::send_rest()
 
 void Connection::on_sent(int status)
 {
-    if (phase_ == Phase::gone)
-        return;
     if (status != 0)
         fail(uv_strerror(status));
     else
@@ -266,18 +281,17 @@ void Connection::on_sent(int status)
         is_blocked_ = false;
         worker_.schedule(*this);
     }
-    settle();
 }
 
 // The end
 
-void Connection::note_reason(const std::string &reason)
+void Connection::note_reason(const char *reason)
 {
-    if (reason_.empty())
+    if (!reason_)
         reason_ = reason;
 }
 
-void Connection::fail(const std::string &reason)
+void Connection::fail(const char *reason)
 {
     note_reason(reason);
     has_failed_ = true;
@@ -285,18 +299,19 @@ void Connection::fail(const std::string &reason)
 
 void Connection::dismiss(const char *message, const char *reason)
 {
-    if (phase_ != Phase::open)
-        return;
+    if (phase_ == Phase::open)
+        take_turn([=, this] { see_off(message, reason); });
+}
+
+void Connection::see_off(const char *message, const char *reason)
+{
     note_reason(reason);
     tsession_print(console_.session, "%s\n", message);
     tsession_close(console_.session);
-    settle();
 }
 
 void Connection::settle()
 {
-    if (phase_ == Phase::gone)
-        return;
     if (phase_ == Phase::open && !has_failed_)
         settle_session();
     if (phase_ == Phase::draining && sending_.empty())
@@ -341,13 +356,17 @@ void Connection::start_lingering()
     shutdown_.data = this;
     const auto on_shut_down = [](uv_shutdown_t *request, int status) {
         Connection &connection = owner_of(request);
-        connection.is_shut_down_ = true;
-        if (status != 0)
-            connection.has_failed_ = true;
-        connection.settle();
+        connection.take_turn([&connection, status] { connection.on_shut_down(status); });
     };
     if (uv_shutdown(&shutdown_, output_, on_shut_down) != 0)
         has_failed_ = true;
+}
+
+// What is no socket cannot be shut down, only closed.
+void Connection::on_shut_down(int status)
+{
+    is_shut_down_ = true;
+    has_failed_ = has_failed_ || status != 0;
 }
 
 void Connection::free_session()
@@ -394,8 +413,9 @@ void Connection::steer_reading()
         *room = owner_of(handle).worker_.room();
     };
     const auto on_read = [](uv_stream_t *stream, ssize_t count, const uv_buf_t *room) {
+        Connection &connection = owner_of(stream);
         if (count != 0)
-            owner_of(stream).take_bytes(count, room->base);
+            connection.take_turn([&] { connection.take_bytes(count, room->base); });
     };
     uv_read_start(&input_.stream, give_room, on_read);
 }
@@ -437,12 +457,14 @@ void Connection::set_alarm()
         for (const Reminder &reminder : reminders_)
             at = std::min(at, reminder.at);
     }
+    const auto on_time = [](uv_timer_t *timer) {
+        Connection &connection = owner_of(timer);
+        connection.take_turn([&connection] { connection.on_alarm(); });
+    };
     if (at == never)
         uv_timer_stop(&alarm_);
     else
-        uv_timer_start(
-            &alarm_, [](uv_timer_t *timer) { owner_of(timer).on_alarm(); }, at > now ? at - now : 0,
-            0);
+        uv_timer_start(&alarm_, on_time, at > now ? at - now : 0, 0);
 }
 
 void Connection::on_alarm()
@@ -458,7 +480,6 @@ void Connection::on_alarm()
         check_progress(now);
         check_idle(now);
     }
-    settle();
 }
 
 void Connection::show_reminders(uint64_t now)
@@ -490,7 +511,7 @@ void Connection::check_idle(uint64_t now)
     if (tsession_has_more(console_.session) || !sending_.empty())
         heard_at_ = now;
     else
-        dismiss("Idle for too long", "idle");
+        see_off("Idle for too long", "idle");
 }
 
 } // namespace telnetd

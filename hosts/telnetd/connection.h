@@ -59,6 +59,10 @@ class Connection {
         std::string text;
     };
 
+    // Every way in from the loop: what happens there, and what follows from it.
+    template <typename Act>
+    void take_turn(const Act &act);
+
     bool open_streams(int input, int output);
     int open_stream(Stream &stream, int fd);
     bool create_session();
@@ -73,15 +77,16 @@ class Connection {
     void send_rest();
     void resume_output();
     void on_sent(int status);
+    void on_shut_down(int status);
     size_t queued() const;
 
-    // Behind whatever happened: what follows from it.
     void settle();
     void settle_session();
+    void see_off(const char *message, const char *reason);
     void start_draining();
     void start_lingering();
     void tear_down();
-    void fail(const std::string &reason);
+    void fail(const char *reason);
     void steer_reading();
 
     uint64_t idle_at() const;
@@ -91,13 +96,13 @@ class Connection {
     void show_reminders(uint64_t now);
     void check_progress(uint64_t now);
     void check_idle(uint64_t now);
-    void note_reason(const std::string &reason);
+    void note_reason(const char *reason);
 
     Worker &worker_;
     Client client_;
     device::Console console_ = {};
     Phase phase_ = Phase::open;
-    std::string reason_; // why it ends, as the log says
+    const char *reason_ = nullptr; // why it ends, as the log says
 
     Stream input_ = {};
     std::unique_ptr<Stream> other_output_; // where input and output are not one

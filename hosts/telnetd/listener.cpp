@@ -6,13 +6,11 @@
 #include "listener.h"
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
-#include <netinet/in.h>
+#include <new>
 #include <spdlog/spdlog.h>
 #include <unistd.h>
 
-#include "limits.h"
 #include "worker.h"
 
 namespace telnetd {
@@ -103,18 +101,21 @@ void Listener::accept_some()
         const int fd = accept4(socket_, reinterpret_cast<sockaddr *>(&address), &len,
                                SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (fd >= 0)
-            admit(fd, describe(address));
+            admit(fd, address);
         else if (errno == EAGAIN || (is_shortage(errno) && !meet_shortage()))
             return;
     }
 }
 
-void Listener::admit(int fd, const Client &client)
+void Listener::admit(int fd, const sockaddr_storage &address)
 {
-    if (const char *why = worker_.limits().enter(client.group))
-        refuse(fd, client.name, why);
-    else
-        worker_.serve(fd, fd, client);
+    try {
+        const Client client = describe(address);
+        if (const char *why = worker_.serve(fd, fd, client))
+            refuse(fd, client.name, why);
+    } catch (const std::bad_alloc &) {
+        ::close(fd);
+    }
 }
 
 // Gives up the spare descriptor for the time of a refusal. Returns: false when that
@@ -137,7 +138,7 @@ bool Listener::meet_shortage()
 // far is read, because a close with unread input is a reset, which could overtake it.
 void Listener::refuse(int fd, const std::string &who, const char *why)
 {
-    const std::string sentence = std::string(why) + "\r\n";
+    const std::string sentence = std::string(why) + "\r\n"; // first: it may throw
     char ignored[4096];
     send(fd, sentence.data(), sentence.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     shutdown(fd, SHUT_WR);

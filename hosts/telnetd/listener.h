@@ -31,7 +31,7 @@ class Listener {
     void start();
     void pause();
     void accept_some();
-    void admit(int fd, const Client &client);
+    void admit(int fd, const sockaddr_storage &address);
     bool meet_shortage();
     void refuse(int fd, const std::string &who, const char *why);
 

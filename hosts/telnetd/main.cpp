@@ -1,9 +1,9 @@
 // varno-telnetd: a device's command line for many telnet clients.
 
+#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -81,10 +81,13 @@ bool read_motd(const std::string &path, std::string &out_text)
 {
     constexpr size_t most = 8192;
     std::ifstream file(path);
-    out_text.assign(std::istreambuf_iterator<char>(file), {});
+    out_text.resize(most + 1);
+    file.read(out_text.data(), most + 1);
+    out_text.resize(static_cast<size_t>(file.gcount()));
+    std::replace(out_text.begin(), out_text.end(), '\0', '?'); // where the text would end
     if (!out_text.empty() && out_text.back() != '\n')
         out_text += '\n';
-    if (!file.bad() && file.is_open() && out_text.size() <= most)
+    if (file.eof())
         return true;
     spdlog::critical("{} cannot be read, or has more than {} bytes", path, most);
     return false;
@@ -96,6 +99,11 @@ bool is_stream(int fd)
     return fstat(fd, &status) == 0 && (S_ISSOCK(status.st_mode) || S_ISFIFO(status.st_mode));
 }
 
+bool has_client()
+{
+    return is_stream(STDIN_FILENO) && is_stream(STDOUT_FILENO);
+}
+
 int run(Choices &choices)
 {
     if (choices.is_verbose)
@@ -104,7 +112,7 @@ int run(Choices &choices)
         return EXIT_FAILURE;
     if (!choices.is_stdio)
         return run_server(choices.settings);
-    if (is_stream(STDIN_FILENO) && is_stream(STDOUT_FILENO))
+    if (has_client())
         return serve_standard_streams(choices.settings);
     spdlog::critical("--stdio: standard input and output are to be sockets or pipes");
     return EXIT_FAILURE;
@@ -119,7 +127,7 @@ int main(int argc, char **argv)
     Choices choices;
     declare(options, choices);
     CLI11_PARSE(options, argc, argv);
-    if (choices.is_stdio)
+    if (choices.is_stdio && has_client())
         telnetd::log_to_syslog();
     else
         telnetd::log_to_standard_error();

@@ -87,12 +87,18 @@ void Threads::start(const Settings &settings, Limits &limits,
 {
     Worker &worker = *workers_.emplace_back(std::make_unique<Worker>(settings, limits));
     running_++;
-    threads_.emplace_back([this, &worker, begin] {
+    const auto serve = [this, &worker, begin] {
         begin(worker);
         worker.run();
         running_--;
         uv_async_send(&done_);
-    });
+    };
+    try {
+        threads_.emplace_back(serve);
+    } catch (const std::system_error &error) { // the others run already: nobody waits for them
+        spdlog::critical("{} threads: {}", workers_.size(), error.what());
+        std::_Exit(EXIT_FAILURE);
+    }
 }
 
 void Threads::wait()
@@ -217,7 +223,6 @@ int serve_standard_streams(const Settings &settings)
     getpeername(STDIN_FILENO, reinterpret_cast<sockaddr *>(&address), &len);
     const Client client = describe(address);
     Limits limits(settings);
-    limits.enter(client.group);
     Threads threads;
     threads.start(settings, limits,
                   [&client](Worker &worker) { worker.serve(STDIN_FILENO, STDOUT_FILENO, client); });

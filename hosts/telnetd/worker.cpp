@@ -4,6 +4,7 @@
 #include "worker.h"
 
 #include <cstdlib>
+#include <new>
 #include <utility>
 
 #include <spdlog/spdlog.h>
@@ -15,13 +16,14 @@
 namespace telnetd {
 namespace {
 
-// What only fails without memory or descriptors, before the first client.
+// What only fails without memory or descriptors, before the first client. Other
+// threads may run already, so nothing of theirs is destroyed.
 void require(bool is_so)
 {
     if (is_so)
         return;
     spdlog::critical("Out of memory or descriptors");
-    std::exit(EXIT_FAILURE);
+    std::_Exit(EXIT_FAILURE);
 }
 
 uv_handle_t *handle_of(auto &handle)
@@ -53,11 +55,19 @@ void Worker::listen(int socket)
     listener_ = std::make_unique<Listener>(*this, socket);
 }
 
-void Worker::serve(int input, int output, const Client &client)
+const char *Worker::serve(int input, int output, const Client &client)
 {
-    auto *connection = new Connection(*this, client);
-    connections_.insert(connection);
-    connection->open(input, output);
+    if (const char *why = limits_.enter(client.group))
+        return why;
+    try {
+        auto connection = std::make_unique<Connection>(*this, client);
+        connections_.insert(connection.get());
+        connection.release()->open(input, output);
+        return nullptr;
+    } catch (const std::bad_alloc &) {
+        limits_.leave(client.group);
+        return "Too many sessions, try again later (no memory)";
+    }
 }
 
 void Worker::run()
@@ -79,9 +89,8 @@ void Worker::stop()
     if (listener_)
         listener_->close();
     static_cast<void>(listener_.release()); // it goes when its handles are closed
-    const std::vector<Connection *> all(connections_.begin(), connections_.end());
-    for (Connection *connection : all)
-        connection->dismiss("The server is going down", "the server is going down");
+    for (auto next = connections_.begin(); next != connections_.end();) // it may go at once
+        (*next++)->dismiss("The server is going down", "the server is going down");
     end_if_done();
 }
 

@@ -32,8 +32,9 @@ class Worker {
     // Takes a listening socket, and clients from it.
     void listen(int socket);
 
-    // Serves a client that has been counted. Takes both descriptors, which may be one.
-    void serve(int input, int output, const Client &client);
+    // Serves a client, and takes both descriptors, which may be one.
+    // Returns: NULL, or why not: the descriptors stay the caller's then.
+    const char *serve(int input, int output, const Client &client);
 
     // Returns when it has been told to stop, or has no socket to listen on, and the last
     // connection is gone.

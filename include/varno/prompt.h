@@ -85,6 +85,7 @@ struct prompt_command_s {
         void *context;
     } inv;
     int32_t refct;            /* key sequences bound to this command */
+    uint32_t name_mark;       /* private to the library */
     prompt_command_s *next;   /* the command registered before this one, or NULL */
     prompt_command_s **pprev; /* the pointer that points here */
 };

@@ -180,7 +180,8 @@ VARNO_API int tsession_has_more(const tsession_s *s);
 
 /* Asks for a line of up to 127 characters, which is not kept in the history, and not
  * shown if is_secret is not 0. Backspace, Ctrl-U, Enter and Ctrl-C work.
- * Returns: 0; -1 when a question or a long output runs already, or closed. */
+ * Returns: 0; -1 when a question or a long output runs already, or closed, or without
+ *          memory. */
 VARNO_API int tsession_ask(tsession_s *s, const char *question, int is_secret,
                            tsession_answer_fn answer, void *ctx);
 

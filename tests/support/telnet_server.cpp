@@ -5,7 +5,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -75,7 +77,7 @@ TelnetServer::TelnetServer(std::vector<std::string> options, rlim_t descriptors)
     const std::string told = "listening on ";
     EXPECT_TRUE(logs(told) && logs("\n"));
     if (const size_t at = log_.find(told); at != log_.npos)
-        port_ = std::atoi(log_.c_str() + log_.find(':', at + told.size()) + 1);
+        port_ = std::atoi(log_.c_str() + log_.rfind(':', log_.find('\n', at)) + 1);
 }
 
 TelnetServer::~TelnetServer()
@@ -123,6 +125,21 @@ size_t TelnetServer::resident_bytes() const
     size_t pages = 0;
     std::ifstream("/proc/" + std::to_string(pid_) + "/statm") >> pages >> pages;
     return pages * static_cast<size_t>(sysconf(_SC_PAGESIZE));
+}
+
+size_t TelnetServer::descriptors() const
+{
+    const std::filesystem::directory_iterator all("/proc/" + std::to_string(pid_) + "/fd");
+    return static_cast<size_t>(std::distance(begin(all), end(all)));
+}
+
+void TelnetServer::take_all_memory_away()
+{
+    rlim_t pages = 0;
+    std::ifstream("/proc/" + std::to_string(pid_) + "/statm") >> pages;
+    const rlim_t bytes = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+    const rlimit limit = {bytes, bytes};
+    EXPECT_EQ(prlimit(pid_, RLIMIT_AS, &limit, nullptr), 0);
 }
 
 TelnetClient::TelnetClient(int port) : fd_(connect_to(port)) {}

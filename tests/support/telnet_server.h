@@ -36,6 +36,9 @@ class TelnetServer {
     int wait_for_end();
 
     size_t resident_bytes() const;
+    size_t descriptors() const;
+    // From now on it gets no more from the system than it has.
+    void take_all_memory_away();
 
     // What runs it in the place of this process.
     static int run(std::vector<std::string> options);
