@@ -38,6 +38,41 @@ inline int read_number(InputReader &in)
     return byte < 200 ? byte - 8 : extremes[static_cast<size_t>(byte) % std::size(extremes)];
 }
 
+inline bool is_place(prompt_s *p, const Arguments &x)
+{
+    return x.a >= 0 && x.a <= p->ps.buf_used;
+}
+
+inline bool is_stretch(prompt_s *p, const Arguments &x)
+{
+    return x.a >= 0 && x.a < p->ps.buf_used && x.b > 0 && x.b <= p->ps.buf_used - x.a;
+}
+
+inline bool may_insert(prompt_s *p, const Arguments &x)
+{
+    return is_place(p, x) && p->ps.buf_used < 255;
+}
+
+inline bool is_positive(prompt_s *, const Arguments &x)
+{
+    return x.a > 0;
+}
+
+inline bool is_guard(prompt_s *, const Arguments &x)
+{
+    return x.text && x.len() < 5;
+}
+
+inline bool is_prompt(prompt_s *, const Arguments &x)
+{
+    return x.text && x.len() <= 30;
+}
+
+inline bool is_always_allowed(prompt_s *, const Arguments &)
+{
+    return true;
+}
+
 // A call on the editor: whether it is within its preconditions, and the call.
 struct EditorCall {
     bool (*is_allowed)(prompt_s *p, const Arguments &x);
@@ -60,10 +95,10 @@ inline bool may_extract(prompt_s *p, const Arguments &x)
 
 inline void extract(prompt_s *p, const Arguments &x)
 {
-    std::vector<char> token(static_cast<size_t>(std::clamp(x.b, 0, 256)));
+    const int room = std::clamp(x.b, 0, 256);
+    std::vector<char> token(static_cast<size_t>(std::max(room, 1)));
     int len = 0;
-    prompt_token_extract(p, x.a, token.empty() ? &std::string()[0] : token.data(),
-                         static_cast<int>(token.size()), &len);
+    prompt_token_extract(p, x.a, token.data(), room, &len);
 }
 
 inline void run_named(prompt_s *p, const Arguments &x)
@@ -80,38 +115,30 @@ inline bool is_name_of(const Arguments &x)
     return x.text && std::strcmp(x.text, row.name) == 0;
 }
 
-// clang-format off
 inline const EditorCall editor_calls[] = {
     {[](prompt_s *p, const Arguments &) { return p->ps.buf_used < 255; },
-     [](prompt_s *p, const Arguments &x) { pstate_append_character(&p->ps, static_cast<char>('a' + (x.a & 15))); }},
-    {[](prompt_s *p, const Arguments &x) { return x.a >= 0 && x.a <= p->ps.buf_used; },
-     [](prompt_s *p, const Arguments &x) { pstate_set_cursor_location(&p->ps, x.a); }},
-    {[](prompt_s *p, const Arguments &x) { return x.a >= 0 && x.a <= p->ps.buf_used; },
-     [](prompt_s *p, const Arguments &x) { prompt_set_cursor_location(p, x.a); }},
-    {[](prompt_s *p, const Arguments &x) { return x.a >= 0 && x.a < p->ps.buf_used && x.b > 0 && x.b <= p->ps.buf_used - x.a; },
-     [](prompt_s *p, const Arguments &x) { pstate_chop(&p->ps, x.a, x.b); }},
-    {[](prompt_s *p, const Arguments &x) { return x.a >= 0 && x.a < p->ps.buf_used && x.b > 0 && x.b <= p->ps.buf_used - x.a; },
-     [](prompt_s *p, const Arguments &x) { prompt_chop(p, x.a, x.b); }},
-    {[](prompt_s *, const Arguments &x) { return x.a > 0; },
-     [](prompt_s *p, const Arguments &x) { pstate_delete(&p->ps, x.a); }},
-    {[](prompt_s *, const Arguments &x) { return x.a > 0; },
-     [](prompt_s *p, const Arguments &x) { prompt_delete(p, x.a); }},
-    {[](prompt_s *, const Arguments &x) { return x.a > 0; },
-     [](prompt_s *p, const Arguments &x) { prompt_backspace(p, x.a); }},
-    {[](prompt_s *p, const Arguments &x) { return x.a >= 0 && x.a <= p->ps.buf_used && p->ps.buf_used < 255; },
+     [](prompt_s *p, const Arguments &x) {
+         pstate_append_character(&p->ps, static_cast<char>('a' + (x.a & 15)));
+     }},
+    {is_place, [](prompt_s *p, const Arguments &x) { pstate_set_cursor_location(&p->ps, x.a); }},
+    {is_place, [](prompt_s *p, const Arguments &x) { prompt_set_cursor_location(p, x.a); }},
+    {is_stretch, [](prompt_s *p, const Arguments &x) { pstate_chop(&p->ps, x.a, x.b); }},
+    {is_stretch, [](prompt_s *p, const Arguments &x) { prompt_chop(p, x.a, x.b); }},
+    {is_positive, [](prompt_s *p, const Arguments &x) { pstate_delete(&p->ps, x.a); }},
+    {is_positive, [](prompt_s *p, const Arguments &x) { prompt_delete(p, x.a); }},
+    {is_positive, [](prompt_s *p, const Arguments &x) { prompt_backspace(p, x.a); }},
+    {may_insert,
      [](prompt_s *p, const Arguments &x) { pstate_insert_character(&p->ps, x.a, ' '); }},
-    {[](prompt_s *p, const Arguments &x) { return x.a >= 0 && x.a <= p->ps.buf_used && p->ps.buf_used < 255; },
-     [](prompt_s *p, const Arguments &x) { prompt_insert_character(p, x.a, 'z'); }},
+    {may_insert, [](prompt_s *p, const Arguments &x) { prompt_insert_character(p, x.a, 'z'); }},
     {[](prompt_s *, const Arguments &x) { return x.text || x.a <= 0; },
-     [](prompt_s *p, const Arguments &x) { pstate_insert_char_str(&p->ps, x.text, x.text ? std::min(x.a, static_cast<int>(x.len())) : x.a); }},
-    {[](prompt_s *, const Arguments &x) { return x.text && x.len() < 5; },
-     [](prompt_s *p, const Arguments &x) { prompt_set_guard_left(p, x.text); }},
-    {[](prompt_s *, const Arguments &x) { return x.text && x.len() < 5; },
-     [](prompt_s *p, const Arguments &x) { prompt_set_guard_right(p, x.text); }},
-    {[](prompt_s *, const Arguments &x) { return x.text && x.len() <= 30; },
-     [](prompt_s *p, const Arguments &x) { prompt_set_prompt_normal(p, x.text); }},
-    {[](prompt_s *, const Arguments &x) { return x.text && x.len() <= 30; },
-     [](prompt_s *p, const Arguments &x) { prompt_set_prompt_empty(p, x.text); }},
+     [](prompt_s *p, const Arguments &x) {
+         pstate_insert_char_str(&p->ps, x.text,
+                                x.text ? std::min(x.a, static_cast<int>(x.len())) : x.a);
+     }},
+    {is_guard, [](prompt_s *p, const Arguments &x) { prompt_set_guard_left(p, x.text); }},
+    {is_guard, [](prompt_s *p, const Arguments &x) { prompt_set_guard_right(p, x.text); }},
+    {is_prompt, [](prompt_s *p, const Arguments &x) { prompt_set_prompt_normal(p, x.text); }},
+    {is_prompt, [](prompt_s *p, const Arguments &x) { prompt_set_prompt_empty(p, x.text); }},
     {[](prompt_s *, const Arguments &x) { return x.a >= 0 && x.b >= 0; },
      [](prompt_s *p, const Arguments &x) { prompt_set_dimension(p, x.a, x.b); }},
     {may_extract, extract},
@@ -120,20 +147,15 @@ inline const EditorCall editor_calls[] = {
      [](prompt_s *p, const Arguments &x) { prompt_get_command(p, x.text); }},
     {[](prompt_s *, const Arguments &x) { return x.a >= 0; },
      [](prompt_s *p, const Arguments &x) { prompt_term_whiteout(p, std::min(x.a, 1000)); }},
-    {[](prompt_s *, const Arguments &x) { return x.a > 0; },
+    {is_positive,
      [](prompt_s *p, const Arguments &x) { prompt_move_term_cursor_back(p, std::min(x.a, 1000)); }},
-    {[](prompt_s *, const Arguments &) { return true; },
+    {is_always_allowed,
      [](prompt_s *p, const Arguments &x) { prompt_move_term_cursor_forward(p, x.a); }},
-    {[](prompt_s *, const Arguments &) { return true; },
-     [](prompt_s *p, const Arguments &) { prompt_compact_whitespace(p); }},
-    {[](prompt_s *, const Arguments &) { return true; },
-     [](prompt_s *p, const Arguments &x) { prompt_word_case(p, x.a & 1); }},
-    {[](prompt_s *, const Arguments &) { return true; },
-     [](prompt_s *p, const Arguments &) { prompt_delete_word_back(p); }},
-    {[](prompt_s *, const Arguments &) { return true; },
-     [](prompt_s *p, const Arguments &) { prompt_delete_word_fwd(p); }},
+    {is_always_allowed, [](prompt_s *p, const Arguments &) { prompt_compact_whitespace(p); }},
+    {is_always_allowed, [](prompt_s *p, const Arguments &x) { prompt_word_case(p, x.a & 1); }},
+    {is_always_allowed, [](prompt_s *p, const Arguments &) { prompt_delete_word_back(p); }},
+    {is_always_allowed, [](prompt_s *p, const Arguments &) { prompt_delete_word_fwd(p); }},
 };
-// clang-format on
 
 class ContractCheck {
   public:

@@ -84,7 +84,6 @@ void HostileHost::call(Slot &slot, Call call)
         call();
     } catch (const Thrown &) {
         is_thrown = true;
-        slot.is_left |= !slot.session;
     } catch (...) { // a fault, on its way to the session whose callback this is
         slot.calls--;
         throw;
@@ -190,12 +189,11 @@ void HostileHost::ask(Slot &slot, int kind, bool is_secret)
 void HostileHost::check_dialogues(Slot &slot)
 {
     for (const Dialogue &dialogue : slot.dialogues) {
-        FUZZ_REQUIRE(dialogue.result != 0 || dialogue.ended == 1 || slot.is_left);
+        FUZZ_REQUIRE(dialogue.result != 0 || dialogue.ended == 1);
         FUZZ_REQUIRE(dialogue.result != -1 || dialogue.ended == 0);
         FUZZ_REQUIRE(dialogue.ended <= 1);
     }
     slot.dialogues.clear();
-    slot.is_left = false;
 }
 
 void HostileHost::write(Slot &slot, int kind)

@@ -35,7 +35,6 @@ class HostileHost {
         tsession_s *session = nullptr; // NULL: freed, and not to be called any more
         int calls = 0;                 // on it that have not returned
         bool is_gone = true;
-        bool is_left = false; // by an exception, once it was freed: nothing is cancelled
         std::deque<Dialogue> dialogues;
     };
     struct Thrown {};

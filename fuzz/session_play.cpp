@@ -218,6 +218,7 @@ void SessionPlay::after_call(size_t bytes_in)
     const tsession_s *s = host_->session();
     check_record(s);
     const bool fits = is_wide_ || s->columns == columns_;
+    columns_ = fits ? columns_ : 0; // once rows have wrapped they stay so
     is_screen_comparable_ &= s->prompt->display_offset == 0 && fits;
     if (!is_without_memory_ && fits)
         check_row(s, host_->terminal());

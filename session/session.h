@@ -149,6 +149,8 @@ void leave_row(tsession_s *s);
 // The same for a row that shows what it is to show.
 void end_row(tsession_s *s);
 void apply_size(tsession_s *s);
+// A question's text leaves at least so many columns for the answer.
+constexpr int32_t least_answer_columns = 8;
 // What the row has left beside the question.
 int32_t answer_columns(const tsession_s *s);
 

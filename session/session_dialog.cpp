@@ -20,9 +20,6 @@ constexpr mkey_t ctrl_u = 21;
 // So much a long output may gather before it makes a pause.
 constexpr size_t page_bytes = output_capacity / 2;
 
-// A question's text leaves at least so many columns for the answer.
-constexpr int32_t least_answer_columns = 8;
-
 int32_t page_rows(const tsession_s *s)
 {
     return s->is_paged ? s->rows - 1 : INT32_MAX;

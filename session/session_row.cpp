@@ -84,6 +84,13 @@ void draw_line(tsession_s *s)
     s->shown_offset = p->display_offset;
 }
 
+// A smaller window may have no room for the whole question: then its beginning shows.
+int32_t question_columns(const tsession_s *s)
+{
+    return std::min(static_cast<int32_t>(std::strlen(s->question->text)),
+                    s->columns - 1 - least_answer_columns);
+}
+
 void draw_question(tsession_s *s)
 {
     if (s->is_row_shown)
@@ -91,9 +98,9 @@ void draw_question(tsession_s *s)
     // Of an answer that is too long for the row its end shows.
     const Question &question = *s->question;
     const int32_t shown = question.is_secret ? 0 : std::min(question.len, answer_columns(s));
-    emit(s, question.text);
+    emit(s, question.text, static_cast<size_t>(question_columns(s)));
     emit(s, question.answer + question.len - shown, static_cast<size_t>(shown));
-    s->row_len = static_cast<int32_t>(std::strlen(question.text)) + shown;
+    s->row_len = question_columns(s) + shown;
 }
 
 void draw_pager(tsession_s *s)
@@ -108,7 +115,7 @@ void draw_pager(tsession_s *s)
 
 int32_t answer_columns(const tsession_s *s)
 {
-    return s->columns - 1 - static_cast<int32_t>(std::strlen(s->question->text));
+    return s->columns - 1 - question_columns(s);
 }
 
 // Without memory for the output nothing is drawn, and all of it once there is.

@@ -154,6 +154,18 @@ void finish_round(tsession_s *s)
     } while (is_unfinished(s));
 }
 
+// What a free has promised holds for a call, too, that an exception leaves; it is the
+// first exception that goes on.
+void end_for_free(tsession_s *s)
+{
+    if (s->depth > 1 || !s->is_free_asked)
+        return;
+    try {
+        finish_round(s);
+    } catch (...) {
+    }
+}
+
 void leave(tsession_s *s)
 {
     if (--s->depth > 0)
@@ -176,6 +188,7 @@ void round(tsession_s *s, const Body &body)
         if (s->depth == 1)
             finish_round(s);
     } catch (...) {
+        end_for_free(s);
         leave(s);
         throw;
     }

@@ -318,6 +318,24 @@ TEST_F(Session, AQuestionIsAnsweredOnceHoweverItEnds)
     }
 }
 
+// Its beginning shows then, and the end of the answer behind it.
+TEST_F(Session, AQuestionWiderThanANewWindowIsCut)
+{
+    Scripted host;
+    host.answer = [](tsession_s *, const char *answer) { EXPECT_STREQ(answer, "abcdefghijkl"); };
+    host.line = [](tsession_s *s) {
+        tsession_ask(s, "Which one of the many names is it to be? ", 0, Scripted::call_answer,
+                     nullptr);
+    };
+    host.input("x\rabcdefghijkl");
+    host.sent.clear();
+    tsession_resize(host.session, 20, 24);
+    EXPECT_NE(host.sent.find("Which one oefghijkl"), std::string::npos) << host.sent;
+    EXPECT_EQ(host.sent.find("Which one of "), std::string::npos) << host.sent;
+    host.input("\r");
+    tsession_free(host.session);
+}
+
 TEST_F(Session, NothingIsSentOnceItIsFreed)
 {
     Scripted host;

@@ -6,6 +6,10 @@
  * fails, and the allocator's books. A host that ships its own platform has none
  * of these.
  *
+ * The allocator keeps what small blocks leave behind for those who come next: at most
+ * 1.1 MiB of released blocks, and the slabs of up to 16 KiB in which a block lives yet.
+ * A build with AddressSanitizer keeps nothing.
+ *
  * Threads: the services of varno/platform.h, trace_set_level, tracked_outstanding
  * and tracked_fail_after may run on any threads at once. What a host sets with
  * trace_set_sink and assert_set_handler is read without a lock: call these from one
