@@ -17,7 +17,7 @@ namespace varno {
 constexpr size_t least_kept = 72; // the heap's own steps: 72, 88, 104...
 constexpr size_t kept_step = 16;
 constexpr size_t kept_sizes = 17;
-constexpr size_t most_kept_bytes = 64 * 1024;
+constexpr size_t most_kept_bytes = size_t{64} * 1024;
 
 static_assert(least_kept - kept_step < largest_in_slab);
 

@@ -20,7 +20,7 @@ namespace varno {
 constexpr size_t slab_step = 16; // the heap's alignment
 constexpr size_t slab_sizes = 4;
 constexpr size_t largest_in_slab = slab_sizes * slab_step;
-constexpr size_t slab_span = 16 * 1024;              // a slab begins at a multiple of it
+constexpr size_t slab_span = size_t{16} * 1024;      // a slab begins at a multiple of it
 constexpr size_t slab_bytes = slab_span - slab_step; // leaves room for the heap's header
 
 struct alignas(slab_step) slab_s {

@@ -108,7 +108,7 @@ int print_row(const PrintSink &sink, const char *text)
     char *room = sink.room(sink.user, len + 1);
     if (room) {
         room[0] = '\r';
-        std::memcpy(room + 1, shown, len);
+        std::memcpy(room + 1, shown, len); // NOLINT(bugprone-not-null-terminated-result)
         sink.commit(sink.user, len + 1);
     }
     return static_cast<int>(len + 1);

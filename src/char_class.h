@@ -37,6 +37,7 @@ inline char to_lower(char c)
 inline bool is_printable(mkey_t key)
 {
     const auto code = static_cast<int32_t>(key);
+    // cppcheck-suppress invalidFunctionArg ; the C library's table begins at -128
     return code >= -128 && code <= 255 && code != -2 && code != -1 && std::isprint(code) != 0;
 }
 

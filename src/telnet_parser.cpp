@@ -161,7 +161,8 @@ constexpr char *append(char *to, int number)
 }
 
 // ORDER telnet commands
-constexpr auto discard_texts = [] {
+constexpr text_table<std::size(commands)> make_discard_texts()
+{
     text_table<std::size(commands)> made{};
     for (size_t row = 0; row < std::size(commands); row++) {
         char *to = append(made.text[row], "Discarding command ");
@@ -169,7 +170,9 @@ constexpr auto discard_texts = [] {
         append(append(to, commands[row].code), ")");
     }
     return made;
-}();
+}
+
+constexpr auto discard_texts = make_discard_texts();
 
 // Row: the number in the text.
 template <size_t rows>

@@ -124,6 +124,7 @@ bool Listener::meet_shortage()
 {
     if (spare_ >= 0)
         ::close(spare_);
+    // cppcheck-suppress nullPointer ; nobody asks who it is
     const int fd = accept4(socket_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd >= 0)
         refuse(fd, "a client", "Too many sessions, try again later (no descriptors)");

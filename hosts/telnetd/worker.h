@@ -67,7 +67,7 @@ class Worker {
     std::unique_ptr<Listener> listener_;
     std::unordered_set<Connection *> connections_;
     std::vector<Connection *> scheduled_;
-    char buffer_[read_size]; // of the connection that is being read
+    char buffer_[read_size] = {}; // of the connection that is being read
 };
 
 } // namespace telnetd
