@@ -1,13 +1,13 @@
-// The main program of each varno_peer_NAME and of varno_growth: the acts linked with it,
-// one to a process, since some libraries keep their state in globals.
+// The main program of varno_count_instructions, varno_growth and each varno_peer_NAME: the
+// acts linked with it, one to a process, since some libraries keep their state in globals.
 //
 //   PROGRAM                lists the acts: name, operations in a pass
 //   PROGRAM NAME N         runs N passes of one, for an instruction counter
 //   PROGRAM --time NAME    prints nanoseconds and bytes written, both per operation
 //   PROGRAM --memory NAME  prints the KiB that the process has resident after a pass
 //
-// Each counted pass is a call of varno_run_counted and nothing else is, as in
-// count_instructions.cpp. Every mode checks what the act did.
+// Each counted pass is a call of varno_run_counted and nothing else is.
+// Every mode checks what the act did.
 
 #include "acts.h"
 
