@@ -3,7 +3,7 @@
 
 // Acts: what a person or an operator feels, on fixed inputs. Each is defined once, in
 // NAME_bench.cpp, and measured twice: run_benchmarks.cpp takes time, allocations and
-// output, count_instructions.cpp runs it under an instruction counter.
+// output, measure.cpp runs it under an instruction counter.
 
 #include <cstdint>
 #include <memory>
