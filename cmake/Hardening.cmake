@@ -11,7 +11,7 @@ check_cxx_compiler_flag(-fcf-protection=full VARNO_HAS_CF_PROTECTION) # x86 alon
 
 foreach(target IN ITEMS
         varno_objects varno varno_platform varno_session
-        varno_device_objects varno_tty_objects varno-tty varno_telnetd_objects varno-telnetd)
+        varno_device_objects varno_tty_objects varno-tty varno-telnetd)
     if(NOT TARGET ${target})
         continue()
     endif()
