@@ -5,6 +5,7 @@
 
 #include "acts.h"
 #include "host.h"
+#include "telnet_streams.h"
 
 #include <varno/telnet_parser.h>
 
@@ -16,18 +17,6 @@ namespace varno_bench {
 namespace {
 
 constexpr int32_t stream_bytes = 64 * 1024;
-
-constexpr std::string_view nop = "\xff\xf1";
-constexpr std::string_view window_80_24("\xff\xfa\x1f\0\x50\0\x18\xff\xf0", 9);
-
-// Printable, every value from ' ' to '~' in turn.
-std::string plain_text(size_t count)
-{
-    std::string text;
-    for (size_t i = 0; i < count; i++)
-        text.push_back(static_cast<char>(' ' + i % 95));
-    return text;
-}
 
 // 64 KiB, each `period` bytes of them a command and plain text behind it.
 struct Stream {

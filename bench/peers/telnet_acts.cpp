@@ -2,22 +2,12 @@
 
 #include "telnet_acts.h"
 
+#include "../telnet_streams.h"
+
 namespace varno_bench {
 namespace {
 
 constexpr size_t stream_bytes = 64 * 1024;
-
-constexpr std::string_view nop = "\xff\xf1";
-constexpr std::string_view window_80_24("\xff\xfa\x1f\0\x50\0\x18\xff\xf0", 9);
-
-// Printable, every value from ' ' to '~' in turn.
-std::string plain_text(size_t count)
-{
-    std::string text;
-    for (size_t i = 0; i < count; i++)
-        text.push_back(static_cast<char>(' ' + i % 95));
-    return text;
-}
 
 struct Shape {
     std::string_view command;
