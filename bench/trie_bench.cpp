@@ -47,18 +47,15 @@ class ExactAct : public TrieAct {
 
     void run() override
     {
-        for (int i = 0; i < searches; i++) {
-            complete_ = nullptr;
-            match_ = nullptr;
+        for (int i = 0; i < searches; i++)
             mc_search_exact(trie(), keys_.data(), nkeys(), 0, &complete_, &len_, nullptr, nullptr,
                             &match_, &match_len_);
-        }
     }
 
     const char *problem() override
     {
         if (!command_)
-            return complete_ || match_ ? "found a binding that is not there" : nullptr;
+            return complete_ || match_ || len_ != 0 ? "found a binding that is not there" : nullptr;
         if (!complete_ || len_ != nkeys())
             return "the binding was not found";
         const auto *link = static_cast<const prompt_clink_s *>(mc_node_value(complete_));
@@ -70,7 +67,7 @@ class ExactAct : public TrieAct {
     const char *command_; // NULL: no binding begins with the keys
     mc_node_s *complete_ = nullptr;
     mc_node_s *match_ = nullptr;
-    int32_t len_ = 0;
+    int32_t len_ = -1;
     int32_t match_len_ = 0;
 };
 

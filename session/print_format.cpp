@@ -63,7 +63,11 @@ int print_bytes(const PrintSink &sink, const char *bytes, size_t count)
 
 int print_character(const PrintSink &sink, char c)
 {
-    return print_bytes(sink, &c, 1);
+    if (char *room = sink.room(sink.user, 1)) {
+        *room = c;
+        sink.commit(sink.user, 1);
+    }
+    return 1;
 }
 
 // What printf makes of a missing text, unless a precision cuts it.

@@ -20,11 +20,10 @@
             assert_fail(text, source_name, __LINE__);                                              \
     } while (0)
 
-// Evaluates its arguments only when somebody listens: trace_wants, spelt out so that
-// silence costs no look at the module's identifier.
+// Evaluates its arguments only when somebody listens.
 #define VARNO_DEBUG(...)                                                                           \
     do {                                                                                           \
-        if (varno::debug_level <= __atomic_load_n(&g_trace_max_level, __ATOMIC_RELAXED) &&         \
+        if (!varno::is_silent() &&                                                                 \
             trace_module_wants(g_varno_trace_module_id, varno::debug_level)) [[unlikely]]          \
             trace_emit(g_varno_trace_module_id, varno::debug_level, "(debug): " __VA_ARGS__);      \
     } while (0)
@@ -32,6 +31,13 @@
 namespace varno {
 
 constexpr int debug_level = 7;
+
+// No module is listened to: the first half of trace_wants, without a look at the
+// module's identifier.
+inline bool is_silent()
+{
+    return debug_level > __atomic_load_n(&g_trace_max_level, __ATOMIC_RELAXED);
+}
 
 } // namespace varno
 

@@ -11,8 +11,11 @@
 #include <iterator>
 
 #include "contract.h"
+#include "mckeys_lookup.h"
 
 namespace {
+
+using namespace varno;
 
 constexpr char source_name[] = "mckeys";
 constexpr char node_tag[] = "mc_node_s";
@@ -54,31 +57,6 @@ const char *value_text(const mc_node_s *node)
     return node->value ? static_cast<const char *>(node->value) : "(null)";
 }
 
-// A root made here has an index of its 7-bit keys behind its node, so that a key of a
-// long, unsorted root costs one look. The node itself stays as it is declared.
-struct root_s {
-    mc_node_s node;
-    const mc_key_s *keys; // what the index is of; it counts only while these are
-    int32_t keys_len;     // the node's own
-    uint8_t any;          // 1 + the place of the wildcard's entry; 0: there is none
-    bool has_high_bytes;  // 128..255: not in the index, and seldom in the node
-    uint8_t at[128];      // 1 + the place of each key's entry; 0: there is none
-};
-
-// What tells a root: its own address, in the two gaps of its node. No copy of it and
-// no node made elsewhere has that.
-constexpr size_t low_gap = offsetof(mc_node_s, keys_len) + sizeof(int32_t);
-constexpr size_t high_gap = offsetof(mc_node_s, optimized) + sizeof(uint32_t);
-constexpr bool has_gaps = low_gap + sizeof(uint32_t) == offsetof(mc_node_s, value) &&
-                          high_gap + sizeof(uint32_t) == offsetof(mc_node_s, any);
-
-uint32_t gap(const mc_node_s *node, size_t offset)
-{
-    uint32_t content;
-    std::memcpy(&content, reinterpret_cast<const char *>(node) + offset, sizeof(content));
-    return content;
-}
-
 void set_gaps(mc_node_s *node, uint64_t content)
 {
     const auto low = static_cast<uint32_t>(content);
@@ -87,35 +65,16 @@ void set_gaps(mc_node_s *node, uint64_t content)
     std::memcpy(reinterpret_cast<char *>(node) + high_gap, &high, sizeof(high));
 }
 
-bool is_root(const mc_node_s *node)
-{
-    const uint64_t self = address(node);
-    return has_gaps && gap(node, low_gap) == static_cast<uint32_t>(self) &&
-           gap(node, high_gap) == static_cast<uint32_t>(self >> 32);
-}
-
-// The node's index; NULL without a valid one.
-inline const root_s *index_of(const mc_node_s *node)
-{
-    if (!is_root(node))
-        return nullptr;
-    const auto *root = reinterpret_cast<const root_s *>(node);
-    return root->keys == node->keys && root->keys_len == node->keys_len ? root : nullptr;
-}
-
 // Notes the entry at a place; false where the index cannot hold that place.
 bool note_entry(root_s *root, int32_t place)
 {
     if (place >= 255)
         return false;
     const mkey_t key = root->node.keys[place].key;
-    const auto noted = static_cast<uint8_t>(place + 1);
-    if (key < std::size(root->at))
-        root->at[key] = noted;
-    else if (key <= 255)
-        root->has_high_bytes = true;
-    else if (key == VIRTKEY_WILDCARD)
-        root->any = noted;
+    if (slot_of(key) < indexed_keys)
+        root->at[slot_of(key)] = static_cast<uint8_t>(place + 1);
+    root->has_any |= key == VIRTKEY_WILDCARD;
+    root->has_high_bytes |= key >= 128 && key <= 255;
     return true;
 }
 
@@ -127,7 +86,7 @@ void update_index(mc_node_s *node, int32_t known)
     auto *root = reinterpret_cast<root_s *>(node);
     root->keys_len = -1;
     if (known == 0) {
-        root->any = 0;
+        root->has_any = false;
         root->has_high_bytes = false;
         std::memset(root->at, 0, sizeof(root->at));
     }
@@ -203,12 +162,11 @@ mc_key_s *find_without_index(const mc_node_s *node, mkey_t key)
 // code comes here. An entry that is not what the index says is looked for.
 inline mc_key_s *find_indexed(const root_s *root, const mc_node_s *node, mkey_t key)
 {
-    if (root && key < std::size(root->at)) {
-        const int place = root->at[key];
-        if (place == 0)
+    if (root && slot_of(key) < indexed_keys) {
+        if (root->at[slot_of(key)] == 0)
             return nullptr;
-        if (node->keys[place - 1].key == key) [[likely]]
-            return &node->keys[place - 1];
+        if (mc_key_s *entry = indexed_entry(root, key)) [[likely]]
+            return entry;
     } else if (root && key <= 255 && !root->has_high_bytes) {
         return nullptr;
     }
@@ -224,7 +182,7 @@ inline mc_key_s *find_any_indexed(const root_s *root, const mc_node_s *node)
 {
     if (node->optimized)
         return node->any;
-    if (root && root->any == 0)
+    if (root && !root->has_any)
         return nullptr;
     return find_without_index(node, VIRTKEY_WILDCARD);
 }
@@ -601,15 +559,14 @@ inline bool are_set(Pointers... pointers)
             out_entry = n->optimized ? find_by_scan<true>(n, key) : find_by_scan<false>(n, key);
         return is_scanned;
     }
-    if (key >= std::size(root->at))
+    if (slot_of(key) >= indexed_keys)
         return false;
-    out_entry = root->at[key] == 0 ? nullptr : &n->keys[root->at[key] - 1];
-    return !out_entry || out_entry->key == key;
+    out_entry = indexed_entry(root, key);
+    return out_entry || root->at[slot_of(key)] == 0;
 }
 
-// The line editor's and the decoder's question: the first complete node and the longest
-// match, which are one node where no node on the way has a value, as in all tries
-// without overlaps. Nobody listens to traces.
+// Asked for the first complete node and the longest match, which are one node where no
+// node on the way has a value, as in all tries without overlaps. Nobody listens to traces.
 [[gnu::noinline]] int search_usual(mc_node_s *root, const mkey_t *s, int len, mc_node_s **match,
                                    mc_node_s **complete, int32_t *complete_len, int32_t *match_len)
 {
@@ -640,38 +597,41 @@ inline bool are_set(Pointers... pointers)
     return search_keys(root, s, len, 0, complete, complete_len, nullptr, nullptr, match, match_len);
 }
 
-// The node that a key leads to, where an index tells; else NULL.
-inline mc_node_s *find_child_by_index(const mc_node_s *node, mkey_t key)
-{
-    const root_s *root = index_of(node);
-    if (!root || key >= std::size(root->at) || root->at[key] == 0)
-        return nullptr;
-    const mc_key_s &entry = node->keys[root->at[key] - 1];
-    return entry.key == key ? entry.node : nullptr;
-}
-
 } // namespace
 
-// The question of the line editor and the decoder, asked for each key, goes the short way.
+// The usual question, about the first complete node and the longest match, goes the short
+// way, as long as nobody listens to traces.
 int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int flags,
                     mc_node_s **first_complete, int32_t *first_complete_len,
                     mc_node_s **longest_complete, int32_t *longest_complete_len,
                     mc_node_s **longest_match, int32_t *longest_match_len)
 {
     if (longest_complete || longest_complete_len || !are_set(first_complete, first_complete_len) ||
-        !are_set(longest_match, longest_match_len) || !are_set(root, s) || len <= 0 ||
-        varno::debug_level <= __atomic_load_n(&g_trace_max_level, __ATOMIC_RELAXED))
+        !are_set(longest_match, longest_match_len) || !are_set(root, s) || len <= 0 || !is_silent())
         return search_keys(root, s, len, flags, first_complete, first_complete_len,
                            longest_complete, longest_complete_len, longest_match,
                            longest_match_len);
-    // A single bound key is most of what is ever asked.
-    mc_node_s *n = len == 1 ? find_child_by_index(root, *s) : nullptr;
-    if (!n || !n->value)
+    const mc_key_s *entry = len == 1 ? soon_found(root, *s) : nullptr;
+    if (!entry || !entry->node->value)
         return search_usual(root, s, len, longest_match, first_complete, first_complete_len,
                             longest_match_len);
-    *first_complete = *longest_match = n;
+    *first_complete = *longest_match = entry->node;
     *first_complete_len = *longest_match_len = 1;
     return 0;
+}
+
+Walk varno::walk_keys(mc_node_s *root, const mkey_t *s, int len)
+{
+    const mc_node_s *n = root;
+    for (int i = 0; i < len; i++) {
+        const mc_key_s *entry = find_key(n, s[i]);
+        if (!entry)
+            return {nullptr, 0};
+        if (entry->node->value)
+            return {entry->node, i + 1};
+        n = entry->node;
+    }
+    return {nullptr, len};
 }
 
 namespace {
@@ -837,15 +797,11 @@ void *mc_node_value(const mc_node_s *n)
     return n->value;
 }
 
-namespace {
-
-// Both return the first index whose key has a child; -1: none.
-
-[[gnu::noinline]] int first_bound(const mc_node_s *node, const mkey_t *s, int len)
+int varno::first_bound_from(const mc_node_s *node, const mkey_t *s, int len, int i)
 {
     // A wildcard child takes whatever the first key is.
     const bool takes_any = find_any_key(node) != nullptr;
-    for (int i = 0; i < len; i++) {
+    for (; i < len; i++) {
         ASSERT_NO_WILDCARD(s[i] != VIRTKEY_WILDCARD, "s[i]");
         if (takes_any || find_key(node, s[i]))
             return i;
@@ -853,31 +809,7 @@ namespace {
     return -1;
 }
 
-// Pasted text comes here: most keys are bytes without a child.
-int first_bound_indexed(const root_s *root, const mkey_t *s, int len)
-{
-    for (int i = 0; i < len; i++) {
-        const mkey_t key = s[i];
-        if (key < std::size(root->at)) [[likely]] {
-            if (root->at[key] == 0) [[likely]]
-                continue;
-            if (root->node.keys[root->at[key] - 1].key == key)
-                return i;
-        }
-        ASSERT_NO_WILDCARD(key != VIRTKEY_WILDCARD, "s[i]");
-        if (find_indexed(root, &root->node, key))
-            return i;
-    }
-    return -1;
-}
-
-} // namespace
-
 int mc_nodestrstr(const mc_node_s *node, const mkey_t *s, int len)
 {
-    if (len < 1 || !node || !s)
-        return -1;
-    const root_s *root = index_of(node);
-    const bool has_wildcard = !root || root->any != 0 || node->any;
-    return has_wildcard ? first_bound(node, s, len) : first_bound_indexed(root, s, len);
+    return len < 1 || !node || !s ? -1 : first_bound(node, s, len);
 }

@@ -8,6 +8,7 @@
 
 #include "char_class.h"
 #include "contract.h"
+#include "mckeys_lookup.h"
 #include "prompt_insertion.h"
 #include "prompt_row.h"
 
@@ -104,28 +105,19 @@ void free_link(void *value, void *ctx)
     tracked_free(clink, "prompt_clink_s");
 }
 
-// What the keys at the front of a run turn out to be.
-struct Match {
-    mc_node_s *binding; // of the sequence that they complete, or null
-    int32_t len;        // keys of that sequence
-    bool is_partial;    // they are the beginning of a sequence, to the run's end
-};
-
-Match match_binding(prompt_s *p, const mkey_t *buf, int buflen)
+// Where the keys at the front of a run lead.
+inline varno::Walk match_binding(prompt_s *p, const mkey_t *buf, int buflen)
 {
     VARNO_ASSERT(p && buf && buflen > 0 && p->keys);
-    mc_node_s *first_complete = nullptr;
-    int32_t first_complete_len = 0;
-    mc_node_s *longest_match = nullptr;
-    int32_t longest_match_len = 0;
-    mc_search_exact(p->keys, buf, buflen, 0, &first_complete, &first_complete_len, nullptr, nullptr,
-                    &longest_match, &longest_match_len);
-    if (first_complete) {
+    const varno::Walk walk = varno::walk_exact(p->keys, buf, buflen);
+    const int32_t first_complete_len = walk.len;
+    const int32_t longest_match_len = walk.len;
+    if (walk.complete) {
         VARNO_ASSERT(first_complete_len > 0);
-    } else if (longest_match) {
+    } else if (longest_match_len != 0) {
         VARNO_ASSERT(longest_match_len == buflen);
     }
-    return {first_complete, first_complete_len, !first_complete && longest_match};
+    return walk;
 }
 
 // As prompt_insert_string, for a run that is not empty.
@@ -339,7 +331,7 @@ int prompt_consume(prompt_s *p, const mkey_t *buf, int buflen)
     }
     int i = 0;
     while (i < buflen) {
-        const int plain = mc_nodestrstr(p->keys, buf + i, buflen - i);
+        const int plain = varno::first_bound(p->keys, buf + i, buflen - i);
         if (plain != 0) {
             const int run = plain < 0 ? buflen - i : plain;
             insert_run(p, buf + i, run);
@@ -347,12 +339,12 @@ int prompt_consume(prompt_s *p, const mkey_t *buf, int buflen)
             if (i == buflen)
                 break;
         }
-        const Match match = match_binding(p, buf + i, buflen - i);
-        if (match.binding) {
-            run_command(p, match.binding);
+        const varno::Walk match = match_binding(p, buf + i, buflen - i);
+        if (match.complete) {
+            run_command(p, match.complete);
             return i + match.len;
         }
-        if (match.is_partial)
+        if (match.len > 0)
             return i;
         prompt_insert_char(p, buf[i++]);
     }

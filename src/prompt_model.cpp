@@ -24,7 +24,6 @@ class RowWriter {
 
     void append(const char *text, size_t len)
     {
-        constexpr size_t last = sizeof(prompt_model_s::buf) - 1;
         const size_t at = std::min(written_, last);
         std::memcpy(mod_->buf + at, text, std::min(len, last - at));
         written_ += len;
@@ -52,10 +51,12 @@ class RowWriter {
     void finish()
     {
         mod_->buf_len = static_cast<int32_t>(written_);
-        mod_->buf[varno::stored_columns(mod_)] = '\0';
+        mod_->buf[std::min(written_, last)] = '\0';
     }
 
   private:
+    static constexpr size_t last = sizeof(prompt_model_s::buf) - 1;
+
     prompt_model_s *mod_;
     size_t written_ = 0;
 };
@@ -78,28 +79,20 @@ void render(const prompt_s *p, prompt_model_s *mod)
     row.finish();
 }
 
-// As prompt_model_init, but for what nobody reads: the bytes behind the terminator.
-void clear(prompt_model_s *mod)
-{
-    mod->buf[0] = '\0';
-    mod->buf_len = 0;
-    mod->virtual_cursor = 0;
-    mod->margin_left = 0;
-    mod->text_width = 0;
-    mod->margin_right = 0;
-}
-
-// All but margin_right, which keeps its value where the text does not run past the edge.
-inline void set_dimension(const prompt_s *p, prompt_model_s *mod)
+// All but the text. margin_right is what it is to be where the line does not run past
+// the edge.
+inline void set_dimension(const prompt_s *p, prompt_model_s *mod, int32_t margin_right)
 {
     // The last column is never used: a character there may wrap the row.
     const int32_t width = p->width - 1;
     VARNO_ASSERT(width > 0);
-    const int32_t prompt_len = p->ps.buf_used > 0 ? p->disp.normal_len : p->disp.empty_len;
-    const int32_t margin_left = prompt_len + (p->display_offset > 0 ? p->disp.left_len : 0);
-    const bool runs_past = p->ps.buf_used - p->display_offset >= width - margin_left;
-    const int32_t margin_right = runs_past ? p->disp.right_len : mod->margin_right;
-    mod->virtual_cursor = p->ps.cursor_location - p->display_offset + margin_left;
+    const int32_t used = p->ps.buf_used;
+    const int32_t offset = p->display_offset;
+    const int32_t prompt_len = used > 0 ? p->disp.normal_len : p->disp.empty_len;
+    const int32_t margin_left = prompt_len + (offset > 0 ? p->disp.left_len : 0);
+    if (used - offset >= width - margin_left)
+        margin_right = p->disp.right_len;
+    mod->virtual_cursor = p->ps.cursor_location - offset + margin_left;
     mod->margin_left = margin_left;
     mod->margin_right = margin_right;
     mod->text_width = width - margin_right - margin_left;
@@ -122,16 +115,28 @@ int32_t scroll_amount(const prompt_s *p, int32_t text_width)
     return ((column - text_width) / step + 1) * step;
 }
 
+// What follows the terminator is never read.
+inline void clear_text(prompt_model_s *mod)
+{
+    mod->buf[0] = '\0';
+    mod->buf_len = 0;
+}
+
+// A model begins empty, and is so after an assertion; what is written anew in the end is
+// not cleared first.
 inline int32_t update_model(prompt_s *p, prompt_model_s *mod)
 {
-    clear(mod);
-    set_dimension(p, mod);
+    if (p->width <= 1) [[unlikely]]
+        *mod = {};
+    set_dimension(p, mod, 0);
     const int32_t offset = scroll_amount(p, mod->text_width);
     if (offset != 0) [[unlikely]] {
+        clear_text(mod);
         VARNO_ASSERT((p->display_offset + offset) >= 0);
         return offset;
     }
     if (p->ps.buf_used == 0) {
+        clear_text(mod);
         VARNO_ASSERT(mod->margin_left == p->disp.empty_len);
         VARNO_ASSERT(mod->margin_right == 0);
     }
@@ -172,12 +177,11 @@ int32_t first_byte(uint64_t word)
     return (is_little ? std::countr_zero(word) : std::countl_zero(word)) / CHAR_BIT;
 }
 
-// The number of columns, of those stored of the shorter row, that show the same in
-// both rows. Compared in words: the last one may reach behind the row, and not behind
-// the buffer.
-int32_t common_columns(const prompt_model_s *shorter, const prompt_model_s *longer)
+// The number of columns, of so many that are stored of both rows, that show the same.
+// Compared in words: the last one may reach behind a row, and not behind its buffer.
+inline int32_t common_columns(const prompt_model_s *shorter, const prompt_model_s *longer,
+                              int32_t columns)
 {
-    const int32_t columns = varno::stored_columns(shorter);
     for (int32_t at = 0; at < columns; at += word_columns) {
         const uint64_t difference = word_at(shorter, at) ^ word_at(longer, at);
         if (difference != 0)
@@ -214,7 +218,7 @@ void redraw_shorter(prompt_s *p, const prompt_model_s *old, const prompt_model_s
     VARNO_ASSERT(old->buf_len > 0);
     VARNO_ASSERT(old->virtual_cursor >= 0);
     VARNO_ASSERT(old->buf_len > mod->buf_len);
-    int32_t column = go_to_difference(p, old, common_columns(mod, old));
+    int32_t column = go_to_difference(p, old, common_columns(mod, old, varno::stored_columns(mod)));
     if (column < mod->buf_len) {
         print_from(p, mod, column);
         column = mod->buf_len;
@@ -252,8 +256,9 @@ void redraw_as_long(prompt_s *p, const prompt_model_s *old, const prompt_model_s
     VARNO_ASSERT(old->buf_len > 0);
     VARNO_ASSERT(old->virtual_cursor >= 0);
     VARNO_ASSERT(old->buf_len <= mod->buf_len);
-    const int32_t same = common_columns(old, mod);
-    if (same == varno::stored_columns(old))
+    const int32_t columns = varno::stored_columns(old);
+    const int32_t same = common_columns(old, mod, columns);
+    if (same == columns)
         advance_over_prefix(p, old, mod);
     else
         rewrite_from_difference(p, old, mod, same);
@@ -304,7 +309,7 @@ void prompt_model_init(prompt_model_s *mod)
 void prompt_model_set_dimension(prompt_s *p, prompt_model_s *mod)
 {
     VARNO_ASSERT(mod && p);
-    set_dimension(p, mod);
+    set_dimension(p, mod, mod->margin_right);
 }
 
 int prompt_model_check_cursor_scroll(prompt_s *p, prompt_model_s *mod)

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "contract.h"
+#include "mckeys_lookup.h"
 
 namespace {
 
@@ -175,20 +176,26 @@ int32_t stroker_consume_plain_mkey(stroker_s *ctx, const mkey_t *keys, uint32_t 
     return count;
 }
 
+// What a run is about to be delivered as: one test for all of it when nobody listens.
+void trace_skip(int32_t skip, int32_t buflen)
+{
+    VARNO_DEBUG("skip is %d", skip);
+    if (skip < 0)
+        VARNO_DEBUG("consuming %d to END as PLAIN", buflen);
+    else if (skip > 0)
+        VARNO_DEBUG("consuming %d as PLAIN", skip);
+}
+
 // Delivers, in one run, the keys that can begin no sequence; returns how many.
 int32_t skip_plain(stroker_s *ctx, const mkey_t *buf, int32_t buflen)
 {
-    const int32_t skip = mc_nodestrstr(ctx->bindings, buf, buflen);
-    VARNO_DEBUG("skip is %d", skip);
-    if (skip < 0) {
-        VARNO_DEBUG("consuming %d to END as PLAIN", buflen);
-        return stroker_consume_plain_mkey(ctx, buf, static_cast<uint32_t>(buflen));
-    }
-    if (skip > 0) {
-        VARNO_DEBUG("consuming %d as PLAIN", skip);
-        stroker_consume_plain_mkey(ctx, buf, static_cast<uint32_t>(skip));
-    }
-    return skip;
+    const int32_t skip = varno::first_bound(ctx->bindings, buf, buflen);
+    if (!varno::is_silent()) [[unlikely]]
+        trace_skip(skip, buflen);
+    const int32_t plain = skip < 0 ? buflen : skip;
+    if (plain > 0)
+        stroker_consume_plain_mkey(ctx, buf, static_cast<uint32_t>(plain));
+    return plain;
 }
 
 // Delivers the virtual keys of a complete sequence; returns its length.
@@ -213,17 +220,12 @@ int32_t match(stroker_s *ctx, const mkey_t *buf, int32_t buflen)
 {
     VARNO_ASSERT(ctx && buf && buflen > 0);
     VARNO_DEBUG("Calling mc_search_exact on buf of len %d (first: %u)", buflen, buf[0]);
-    mc_node_s *first_complete = nullptr;
-    mc_node_s *longest_match = nullptr;
-    int32_t first_complete_len = 0;
-    int32_t longest_match_len = 0;
-    const int ret =
-        mc_search_exact(ctx->bindings, buf, buflen, 0, &first_complete, &first_complete_len,
-                        nullptr, nullptr, &longest_match, &longest_match_len);
-    VARNO_DEBUG("mc_search_exact returned %d", ret);
-    if (first_complete)
-        return consume_bound(ctx, first_complete, first_complete_len);
-    if (longest_match) {
+    const varno::Walk walk = varno::walk_exact(ctx->bindings, buf, buflen);
+    VARNO_DEBUG("mc_search_exact returned %d", walk.complete ? 0 : -1);
+    if (walk.complete)
+        return consume_bound(ctx, walk.complete, walk.len);
+    const int32_t longest_match_len = walk.len;
+    if (longest_match_len != 0) {
         VARNO_ASSERT(longest_match_len == buflen);
         return 0;
     }

@@ -779,6 +779,45 @@ TEST(TrieSearchOneKey, BytesAbove127AreFoundAmongOthers)
     EXPECT_EQ(mc_nodestrstr(trie.root, text, 3), 2);
 }
 
+// Around each place where the codes change their kind.
+TEST(TrieSearchOneKey, BytesAndVirtualKeysAreFoundBesideEachOther)
+{
+    const std::vector<mkey_t> codes = {0,
+                                       1,
+                                       126,
+                                       127, // 7-bit
+                                       128,
+                                       255,
+                                       256,
+                                       VIRTKEY_WILDCARD - 1,
+                                       VIRTKEY_BACKSPACE,
+                                       VIRTKEY_END,
+                                       VIRTKEY_UP,
+                                       VIRTKEY_UP + 1,
+                                       VIRTKEY_UP + 2};
+    for (const mkey_t bound : codes) {
+        const Trie trie({"x"});
+        ASSERT_EQ(mc_addstring(trie.root, &bound, 1, 0, value_of("value")), 0);
+        for (const mkey_t code : codes)
+            EXPECT_EQ(has_key(trie.root, code), code == bound) << bound << " " << code;
+        mc_optimize(trie.root);
+        for (const mkey_t code : codes)
+            EXPECT_EQ(has_key(trie.root, code), code == bound) << bound << " " << code;
+    }
+}
+
+TEST(TrieSearchOneKey, WildcardOfARootIsNoKeyOfASequence)
+{
+    const Trie trie({"x"});
+    const mkey_t any = VIRTKEY_WILDCARD;
+    EXPECT_ASSERTION(mc_nodestrstr(trie.root, &any, 1), no_wildcard, "mckeys");
+    ASSERT_EQ(mc_addstring(trie.root, &any, 1, 0, value_of("any")), 0);
+    EXPECT_ASSERTION(mc_nodestrstr(trie.root, &any, 1), no_wildcard, "mckeys");
+    EXPECT_EQ(nodestrstr(trie, "q"), 0);
+    EXPECT_EQ(search_usual(trie.root, {'q'}), Way::none);
+    EXPECT_EQ(search_usual(trie.root, {any}), Way::complete);
+}
+
 TEST(TrieSearchOneKey, CopyOfARootAnswersForItself)
 {
     const Trie trie;

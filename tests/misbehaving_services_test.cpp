@@ -4,6 +4,7 @@
 
 #include "support/assertion.h"
 #include "support/editor.h"
+#include "support/traces.h"
 
 #include <varno/platform.h>
 #include <varno/stroker.h>
@@ -19,6 +20,7 @@ namespace {
 
 using varno_test::line_of;
 using varno_test::state_of;
+using varno_test::Traces;
 
 std::function<int()> copy_lie;
 std::function<int()> register_lie;
@@ -326,8 +328,11 @@ int do_nothing(prompt_s *, pstate *, const char *, void *, void *)
     return 0;
 }
 
+// Only when somebody listens to their traces are the searches called by their names.
+
 TEST_F(MisbehavingServices, AMatchWithoutALengthIsFatalToTheDispatch)
 {
+    const Traces traces;
     const mkey_t keys[] = {27, 'b'};
     prompt_bind_command(p, "one", do_nothing, nullptr);
     prompt_bind_keys(p, "one", keys, 2, nullptr);
@@ -339,6 +344,7 @@ TEST_F(MisbehavingServices, AMatchWithoutALengthIsFatalToTheDispatch)
 
 TEST_F(MisbehavingServices, AMatchWithoutALengthIsFatalToTheDecoder)
 {
+    const Traces traces;
     stroker_s *decoder = stroker_create_context();
     stroker_bind_sequence_to_vkey(decoder, "\033b", VIRTKEY_UP);
     const unsigned char bytes[] = {27, 'b'};

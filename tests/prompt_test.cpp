@@ -449,6 +449,29 @@ TEST_F(PromptTest, AKeyThatLeavesItsSequenceGoesThroughTheCharacterFilter)
     EXPECT_EQ(recorder.take(), Events({"char \"z\"", "string \"c\""}));
 }
 
+// The trie of a host may hold what bindings never make.
+TEST_F(PromptTest, OfOverlappingSequencesTheShortestRuns)
+{
+    prompt_bind_command(p, "middle", note_command, &recorder);
+    prompt_bind_command(p, "long", note_command, &recorder);
+    bind(p, "long", "<c-x>\"abc\"");
+    const auto link = [](const mc_node_s *node) { return node->keys[0].node; };
+    prompt_clink_s middle = {prompt_get_command(p, "middle"), nullptr};
+    mc_node_s *below = link(link(link(p->keys)));
+    below->value = &middle;
+    const auto run_all = [&] {
+        EXPECT_EQ(consume(p, "<c-x>\"a\""), 0);
+        EXPECT_EQ(consume(p, "<c-x>\"abc\""), 3);
+        EXPECT_EQ(consume(p, "<c-x>\"x\""), 2);
+        return recorder.take();
+    };
+    const Events wanted = {"run middle", "string \"x\""};
+    EXPECT_EQ(run_all(), wanted);
+    const varno_test::Traces traces;
+    EXPECT_EQ(run_all(), wanted);
+    below->value = nullptr;
+}
+
 TEST_F(PromptTest, ACommandWithoutACallbackIsConsumedAllTheSame)
 {
     prompt_bind_command(p, "one", nullptr, nullptr);
