@@ -62,6 +62,7 @@ struct Question {
 struct tsession_shared_s {
     varno::Decoders decoders;
     varno::OutputBuffer *free_buffers;
+    prompt_s *bound; // nobody types into it: its commands and keys are those of all sessions
 };
 
 struct tsession_s {
@@ -112,6 +113,7 @@ struct tsession_s {
     int32_t tab_used;    // and the characters of the line behind it
 
     prompt_s *prompt;
+    bool owns_bindings; // else the prompt's commands and keys are the shared ones
     char prompt_text[31];
     varno::Pager pager;
     varno::Question *question; // while one is asked; else NULL
@@ -157,6 +159,8 @@ int32_t answer_columns(const tsession_s *s);
 // The line editor's commands (session_commands.cpp)
 
 bool bind_editor(tsession_s *s);
+void release_editor(tsession_s *s);
+void release_shared_bindings(tsession_shared_s *shared);
 void interrupt(tsession_s *s);
 void raise_event(tsession_s *s, int32_t kind, const char *text);
 

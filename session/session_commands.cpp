@@ -4,6 +4,7 @@
 
 #include <varno/cli_assist.h>
 #include <varno/platform.h>
+#include <varno/varno.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -17,20 +18,22 @@ namespace varno {
 namespace {
 
 constexpr int help_column = 18;
+constexpr int bind_trace_level = 7; // debug
 
 // So much of lists one call may bring about: a key costs its sender a byte.
 constexpr size_t most_listed = output_capacity;
 
-tsession_s *session_of(void *ctx)
+// Commands are bound once for many sessions: they find theirs through its prompt.
+tsession_s *session_of(const prompt_s *p)
 {
-    return static_cast<tsession_s *>(ctx);
+    return static_cast<tsession_s *>(p->pinfo.print_ctx);
 }
 
 // Help, completion, errors
 
 void print_choice(void *user, const cli_pnode_s *, const char *text, const char *help)
 {
-    tsession_s *s = session_of(user);
+    auto *s = static_cast<tsession_s *>(user);
     s->listed += std::strlen(text) + std::strlen(help);
     write_text(s, "  ");
     write_clean(s, text, std::strlen(text));
@@ -58,9 +61,9 @@ void list_choices(tsession_s *s)
     cli_assist_help(s->graph, ps.buf, ps.cursor_location, print_choice, s);
 }
 
-int expand_token(prompt_s *p, pstate *ps, const char *, void *ctx, void *)
+int expand_token(prompt_s *p, pstate *ps, const char *, void *, void *)
 {
-    tsession_s *s = session_of(ctx);
+    tsession_s *s = session_of(p);
     if (!s->graph || is_in_quotes(ps))
         prompt_insert_char_at_cursor(p, '?');
     else
@@ -76,9 +79,9 @@ void insert_text(prompt_s *p, const char *text)
 
 // The first Tab completes as far as it can; a second one right behind it lists.
 // Inside quotes a Tab is text; a row has no place for one but as a blank.
-int complete_token(prompt_s *p, pstate *ps, const char *, void *ctx, void *)
+int complete_token(prompt_s *p, pstate *ps, const char *, void *, void *)
 {
-    tsession_s *s = session_of(ctx);
+    tsession_s *s = session_of(p);
     const bool is_second = s->last_tab + 1 == s->edit_count && s->tab_used == ps->buf_used;
     cli_assist_completion_s completion;
     if (is_in_quotes(ps))
@@ -148,9 +151,9 @@ void run_matched(tsession_s *s, const char *line)
 }
 
 // The command works on a copy: it may ask for another line.
-int execute(prompt_s *p, pstate *ps, const char *, void *ctx, void *)
+int execute(prompt_s *p, pstate *ps, const char *, void *, void *)
 {
-    tsession_s *s = session_of(ctx);
+    tsession_s *s = session_of(p);
     leave_row(s);
     char line[sizeof(pstate::buf)];
     std::memcpy(line, ps->buf, std::size(line));
@@ -171,24 +174,24 @@ int accept_token(prompt_s *p, pstate *, const char *, void *, void *)
     return 0;
 }
 
-int drop_line(prompt_s *, pstate *, const char *, void *ctx, void *)
+int drop_line(prompt_s *p, pstate *, const char *, void *, void *)
 {
-    interrupt(session_of(ctx));
-    raise_event(session_of(ctx), TSESSION_INTERRUPT, nullptr);
+    interrupt(session_of(p));
+    raise_event(session_of(p), TSESSION_INTERRUPT, nullptr);
     return 0;
 }
 
 // The printing built-ins: the effect of the library's, on the session's terminal.
 
-int redisplay(prompt_s *, pstate *, const char *, void *ctx, void *)
+int redisplay(prompt_s *p, pstate *, const char *, void *, void *)
 {
-    leave_row(session_of(ctx));
+    leave_row(session_of(p));
     return 0;
 }
 
-int echo(prompt_s *, pstate *ps, const char *, void *ctx, void *)
+int echo(prompt_s *p, pstate *ps, const char *, void *, void *)
 {
-    tsession_s *s = session_of(ctx);
+    tsession_s *s = session_of(p);
     leave_row(s);
     const auto cursor = static_cast<size_t>(ps->cursor_location);
     write_clean(s, ps->buf, cursor);
@@ -236,9 +239,9 @@ void run_by_name(tsession_s *s, const char *name)
     prompt_set_dirty(p);
 }
 
-int invoke(prompt_s *p, pstate *ps, const char *, void *ctx, void *)
+int invoke(prompt_s *p, pstate *ps, const char *, void *, void *)
 {
-    tsession_s *s = session_of(ctx);
+    tsession_s *s = session_of(p);
     draw_row(s);
     const char *quote = string_check_quotes(ps->buf);
     char token[sizeof(pstate::buf)];
@@ -327,16 +330,61 @@ bool bind_builtins(prompt_s *p)
     return true;
 }
 
+bool bind_commands_and_keys(prompt_s *p)
+{
+    return bind_builtins(p) && prompt_util_bind_commands(p, session_commands, nullptr) == 0 &&
+           prompt_util_bind_keys(p, ostra_keys, nullptr) == 0 &&
+           prompt_util_bind_keys(p, session_keys, nullptr) == 0;
+}
+
+// Returns NULL without memory.
+prompt_s *create_bound_prompt()
+{
+    prompt_s *p = prompt_create();
+    if (!p || bind_commands_and_keys(p))
+        return p;
+    prompt_free(p);
+    return nullptr;
+}
+
+bool borrow_bindings(tsession_s *s)
+{
+    prompt_s *&bound = s->shared->bound;
+    if (!bound)
+        bound = create_bound_prompt();
+    if (!bound)
+        return false;
+    s->prompt->commands = bound->commands;
+    s->prompt->keys = bound->keys;
+    return true;
+}
+
 } // namespace
 
+// While somebody listens to the library, a session binds for itself, so that its beginning
+// can be followed.
 bool bind_editor(tsession_s *s)
 {
     prompt_s *p = s->prompt;
     prompt_util_bind_insert(p);
     prompt_set_print_callback(p, print_to_session, s);
-    return bind_builtins(p) && prompt_util_bind_commands(p, session_commands, s) == 0 &&
-           prompt_util_bind_keys(p, ostra_keys, nullptr) == 0 &&
-           prompt_util_bind_keys(p, session_keys, nullptr) == 0;
+    s->owns_bindings = trace_wants(g_varno_trace_module_id, bind_trace_level) != 0;
+    return s->owns_bindings ? bind_commands_and_keys(p) : borrow_bindings(s);
+}
+
+void release_editor(tsession_s *s)
+{
+    if (!s->owns_bindings) {
+        s->prompt->commands = nullptr;
+        s->prompt->keys = nullptr;
+    }
+    prompt_free(s->prompt);
+}
+
+void release_shared_bindings(tsession_shared_s *shared)
+{
+    if (shared->bound)
+        prompt_free(shared->bound);
 }
 
 // What is typed is dropped, and stays readable above the fresh prompt.

@@ -49,7 +49,7 @@ void destroy(tsession_s *s)
     drop_question(s);
     if (s->prompt) {
         release_history_texts(s->prompt);
-        prompt_free(s->prompt);
+        release_editor(s);
     }
     if (s->owns_shared)
         tsession_shared_free(s->shared);
@@ -258,6 +258,7 @@ void tsession_shared_free(tsession_shared_s *shared)
 {
     if (!shared)
         return;
+    release_shared_bindings(shared);
     shared->decoders.release();
     while (OutputBuffer *buffer = shared->free_buffers) {
         shared->free_buffers = buffer->next;

@@ -12,6 +12,7 @@
 
 #include "session/session.h"
 #include "support/session_host.h"
+#include "support/traces.h"
 
 #include <varno/platform_default.h>
 #include <varno/tsession.h>
@@ -26,6 +27,7 @@ namespace {
 using namespace std::string_view_literals;
 using varno_test::SessionHost;
 using varno_test::Terminal;
+using varno_test::Traces;
 
 tsession_shared_s *shared_for_tests();
 
@@ -724,13 +726,13 @@ TEST_F(Session, AMillionRowsUseConstantMemory)
     EXPECT_LT(mallinfo2().uordblks, before + 1000000);
 }
 
-// Every failed allocation while a session is made, and none that is left behind.
-TEST_F(Session, CreationWithoutMemoryGivesNullAndLeavesNothing)
+// Every failed allocation while a session is made, and none that is left behind. Returns
+// how many there are.
+int count_failed_creations()
 {
     tsession_config_s config = config_of();
-    tsession_free(tsession_create(&config)); // the shared decoder is there now
+    tsession_free(tsession_create(&config)); // what is shared is there now
     const size_t before = tracked_outstanding(nullptr);
-    int failures = 0;
     for (int n = 1;; n++) {
         tracked_fail_after(n);
         tsession_s *s = tsession_create(&config);
@@ -738,10 +740,57 @@ TEST_F(Session, CreationWithoutMemoryGivesNullAndLeavesNothing)
         tsession_free(s);
         EXPECT_EQ(tracked_outstanding(nullptr), before) << "allocation " << n;
         if (s)
-            break;
-        failures++;
+            return n - 1;
     }
-    EXPECT_GT(failures, 100);
+}
+
+TEST_F(Session, CreationWithoutMemoryGivesNullAndLeavesNothing)
+{
+    EXPECT_GE(count_failed_creations(), 2);
+    const Traces traces; // a session that is followed binds keys of its own
+    EXPECT_GT(count_failed_creations(), 100);
+}
+
+// The line editor's commands are there once for many sessions.
+TEST_F(Session, SharedKeysActOnTheSessionThatTheyArePressedIn)
+{
+    SessionHost left(config_of());
+    const size_t links = tracked_outstanding("prompt_clink_s");
+    SessionHost right(config_of());
+    EXPECT_EQ(tracked_outstanding("prompt_clink_s"), links);
+    left.input("left side\033b");
+    right.input("right\001x");
+    left.input("\x0b");
+    right.input("\x12");
+    EXPECT_EQ(left.row(), "> left |");
+    EXPECT_EQ(right.row(), "> x|right");
+    left.input("\003sh\t?");
+    right.input("\025echo\033e");
+    EXPECT_EQ(left.take_events(), Events({"interrupt"}));
+    EXPECT_EQ(left.row(), "> show |");
+    EXPECT_EQ(right.take_events(), Events());
+    EXPECT_EQ(right.row(), "> echo|right");
+    left.input("version\r");
+    EXPECT_EQ(left.take_events(), Events({"line show version"}));
+    EXPECT_EQ(right.take_events(), Events());
+}
+
+TEST_F(Session, ASessionThatIsFollowedShowsItsWholeBeginning)
+{
+    tsession_config_s config = config_of();
+    tsession_free(tsession_create(&config));
+    tsession_s *followed = nullptr;
+    {
+        Traces traces;
+        followed = tsession_create(&config);
+        const std::vector<std::string> texts = traces.take();
+        EXPECT_EQ(std::count(texts.begin(), texts.end(), "(debug): Binding command [execute]"), 1);
+        EXPECT_GT(texts.size(), 100u);
+    }
+    SessionHost silent(config);
+    tsession_free(followed);
+    silent.input("fine\001");
+    EXPECT_EQ(silent.row(), "> |fine");
 }
 
 TEST_F(Session, RunsOnWithoutMemory)

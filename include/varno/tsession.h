@@ -104,8 +104,9 @@ struct tsession_config_s {
 };
 
 /* What the sessions of one thread share: the decoders of the terminal types, about 20
- * KB each, and the places where output is gathered, 64 KB for each session that is
- * called inside another's callback.
+ * KB each, the line editor's commands and keys, 7 KB, and the places where output is
+ * gathered, 64 KB for each session that is called inside another's callback. A session
+ * that is created while debug traces are on has commands and keys of its own.
  * Returns: NULL without memory.
  * Owns:    the caller, until its last session is freed. Decoders leave behind what
  *          stroker_free_context says, so keep it as long as the thread. */
