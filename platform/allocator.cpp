@@ -25,26 +25,29 @@ using namespace varno;
 // as many as there are different tags.
 struct tag_record {
     tag_record *next;
-    const char *text; // a copy, behind the record
+    const char *text; // the record's own
     size_t live;      // blocks, wraps; only through std::atomic_ref
 };
 
-constexpr char array_tag[] = "BYTE";
 constexpr size_t no_size = SIZE_MAX; // stands for a number of bytes that overflowed
 constexpr size_t largest_size = PTRDIFF_MAX;
 
-constinit std::atomic<tag_record *> tags = nullptr;
+// Copies of texts and arrays that grow: many blocks have this tag, and its record is
+// known without a look-up.
+constexpr char array_tag[] = "BYTE";
+constinit tag_record array_record = {nullptr, array_tag, 0};
 
-// Where a tag was found last, by its address. Only a hint: equal texts have many
-// addresses, and a text may change at its address, so the text is compared.
-constinit std::atomic<tag_record *> hints[64] = {};
+constinit std::atomic<tag_record *> tags = &array_record;
+
+// Where a tag was found last, by the last byte of its address. Only a hint: equal texts
+// have many addresses, and a text may change at its address, so the text is compared.
+constinit std::atomic<tag_record *> hints[256] = {};
 
 constinit std::atomic<long> left_to_succeed = -1; // allocations; below 0: no limit
 
 std::atomic<tag_record *> &hint_of(const char *tag)
 {
-    const auto address = reinterpret_cast<uintptr_t>(tag);
-    return hints[(address ^ (address >> 6)) % std::size(hints)];
+    return hints[reinterpret_cast<uintptr_t>(tag) % std::size(hints)];
 }
 
 tag_record *find_record(const char *tag)
@@ -83,13 +86,21 @@ tag_record *add_record(const char *tag)
     return record;
 }
 
-// Returns the tag's record, made on first use; NULL without memory for it.
-inline tag_record *record_of(const char *tag)
+// Reads no character behind the one that tells the two apart.
+inline bool is_array_tag(const char *tag)
+{
+    static_assert(std::size(array_tag) == 5);
+    return tag[0] == array_tag[0] && tag[1] == array_tag[1] && tag[2] == array_tag[2] &&
+           tag[3] == array_tag[3] && tag[4] == array_tag[4];
+}
+
+// Returns the tag's record where a hint leads to it at once; else NULL.
+inline tag_record *hinted_record(const char *tag)
 {
     tag_record *record = hint_of(tag).load(std::memory_order_acquire);
     if (record && std::strcmp(record->text, tag) == 0) [[likely]]
         return record;
-    return look_up(tag);
+    return nullptr;
 }
 
 std::atomic_ref<size_t> live_of(tag_record &record)
@@ -122,18 +133,24 @@ inline void *take_small(size_t bytes)
     return bytes <= largest_in_slab ? take_from_slabs(bytes) : take_from_reserve(bytes);
 }
 
+[[gnu::noinline]] void give_back_to_heap(void *ptr)
+{
+    if (!has_small_blocks || !keep(ptr))
+        std::free(ptr);
+}
+
 inline void give_back(void *ptr)
 {
-    if (slab_s *slab = slab_of(ptr))
-        give_back_to_slab(slab, ptr);
-    else if (!has_small_blocks || !keep(ptr))
-        std::free(ptr);
+    slab_s *slab = slab_around(ptr);
+    if (!is_slab(slab))
+        return give_back_to_heap(ptr);
+    give_back_to_slab(slab, ptr);
 }
 
 enum class content { any, zero };
 
 // A block out of slabs or reserve or, when these have none, the heap.
-inline void *block_of(size_t bytes, content wanted)
+void *block_of(size_t bytes, content wanted)
 {
     void *small = take_small(bytes);
     if (small)
@@ -142,17 +159,71 @@ inline void *block_of(size_t bytes, content wanted)
 }
 
 // A block of at least one byte, so that NULL always means failure.
-void *take(size_t bytes, const char *tag, content wanted)
+void *take_counted(size_t bytes, tag_record &record, content wanted)
+{
+    void *block = block_of(bytes + (bytes == 0), wanted);
+    if (block)
+        live_of(record).fetch_add(1, std::memory_order_relaxed);
+    return block;
+}
+
+[[gnu::noinline]] void *take_slowly(size_t bytes, tag_record &record, content wanted)
 {
     if (!may_succeed() || bytes > largest_size)
         return nullptr;
-    tag_record *record = record_of(tag);
-    if (!record)
+    return take_counted(bytes, record, wanted);
+}
+
+[[gnu::noinline]] void *take_unhinted(size_t bytes, const char *tag, content wanted)
+{
+    if (!may_succeed() || bytes > largest_size)
         return nullptr;
-    void *block = block_of(bytes + (bytes == 0), wanted);
-    if (block)
-        live_of(*record).fetch_add(1, std::memory_order_relaxed);
+    tag_record *record = look_up(tag);
+    return record ? take_counted(bytes, *record, wanted) : nullptr;
+}
+
+// Clears a slab's block step by step, to the end of the last one that is used.
+inline void clear_steps(void *block, size_t bytes)
+{
+    static_assert(slab_sizes == 4);
+    auto *at = static_cast<char *>(block);
+    std::memset(at, 0, slab_step);
+    if (bytes > slab_step)
+        std::memset(at + slab_step, 0, slab_step);
+    if (bytes > 2 * slab_step)
+        std::memset(at + 2 * slab_step, 0, slab_step);
+    if (bytes > 3 * slab_step)
+        std::memset(at + 3 * slab_step, 0, slab_step);
+}
+
+// Straight on for what a slab has ready; any other case begins anew.
+template <content wanted>
+[[gnu::always_inline]] inline void *take_for(size_t bytes, tag_record &record)
+{
+    const bool is_plain =
+        bytes - 1 < largest_in_slab && left_to_succeed.load(std::memory_order_relaxed) < 0;
+    void *block = has_small_blocks && is_plain ? take_at_once(bytes) : nullptr;
+    if (!block) [[unlikely]]
+        return take_slowly(bytes, record, wanted);
+    if constexpr (wanted == content::zero)
+        clear_steps(block, bytes);
+    live_of(record).fetch_add(1, std::memory_order_relaxed);
     return block;
+}
+
+template <content wanted>
+[[gnu::noinline]] void *take_tagged(size_t bytes, const char *tag)
+{
+    if (tag_record *record = hinted_record(tag)) [[likely]]
+        return take_for<wanted>(bytes, *record);
+    return take_unhinted(bytes, tag, wanted);
+}
+
+template <content wanted>
+inline void *take(size_t bytes, const char *tag)
+{
+    return is_array_tag(tag) ? take_for<wanted>(bytes, array_record)
+                             : take_tagged<wanted>(bytes, tag);
 }
 
 // An array that has grown large grows on: it is moved once for several elements.
@@ -161,9 +232,7 @@ constexpr size_t growth_step = 64;
 // An array that is to outgrow its slab's block.
 [[gnu::noinline]] void *moved_out_of(const slab_s *slab, void *array, size_t bytes)
 {
-    const size_t room = slab->size * slab_step;
-    if (bytes <= room)
-        return array;
+    const size_t room = slab->size;
     void *grown = block_of(bytes, content::any);
     if (grown) {
         std::memcpy(grown, array, room);
@@ -172,12 +241,9 @@ constexpr size_t growth_step = 64;
     return grown;
 }
 
-// The array with room for so many bytes. Where the heap has given more than was asked
-// for, that room is used first.
-void *moved(void *array, size_t bytes)
+// Where the heap has given more than was asked for, that room is used first.
+[[gnu::noinline]] void *moved_by_heap(void *array, size_t bytes)
 {
-    if (const slab_s *slab = slab_of(array))
-        return moved_out_of(slab, array, bytes);
     if (has_small_blocks && bytes <= room_of(array))
         return array;
     const bool goes_on =
@@ -185,12 +251,31 @@ void *moved(void *array, size_t bytes)
     return std::realloc(array, goes_on ? (bytes + growth_step - 1) & -growth_step : bytes);
 }
 
+// The array with room for so many bytes. One that has outgrown the slabs is in none.
+void *moved(void *array, size_t old_bytes, size_t bytes)
+{
+    const slab_s *slab = slab_around(array);
+    if (old_bytes > largest_in_slab || !is_slab(slab))
+        return moved_by_heap(array, bytes);
+    return bytes <= slab->size ? array : moved_out_of(slab, array, bytes);
+}
+
+[[gnu::noinline]] void free_tagged(void *ptr, const char *tag)
+{
+    tag_record *record = hinted_record(tag);
+    if (!record) [[unlikely]]
+        record = look_up(tag);
+    if (record)
+        live_of(*record).fetch_sub(1, std::memory_order_relaxed);
+    give_back(ptr);
+}
+
 // The block stays the same one in the books, wherever it moves.
 void *regrow(void *array, size_t old_bytes, size_t new_bytes)
 {
     if (!may_succeed() || new_bytes > largest_size)
         return nullptr;
-    void *grown = moved(array, new_bytes + (new_bytes == 0));
+    void *grown = moved(array, old_bytes, new_bytes + (new_bytes == 0));
     if (grown)
         std::memset(static_cast<char *>(grown) + old_bytes, 0, new_bytes - old_bytes);
     return grown;
@@ -200,28 +285,29 @@ void *regrow(void *array, size_t old_bytes, size_t new_bytes)
 
 void *tracked_malloc(size_t size, const char *tag)
 {
-    return take(size, tag, content::any);
+    return take<content::any>(size, tag);
 }
 
 void *tracked_calloc(size_t count, size_t size, const char *tag)
 {
-    return take(product(count, size), tag, content::zero);
+    return take<content::zero>(product(count, size), tag);
 }
 
 char *tracked_strdup(const char *text, const char *tag)
 {
     const size_t bytes = std::strlen(text) + 1;
-    void *copy = take(bytes, tag, content::any);
+    void *copy = take<content::any>(bytes, tag);
     return copy ? static_cast<char *>(std::memcpy(copy, text, bytes)) : nullptr;
 }
 
+// The books first: the tag may lie inside the block.
 void tracked_free(void *ptr, const char *tag)
 {
     if (!ptr)
         return;
-    // The books first: the tag may lie inside the block.
-    if (tag_record *record = record_of(tag))
-        live_of(*record).fetch_sub(1, std::memory_order_relaxed);
+    if (!is_array_tag(tag))
+        return free_tagged(ptr, tag);
+    live_of(array_record).fetch_sub(1, std::memory_order_relaxed);
     give_back(ptr);
 }
 
@@ -232,7 +318,7 @@ void *crealloc(void *array, size_t element_size, size_t count, size_t added)
         total = no_size;
     const size_t new_bytes = product(total, element_size);
     if (!array)
-        return take(new_bytes, array_tag, content::zero);
+        return take_for<content::zero>(new_bytes, array_record);
     return regrow(array, product(count, element_size), new_bytes);
 }
 

@@ -20,17 +20,20 @@ namespace varno {
 constexpr size_t slab_step = 16; // the heap's alignment
 constexpr size_t slab_sizes = 4;
 constexpr size_t largest_in_slab = slab_sizes * slab_step;
-constexpr size_t slab_span = size_t{16} * 1024;      // a slab begins at a multiple of it
-constexpr size_t slab_bytes = slab_span - slab_step; // leaves room for the heap's header
+constexpr size_t slab_span = size_t{16} * 1024;           // a slab begins at a multiple of it
+constexpr size_t slab_bytes = slab_span - sizeof(void *); // leaves room for the heap's header
 
+struct slab_list;
+
+// A slab in a list has a block ready, and one without is in no list.
 struct alignas(slab_step) slab_s {
-    slab_s *next; // in the list of slabs that have a block to give
+    slab_s *next;
     slab_s *previous;
-    kept_block *first; // released blocks
-    uint16_t live;
-    uint16_t untouched; // where the blocks begin that were never given, in steps
-    uint16_t size;      // of a block, in steps
-    uint16_t capacity;  // in blocks
+    kept_block *first; // what is ready: released blocks, or a few that were never given
+    slab_list *list;
+    uint32_t live;
+    uint16_t untouched; // the byte where the blocks begin that were never ready
+    uint16_t size;      // of a block, in bytes
 };
 
 // The slabs of one size. ORDER by size
@@ -52,18 +55,22 @@ inline size_t row_of_slab(uintptr_t address)
     return address / slab_span % directory_rows;
 }
 
-// Returns NULL for a block of the heap's.
-inline slab_s *slab_of(const void *block)
+// Where a block's slab begins, if it is in one. Nothing else lies in a slab's span: its last
+// bytes are too few for a block of the heap's.
+inline slab_s *slab_around(const void *block)
 {
-    const auto address = reinterpret_cast<uintptr_t>(block);
-    if (!has_small_blocks || address % slab_span >= slab_bytes)
-        return nullptr;
-    for (const auto &place : directory[row_of_slab(address)]) {
-        slab_s *slab = place.load(std::memory_order_relaxed);
-        if (reinterpret_cast<uintptr_t>(slab) == address - address % slab_span)
-            return slab;
+    return reinterpret_cast<slab_s *>(reinterpret_cast<uintptr_t>(block) & -slab_span);
+}
+
+inline bool is_slab(const slab_s *slab)
+{
+    if constexpr (has_small_blocks) {
+        for (const auto &place : directory[row_of_slab(reinterpret_cast<uintptr_t>(slab))]) {
+            if (place.load(std::memory_order_relaxed) == slab)
+                return true;
+        }
     }
-    return nullptr;
+    return false;
 }
 
 inline bool enter_in_directory(slab_s *slab)
@@ -100,12 +107,18 @@ inline void unlink_slab(slab_list &list, slab_s *slab)
         slab->next->previous = slab->previous;
 }
 
-inline bool is_full(const slab_s *slab)
+// Gets a few blocks ready that were never given. False when there are none.
+inline bool ready_blocks(slab_s *slab)
 {
-    return slab->live == slab->capacity;
+    for (int n = 0; n < 4 && slab->untouched + slab->size <= slab_bytes; n++) {
+        auto *block =
+            reinterpret_cast<kept_block *>(reinterpret_cast<char *>(slab) + slab->untouched);
+        block->next = slab->first;
+        slab->first = block;
+        slab->untouched = static_cast<uint16_t>(slab->untouched + slab->size);
+    }
+    return slab->first;
 }
-
-constexpr size_t first_block = sizeof(slab_s) / slab_step;
 
 [[gnu::noinline]] inline slab_s *add_slab(slab_list &list)
 {
@@ -113,9 +126,10 @@ constexpr size_t first_block = sizeof(slab_s) / slab_step;
     if (posix_memalign(&room, slab_span, slab_bytes) != 0)
         return nullptr;
     auto *slab = static_cast<slab_s *>(room);
-    const auto size = static_cast<uint16_t>(&list - slab_lists + 1);
-    const auto capacity = (slab_bytes / slab_step - first_block) / size;
-    *slab = {nullptr, nullptr, nullptr, 0, first_block, size, static_cast<uint16_t>(capacity)};
+    const auto size =
+        static_cast<uint16_t>(static_cast<size_t>(&list - slab_lists + 1) * slab_step);
+    *slab = {nullptr, nullptr, nullptr, &list, 0, sizeof(slab_s), size};
+    ready_blocks(slab);
     if (!enter_in_directory(slab)) {
         std::free(slab);
         return nullptr;
@@ -131,19 +145,25 @@ constexpr size_t first_block = sizeof(slab_s) / slab_step;
     std::free(slab);
 }
 
-// These two within the list's gate.
+// The next four within the list's gate.
 
-inline void put_in_slab(slab_list &list, slab_s *slab, void *ptr)
+// Returns whether it was the slab's last live block.
+inline bool put_in_slab(slab_s *slab, void *ptr)
 {
     if (ptr == slab->first) [[unlikely]]
         std::abort(); // released twice, as the heap would say
-    if (is_full(slab)) [[unlikely]]
-        link_slab(list, slab);
+    if (!slab->first) [[unlikely]]
+        link_slab(*slab->list, slab);
     auto *block = static_cast<kept_block *>(ptr);
     block->next = slab->first;
     slab->first = block;
-    if (--slab->live == 0 && (slab->next || slab->previous)) [[unlikely]]
-        drop_slab(list, slab);
+    return --slab->live == 0;
+}
+
+inline void drop_unless_alone(slab_s *slab)
+{
+    if (slab->next || slab->previous)
+        drop_slab(*slab->list, slab);
 }
 
 inline void put_returned(slab_list &list)
@@ -151,55 +171,89 @@ inline void put_returned(slab_list &list)
     kept_block *block = list.returned.exchange(nullptr, std::memory_order_acquire);
     while (block) {
         kept_block *next = block->next;
-        put_in_slab(list, slab_of(block), block);
+        slab_s *slab = slab_around(block);
+        if (put_in_slab(slab, block))
+            drop_unless_alone(slab);
         block = next;
     }
 }
 
 inline void *take_in_slab(slab_list &list)
 {
-    if (list.returned.load(std::memory_order_relaxed)) [[unlikely]]
+    if (list.returned.load(std::memory_order_relaxed))
         put_returned(list);
     slab_s *slab = list.first ? list.first : add_slab(list);
-    if (!slab) [[unlikely]]
+    if (!slab)
         return nullptr;
-    void *block = slab->first;
-    if (block) {
-        slab->first = slab->first->next;
-    } else {
-        block = reinterpret_cast<char *>(slab) + slab->untouched * slab_step;
-        slab->untouched = static_cast<uint16_t>(slab->untouched + slab->size);
-    }
+    kept_block *block = slab->first;
+    slab->first = block->next;
     slab->live++;
-    if (is_full(slab)) [[unlikely]]
+    if (!slab->first && !ready_blocks(slab))
         unlink_slab(list, slab);
     return block;
+}
+
+// Counted in bytes: an index would be divided for, and multiplied again.
+inline slab_list &list_for(size_t bytes)
+{
+    static_assert(sizeof(slab_list) == 4 * slab_step);
+    auto *lists = reinterpret_cast<char *>(slab_lists);
+    return *reinterpret_cast<slab_list *>(lists + 4 * ((bytes - 1) & -slab_step));
 }
 
 // Returns NULL where the block has to come from the heap.
 inline void *take_from_slabs(size_t bytes)
 {
-    slab_list &list = slab_lists[(bytes - 1) / slab_step];
-    if (!list.gate.enter()) [[unlikely]]
+    slab_list &list = list_for(bytes);
+    if (!list.gate.enter())
         return nullptr;
     void *block = take_in_slab(list);
     list.gate.leave();
     return block;
 }
 
-inline void give_back_to_slab(slab_s *slab, void *ptr)
+// What most calls come to: the gate is open and nothing changes but the ready blocks.
+// Returns NULL otherwise.
+inline void *take_at_once(size_t bytes)
 {
-    slab_list &list = slab_lists[slab->size - 1];
-    if (list.gate.enter()) [[likely]] {
-        put_in_slab(list, slab, ptr);
-        list.gate.leave();
-        return;
+    slab_list &list = list_for(bytes);
+    if (!list.gate.enter()) [[unlikely]]
+        return nullptr;
+    slab_s *slab = list.first;
+    kept_block *block = nullptr;
+    if (slab && slab->first->next && !list.returned.load(std::memory_order_relaxed)) [[likely]] {
+        block = slab->first;
+        slab->first = block->next;
+        slab->live++;
     }
+    list.gate.leave();
+    return block;
+}
+
+// For whoever comes in next, since the gate is taken.
+[[gnu::noinline]] inline void leave_at_gate(slab_list &list, void *ptr)
+{
     auto *block = static_cast<kept_block *>(ptr);
     block->next = list.returned.load(std::memory_order_relaxed);
     while (!list.returned.compare_exchange_weak(block->next, block, std::memory_order_release,
                                                 std::memory_order_relaxed)) {
     }
+}
+
+[[gnu::noinline]] inline void drop_and_leave(slab_list &list, slab_s *slab)
+{
+    drop_unless_alone(slab);
+    list.gate.leave();
+}
+
+inline void give_back_to_slab(slab_s *slab, void *ptr)
+{
+    slab_list &list = *slab->list;
+    if (!list.gate.enter()) [[unlikely]]
+        return leave_at_gate(list, ptr);
+    if (put_in_slab(slab, ptr)) [[unlikely]]
+        return drop_and_leave(list, slab);
+    list.gate.leave();
 }
 
 } // namespace varno

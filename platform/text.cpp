@@ -88,11 +88,19 @@ step read_step(token_walk &walk)
     return !walk.opened && is_space(c) ? step::blank : step::character;
 }
 
-const char *skip_space(const char *s)
+[[gnu::noinline]] const char *skip_any_space(const char *s)
 {
     while (is_space(*s))
         s++;
     return s;
+}
+
+// Most white space is blanks, and what follows them is plain.
+inline const char *skip_space(const char *s)
+{
+    while (*s == ' ')
+        s++;
+    return is_plain(*s) || *s == '\0' ? s : skip_any_space(s);
 }
 
 // Plain characters are steps of one character each.
@@ -137,11 +145,17 @@ inline const char *token_end(const char *s)
     return is_word_end(*end) ? end : odd_token_end(end);
 }
 
+// Room for so many characters and a terminator.
+inline char *room_for(size_t characters)
+{
+    return static_cast<char *>(tracked_malloc(characters + 1, "BYTE"));
+}
+
 // Copies the value of the token [begin, end), which is never longer than that; up to
 // `odd` it is plain.
-char *copy_value(const char *begin, const char *odd, const char *end)
+[[gnu::noinline]] char *copy_value(const char *begin, const char *odd, const char *end)
 {
-    char *copy = static_cast<char *>(tracked_malloc(static_cast<size_t>(end - begin) + 1, "BYTE"));
+    char *copy = room_for(static_cast<size_t>(end - begin));
     if (!copy)
         return nullptr;
     const auto plain_bytes = static_cast<size_t>(odd - begin);
@@ -157,9 +171,28 @@ char *copy_value(const char *begin, const char *odd, const char *end)
     return copy;
 }
 
+inline char *copy_word(const char *word, size_t characters)
+{
+    char *copy = room_for(characters);
+    if (copy) {
+        copy[characters] = '\0';
+        std::memcpy(copy, word, characters);
+    }
+    return copy;
+}
+
 int index_in(const char *text, const char *at)
 {
     return static_cast<int>(at - text);
+}
+
+// Goes on where a token turns out to be no plain word, or none at all.
+[[gnu::noinline]] int copy_odd_token(const char *text, const char *first, const char *odd,
+                                     char **out_token)
+{
+    const char *end = odd_token_end(odd);
+    *out_token = first != end ? copy_value(first, odd, end) : nullptr;
+    return index_in(text, skip_space(end));
 }
 
 } // namespace
@@ -211,14 +244,18 @@ int token_copy(const char *text, char **out_token, int *out_at)
 {
     const char *first = skip_space(text);
     const char *odd = plain_end(first);
-    const char *end = is_word_end(*odd) ? odd : odd_token_end(odd);
     *out_at = index_in(text, first);
-    *out_token = first != end ? copy_value(first, odd, end) : nullptr;
-    return index_in(text, skip_space(end));
+    if (!is_word_end(*odd) || first == odd) [[unlikely]]
+        return copy_odd_token(text, first, odd, out_token);
+    const int passed = index_in(text, skip_space(odd));
+    *out_token = copy_word(first, static_cast<size_t>(odd - first));
+    return passed;
 }
 
 const char *string_check_quotes(const char *text)
 {
+    if (!std::strchr(text, '"') && !std::strchr(text, '\''))
+        return nullptr; // most texts
     token_walk walk = {text, nullptr};
     do {
         while (is_plain(*walk.at) || *walk.at == ' ')

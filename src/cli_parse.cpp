@@ -78,6 +78,11 @@ bool is_list_end(const cli_pnode_s *n)
             VARNO_DEBUG(__VA_ARGS__);                                                              \
     } while (0)
 
+constexpr bool is_letter(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
 // How well a node fits a token. Only a keyword can fit exactly.
 enum class Fit { none, loose, exact };
 
@@ -85,11 +90,10 @@ enum class Fit { none, loose, exact };
 // when the token does not begin it.
 inline const char *rest_of_keyword(const char *keyword, const char *token)
 {
-    while (*token != '\0' && *token == *keyword) {
-        token++;
-        keyword++;
-    }
-    return *token == '\0' ? keyword : nullptr;
+    size_t same = 0;
+    while (token[same] != '\0' && token[same] == keyword[same])
+        same++;
+    return token[same] == '\0' ? keyword + same : nullptr;
 }
 
 template <bool is_traced>
@@ -222,17 +226,19 @@ inline Letters letters_of(const char *token)
     return {token[0], second, second == '\0' ? '\0' : token[2]};
 }
 
-// The keyword may begin with the token, of which the first letter is known to agree.
+// The keyword may begin with the token, of which the first letter is known to agree. Most
+// tokens have all three letters: for them this is two tests and no more.
+template <bool has_three>
 inline bool may_go_on(const char *keyword, const Letters &letters)
 {
-    if (letters.second == '\0')
-        return true;
-    return keyword[1] == letters.second && (keyword[2] == letters.third || letters.third == '\0');
+    if constexpr (has_three)
+        return keyword[1] == letters.second && keyword[2] == letters.third;
+    return letters.second == '\0' || keyword[1] == letters.second;
 }
 
 // Passes over `count` nodes whose letters differ, as long as each has a keyword and an
 // alternative behind it. Their types are only gathered. False where it stopped before.
-template <int count>
+template <bool has_three, int count>
 inline bool pass_over(cli_pnode_s *&n, const Letters &letters, uint32_t &types)
 {
     if constexpr (count > 0) {
@@ -240,11 +246,11 @@ inline bool pass_over(cli_pnode_s *&n, const Letters &letters, uint32_t &types)
         cli_pnode_s *next = n->next;
         if (!are_set(keyword, next)) [[unlikely]]
             return false;
-        if (*keyword == letters.first && may_go_on(keyword, letters)) [[unlikely]]
+        if (*keyword == letters.first && may_go_on<has_three>(keyword, letters)) [[unlikely]]
             return false;
         types |= n->type;
         n = next;
-        return pass_over<count - 1>(n, letters, types);
+        return pass_over<has_three, count - 1>(n, letters, types);
     }
     return true;
 }
@@ -257,22 +263,36 @@ inline bool pass_over(cli_pnode_s *&n, const Letters &letters, uint32_t &types)
     return n;
 }
 
-// Passes over keywords that do not begin as the token does, and over sentinels: nearly all
-// of a large level, so this loop is what a parse costs. Any other node, and each end, is
-// where it stops; it may stop before.
-inline cli_pnode_s *skip_other_keywords(cli_pnode_s *n, const Letters &letters)
+template <bool has_three, int at_once>
+inline cli_pnode_s *skip_by_letters(cli_pnode_s *n, const Letters &letters)
 {
-    if (letters.first == '\0')
-        return n;
     while (true) {
         cli_pnode_s *const passed = n;
         uint32_t types = 0;
-        const bool goes_on = pass_over<8>(n, letters, types);
+        const bool goes_on = pass_over<has_three, at_once>(n, letters, types);
         if ((types & ~static_cast<uint32_t>(PNODE_KEYWORD)) != 0) [[unlikely]]
             return first_other_type(passed);
         if (!goes_on)
             return n;
     }
+}
+
+// Passes over keywords that do not begin as the token does, and over sentinels: nearly all
+// of a large level, so this loop is what a parse costs. Any other node, and each end, is
+// where it stops; it may stop before.
+inline cli_pnode_s *skip_other_keywords(cli_pnode_s *n, const Letters &letters)
+{
+    if (letters.third != '\0') [[likely]]
+        return skip_by_letters<true, 16>(n, letters);
+    return letters.first == '\0' ? n : skip_by_letters<false, 4>(n, letters);
+}
+
+// Nothing behind the first exact keyword changes the result. But a number out of range
+// sets errno, which a later parse will see: so the numbers of the level are still read
+// unless the token can be none.
+inline bool decides(Fit fit, const char *token)
+{
+    return fit == Fit::exact && is_letter(*token);
 }
 
 template <bool is_traced>
@@ -291,6 +311,10 @@ uint32_t match_token(cli_pnode_s *level, const char *token, cli_pnode_s **out_no
         const Fit fit = fit_of<is_traced>(n, token);
         if (fit != Fit::none)
             add_candidate<is_traced>(candidates, n, fit == Fit::exact);
+        if constexpr (!is_traced) {
+            if (decides(fit, token))
+                break;
+        }
         LEVEL_DEBUG("checking next node");
     }
     *out_node = candidates.held;
@@ -312,10 +336,10 @@ constexpr uint32_t parse_goes_on = UINT32_MAX;
 
 // *consumed stays 0 until here: an assertion on the way leaves it so, and the list
 // of records whole and the caller's.
-uint32_t parse_ends(const Parse &parse, uint32_t result)
+uint32_t parse_ends(int32_t *consumed, int32_t done, uint32_t result)
 {
-    *parse.consumed = parse.done;
-    VARNO_DEBUG("consumed %d, returning %s", *parse.consumed, cli_strparseres(result));
+    *consumed = done;
+    VARNO_DEBUG("consumed %d, returning %s", *consumed, cli_strparseres(result));
     return result;
 }
 
@@ -329,13 +353,13 @@ uint32_t parse_token(Parse &parse, char *tok, int at, int c)
     if (result != PARSE_MATCHED) {
         VARNO_DEBUG("Did not match, res: %s", cli_strparseres(result));
         tracked_free(tok, "BYTE");
-        return parse_ends(parse, result);
+        return parse_ends(parse.consumed, parse.done, result);
     }
     auto *match = static_cast<cli_pmatch_s *>(tracked_malloc(sizeof(cli_pmatch_s), "cli_pmatch_s"));
     if (!match) {
         VARNO_DEBUG("Memory alloc error");
         tracked_free(tok, "BYTE");
-        return parse_ends(parse, PARSE_MATCHED);
+        return parse_ends(parse.consumed, parse.done, PARSE_MATCHED);
     }
     *match = {.next = nullptr, .token = tok, .node = node, .pos = parse.done + at, .len = c};
     *parse.tail = match;
@@ -371,7 +395,7 @@ uint32_t parse_tokens(cli_pnode_s *root, const char *line, int32_t len, int32_t 
         if (result != parse_goes_on)
             return result;
     }
-    return parse_ends(parse, PARSE_MATCHED);
+    return parse_ends(parse.consumed, parse.done, PARSE_MATCHED);
 }
 
 } // namespace

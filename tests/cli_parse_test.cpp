@@ -408,6 +408,21 @@ TEST(CliNumber, AnOldOverflowRefusesTheEndsOfTheRange)
     errno = 0;
 }
 
+// A keyword that is the token exactly has won; that a number behind it was read still
+// shows in errno, with traces and without.
+TEST(CliNumber, BehindAnExactKeywordIsStillRead)
+{
+    const char *const token = "99999999999999999999";
+    std::vector<cli_pnode_s> nodes = {parse_node(PNODE_KEYWORD, "nines", token),
+                                      parse_node(PNODE_INT32, "number", "NUMBER")};
+    cli_pnode_s *found = nullptr;
+    errno = 0;
+    EXPECT_EQ(cli_parse_match_token(chained(nodes), token, &found), PARSE_MATCHED);
+    EXPECT_EQ(errno, ERANGE);
+    EXPECT_EQ(found, &nodes[0]);
+    errno = 0;
+}
+
 // Random levels against a plain model: exact keywords first, else the only one.
 
 struct Wanted {
@@ -470,9 +485,11 @@ const char *random_text(std::mt19937 &random, size_t nulls)
 std::vector<cli_pnode_s> random_level(std::mt19937 &random)
 {
     std::vector<cli_pnode_s> nodes;
-    for (size_t count = random() % 6; count > 0; count--) {
+    const size_t most = random() % 4 ? 6 : 60;
+    const unsigned odd = random() % 2 ? 2 : 40; // one node of so many is of any type
+    for (size_t count = random() % most; count > 0; count--) {
         const auto type =
-            random() % 2 ? uint32_t{PNODE_KEYWORD} : static_cast<uint32_t>(random() % 7);
+            random() % odd ? uint32_t{PNODE_KEYWORD} : static_cast<uint32_t>(random() % 7);
         nodes.push_back(parse_node(type, random() % 9 ? "name" : nullptr, random_text(random, 1)));
     }
     return nodes;

@@ -113,6 +113,38 @@ TEST_F(Allocator, AnyNumberAndLengthOfTagsIsToldApart)
         EXPECT_EQ(tracked_outstanding(tag.c_str()), 0u) << tag;
 }
 
+// Each tag lies in a block of exactly its size, so that a sanitizer sees a read behind it.
+TEST_F(Allocator, TagsThatBeginAlikeAreToldApart)
+{
+    const char *const texts[] = {"", "B", "BY", "BYT", "BYTE", "BYTES", "BYTe", "YTE", "BYTE*"};
+    std::vector<std::pair<std::unique_ptr<char[]>, void *>> taken;
+    for (const char *text : texts) {
+        const size_t size = std::strlen(text) + 1;
+        auto tag = std::make_unique<char[]>(size);
+        std::memcpy(tag.get(), text, size);
+        void *block = tracked_malloc(1, tag.get());
+        taken.emplace_back(std::move(tag), block);
+    }
+    for (const auto &[tag, block] : taken) {
+        EXPECT_EQ(tracked_outstanding(tag.get()), 1u) << tag.get();
+        tracked_free(block, tag.get());
+        EXPECT_EQ(tracked_outstanding(tag.get()), 0u) << tag.get();
+    }
+    EXPECT_EQ(tracked_outstanding(nullptr), before);
+}
+
+TEST_F(Allocator, ATagMayTurnIntoAnyOtherAtItsPlace)
+{
+    char tag[] = "BYTE";
+    for (const char *text : {"byte", "BYTE", "BY", "BYTE", ""}) {
+        std::strcpy(tag, text);
+        void *block = tracked_calloc(1, 16, tag);
+        EXPECT_EQ(tracked_outstanding(text), 1u) << text;
+        tracked_free(block, std::string(text).c_str());
+        EXPECT_EQ(tracked_outstanding(text), 0u) << text;
+    }
+}
+
 TEST_F(Allocator, ReleasingNothingIsAllowed)
 {
     tracked_free(nullptr, "BYTE");
@@ -122,14 +154,16 @@ TEST_F(Allocator, ReleasingNothingIsAllowed)
 
 TEST_F(Allocator, ClearedBlocksAreClearedAlsoWhereOthersWere)
 {
-    for (int round = 0; round < 100; round++) {
-        void *used = tracked_malloc(48, "BYTE");
-        std::memset(used, 0xa5, 48);
+    for (size_t size = 1; size <= 400; size++) {
+        void *used = tracked_malloc(size, "BYTE");
+        std::memset(used, 0xa5, size);
         tracked_free(used, "BYTE");
-        auto *block = static_cast<unsigned char *>(tracked_calloc(6, 8, "BYTE"));
-        EXPECT_EQ(std::string(block, block + 48), std::string(48, '\0'));
-        std::memset(block, 0xa5, 48);
-        tracked_free(block, "BYTE");
+        for (const char *tag : {"BYTE", "prompt_s"}) {
+            auto *block = static_cast<unsigned char *>(tracked_calloc(size, 1, tag));
+            EXPECT_EQ(std::string(block, block + size), std::string(size, '\0')) << size;
+            std::memset(block, 0xa5, size);
+            tracked_free(block, tag);
+        }
     }
 }
 
