@@ -4,6 +4,7 @@
 #include "../hosts/device/device.h"
 #include "../hosts/device/graph.h"
 #include "../hosts/device/routes.h"
+#include "../hosts/device/visitors.h"
 #include "support/memory.h"
 #include "support/terminal.h"
 
@@ -139,6 +140,28 @@ size_t count_of(const std::string &text, std::string_view part)
         count++;
     return count;
 }
+
+// While it lives there are so many descriptors more, and a spare one.
+class FewDescriptors {
+  public:
+    explicit FewDescriptors(int more)
+    {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit few = {static_cast<rlim_t>(spare_ + more), before_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &few);
+    }
+    ~FewDescriptors()
+    {
+        setrlimit(RLIMIT_NOFILE, &before_);
+        close(spare_);
+    }
+    FewDescriptors(const FewDescriptors &) = delete;
+    FewDescriptors &operator=(const FewDescriptors &) = delete;
+
+  private:
+    const int spare_ = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    rlimit before_ = {};
+};
 
 class Device : public testing::Test {
   protected:
@@ -367,7 +390,7 @@ TEST_F(Device, AChangeInTheMiddleOfAListLeavesItsNodesAlone)
     for (int i = 0; i < 32; i++)
         changer.type("alias n" + std::to_string(i) + " echo " + help + "\r");
     bool has_changed = false;
-    lister.meanwhile = [&] {
+    const auto change = [&] {
         changer.type("no alias n0\rno alias n1\ralias m echo m\r");
         changer.type("\r"); // where the nodes would change
         changer.type("\r"); // and be released
@@ -376,7 +399,9 @@ TEST_F(Device, AChangeInTheMiddleOfAListLeavesItsNodesAlone)
     std::string lists;
     for (int i = 0; i < 12; i++)
         lists += "?";
-    lister.type(lists); // more than is gathered at once
+    const std::string unchanged = lister.type(lists); // more than is gathered at once
+    lister.meanwhile = change;
+    EXPECT_EQ(lister.type(lists), unchanged);
     EXPECT_TRUE(has_changed);
     EXPECT_TRUE(has(changer.type("m\r"), "\r\nm\r\n"));
     EXPECT_TRUE(has(lister.type("n0\r"), "unknown word"));
@@ -398,6 +423,18 @@ TEST_F(Device, WithoutMemoryForAnAliasItComesWhenThereIsSome)
         EXPECT_TRUE(has(other.type("second\r"), "\r\nagain\r\n")) << n;
         guest.type("alias first echo 1\r");
     }
+}
+
+TEST_F(Device, AnAliasWhoseTextHasChangedMeanwhileRunsTheNewOne)
+{
+    Guest guest;
+    guest.type("alias x echo one\r");
+    EXPECT_TRUE(has(guest.type("x\r"), "\r\none\r\n"));
+    std::thread([] {
+        Guest("another thread").type("no alias x\ralias x echo two\r");
+        device::thread_close();
+    }).join();
+    EXPECT_TRUE(has(guest.type("x\r"), "\r\ntwo\r\n"));
 }
 
 // Interfaces
@@ -453,15 +490,9 @@ TEST_F(Device, WhatTheSystemDoesNotTellIsNotClaimed)
     guest.type("show interfaces lo\r");
     guest.type("show interfaces\r");
     guest.type("show routes\r");
-    rlimit before = {};
-    getrlimit(RLIMIT_NOFILE, &before);
-    const int spare = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    const auto with_descriptors = [&](int more, const char *typed) {
-        const rlimit few = {static_cast<rlim_t>(spare + more), before.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &few);
-        const std::string shown = guest.type_only(typed);
-        setrlimit(RLIMIT_NOFILE, &before);
-        return shown;
+    const auto with_descriptors = [&guest](int more, const char *typed) {
+        const FewDescriptors few(more);
+        return guest.type_only(typed);
     };
     constexpr char not_told[] = "The system does not tell its interfaces\r\n";
     EXPECT_TRUE(has(with_descriptors(0, "show interfaces lo\r"), not_told));
@@ -470,8 +501,29 @@ TEST_F(Device, WhatTheSystemDoesNotTellIsNotClaimed)
     EXPECT_TRUE(has(with_descriptors(0, "show routes\r"), no_routes));
     EXPECT_TRUE(has(with_descriptors(2, "show routes\r"), no_routes)); // of the second kind
     EXPECT_FALSE(has(with_descriptors(3, "show routes\r"), no_routes));
-    close(spare);
     EXPECT_FALSE(has(guest.type_only("show interfaces\r"), "unknown number"));
+}
+
+TEST_F(Device, NamesOfInterfacesAreAskedForOnceASecond)
+{
+    Guest guest;
+    const int64_t later = device::now_ms() + 5000;
+    const auto is_there = [&guest](const std::string &name) {
+        return !has(guest.type_only("show interfaces " + name + "\r"), "^ unknown word");
+    };
+    device::refresh_graph(later);
+    device::set_interface_names({"gone"});
+    device::refresh_graph(later + 999);
+    EXPECT_TRUE(is_there("gone"));
+    EXPECT_FALSE(is_there("lo"));
+    device::refresh_graph(later + 1000);
+    EXPECT_FALSE(is_there("gone"));
+    EXPECT_TRUE(is_there("lo"));
+    {
+        const FewDescriptors none(0);
+        device::refresh_graph(later + 2000);
+    }
+    EXPECT_TRUE(is_there("lo")); // as long as the system does not tell
 }
 
 TEST_F(Device, NodesAreReleasedAndLaterAgainWhateverAllocationFails)
@@ -583,7 +635,9 @@ TEST_F(Device, SessionsAreListedWithWhatTheirTerminalsAre)
     Guest telnet("evil\033[2J", nullptr, TSESSION_TELNET);
     telnet.type({"\377\373\037\377\372\037\0\144\0\036\377\360", 12}); // 100 columns, 30 rows
     telnet.type({"\377\373\030\377\372\030\0screen\377\360", 15});
+    EXPECT_TRUE(has(own.type("show sessions\r"), "  screen        100 x 30 "));
     own.type("terminal width 40\rterminal length 10\r");
+    EXPECT_TRUE(has(telnet.type("show sessions\r"), "  xterm          40 x 10 "));
     const std::string shown = own.type("show sessions\r");
     EXPECT_TRUE(has(shown, "  xterm          40 x 10        0  192.0.2.1 port 1000\r\n"));
     EXPECT_TRUE(has(shown, "  screen        100 x 30        0  evil?[2J\r\n"));
@@ -596,6 +650,24 @@ TEST_F(Device, ASizeThatTheHostHasSetIsSeenWithTheNextInput)
     Guest guest;
     tsession_resize(guest.session(), 60, 20);
     EXPECT_TRUE(has(guest.type("show sessions\r"), "  60 x 20 "));
+}
+
+TEST_F(Device, TheSecondsSinceTheLastInputAreListed)
+{
+    Guest own;
+    Guest other("another");
+    const auto idle = [&own] {
+        const std::string shown = own.type("show sessions\r");
+        const size_t row = shown.rfind('\n', shown.find("another")) + 1;
+        return std::stol(shown.substr(row + 32, 8));
+    };
+    other.console().visitor->last_input -= 61 * 1000;
+    EXPECT_GE(idle(), 61);
+    EXPECT_LT(idle(), 1000);
+    other.type("x");
+    EXPECT_LT(idle(), 61);
+    other.console().visitor->last_input += 61 * 1000; // an input while the list is made
+    EXPECT_EQ(idle(), 0);
 }
 
 TEST_F(Device, ASessionThatHasEndedIsNotListed)
@@ -651,6 +723,23 @@ TEST_F(Device, TracesStandBehindWhatTheCallDidAndTheLineBelowThem)
     const std::string shown = guest.type("echo b\rab");
     EXPECT_LT(shown.find("\r\nb\r\n"), shown.find("(debug)"));
     EXPECT_EQ(guest.row(), "> ab");
+}
+
+// More is listed than is gathered at once, so the other has its turn in the middle.
+TEST_F(Device, TracesGoOnBehindAnothersTurn)
+{
+    Guest guest("a", "dumb");
+    Guest other("b");
+    const std::string help(190, 'h');
+    for (int i = 0; i < 32; i++)
+        other.type("alias n" + std::to_string(i) + " echo " + help + "\r");
+    guest.type("debug on\r");
+    bool has_typed = false;
+    guest.meanwhile = [&] { has_typed = !other.type("x").empty(); };
+    const std::string lists(12, '?');
+    const std::string shown = guest.type(lists + "\025echo b\r");
+    EXPECT_TRUE(has_typed);
+    EXPECT_TRUE(has(shown, "(debug): Got token [echo], trying to match\r\n"));
 }
 
 TEST_F(Device, TracesOfOneCallAreBoundedAndTheOthersCounted)

@@ -1,6 +1,7 @@
 // Drives varno-telnetd: with Debian's telnet client on a pseudo-terminal, as a person
 // would, and with bare sockets, as nobody should.
 
+#include "../hosts/telnetd/address.h"
 #include "support/guest.h"
 #include "support/telnet_server.h"
 
@@ -57,20 +58,66 @@ bool has(const std::string &text, std::string_view part)
     return text.find(part) != text.npos;
 }
 
-// Returns: how many of the system's TCP sockets have this local port, state and timer.
-int count_sockets(int port, unsigned state, int timer)
+// A TCP socket as the system lists it.
+struct Socket {
+    unsigned port;  // its own
+    unsigned state; // 1: connected, 10: listening
+    unsigned unsent;
+    unsigned timer;
+};
+
+std::vector<Socket> sockets_of(int port)
 {
     std::ifstream list("/proc/net/tcp");
     std::string row;
-    int count = 0;
+    std::vector<Socket> sockets;
     while (std::getline(list, row)) {
-        unsigned local = 0, is_in = 0, runs = 0;
-        if (std::sscanf(row.c_str(), "%*d: %*x:%x %*x:%*x %x %*x:%*x %x:", &local, &is_in, &runs) ==
-            3)
-            count += static_cast<int>(local) == port && is_in == state &&
-                     (timer < 0 || static_cast<int>(runs) == timer);
+        Socket one = {};
+        if (std::sscanf(row.c_str(), "%*d: %*x:%x %*x:%*x %x %x:%*x %x:", &one.port, &one.state,
+                        &one.unsent, &one.timer) == 4 &&
+            static_cast<int>(one.port) == port)
+            sockets.push_back(one);
     }
+    return sockets;
+}
+
+// Returns: how many have this port, state and timer.
+int count_sockets(int port, unsigned state, int timer)
+{
+    int count = 0;
+    for (const Socket &one : sockets_of(port))
+        count += one.state == state && (timer < 0 || static_cast<int>(one.timer) == timer);
     return count;
+}
+
+// Returns: how much the system holds for the slowest client.
+unsigned most_unsent(int port)
+{
+    unsigned most = 0;
+    for (const Socket &one : sockets_of(port))
+        most = std::max(most, one.unsent);
+    return most;
+}
+
+// As --backlog: a quarter of it is more than the system takes when the client reads nothing.
+constexpr char much_waits[] = "4194304";
+
+// Returns when the server has had so many turns. In each a long output takes up to 64 KiB
+// of what may wait for its client, so one that nobody reads comes to rest.
+void take_turns(TelnetClient &client, int turns = 100)
+{
+    for (int turn = 0; turn < turns; turn++) {
+        client.send("echo turn\r");
+        ASSERT_TRUE(client.receives("\r\nturn\r\n"));
+    }
+}
+
+// Returns when a second has gone by for the server.
+void take_a_second(TelnetClient &client)
+{
+    client.send("timer 1 later\r");
+    EXPECT_TRUE(client.receives("\r\n"));
+    EXPECT_TRUE(client.receives("later\r\n"));
 }
 
 // A real telnet client at its first prompt.
@@ -258,6 +305,36 @@ TEST(Telnetd, ASequenceThatDoesNotEndIsDroppedAfterAWhile)
     EXPECT_TRUE(client.receives("later\r\n"));
     client.send("D\r");
     EXPECT_TRUE(client.receives("\r\n  aD\r\n"));
+    EXPECT_LT(server.processor_ms(), 400); // it has been at rest
+}
+
+// The interrupt is let in with what stands behind it, up to the middle of a sequence; the
+// rest of it waits longer than a client may take to send it.
+TEST(Telnetd, ASequenceWhoseEndIsHeldBackIsWhole)
+{
+    TelnetServer server({"--backlog", much_waits});
+    TelnetClient other(server.port()), client(server.port());
+    ASSERT_TRUE(client.receives(prompt));
+    client.send_unread("terminal length 0\rshow numbers 1000000\r");
+    take_turns(other);
+    std::string typed = "\003echo ab";
+    while (typed.size() < 254)
+        typed += "\377\361";
+    client.send_unread(typed + "\033[" + "Dc\r");
+    take_a_second(other);
+    EXPECT_TRUE(client.receives("\r\nacb\r\n"));
+}
+
+TEST(Telnetd, ThereAreOnlySoManyTimers)
+{
+    TelnetServer server;
+    TelnetClient client(server.port());
+    for (int i = 0; i < 8; i++)
+        client.send("timer 1000 x\r");
+    take_turns(client, 1);
+    EXPECT_FALSE(client.has_received("All timers run"));
+    client.send("timer 1000 x\r");
+    EXPECT_TRUE(client.receives("All timers run\r\n"));
 }
 
 // Reads nothing, and asks for more and more.
@@ -271,6 +348,7 @@ TEST(Telnetd, AClientThatNeverReadsCostsLittleAndIsDropped)
     silent.send("terminal length 0\r");
     const size_t before = server.resident_bytes();
     size_t most = 0;
+    unsigned most_in_system = 0;
     size_t sent = 0;
     int answers = 0;
     const std::string line = "show numbers 1000000\r";
@@ -281,10 +359,12 @@ TEST(Telnetd, AClientThatNeverReadsCostsLittleAndIsDropped)
         if (count <= 0 && answers < 1000) { // the other is served all the while
             other.send("echo " + std::to_string(++answers) + "\r");
             EXPECT_TRUE(other.receives("\r\n" + std::to_string(answers) + "\r\n"));
+            most_in_system = std::max(most_in_system, most_unsent(server.port()));
         }
         most = std::max(most, server.resident_bytes());
     }
     EXPECT_GT(answers, 0);
+    EXPECT_LT(most_in_system, 256U << 10);
     EXPECT_TRUE(server.logs("the client takes no output"));
     RecordProperty("bytes_sent", std::to_string(sent));
     RecordProperty("growth", std::to_string(most - before));
@@ -295,11 +375,82 @@ TEST(Telnetd, AClientThatNeverReadsCostsLittleAndIsDropped)
     EXPECT_TRUE(other.receives("\r\n*"));
 }
 
+// It has taken a part of what the server is about to send.
+TEST(Telnetd, AClientThatStopsReadingIsDropped)
+{
+    TelnetServer server({"--stall-timeout", "1", "--backlog", much_waits});
+    TelnetClient other(server.port()), client(server.port());
+    ASSERT_TRUE(client.receives(prompt));
+    client.send_unread("terminal length 0\rshow numbers 1000000\r");
+    take_turns(other);
+    EXPECT_TRUE(client.receives("\r\n60000\r\n"));
+    EXPECT_TRUE(server.logs("s: the client takes no output\n"));
+}
+
+// While output waits only an interrupt is let in, and with it what stands around it.
+TEST(Telnetd, AnswersThatAreNotReadEndASessionThatAsksForThemAllTheTime)
+{
+    TelnetServer server({"--backlog", "131072"});
+    TelnetClient other(server.port()), client(server.port());
+    ASSERT_TRUE(client.receives(prompt));
+    client.send_unread("terminal length 0\rshow numbers 1000000\r");
+    take_turns(other);
+    std::string questions;
+    for (int i = 0; i < 2000; i++)
+        questions += "\377\366";
+    size_t sent = 0;
+    for (ssize_t count = 0; count >= 0 && sent < size_t{1} << 20;
+         sent += static_cast<size_t>(count))
+        count = client.send_unread(questions.substr(sent % 2));
+    EXPECT_TRUE(server.logs("s: too much output waits\n"));
+    take_turns(other, 1);
+}
+
+// What is typed ahead of a short output belongs to the line behind it, also in the turn in
+// which the client has taken some of what waited.
+TEST(Telnetd, WhatIsTypedAheadIsKeptWhileTheClientIsSlow)
+{
+    TelnetServer server;
+    TelnetClient other(server.port()), client(server.port());
+    ASSERT_TRUE(client.receives(prompt));
+    const std::string words(200, 'x');
+    for (int round = 0; round < 4; round++) {
+        std::string lines;
+        for (int line = 0; line < 2000; line++)
+            lines += "show numbers 3\recho " + words + std::to_string(line) + "\r\377\361";
+        client.send(lines);
+        take_turns(other);
+        for (int line = 0; line < 2000; line++)
+            ASSERT_TRUE(client.receives("\r\n" + words + std::to_string(line) + "\r\n"));
+    }
+}
+
+// The others' turn comes between two reads, however much there is to read.
+TEST(Telnetd, AFloodOfInputIsTakenAReadAtATime)
+{
+    TelnetServer server;
+    TelnetClient flood(server.port()), other(server.port());
+    ASSERT_TRUE(flood.receives(prompt));
+    ASSERT_TRUE(other.receives(prompt));
+    std::string nothing;
+    for (int i = 0; i < 8192; i++)
+        nothing += "\377\361";
+    server.stop();
+    flood.send(nothing + "hello\r");
+    ASSERT_TRUE(flood.has_arrived());
+    other.send("alias hello echo good day\r");
+    ASSERT_TRUE(other.has_arrived());
+    server.send(SIGCONT);
+    EXPECT_TRUE(flood.receives("\r\ngood day\r\n"));
+}
+
 TEST(Telnetd, ALongOutputCanBeInterruptedAndWhatIsTypedAheadIsKept)
 {
     TelnetServer server;
-    TelnetClient client(server.port());
-    client.send("terminal length 0\rshow numbers 100000\recho typed ahead\r");
+    TelnetClient other(server.port()), client(server.port());
+    ASSERT_TRUE(client.receives(prompt));
+    client.send_unread("terminal length 0\rshow numbers 100000\recho typed ahead\r");
+    take_turns(other);
     EXPECT_TRUE(client.receives("\r\n100000\r\n"));
     EXPECT_TRUE(client.receives("\r\ntyped ahead\r\n"));
     for (const std::string interrupt : {"\003", "\377\364", "\377\363"}) {
@@ -310,6 +461,24 @@ TEST(Telnetd, ALongOutputCanBeInterruptedAndWhatIsTypedAheadIsKept)
         EXPECT_TRUE(client.receives("\r\nover\r\n"));
         EXPECT_LT(client.received().size() - before, size_t{4} << 20);
     }
+}
+
+// A close with input that has not been read would be a reset.
+TEST(Telnetd, TheLastWordsArriveWhateverIsTypedBehindThem)
+{
+    TelnetServer server;
+    TelnetClient other(server.port()), client(server.port());
+    ASSERT_TRUE(client.receives(prompt));
+    server.stop();
+    client.send("echo goodbye\rexit\r" + std::string(20000, 'x'));
+    ASSERT_TRUE(client.has_arrived());
+    server.send(SIGCONT);
+    EXPECT_TRUE(client.receives("\r\ngoodbye\r\n"));
+    EXPECT_TRUE(client.is_closed());
+    take_turns(other, 1);
+    EXPECT_FALSE(client.is_reset());
+    client.reset();
+    EXPECT_TRUE(server.logs("s: logged out\n"));
 }
 
 TEST(Telnetd, AHalfClosedClientGetsWhatItHasAskedFor)
@@ -359,6 +528,78 @@ TEST(Telnetd, ARefusedClientHearsWhy)
     EXPECT_TRUE(full.logs("refused: Too many sessions"));
 }
 
+TEST(Telnetd, ARefusedClientThatHasTypedHearsWhyAsWell)
+{
+    TelnetServer server({"--max-sessions", "1"});
+    TelnetClient one(server.port());
+    ASSERT_TRUE(one.receives(prompt));
+    server.stop();
+    TelnetClient refused(server.port());
+    refused.send("echo a\r");
+    ASSERT_TRUE(refused.has_arrived());
+    server.send(SIGCONT);
+    EXPECT_TRUE(refused.is_closed());
+    EXPECT_EQ(refused.received(), "Too many sessions, try again later\r\n");
+    take_turns(one, 1);
+    EXPECT_FALSE(refused.is_reset());
+}
+
+// A line a second; it says how many there were.
+TEST(Telnetd, RefusalsDoNotFillTheLog)
+{
+    TelnetServer server({"--max-sessions", "1"});
+    TelnetClient one(server.port());
+    ASSERT_TRUE(one.receives(prompt));
+    for (int i = 0; i < 50; i++)
+        EXPECT_TRUE(TelnetClient(server.port()).is_closed());
+    take_a_second(one);
+    EXPECT_TRUE(TelnetClient(server.port()).is_closed());
+    one.reset();
+    EXPECT_TRUE(server.logs("disconnected"));
+    int lines = 0, refused = 0;
+    for (size_t at = 0; (at = server.log().find(" (", at)) != std::string::npos; at++) {
+        int count = 0;
+        if (std::sscanf(server.log().c_str() + at, " (%d since the last such line)", &count) == 1) {
+            lines++;
+            refused += count;
+        }
+    }
+    EXPECT_EQ(refused, 51) << server.log();
+    EXPECT_LT(lines, 50);
+}
+
+TEST(Telnetd, AllTheDescriptorsThatItMayHaveAreUsed)
+{
+    rlimit before = {};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit few = {32, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &few);
+    TelnetServer server;
+    setrlimit(RLIMIT_NOFILE, &before);
+    std::vector<TelnetClient> clients;
+    for (int i = 0; i < 40; i++) {
+        clients.emplace_back(server.port());
+        ASSERT_TRUE(clients.back().receives(prompt));
+    }
+}
+
+// The next client waits in the system's queue meanwhile.
+TEST(Telnetd, AShortageOfDescriptorsThatLastsCostsNoTime)
+{
+    TelnetServer server;
+    TelnetClient one(server.port());
+    ASSERT_TRUE(one.receives(prompt));
+    server.limit_descriptors(3);
+    TelnetClient next(server.port());
+    const long before = server.processor_ms();
+    take_a_second(one);
+    EXPECT_LT(server.processor_ms() - before, 150);
+    server.limit_descriptors(RLIM_INFINITY);
+    EXPECT_TRUE(next.receives(prompt));
+    server.limit_descriptors(server.next_descriptor()); // the spare one is there again
+    EXPECT_TRUE(TelnetClient(server.port()).receives("(no descriptors)\r\n"));
+}
+
 TEST(Telnetd, WithoutDescriptorsClientsAreRefusedAndThoseThereAreServed)
 {
     TelnetServer server({"--threads", "2"}, 48);
@@ -381,10 +622,34 @@ TEST(Telnetd, WithoutDescriptorsClientsAreRefusedAndThoseThereAreServed)
 TEST(Telnetd, AnIdleSessionIsToldAndClosed)
 {
     TelnetServer server({"--idle-timeout", "1"});
-    TelnetClient client(server.port());
+    TelnetClient busy(server.port()), client(server.port());
+    for (int turn = 0; turn < 500000 && !client.has_received("Idle for too long"); turn++)
+        ASSERT_NO_FATAL_FAILURE(take_turns(busy, 1));
     EXPECT_TRUE(client.receives("Idle for too long\r\n"));
     EXPECT_TRUE(client.is_closed());
+    client.reset();
     EXPECT_TRUE(server.logs("s: idle\n"));
+    take_turns(busy, 1);
+}
+
+// One output is all made and waits, the other rests. The third client came later, so when
+// it has been idle for too long the readers' time was over as well.
+TEST(Telnetd, ReadingALongOutputIsNoIdleness)
+{
+    TelnetServer server({"--idle-timeout", "1", "--backlog", much_waits});
+    TelnetClient one(server.port()), two(server.port());
+    one.send("terminal length 0\rshow numbers 100000\r");
+    two.send("terminal length 0\rshow numbers 300000\r");
+    EXPECT_TRUE(one.receives("\r\n100\r\n"));
+    EXPECT_TRUE(two.receives("\r\n100\r\n"));
+    TelnetClient other(server.port());
+    EXPECT_TRUE(other.receives("Idle for too long\r\n"));
+    one.send_unread("echo still here\r");
+    two.send_unread("echo still here\r");
+    EXPECT_TRUE(one.receives("\r\n100000\r\n"));
+    EXPECT_TRUE(one.receives("\r\nstill here\r\n"));
+    EXPECT_TRUE(two.receives("\r\n300000\r\n"));
+    EXPECT_TRUE(two.receives("\r\nstill here\r\n"));
 }
 
 TEST(Telnetd, AFileIsShownBeforeTheFirstPrompt)
@@ -432,6 +697,32 @@ TEST(Telnetd, TheEndWaitsForNobodyForLong)
     ASSERT_TRUE(server.logs("closing all sessions"));
     EXPECT_EQ(server.wait_for_end(), 0); // the client has not closed
     EXPECT_TRUE(client.receives("The server is going down\r\n"));
+}
+
+TEST(Telnetd, TheLastWordsStandBehindAllThatWaits)
+{
+    TelnetServer server({"--backlog", much_waits});
+    TelnetClient other(server.port()), slow(server.port());
+    ASSERT_TRUE(slow.receives(prompt));
+    slow.send_unread("terminal length 0\rshow numbers 1000000\r");
+    take_turns(other);
+    other.reset();
+    server.send(SIGTERM);
+    ASSERT_TRUE(server.logs("closing all sessions"));
+    EXPECT_TRUE(slow.receives("The server is going down\r\n"));
+    EXPECT_TRUE(slow.is_closed());
+}
+
+TEST(Telnetd, TheEndWaitsForNobodyWhoReadsNothing)
+{
+    TelnetServer server({"--stall-timeout", "1", "--backlog", much_waits});
+    TelnetClient other(server.port()), silent(server.port());
+    ASSERT_TRUE(silent.receives(prompt));
+    silent.send_unread("terminal length 0\rshow numbers 1000000\r");
+    take_turns(other);
+    other.reset();
+    server.send(SIGTERM);
+    EXPECT_EQ(server.wait_for_end(), 0);
 }
 
 TEST(Telnetd, ASecondSignalEndsItAtOnce)
@@ -484,6 +775,10 @@ TEST(Telnetd, ALogThatNobodyReadsStopsNobody)
     EXPECT_TRUE(server.logs("connected"));
     TelnetClient client(server.port());
     EXPECT_TRUE(server.logs(" lines lost)\n"));
+    client.reset();
+    server.send(SIGTERM);
+    EXPECT_EQ(server.wait_for_end(), 0);
+    EXPECT_EQ(server.log().find(" lines lost)\n"), server.log().rfind(" lines lost)\n"));
 }
 
 TEST(Telnetd, AClientThatDisappearsInAnyStateLeavesNothingBehind)
@@ -616,6 +911,32 @@ TEST(Telnetd, ServesClientsOfBothKindsOfAddress)
     other.send("show sessions\r");
     EXPECT_TRUE(other.receives("  127.0.0.1:"));
     EXPECT_TRUE(other.receives("  [::1]:"));
+}
+
+struct Described {
+    const char *address;
+    const char *name;
+    const char *group; // that has so many sessions
+};
+
+TEST(TelnetdAddress, ClientsOfAnIpv6NetworkAreOneGroup)
+{
+    // clang-format off
+    constexpr Described rows[] = {
+        {"192.0.2.1",          "192.0.2.1:23",            "192.0.2.1"},
+        {"192.0.2.2",          "192.0.2.2:23",            "192.0.2.2"},
+        {"::ffff:192.0.2.1",   "192.0.2.1:23",            "192.0.2.1"},
+        {"2001:db8:1:2::1",    "[2001:db8:1:2::1]:23",    "2001:db8:1:2::"},
+        {"2001:db8:1:2:ff::1", "[2001:db8:1:2:ff::1]:23", "2001:db8:1:2::"},
+        {"2001:db8:1:3::1",    "[2001:db8:1:3::1]:23",    "2001:db8:1:3::"},
+    };
+    // clang-format on
+    for (const Described &row : rows) {
+        sockaddr_storage address;
+        ASSERT_TRUE(telnetd::parse_address(row.address, 23, address));
+        EXPECT_EQ(telnetd::describe(address).name, row.name);
+        EXPECT_EQ(telnetd::describe(address).group, row.group);
+    }
 }
 
 // What it says of itself and of what it was told

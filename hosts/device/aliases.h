@@ -3,10 +3,10 @@
 
 // The device's aliases: commands that its users have named, the same in all sessions.
 
+#include <cstdint>
+
 #include "commands.h"
 #include "dynamic_nodes.h"
-
-#include <cstdint>
 
 namespace device {
 

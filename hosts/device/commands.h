@@ -4,9 +4,9 @@
 // What an action is given, how it reads its words, and the actions that need little
 // more than that.
 
-#include "console.h"
-
 #include <varno/cli_parse.h>
+
+#include "console.h"
 
 namespace device {
 

@@ -3,10 +3,10 @@
 
 // What commands write, to a session or for a batch.
 
-#include "device.h"
-
 #include <memory>
 #include <utility>
+
+#include "device.h"
 
 namespace device {
 

@@ -4,10 +4,10 @@
 // A thread's parse graph: the commands that can be typed, and the nodes in it that
 // follow the system's interfaces and the device's aliases.
 
-#include "commands.h"
-
 #include <cstdint>
 #include <vector>
+
+#include "commands.h"
 
 namespace device {
 

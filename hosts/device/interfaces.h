@@ -3,9 +3,9 @@
 
 // The system's network interfaces.
 
-#include "commands.h"
-
 #include <vector>
+
+#include "commands.h"
 
 namespace device {
 

@@ -3,9 +3,9 @@
 
 // The system's routes.
 
-#include "commands.h"
-
 #include <optional>
+
+#include "commands.h"
 
 namespace device {
 

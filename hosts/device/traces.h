@@ -3,9 +3,9 @@
 
 // The library's debug traces, shown in the session whose input brought them about.
 
-#include "commands.h"
-
 #include <cstddef>
+
+#include "commands.h"
 
 namespace device {
 

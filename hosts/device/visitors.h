@@ -3,11 +3,10 @@
 
 // The sessions of all threads, as they are listed to one another.
 
-#include "commands.h"
-
 #include <atomic>
 #include <cstdint>
 
+#include "commands.h"
 #include "traces.h"
 
 namespace device {

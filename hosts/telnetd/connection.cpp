@@ -173,11 +173,12 @@ void Connection::take_held()
             resume_output(); // so that it takes what is typed ahead of the next long output
         device::take_input(console_, left.data(), count);
         left.remove_prefix(count);
-        escape_at_ = never;
+        const int32_t wait = tsession_wait(console_.session);
+        escape_at_ = wait < 0 ? never : uv_now(worker_.loop()) + static_cast<uint64_t>(wait);
     }
     held_.erase(0, held_.size() - left.size());
     if (held_.empty())
-        std::string().swap(held_);
+        std::string().swap(held_); // an idle session keeps no room for input
 }
 
 // A line at most: what one brings about may be much. Keys meant for the line behind a
@@ -316,7 +317,7 @@ void Connection::settle()
         settle_session();
     if (phase_ == Phase::draining && sending_.empty())
         start_lingering();
-    if (has_failed_ || (phase_ == Phase::lingering && has_input_ended_ && is_shut_down_))
+    if (has_failed_ || (phase_ == Phase::lingering && has_input_ended_))
         return tear_down();
     steer_reading();
     set_alarm();
@@ -344,7 +345,7 @@ void Connection::start_draining()
     std::string().swap(held_);
     reminders_.clear();
     phase_ = Phase::draining;
-    close_at_ = uv_now(worker_.loop()) + drain_ms;
+    close_at_ = uv_now(worker_.loop()) + std::min(drain_ms, stall_ms());
 }
 
 // Whoever closes with unread input resets the connection, and the client might lose
@@ -365,7 +366,6 @@ void Connection::start_lingering()
 // What is no socket cannot be shut down, only closed.
 void Connection::on_shut_down(int status)
 {
-    is_shut_down_ = true;
     has_failed_ = has_failed_ || status != 0;
 }
 
@@ -400,7 +400,7 @@ void Connection::tear_down()
 
 void Connection::steer_reading()
 {
-    const bool has_room = phase_ != Phase::open || held_.size() < Worker::read_size;
+    const bool has_room = held_.size() < Worker::read_size;
     const bool is_wanted = has_room && !has_read_enough_ && !has_input_ended_;
     if (is_wanted == is_reading_)
         return;
@@ -431,16 +431,26 @@ bool Connection::remind(long seconds, const std::string &text)
     return true;
 }
 
+// What is held may be the rest of the sequence.
+uint64_t Connection::escape_at() const
+{
+    return held_.empty() ? escape_at_ : never;
+}
+
 uint64_t Connection::idle_at() const
 {
     const unsigned idle = worker_.settings().idle_seconds;
     return idle == 0 ? never : heard_at_ + idle * uint64_t{1000};
 }
 
+uint64_t Connection::stall_ms() const
+{
+    return worker_.settings().stall_seconds * uint64_t{1000};
+}
+
 uint64_t Connection::stall_at() const
 {
-    return sending_.empty() ? never
-                            : progress_at_ + worker_.settings().stall_seconds * uint64_t{1000};
+    return sending_.empty() ? never : progress_at_ + stall_ms();
 }
 
 void Connection::set_alarm()
@@ -448,12 +458,7 @@ void Connection::set_alarm()
     const uint64_t now = uv_now(worker_.loop());
     uint64_t at = close_at_;
     if (phase_ == Phase::open) {
-        const int32_t wait = held_.empty() ? tsession_wait(console_.session) : -1;
-        if (wait < 0)
-            escape_at_ = never;
-        else if (escape_at_ == never)
-            escape_at_ = now + static_cast<uint64_t>(wait);
-        at = std::min({escape_at_, idle_at(), stall_at()});
+        at = std::min({escape_at(), idle_at(), stall_at()});
         for (const Reminder &reminder : reminders_)
             at = std::min(at, reminder.at);
     }
@@ -469,17 +474,21 @@ void Connection::set_alarm()
 
 void Connection::on_alarm()
 {
+    if (phase_ != Phase::open)
+        return fail("it takes too long to close");
     const uint64_t now = uv_now(worker_.loop());
-    if (phase_ != Phase::open) {
-        if (now >= close_at_)
-            fail("it takes too long to close");
-    } else {
-        if (now >= escape_at_)
-            tsession_time_out(console_.session);
-        show_reminders(now);
-        check_progress(now);
-        check_idle(now);
-    }
+    check_escape(now);
+    show_reminders(now);
+    check_progress(now);
+    check_idle(now);
+}
+
+void Connection::check_escape(uint64_t now)
+{
+    if (now < escape_at())
+        return;
+    escape_at_ = never;
+    tsession_time_out(console_.session);
 }
 
 void Connection::show_reminders(uint64_t now)

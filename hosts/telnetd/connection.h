@@ -89,10 +89,13 @@ class Connection {
     void fail(const char *reason);
     void steer_reading();
 
+    uint64_t escape_at() const;
     uint64_t idle_at() const;
+    uint64_t stall_ms() const;
     uint64_t stall_at() const;
     void set_alarm();
     void on_alarm();
+    void check_escape(uint64_t now);
     void show_reminders(uint64_t now);
     void check_progress(uint64_t now);
     void check_idle(uint64_t now);
@@ -120,7 +123,6 @@ class Connection {
     bool has_input_ended_ = false;
     bool is_blocked_ = false; // too much output waits
     bool has_failed_ = false;
-    bool is_shut_down_ = false;
 
     // By the loop's clock, in milliseconds
     uint64_t opened_at_ = 0;

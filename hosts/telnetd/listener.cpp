@@ -6,8 +6,9 @@
 #include "listener.h"
 
 #include <cerrno>
-#include <fcntl.h>
 #include <new>
+
+#include <fcntl.h>
 #include <spdlog/spdlog.h>
 #include <unistd.h>
 

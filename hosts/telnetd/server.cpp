@@ -2,6 +2,9 @@
 
 #include "server.h"
 
+#include <varno/platform_default.h>
+#include <varno/tsession.h>
+
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -18,9 +21,6 @@
 #include <spdlog/spdlog.h>
 #include <sys/resource.h>
 #include <unistd.h>
-
-#include <varno/platform_default.h>
-#include <varno/tsession.h>
 
 #include "../device/device.h"
 #include "address.h"

@@ -4,12 +4,13 @@
 // One thread's loop and the connections that it serves. But for request_stop, all of
 // it runs on that thread once run has begun.
 
+#include <varno/tsession.h>
+
 #include <memory>
 #include <unordered_set>
 #include <vector>
 
 #include <uv.h>
-#include <varno/tsession.h>
 
 #include "address.h"
 #include "limits.h"

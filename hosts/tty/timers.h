@@ -3,11 +3,11 @@
 
 // Messages that come later on, while somebody may be typing: a few timers.
 
-#include "../device/device.h"
-
 #include <string>
 
 #include <uv.h>
+
+#include "../device/device.h"
 
 void timers_open(uv_loop_t *loop);
 

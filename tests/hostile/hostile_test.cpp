@@ -341,6 +341,36 @@ class Preloaded {
     std::string asan_options_;
 };
 
+// The server's memory fails once for each client, wherever it asks for some.
+TEST(HostileMemory, AClientThatThereIsNoMemoryForLeavesItsPlaceToTheNext)
+{
+    auto preloaded = std::make_unique<Preloaded>(VARNO_FAILING_NEW);
+    constexpr int count = 40;
+    TelnetServer server({"--max-sessions", std::to_string(count)});
+    preloaded.reset();
+    int refused = 0;
+    for (int i = 0; i < count; i++) {
+        TelnetClient client(server.port());
+        refused += !client.receives("varno> ");
+        client.reset(); // at once gone
+    }
+    EXPECT_GT(refused, 0);
+    EXPECT_LT(refused, count);
+    bool are_let_in = false; // once the server has seen that those have gone
+    for (int tries = 0; tries < 1000 && !are_let_in; tries++) {
+        are_let_in = true;
+        std::vector<TelnetClient> clients = connect_many(server.port(), count);
+        for (TelnetClient &client : clients)
+            are_let_in = client.receives("varno> ") && are_let_in;
+        for (TelnetClient &client : clients)
+            client.reset();
+    }
+    EXPECT_TRUE(are_let_in);
+    server.send(SIGTERM);
+    EXPECT_EQ(server.wait_for_end(), 0) << server.log();
+    std::printf("%d of %d clients were refused\n", refused, count);
+}
+
 // "show history" breaks a precondition of the library here.
 TEST(HostileFault, AFailedAssertionEndsItsSessionAlone)
 {

@@ -8,9 +8,11 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <linux/sockios.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -27,6 +29,12 @@ bool wait_for(int fd, short events)
 {
     pollfd ready = {fd, events, 0};
     return poll(&ready, 1, deadline_ms) == 1;
+}
+
+// As much of it as a person wants to read.
+std::string end_of(const std::string &text)
+{
+    return text.substr(text.size() - std::min<size_t>(text.size(), 1000));
 }
 
 int connect_to(int port)
@@ -106,6 +114,14 @@ void TelnetServer::send(int signum)
     kill(pid_, signum);
 }
 
+void TelnetServer::stop()
+{
+    int status = 0;
+    send(SIGSTOP);
+    EXPECT_EQ(waitpid(pid_, &status, WUNTRACED), pid_);
+    EXPECT_TRUE(WIFSTOPPED(status));
+}
+
 // The log ends with the process.
 int TelnetServer::wait_for_end()
 {
@@ -133,6 +149,35 @@ size_t TelnetServer::descriptors() const
     return static_cast<size_t>(std::distance(begin(all), end(all)));
 }
 
+rlim_t TelnetServer::next_descriptor() const
+{
+    const std::string all = "/proc/" + std::to_string(pid_) + "/fd/";
+    rlim_t next = 0;
+    while (std::filesystem::is_symlink(all + std::to_string(next)))
+        next++;
+    return next;
+}
+
+// The name of the program, in front of what is asked for, has no blanks.
+long TelnetServer::processor_ms() const
+{
+    std::ifstream list("/proc/" + std::to_string(pid_) + "/stat");
+    std::string ignored;
+    for (int i = 0; i < 13; i++)
+        list >> ignored;
+    long user = 0, kernel = 0;
+    list >> user >> kernel;
+    return (user + kernel) * 1000 / sysconf(_SC_CLK_TCK);
+}
+
+void TelnetServer::limit_descriptors(rlim_t count)
+{
+    rlimit limit = {};
+    prlimit(pid_, RLIMIT_NOFILE, nullptr, &limit);
+    limit.rlim_cur = std::min(count, limit.rlim_max);
+    EXPECT_EQ(prlimit(pid_, RLIMIT_NOFILE, &limit, nullptr), 0);
+}
+
 void TelnetServer::take_all_memory_away()
 {
     rlim_t pages = 0;
@@ -145,8 +190,8 @@ void TelnetServer::take_all_memory_away()
 TelnetClient::TelnetClient(int port) : fd_(connect_to(port)) {}
 
 TelnetClient::TelnetClient(TelnetClient &&other) noexcept
-    : fd_(std::exchange(other.fd_, -1)), is_over_(other.is_over_), found_(other.found_),
-      received_(std::move(other.received_))
+    : fd_(std::exchange(other.fd_, -1)), is_over_(other.is_over_), is_reset_(other.is_reset_),
+      found_(other.found_), received_(std::move(other.received_))
 {}
 
 TelnetClient::~TelnetClient()
@@ -172,6 +217,17 @@ ssize_t TelnetClient::send_unread(std::string_view bytes)
     return count < 0 && errno == EAGAIN ? 0 : count;
 }
 
+testing::AssertionResult TelnetClient::has_arrived()
+{
+    int unacknowledged = 0;
+    for (int waited = 0; waited < deadline_ms; waited++) {
+        if (ioctl(fd_, SIOCOUTQ, &unacknowledged) == 0 && unacknowledged == 0)
+            return testing::AssertionSuccess();
+        poll(nullptr, 0, 1);
+    }
+    return testing::AssertionFailure() << unacknowledged << " bytes are on their way";
+}
+
 void TelnetClient::send_half_close()
 {
     EXPECT_EQ(shutdown(fd_, SHUT_WR), 0);
@@ -188,31 +244,52 @@ bool TelnetClient::read_some()
 {
     char bytes[4096];
     const ssize_t count = recv(fd_, bytes, sizeof(bytes), MSG_DONTWAIT);
-    is_over_ = is_over_ || count == 0 || (count < 0 && errno != EAGAIN);
+    is_reset_ = is_reset_ || (count < 0 && errno != EAGAIN);
+    is_over_ = is_over_ || count == 0 || is_reset_;
     if (count > 0)
         received_.append(bytes, static_cast<size_t>(count));
     return count > 0;
 }
 
+bool TelnetClient::has_received(std::string_view text)
+{
+    while (read_some()) {
+    }
+    return received_.find(text) != received_.npos;
+}
+
 testing::AssertionResult TelnetClient::receives(std::string_view text)
 {
     size_t at = 0;
-    while ((at = received_.find(text, found_)) == received_.npos) {
+    size_t from = found_;
+    while ((at = received_.find(text, from)) == received_.npos) {
+        from = std::max(from, received_.size() - std::min(received_.size(), text.size()));
         if (!read_some() && (is_over_ || !wait_for(fd_, POLLIN)))
-            return testing::AssertionFailure() << "waited for: " << text << "\nbehind:\n"
-                                               << received_.substr(0, found_) << "\namong:\n"
-                                               << received_.substr(found_);
+            return testing::AssertionFailure()
+                   << "waited for: " << text << "\nbehind:\n"
+                   << end_of(received_.substr(0, found_)) << "\namong:\n"
+                   << end_of(received_.substr(found_));
     }
     found_ = at + text.size();
     return testing::AssertionSuccess();
+}
+
+bool TelnetClient::is_reset() const
+{
+    int error = 0;
+    socklen_t len = sizeof(error);
+    getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &len);
+    return is_reset_ || error != 0;
 }
 
 testing::AssertionResult TelnetClient::is_closed()
 {
     while (!is_over_) {
         if (!read_some() && !is_over_ && !wait_for(fd_, POLLIN))
-            return testing::AssertionFailure() << "it stays open; received:\n" << received_;
+            return testing::AssertionFailure() << "it stays open; received:\n" << end_of(received_);
     }
+    if (is_reset_)
+        return testing::AssertionFailure() << "it was reset; received:\n" << end_of(received_);
     return testing::AssertionSuccess();
 }
 

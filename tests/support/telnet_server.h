@@ -32,11 +32,17 @@ class TelnetServer {
     const std::string &log() const { return log_; }
 
     void send(int signum);
+    // Stops the process, as SIGCONT has it go on: meanwhile all that is sent gathers.
+    void stop();
     // The status that waitpid gives.
     int wait_for_end();
 
     size_t resident_bytes() const;
     size_t descriptors() const;
+    rlim_t next_descriptor() const; // that it would be given
+    long processor_ms() const;      // what it has used of that time
+    // From now on it may have no more.
+    void limit_descriptors(rlim_t count);
     // From now on it gets no more from the system than it has.
     void take_all_memory_away();
 
@@ -63,13 +69,19 @@ class TelnetClient {
     void send(std::string_view bytes);
     // Sends what can be sent at once, and reads nothing; -1 when the server has gone.
     ssize_t send_unread(std::string_view bytes);
+    // Waits until the server's system has all that was sent.
+    testing::AssertionResult has_arrived();
     void send_half_close();
     void reset();
 
+    // Reads what has come; is it anywhere in all of that?
+    bool has_received(std::string_view text);
     // Waits for a text behind those that were found before.
     testing::AssertionResult receives(std::string_view text);
-    // Reads to the end.
+    // Reads to the end, which is in order: nothing is lost.
     testing::AssertionResult is_closed();
+    // It came to another end, or has since.
+    bool is_reset() const;
 
     const std::string &received() const { return received_; }
 
@@ -79,6 +91,7 @@ class TelnetClient {
 
     int fd_ = -1;
     bool is_over_ = false;
+    bool is_reset_ = false;
     size_t found_ = 0;
     std::string received_;
 };
