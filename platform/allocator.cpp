@@ -141,8 +141,8 @@ inline void *take_small(size_t bytes)
 
 inline void give_back(void *ptr)
 {
-    slab_s *slab = slab_around(ptr);
-    if (!is_slab(slab))
+    slab_s *slab = slab_of(ptr);
+    if (!slab)
         return give_back_to_heap(ptr);
     give_back_to_slab(slab, ptr);
 }
@@ -159,30 +159,23 @@ void *block_of(size_t bytes, content wanted)
 }
 
 // A block of at least one byte, so that NULL always means failure.
-void *take_counted(size_t bytes, tag_record &record, content wanted)
+[[gnu::noinline]] void *take_slowly(size_t bytes, tag_record &record, content wanted)
 {
+    if (!may_succeed() || bytes > largest_size)
+        return nullptr;
     void *block = block_of(bytes + (bytes == 0), wanted);
     if (block)
         live_of(record).fetch_add(1, std::memory_order_relaxed);
     return block;
 }
 
-[[gnu::noinline]] void *take_slowly(size_t bytes, tag_record &record, content wanted)
-{
-    if (!may_succeed() || bytes > largest_size)
-        return nullptr;
-    return take_counted(bytes, record, wanted);
-}
-
 [[gnu::noinline]] void *take_unhinted(size_t bytes, const char *tag, content wanted)
 {
-    if (!may_succeed() || bytes > largest_size)
-        return nullptr;
     tag_record *record = look_up(tag);
-    return record ? take_counted(bytes, *record, wanted) : nullptr;
+    return record ? take_slowly(bytes, *record, wanted) : nullptr;
 }
 
-// Clears a slab's block step by step, to the end of the last one that is used.
+// Clears a slab's block, the steps of it that are used: a call would cost more.
 inline void clear_steps(void *block, size_t bytes)
 {
     static_assert(slab_sizes == 4);
@@ -196,7 +189,8 @@ inline void clear_steps(void *block, size_t bytes)
         std::memset(at + 3 * slab_step, 0, slab_step);
 }
 
-// Straight on for what a slab has ready; any other case begins anew.
+// A block that a slab has ready is taken in a straight line. What that does not serve, and
+// each request that a limit counts, goes the slow way from its beginning.
 template <content wanted>
 [[gnu::always_inline]] inline void *take_for(size_t bytes, tag_record &record)
 {
@@ -254,12 +248,13 @@ constexpr size_t growth_step = 64;
 // The array with room for so many bytes. One that has outgrown the slabs is in none.
 void *moved(void *array, size_t old_bytes, size_t bytes)
 {
-    const slab_s *slab = slab_around(array);
-    if (old_bytes > largest_in_slab || !is_slab(slab))
+    const slab_s *slab = old_bytes > largest_in_slab ? nullptr : slab_of(array);
+    if (!slab)
         return moved_by_heap(array, bytes);
     return bytes <= slab->size ? array : moved_out_of(slab, array, bytes);
 }
 
+// The books first: the tag may lie inside the block.
 [[gnu::noinline]] void free_tagged(void *ptr, const char *tag)
 {
     tag_record *record = hinted_record(tag);
@@ -300,7 +295,6 @@ char *tracked_strdup(const char *text, const char *tag)
     return copy ? static_cast<char *>(std::memcpy(copy, text, bytes)) : nullptr;
 }
 
-// The books first: the tag may lie inside the block.
 void tracked_free(void *ptr, const char *tag)
 {
     if (!ptr)

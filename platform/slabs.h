@@ -62,15 +62,17 @@ inline slab_s *slab_around(const void *block)
     return reinterpret_cast<slab_s *>(reinterpret_cast<uintptr_t>(block) & -slab_span);
 }
 
-inline bool is_slab(const slab_s *slab)
+// Returns NULL for a block of the heap's.
+inline slab_s *slab_of(const void *block)
 {
     if constexpr (has_small_blocks) {
+        slab_s *slab = slab_around(block);
         for (const auto &place : directory[row_of_slab(reinterpret_cast<uintptr_t>(slab))]) {
             if (place.load(std::memory_order_relaxed) == slab)
-                return true;
+                return slab;
         }
     }
-    return false;
+    return nullptr;
 }
 
 inline bool enter_in_directory(slab_s *slab)
@@ -107,17 +109,20 @@ inline void unlink_slab(slab_list &list, slab_s *slab)
         slab->next->previous = slab->previous;
 }
 
-// Gets a few blocks ready that were never given. False when there are none.
-inline bool ready_blocks(slab_s *slab)
+// So many blocks that were never given are made ready at a time.
+constexpr int blocks_at_a_time = 4;
+
+// Returns false when there are no such blocks.
+inline bool make_blocks_ready(slab_s *slab)
 {
-    for (int n = 0; n < 4 && slab->untouched + slab->size <= slab_bytes; n++) {
+    for (int n = 0; n < blocks_at_a_time && slab->untouched + slab->size <= slab_bytes; n++) {
         auto *block =
             reinterpret_cast<kept_block *>(reinterpret_cast<char *>(slab) + slab->untouched);
         block->next = slab->first;
         slab->first = block;
         slab->untouched = static_cast<uint16_t>(slab->untouched + slab->size);
     }
-    return slab->first;
+    return slab->first != nullptr;
 }
 
 [[gnu::noinline]] inline slab_s *add_slab(slab_list &list)
@@ -129,7 +134,7 @@ inline bool ready_blocks(slab_s *slab)
     const auto size =
         static_cast<uint16_t>(static_cast<size_t>(&list - slab_lists + 1) * slab_step);
     *slab = {nullptr, nullptr, nullptr, &list, 0, sizeof(slab_s), size};
-    ready_blocks(slab);
+    make_blocks_ready(slab);
     if (!enter_in_directory(slab)) {
         std::free(slab);
         return nullptr;
@@ -145,7 +150,7 @@ inline bool ready_blocks(slab_s *slab)
     std::free(slab);
 }
 
-// The next four within the list's gate.
+// From here to take_in_slab: within the list's gate.
 
 // Returns whether it was the slab's last live block.
 inline bool put_in_slab(slab_s *slab, void *ptr)
@@ -188,7 +193,7 @@ inline void *take_in_slab(slab_list &list)
     kept_block *block = slab->first;
     slab->first = block->next;
     slab->live++;
-    if (!slab->first && !ready_blocks(slab))
+    if (!slab->first && !make_blocks_ready(slab))
         unlink_slab(list, slab);
     return block;
 }

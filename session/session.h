@@ -62,7 +62,7 @@ struct Question {
 struct tsession_shared_s {
     varno::Decoders decoders;
     varno::OutputBuffer *free_buffers;
-    prompt_s *bound; // nobody types into it: its commands and keys are those of all sessions
+    prompt_s *bound; // nobody types into it: sessions borrow its commands and keys
 };
 
 struct tsession_s {
@@ -113,7 +113,7 @@ struct tsession_s {
     int32_t tab_used;    // and the characters of the line behind it
 
     prompt_s *prompt;
-    bool owns_bindings; // else the prompt's commands and keys are the shared ones
+    bool owns_bindings; // else its commands and keys are borrowed
     char prompt_text[31];
     varno::Pager pager;
     varno::Question *question; // while one is asked; else NULL

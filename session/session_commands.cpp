@@ -18,12 +18,13 @@ namespace varno {
 namespace {
 
 constexpr int help_column = 18;
-constexpr int bind_trace_level = 7; // debug
+constexpr int debug_level = 7; // of the library's traces
 
 // So much of lists one call may bring about: a key costs its sender a byte.
 constexpr size_t most_listed = output_capacity;
 
-// Commands are bound once for many sessions: they find theirs through its prompt.
+// Commands are bound once for many sessions: they find theirs through the print callback
+// of its prompt, which is set once and for all.
 tsession_s *session_of(const prompt_s *p)
 {
     return static_cast<tsession_s *>(p->pinfo.print_ctx);
@@ -257,12 +258,12 @@ int invoke(prompt_s *p, pstate *ps, const char *, void *, void *)
     return 0;
 }
 
-int execute_and_restore(prompt_s *p, pstate *ps, const char *invoked, void *ctx, void *argument)
+int execute_and_restore(prompt_s *p, pstate *ps, const char *invoked, void *, void *argument)
 {
     pstate saved;
     uint32_t saved_flags = 0;
     prompt_snapshot(p, &saved, &saved_flags);
-    invoke(p, ps, invoked, ctx, argument);
+    invoke(p, ps, invoked, nullptr, argument);
     const uint32_t redraw = p->flags & PROMPT_FLAG_REDRAW;
     prompt_snapshot_restore(p, &saved, saved_flags);
     p->flags |= redraw | PROMPT_FLAG_DIRTY;
@@ -368,7 +369,7 @@ bool bind_editor(tsession_s *s)
     prompt_s *p = s->prompt;
     prompt_util_bind_insert(p);
     prompt_set_print_callback(p, print_to_session, s);
-    s->owns_bindings = trace_wants(g_varno_trace_module_id, bind_trace_level) != 0;
+    s->owns_bindings = trace_wants(g_varno_trace_module_id, debug_level) != 0;
     return s->owns_bindings ? bind_commands_and_keys(p) : borrow_bindings(s);
 }
 

@@ -335,7 +335,7 @@ struct Parse {
 constexpr uint32_t parse_goes_on = UINT32_MAX;
 
 // *consumed stays 0 until here: an assertion on the way leaves it so, and the list
-// of records whole and the caller's.
+// of records whole and the caller's. It gets two numbers, so that a parse needs no memory.
 uint32_t parse_ends(int32_t *consumed, int32_t done, uint32_t result)
 {
     *consumed = done;

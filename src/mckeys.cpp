@@ -65,15 +65,14 @@ void set_gaps(mc_node_s *node, uint64_t content)
     std::memcpy(reinterpret_cast<char *>(node) + high_gap, &high, sizeof(high));
 }
 
-// Notes the entry at a place; false where the index cannot hold that place.
+// Notes the entry at a place; false where the index cannot hold it.
 bool note_entry(root_s *root, int32_t place)
 {
-    if (place >= 255)
-        return false;
     const mkey_t key = root->node.keys[place].key;
-    if (slot_of(key) < indexed_keys)
+    if (place >= UINT8_MAX || key == VIRTKEY_WILDCARD)
+        return false;
+    if (is_indexed(key))
         root->at[slot_of(key)] = static_cast<uint8_t>(place + 1);
-    root->has_any |= key == VIRTKEY_WILDCARD;
     root->has_high_bytes |= key >= 128 && key <= 255;
     return true;
 }
@@ -86,7 +85,6 @@ void update_index(mc_node_s *node, int32_t known)
     auto *root = reinterpret_cast<root_s *>(node);
     root->keys_len = -1;
     if (known == 0) {
-        root->has_any = false;
         root->has_high_bytes = false;
         std::memset(root->at, 0, sizeof(root->at));
     }
@@ -96,6 +94,13 @@ void update_index(mc_node_s *node, int32_t known)
     }
     root->keys = node->keys;
     root->keys_len = node->keys_len;
+}
+
+// An index that a change by hand has made invalid stays so, whatever is added.
+void drop_index(mc_node_s *node)
+{
+    if (is_root(node))
+        reinterpret_cast<root_s *>(node)->keys_len = -1;
 }
 
 // The last entry whose code is not above the key is the only candidate; each
@@ -162,7 +167,7 @@ mc_key_s *find_without_index(const mc_node_s *node, mkey_t key)
 // code comes here. An entry that is not what the index says is looked for.
 inline mc_key_s *find_indexed(const root_s *root, const mc_node_s *node, mkey_t key)
 {
-    if (root && slot_of(key) < indexed_keys) {
+    if (root && is_indexed(key)) {
         if (root->at[slot_of(key)] == 0)
             return nullptr;
         if (mc_key_s *entry = indexed_entry(root, key)) [[likely]]
@@ -182,7 +187,7 @@ inline mc_key_s *find_any_indexed(const root_s *root, const mc_node_s *node)
 {
     if (node->optimized)
         return node->any;
-    if (root && !root->has_any)
+    if (root)
         return nullptr;
     return find_without_index(node, VIRTKEY_WILDCARD);
 }
@@ -248,7 +253,7 @@ mc_key_s *append_key(mc_node_s *node, mkey_t key, mc_node_s *child)
 {
     if (!is_consistent(node))
         return nullptr;
-    const bool is_indexed = index_of(node);
+    const bool has_index = index_of(node);
     const size_t count = node->keys ? static_cast<size_t>(node->keys_len) : 0;
     auto *keys = static_cast<mc_key_s *>(crealloc(node->keys, sizeof(mc_key_s), count, 1));
     if (!keys)
@@ -257,8 +262,10 @@ mc_key_s *append_key(mc_node_s *node, mkey_t key, mc_node_s *child)
     node->keys = keys;
     node->keys_len = static_cast<int32_t>(count + 1);
     mc_node_unoptimized(node);
-    if (is_indexed)
+    if (has_index)
         update_index(node, static_cast<int32_t>(count));
+    else
+        drop_index(node);
     return &keys[count];
 }
 
@@ -549,8 +556,8 @@ inline bool are_set(Pointers... pointers)
 
 // Looks a key up without calls: by the index, or by a scan. False where that is not
 // enough to tell.
-[[gnu::always_inline]] inline bool find_soon(const mc_node_s *n, mkey_t key,
-                                             const mc_key_s *&out_entry)
+[[gnu::always_inline]] inline bool find_at_once(const mc_node_s *n, mkey_t key,
+                                                const mc_key_s *&out_entry)
 {
     const root_s *root = index_of(n);
     if (!root) {
@@ -559,7 +566,7 @@ inline bool are_set(Pointers... pointers)
             out_entry = n->optimized ? find_by_scan<true>(n, key) : find_by_scan<false>(n, key);
         return is_scanned;
     }
-    if (slot_of(key) >= indexed_keys)
+    if (!is_indexed(key))
         return false;
     out_entry = indexed_entry(root, key);
     return out_entry || root->at[slot_of(key)] == 0;
@@ -574,7 +581,7 @@ inline bool are_set(Pointers... pointers)
     const mkey_t *key = s;
     for (int left = len;; key++) {
         const mc_key_s *entry = nullptr;
-        if (!find_soon(n, *key, entry)) [[unlikely]]
+        if (!find_at_once(n, *key, entry)) [[unlikely]]
             break;
         if (!entry) {
             *match = *complete = nullptr;
@@ -611,7 +618,8 @@ int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int flags,
         return search_keys(root, s, len, flags, first_complete, first_complete_len,
                            longest_complete, longest_complete_len, longest_match,
                            longest_match_len);
-    const mc_key_s *entry = len == 1 ? soon_found(root, *s) : nullptr;
+    const root_s *index = len == 1 && is_indexed(*s) ? index_of(root) : nullptr;
+    const mc_key_s *entry = index ? indexed_entry(index, *s) : nullptr;
     if (!entry || !entry->node->value)
         return search_usual(root, s, len, longest_match, first_complete, first_complete_len,
                             longest_match_len);
@@ -620,18 +628,20 @@ int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int flags,
     return 0;
 }
 
+// A third walk beside those of mc_search_exact: its answer fits two registers, and it ends
+// at the first value.
 Walk varno::walk_keys(mc_node_s *root, const mkey_t *s, int len)
 {
     const mc_node_s *n = root;
     for (int i = 0; i < len; i++) {
         const mc_key_s *entry = find_key(n, s[i]);
         if (!entry)
-            return {nullptr, 0};
+            return {nullptr, 0, false};
         if (entry->node->value)
-            return {entry->node, i + 1};
+            return {entry->node, i + 1, false};
         n = entry->node;
     }
-    return {nullptr, len};
+    return {nullptr, len, true};
 }
 
 namespace {

@@ -110,12 +110,10 @@ inline varno::Walk match_binding(prompt_s *p, const mkey_t *buf, int buflen)
 {
     VARNO_ASSERT(p && buf && buflen > 0 && p->keys);
     const varno::Walk walk = varno::walk_exact(p->keys, buf, buflen);
-    const int32_t first_complete_len = walk.len;
-    const int32_t longest_match_len = walk.len;
     if (walk.complete) {
-        VARNO_ASSERT(first_complete_len > 0);
-    } else if (longest_match_len != 0) {
-        VARNO_ASSERT(longest_match_len == buflen);
+        VARNO_ASSERT_AS(walk.len > 0, "first_complete_len > 0");
+    } else if (walk.goes_on) {
+        VARNO_ASSERT_AS(walk.len == buflen, "longest_match_len == buflen");
     }
     return walk;
 }
@@ -135,7 +133,7 @@ inline void insert_run(prompt_s *p, const mkey_t *buf, int buflen)
 
 void run_command(prompt_s *p, const mc_node_s *binding)
 {
-    const auto *l = static_cast<prompt_clink_s *>(mc_node_value(binding));
+    const auto *l = static_cast<prompt_clink_s *>(binding->value);
     VARNO_ASSERT(l->command);
     const auto &inv = l->command->inv;
     if (inv.callback)
@@ -344,9 +342,13 @@ int prompt_consume(prompt_s *p, const mkey_t *buf, int buflen)
             run_command(p, match.complete);
             return i + match.len;
         }
-        if (match.len > 0)
+        if (match.goes_on)
             return i;
         prompt_insert_char(p, buf[i++]);
+        if (i < buflen && !p->keys) { // the callback has dropped the bindings
+            insert_run(p, buf + i, buflen - i);
+            return buflen;
+        }
     }
     return i;
 }

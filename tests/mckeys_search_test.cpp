@@ -862,6 +862,20 @@ TEST(TrieSearchOneKey, RootChangedByHandAnswersForWhatItIs)
     EXPECT_EQ(count_keys(trie.root, 150), 20);
 }
 
+// The array keeps its place and comes to its old length again.
+TEST(TrieSearchOneKey, RootThatWasCutByHandFindsWhatIsAdded)
+{
+    const Trie trie({"a", "b", "c"});
+    mc_node_s *const last = trie.root->keys[2].node;
+    trie.root->keys_len = 2;
+    const mkey_t late = 'p';
+    ASSERT_EQ(mc_addstring(trie.root, &late, 1, 0, value_of("late")), 0);
+    EXPECT_EQ(count_keys(trie.root, 150), 3);
+    EXPECT_TRUE(has_key(trie.root, late));
+    EXPECT_FALSE(has_key(trie.root, 'c'));
+    mc_root_free(last, nullptr, nullptr);
+}
+
 TEST(TrieSearchTwoKeys, AreFoundInInnerNodesOfAnySize)
 {
     for (const mkey_t count : {1u, 3u, 4u, 5u, 15u, 16u, 40u, 300u}) {

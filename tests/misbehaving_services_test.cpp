@@ -328,7 +328,7 @@ int do_nothing(prompt_s *, pstate *, const char *, void *, void *)
     return 0;
 }
 
-// Only when somebody listens to their traces are the searches called by their names.
+// Only where somebody listens to its traces is mc_search_exact called by its name.
 
 TEST_F(MisbehavingServices, AMatchWithoutALengthIsFatalToTheDispatch)
 {
@@ -338,8 +338,10 @@ TEST_F(MisbehavingServices, AMatchWithoutALengthIsFatalToTheDispatch)
     prompt_bind_keys(p, "one", keys, 2, nullptr);
     search_lie = [](mc_node_s **, int32_t *complete_len, int32_t *) { *complete_len = 0; };
     EXPECT_ASSERTION(prompt_consume(p, keys, 2), "first_complete_len > 0", "prompt");
-    search_lie = [](mc_node_s **, int32_t *, int32_t *match_len) { *match_len = 7; };
-    EXPECT_ASSERTION(prompt_consume(p, keys, 1), "longest_match_len == buflen", "prompt");
+    for (const int32_t length : {7, 0}) {
+        search_lie = [=](mc_node_s **, int32_t *, int32_t *match_len) { *match_len = length; };
+        EXPECT_ASSERTION(prompt_consume(p, keys, 1), "longest_match_len == buflen", "prompt");
+    }
 }
 
 TEST_F(MisbehavingServices, AMatchWithoutALengthIsFatalToTheDecoder)
@@ -355,9 +357,11 @@ TEST_F(MisbehavingServices, AMatchWithoutALengthIsFatalToTheDecoder)
     search_lie = [](mc_node_s **, int32_t *complete_len, int32_t *) { *complete_len = 1; };
     EXPECT_ASSERTION(stroker_consume(decoder, bytes, 2, &wait),
                      "first_complete_len == t->sequence_len", "stroker");
-    search_lie = [](mc_node_s **, int32_t *, int32_t *match_len) { *match_len = 7; };
-    EXPECT_ASSERTION(stroker_consume(decoder, bytes, 1, &wait), "longest_match_len == buflen",
-                     "stroker");
+    for (const int32_t length : {7, 0}) {
+        search_lie = [=](mc_node_s **, int32_t *, int32_t *match_len) { *match_len = length; };
+        EXPECT_ASSERTION(stroker_consume(decoder, bytes, 1, &wait), "longest_match_len == buflen",
+                         "stroker");
+    }
     stroker_free_context(decoder);
 }
 

@@ -449,6 +449,17 @@ TEST_F(PromptTest, AKeyThatLeavesItsSequenceGoesThroughTheCharacterFilter)
     EXPECT_EQ(recorder.take(), Events({"char \"z\"", "string \"c\""}));
 }
 
+TEST_F(PromptTest, WhatIsBehindAKeyThatDropsTheBindingsIsText)
+{
+    prompt_bind_command(p, "one", note_command, &recorder);
+    bind(p, "one", "\"zz\"");
+    prompt_bind_insert(p, drop_bindings, nullptr, note_string, &recorder);
+    EXPECT_EQ(consume(p, "\"zabc\""), 4);
+    EXPECT_EQ(recorder.take(), Events({"string \"abc\""}));
+    bind(p, "one", "\"zz\"");
+    EXPECT_EQ(consume(p, "\"z\"<c-a>"), 2);
+}
+
 // The trie of a host may hold what bindings never make.
 TEST_F(PromptTest, OfOverlappingSequencesTheShortestRuns)
 {
