@@ -47,9 +47,12 @@ class ExactAct : public TrieAct {
 
     void run() override
     {
+        mc_node_s *root = trie();
+        const mkey_t *keys = keys_.data();
+        const int count = nkeys();
         for (int i = 0; i < searches; i++)
-            mc_search_exact(trie(), keys_.data(), nkeys(), 0, &complete_, &len_, nullptr, nullptr,
-                            &match_, &match_len_);
+            mc_search_exact(root, keys, count, 0, &complete_, &len_, nullptr, nullptr, &match_,
+                            &match_len_);
     }
 
     const char *problem() override
@@ -78,8 +81,11 @@ class FirstBoundAct : public TrieAct {
 
     void run() override
     {
+        const mc_node_s *root = trie();
+        const mkey_t *keys = keys_.data();
+        const int count = nkeys();
         for (int i = 0; i < searches; i++)
-            at_ = mc_nodestrstr(trie(), keys_.data(), nkeys());
+            at_ = mc_nodestrstr(root, keys, count);
     }
 
     const char *problem() override

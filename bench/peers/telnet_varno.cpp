@@ -24,7 +24,6 @@ class ParserAct : public TelnetAct {
     {
         if (!ctx_)
             give_up();
-        kept_bytes_.resize(size_t{64} * 1024 + 64);
         telnet_set_callback_recv(ctx_, take_data, this);
         telnet_set_callback_trace(
             ctx_, [](telparser_s *, void *, const char *) {}, nullptr);
@@ -34,25 +33,36 @@ class ParserAct : public TelnetAct {
     ~ParserAct() override { telnet_free_context(ctx_); }
 
   protected:
-    // New bytes go behind the kept ones, and the parser is called as long as it uses any,
-    // since it stops behind the last command.
+    // What the parser leaves is kept, and new bytes go behind it; without any they are read
+    // where they are.
     void read(const char *from, size_t count) override
     {
-        std::memcpy(kept_bytes_.data() + nkept_, from, count);
-        nkept_ += count;
-        const auto *buf = reinterpret_cast<const unsigned char *>(kept_bytes_.data());
+        const char *bytes = from;
+        if (!left_.empty()) {
+            left_.append(from, count);
+            bytes = left_.data();
+            count = left_.size();
+        }
+        const size_t used = consume(bytes, count);
+        if (used < count || !left_.empty())
+            left_ = std::string(bytes + used, count - used);
+    }
+
+  private:
+    // The parser is called as long as it uses any, since it stops behind the last command.
+    size_t consume(const char *bytes, size_t count)
+    {
+        const auto *buf = reinterpret_cast<const unsigned char *>(bytes);
         size_t used = 0;
-        while (used < nkept_) {
-            const int32_t n = telnet_consume(ctx_, buf + used, static_cast<int32_t>(nkept_ - used));
+        while (used < count) {
+            const int32_t n = telnet_consume(ctx_, buf + used, static_cast<int32_t>(count - used));
             if (n == 0)
                 break;
             used += static_cast<size_t>(n);
         }
-        nkept_ -= used;
-        std::memmove(kept_bytes_.data(), kept_bytes_.data() + used, nkept_);
+        return used;
     }
 
-  private:
     static int take_data(telparser_s *, void *user, const unsigned char *buf, int32_t len)
     {
         static_cast<ParserAct *>(user)->note_data(reinterpret_cast<const char *>(buf),
@@ -66,8 +76,7 @@ class ParserAct : public TelnetAct {
     }
 
     telparser_s *ctx_;
-    std::string kept_bytes_;
-    size_t nkept_ = 0;
+    std::string left_;
 };
 
 class FilterAct : public TelnetAct {

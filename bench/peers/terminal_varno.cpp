@@ -27,7 +27,8 @@ void serve(tsession_s *s)
     pollfd input = {STDIN_FILENO, POLLIN, 0};
     char bytes[512];
     for (ssize_t count = 1; count > 0;) {
-        if (poll(&input, 1, tsession_wait(s)) == 0)
+        const int32_t wait = tsession_wait(s);
+        if (wait >= 0 && poll(&input, 1, wait) == 0)
             tsession_time_out(s);
         else if ((count = read(STDIN_FILENO, bytes, sizeof(bytes))) > 0)
             tsession_input(s, bytes, static_cast<size_t>(count));
