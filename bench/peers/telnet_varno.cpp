@@ -37,22 +37,22 @@ class ParserAct : public TelnetAct {
     // where they are.
     void read(const char *from, size_t count) override
     {
-        const char *bytes = from;
+        const char *unread = from;
         if (!left_.empty()) {
             left_.append(from, count);
-            bytes = left_.data();
+            unread = left_.data();
             count = left_.size();
         }
-        const size_t used = consume(bytes, count);
+        const size_t used = consume(unread, count);
         if (used < count || !left_.empty())
-            left_ = std::string(bytes + used, count - used);
+            left_ = std::string(unread + used, count - used);
     }
 
   private:
     // The parser is called as long as it uses any, since it stops behind the last command.
-    size_t consume(const char *bytes, size_t count)
+    size_t consume(const char *unread, size_t count)
     {
-        const auto *buf = reinterpret_cast<const unsigned char *>(bytes);
+        const auto *buf = reinterpret_cast<const unsigned char *>(unread);
         size_t used = 0;
         while (used < count) {
             const int32_t n = telnet_consume(ctx_, buf + used, static_cast<int32_t>(count - used));
