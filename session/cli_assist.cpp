@@ -261,10 +261,12 @@ bool has_texts(const cli_pnode_s *n)
     return n->name && n->keyword;
 }
 
-// The word "" cannot select a keyword, so one that is empty cannot be typed.
+// The word "" cannot select a keyword, so one that is empty cannot be typed. The first
+// letter tells most keywords apart, without a call.
 bool is_begun_keyword(const cli_pnode_s *n, const Begun &begun)
 {
     return n->type == PNODE_KEYWORD && has_texts(n) && *n->keyword != '\0' &&
+           (begun.len == 0 || *n->keyword == *begun.value) &&
            std::strncmp(n->keyword, begun.value, begun.len) == 0;
 }
 

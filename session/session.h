@@ -80,6 +80,7 @@ struct tsession_s {
 
     // The round
     int32_t depth;                // calls on this session that have not returned
+    bool *catching;               // the thread's mark; to find it takes a call
     varno::OutputBuffer *out;     // of the round; NULL outside, and without memory
     varno::OutputBuffer *sending; // what output callbacks that have not returned are reading
     bool is_started;

@@ -164,6 +164,21 @@ void TelnetFilter::ask_terminal_type()
 
 // The stream. Each step sets the state that follows before it reports anything.
 
+// A message of `len` bytes without another IAC, before its end. A size is the parser's as
+// it stands, if a byte can be read behind it.
+inline void TelnetFilter::take_message(const unsigned char *bytes, size_t len, bool has_more)
+{
+    if (len == parameters_at + size_bytes && bytes[option_at] == options[option_naws].code &&
+        has_more) {
+        parse(bytes, len + end_bytes);
+        return;
+    }
+    is_overlong_ = false;
+    message_len_ = 0;
+    keep(bytes, len);
+    finish_message();
+}
+
 // An IAC; or at once the whole message that it begins, as most of them come: all of it
 // there, and without another IAC before its end.
 size_t TelnetFilter::consume_command(const unsigned char *bytes, size_t count)
@@ -174,10 +189,7 @@ size_t TelnetFilter::consume_command(const unsigned char *bytes, size_t count)
         const auto *end = static_cast<const unsigned char *>(iac);
         if (end && end + 1 < bytes + count && end[1] == TN_NVT_SE) {
             const auto len = static_cast<size_t>(end - bytes);
-            is_overlong_ = false;
-            message_len_ = 0;
-            keep(bytes, len);
-            finish_message();
+            take_message(bytes, len, count > len + end_bytes);
             return len + end_bytes;
         }
     }

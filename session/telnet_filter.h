@@ -84,6 +84,7 @@ class TelnetFilter {
 
     size_t consume_data(const unsigned char *bytes, size_t count);
     size_t consume_command(const unsigned char *bytes, size_t count);
+    void take_message(const unsigned char *bytes, size_t len, bool has_more);
     size_t consume_message(const unsigned char *bytes, size_t count);
     void take(unsigned char byte);
     void take_command(unsigned char byte);

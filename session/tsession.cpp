@@ -109,7 +109,7 @@ class Body {
 // A session that leaves assertions alone does so within a call of one that does not.
 void catch_faults(tsession_s *s, const Body &body)
 {
-    bool &catching = is_catching; // found once: that is a call
+    bool &catching = *s->catching;
     const bool outer = std::exchange(catching, !s->leaves_assertions);
     try {
         body();
@@ -180,6 +180,7 @@ void leave(tsession_s *s)
 void round(tsession_s *s, const Body &body)
 {
     if (s->depth++ == 0) {
+        s->catching = &is_catching;
         take_buffer(s);
         s->listed = 0;
     }
