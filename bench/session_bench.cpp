@@ -5,8 +5,8 @@
 // remains after "open_and_close".
 //
 // "begin_and_end" and "idle_heap" are telnet sessions of the session library, which
-// share their decoders: what a server has for each client. An operation of "type_60" is
-// a key.
+// share decoders, commands and keys: what a server has for each client. An operation of
+// "type_60" is a key.
 
 #include "acts.h"
 #include "host.h"
