@@ -104,8 +104,9 @@ inline void check_completion(cli_pnode_s *root, const std::string &line)
     const std::string longer = line + made.insert;
     const bool is_finished = made.insert_len > 0 && made.insert[made.insert_len - 1] == ' ';
     if (is_finished && made.choices == 1) {
+        errno = 0;
         const ModelParse parse(root, longer, longer.size());
-        FUZZ_REQUIRE(parse.result == PARSE_MATCHED);
+        FUZZ_REQUIRE(parse.result == PARSE_MATCHED || errno == ERANGE); // left out, as above
     } else if (ModelTokens(longer).tokens.empty() || made.insert_len == 0 ||
                longer.find('\\') == longer.npos) {
         FUZZ_REQUIRE(static_cast<int>(help_of(root, longer).size()) >= made.choices);
