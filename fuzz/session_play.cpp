@@ -14,6 +14,15 @@
 namespace varno_fuzz {
 namespace {
 
+// How far a very long output comes in a call depends on what the call has gathered before.
+constexpr int rows_of_one_call = 100;
+
+std::string without_count(const std::string &event)
+{
+    constexpr std::string_view cancelled = "cancelled after ";
+    return event.starts_with(cancelled) ? std::string(cancelled) : event;
+}
+
 using varno_test::SessionHost;
 
 constexpr int rows = 12;
@@ -209,7 +218,7 @@ void SessionPlay::drain()
 void SessionPlay::after_call(size_t bytes_in)
 {
     for (std::string &event : host_->take_events())
-        events_.push_back(std::move(event));
+        events_.push_back(host_->long_rows > rows_of_one_call ? without_count(event) : event);
     check_output(bytes_in);
     if (!host_->session()) {
         is_screen_comparable_ = false; // what its last round had gathered is not sent
@@ -231,7 +240,8 @@ void SessionPlay::check_output(size_t bytes_in)
     const size_t sent = host_->take_sent().size();
     const auto calls = static_cast<size_t>(host_->take_output_calls());
     FUZZ_REQUIRE(calls <= 1 + sent / 1024 || is_without_memory_);
-    FUZZ_REQUIRE(sent <= 200000 + bytes_in * 2000 || bytes_in == 0 || host_->long_rows > 100);
+    FUZZ_REQUIRE(sent <= 200000 + bytes_in * 2000 || bytes_in == 0 ||
+                 host_->long_rows > rows_of_one_call);
     is_screen_comparable_ &= sent < varno::output_capacity / 2; // lists have an end
 }
 
