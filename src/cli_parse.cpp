@@ -402,7 +402,7 @@ uint32_t parse_tokens(cli_pnode_s *root, const char *line, int32_t len, int32_t 
 
 uint32_t cli_parse_match_token(cli_pnode_s *level, const char *token, cli_pnode_s **out_node)
 {
-    if (varno::debug_level > __atomic_load_n(&g_trace_max_level, __ATOMIC_RELAXED)) [[likely]]
+    if (varno::is_silent()) [[likely]]
         return match_token<false>(level, token, out_node);
     return match_token<true>(level, token, out_node);
 }

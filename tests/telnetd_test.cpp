@@ -112,6 +112,14 @@ void take_turns(TelnetClient &client, int turns = 100)
     }
 }
 
+// A long output of a client that reads nothing comes to rest, while another one types.
+void let_output_rest(TelnetClient &other, TelnetClient &silent)
+{
+    ASSERT_TRUE(silent.receives(prompt));
+    silent.send_unread("terminal length 0\rshow numbers 1000000\r");
+    take_turns(other);
+}
+
 // Returns when a second has gone by for the server.
 void take_a_second(TelnetClient &client)
 {
@@ -314,9 +322,7 @@ TEST(Telnetd, ASequenceWhoseEndIsHeldBackIsWhole)
 {
     TelnetServer server({"--backlog", much_waits});
     TelnetClient other(server.port()), client(server.port());
-    ASSERT_TRUE(client.receives(prompt));
-    client.send_unread("terminal length 0\rshow numbers 1000000\r");
-    take_turns(other);
+    let_output_rest(other, client);
     std::string typed = "\003echo ab";
     while (typed.size() < 254)
         typed += "\377\361";
@@ -380,9 +386,7 @@ TEST(Telnetd, AClientThatStopsReadingIsDropped)
 {
     TelnetServer server({"--stall-timeout", "1", "--backlog", much_waits});
     TelnetClient other(server.port()), client(server.port());
-    ASSERT_TRUE(client.receives(prompt));
-    client.send_unread("terminal length 0\rshow numbers 1000000\r");
-    take_turns(other);
+    let_output_rest(other, client);
     EXPECT_TRUE(client.receives("\r\n60000\r\n"));
     EXPECT_TRUE(server.logs("s: the client takes no output\n"));
 }
@@ -392,9 +396,7 @@ TEST(Telnetd, AnswersThatAreNotReadEndASessionThatAsksForThemAllTheTime)
 {
     TelnetServer server({"--backlog", "131072"});
     TelnetClient other(server.port()), client(server.port());
-    ASSERT_TRUE(client.receives(prompt));
-    client.send_unread("terminal length 0\rshow numbers 1000000\r");
-    take_turns(other);
+    let_output_rest(other, client);
     std::string questions;
     for (int i = 0; i < 2000; i++)
         questions += "\377\366";
@@ -703,9 +705,7 @@ TEST(Telnetd, TheLastWordsStandBehindAllThatWaits)
 {
     TelnetServer server({"--backlog", much_waits});
     TelnetClient other(server.port()), slow(server.port());
-    ASSERT_TRUE(slow.receives(prompt));
-    slow.send_unread("terminal length 0\rshow numbers 1000000\r");
-    take_turns(other);
+    let_output_rest(other, slow);
     other.reset();
     server.send(SIGTERM);
     ASSERT_TRUE(server.logs("closing all sessions"));
@@ -717,9 +717,7 @@ TEST(Telnetd, TheEndWaitsForNobodyWhoReadsNothing)
 {
     TelnetServer server({"--stall-timeout", "1", "--backlog", much_waits});
     TelnetClient other(server.port()), silent(server.port());
-    ASSERT_TRUE(silent.receives(prompt));
-    silent.send_unread("terminal length 0\rshow numbers 1000000\r");
-    take_turns(other);
+    let_output_rest(other, silent);
     other.reset();
     server.send(SIGTERM);
     EXPECT_EQ(server.wait_for_end(), 0);
