@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <iterator>
 
 #include "contract.h"
 
@@ -21,8 +20,8 @@ constexpr mkey_t first_indexed = VIRTKEY_WILDCARD + 1;
 constexpr uint32_t indexed_keys = 128 - first_indexed;
 
 // A root of mc_root_alloc has an index of its keys behind its node, so that a key of a
-// long, unsorted root costs one look. The node itself stays as it is declared. There is no
-// index of a wildcard child's root.
+// long, unsorted root costs one look. The node itself stays as it is declared. With a
+// wildcard child, or too many keys, the index is not valid.
 struct root_s {
     mc_node_s node;
     const mc_key_s *keys;     // what the index is of; it counts only while these are
