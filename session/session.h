@@ -6,8 +6,8 @@
 // outermost call draws what the terminal's last row is to show and hands all
 // output over at once.
 
-#include "keyboard.h"
-#include "telnet_filter.h"
+#include "input/keyboard.h"
+#include "input/telnet_front.h"
 
 #include <varno/prompt.h>
 #include <varno/tsession.h>

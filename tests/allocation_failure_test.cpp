@@ -3,8 +3,8 @@
 // left behind, and all objects can be used on. Those that ask for no memory succeed
 // while there is none at all.
 
-#include "cli_parse_internal.h"
-#include "mckeys_internal.h"
+#include "cli/matcher_internal.h"
+#include "keys/trie_internal.h"
 #include "support/assertion.h"
 #include "support/editor.h"
 #include "support/failing_allocator.h"

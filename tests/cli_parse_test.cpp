@@ -1,7 +1,7 @@
 // Matching lines against static graphs, and one token against one level; the
 // latter also against a plain model.
 
-#include "../src/cli_parse_internal.h"
+#include "cli/matcher_internal.h"
 #include "support/assertion.h"
 #include "support/parse_nodes.h"
 #include "support/traces.h"

@@ -1,7 +1,7 @@
 // The trie's searches: exact, with wildcards, and for the first key that could
 // begin a sequence.
 
-#include "../src/mckeys_internal.h"
+#include "keys/trie_internal.h"
 #include "support/assertion.h"
 #include "support/traces.h"
 #include "support/trie.h"

@@ -2,7 +2,7 @@
 // its beginning is stamped, which no public call does, and the bindings as stored.
 // The tests link the objects. The time of day is this file's own.
 
-#include "../src/stroker_internal.h"
+#include "keys/decoder_internal.h"
 #include "support/assertion.h"
 
 #include <cstdint>

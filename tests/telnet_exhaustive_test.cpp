@@ -4,7 +4,7 @@
 
 #include "support/long_tests.h"
 #include "support/spelling.h"
-#include "telnet_filter.h"
+#include "input/telnet_front.h"
 
 #include <array>
 #include <cctype>

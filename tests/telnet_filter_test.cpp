@@ -6,7 +6,7 @@
 #include "support/assertion.h"
 #include "support/memory.h"
 #include "support/spelling.h"
-#include "telnet_filter.h"
+#include "input/telnet_front.h"
 
 #include <varno/platform_default.h>
 

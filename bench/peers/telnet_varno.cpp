@@ -3,7 +3,7 @@
 
 #include "telnet_acts.h"
 
-#include <telnet_filter.h>
+#include <input/telnet_front.h>
 
 #include <cstdio>
 #include <cstdlib>

@@ -5,7 +5,7 @@
 // characters as they are, other keys as <27> or <up>, pasted text in {braces} with
 // <enter> for its line ends. How the events were grouped does not show.
 
-#include "keyboard.h"
+#include "input/keyboard.h"
 
 #include <varno/termcap_util.h>
 

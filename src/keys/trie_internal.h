@@ -1,5 +1,5 @@
-#ifndef VARNO_MCKEYS_INTERNAL_H
-#define VARNO_MCKEYS_INTERNAL_H
+#ifndef VARNO_KEYS_TRIE_INTERNAL_H
+#define VARNO_KEYS_TRIE_INTERNAL_H
 
 // The recursive engine of mc_search, with external linkage so that it can be
 // tested by itself: mc_search never hands it a sequence.

@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "contract.h"
-#include "prompt_row.h"
+#include "editor/row_model.h"
 
 namespace {
 

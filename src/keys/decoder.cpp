@@ -2,14 +2,14 @@
 // and delivers both as keys. Waiting, and keeping what was not used, is left to
 // the host.
 
-#include "stroker_internal.h"
+#include "keys/decoder_internal.h"
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
 #include "contract.h"
-#include "mckeys_lookup.h"
+#include "keys/trie_lookup.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 
 #include "char_class.h"
 #include "contract.h"
-#include "mckeys_lookup.h"
-#include "prompt_insertion.h"
-#include "prompt_row.h"
+#include "keys/trie_lookup.h"
+#include "editor/insertion.h"
+#include "editor/row_model.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 
 #include "char_class.h"
 #include "contract.h"
-#include "prompt_insertion.h"
+#include "editor/insertion.h"
 
 namespace {
 

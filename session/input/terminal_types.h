@@ -1,5 +1,5 @@
-#ifndef VARNO_SESSION_TERMINAL_TYPES_H
-#define VARNO_SESSION_TERMINAL_TYPES_H
+#ifndef VARNO_SESSION_INPUT_TERMINAL_TYPES_H
+#define VARNO_SESSION_INPUT_TERMINAL_TYPES_H
 
 // The terminal types that a session knows: their names, what is sent to them, and
 // a decoder for the sequences that their keys send. What a client names only ever

@@ -2,7 +2,7 @@
 // creates, links and removes nodes at run time. What a token is and which quotes
 // count is left to the platform; what a command does, to the host.
 
-#include "cli_parse_internal.h"
+#include "cli/matcher_internal.h"
 
 #include <varno/platform.h>
 

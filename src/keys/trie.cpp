@@ -2,7 +2,7 @@
 // with wildcards. What the values mean, and whether a partial match waits for
 // more keys, is left to the line editor and the keystroke decoder.
 
-#include "mckeys_internal.h"
+#include "keys/trie_internal.h"
 
 #include <cctype>
 #include <cstddef>
@@ -11,7 +11,7 @@
 #include <iterator>
 
 #include "contract.h"
-#include "mckeys_lookup.h"
+#include "keys/trie_lookup.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 // what it would only trace ends here, so that a flood of commands costs little.
 // What a key, a size or a name means is the session's.
 
-#include "telnet_filter.h"
+#include "telnet_front.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,5 +1,5 @@
-#ifndef VARNO_PROMPT_INSERTION_H
-#define VARNO_PROMPT_INSERTION_H
+#ifndef VARNO_EDITOR_INSERTION_H
+#define VARNO_EDITOR_INSERTION_H
 
 // The name that the insert callbacks are called under. One array, so that the built-in
 // ones, called for every key of text, know it by its address.

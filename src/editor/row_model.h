@@ -1,5 +1,5 @@
-#ifndef VARNO_PROMPT_ROW_H
-#define VARNO_PROMPT_ROW_H
+#ifndef VARNO_EDITOR_ROW_MODEL_H
+#define VARNO_EDITOR_ROW_MODEL_H
 
 // What the two drawing modules share: reading a rendered row safely, and the end
 // of a draw.

@@ -1,5 +1,5 @@
-#ifndef VARNO_SESSION_TELNET_FILTER_H
-#define VARNO_SESSION_TELNET_FILTER_H
+#ifndef VARNO_SESSION_INPUT_TELNET_FRONT_H
+#define VARNO_SESSION_INPUT_TELNET_FRONT_H
 
 // Stands between a client's bytes and the telnet parser: splits the stream into
 // whole, harmless pieces, answers option negotiation (RFC 1143), and bounds what

@@ -1,5 +1,5 @@
-#ifndef VARNO_CLI_PARSE_INTERNAL_H
-#define VARNO_CLI_PARSE_INTERNAL_H
+#ifndef VARNO_CLI_MATCHER_INTERNAL_H
+#define VARNO_CLI_MATCHER_INTERNAL_H
 
 // The matcher of one level, for the look-up of dynamic nodes and for tests.
 

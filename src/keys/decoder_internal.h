@@ -1,5 +1,5 @@
-#ifndef VARNO_STROKER_INTERNAL_H
-#define VARNO_STROKER_INTERNAL_H
+#ifndef VARNO_KEYS_DECODER_INTERNAL_H
+#define VARNO_KEYS_DECODER_INTERNAL_H
 
 // The decoder's record, for the decoder and for tests of what no public call can
 // bring about.

@@ -1,5 +1,5 @@
-#ifndef VARNO_MCKEYS_LOOKUP_H
-#define VARNO_MCKEYS_LOOKUP_H
+#ifndef VARNO_KEYS_TRIE_LOOKUP_H
+#define VARNO_KEYS_TRIE_LOOKUP_H
 
 // How a key is found in a node of the trie. Inline, since the editor and the decoder
 // ask their roots about each key.

@@ -1,5 +1,5 @@
-#ifndef VARNO_SESSION_KEYBOARD_H
-#define VARNO_SESSION_KEYBOARD_H
+#ifndef VARNO_SESSION_INPUT_KEYBOARD_H
+#define VARNO_SESSION_INPUT_KEYBOARD_H
 
 // Turns the bytes that a terminal's keyboard sends into keys: whole escape
 // sequences through the decoder of the terminal's type, line ends as one Enter,
