@@ -175,10 +175,9 @@ int accept_token(prompt_s *p, pstate *, const char *, void *, void *)
     return 0;
 }
 
-int drop_line(prompt_s *p, pstate *, const char *, void *, void *)
+int drop_typed_line(prompt_s *p, pstate *, const char *, void *, void *)
 {
-    interrupt(session_of(p));
-    raise_event(session_of(p), TSESSION_INTERRUPT, nullptr);
+    interrupt(session_of(p), TSESSION_INTERRUPT);
     return 0;
 }
 
@@ -287,7 +286,7 @@ constexpr prompt_builtin_s session_commands[] = {
     {"echo",                echo},
     {"invoke",              invoke},
     {"execute-and-restore", execute_and_restore},
-    {"drop-line",           drop_line},
+    {"drop-line",           drop_typed_line},
     {"swallow",             do_nothing},
     {nullptr,               nullptr},
 };
@@ -335,7 +334,7 @@ bool bind_commands_and_keys(prompt_s *p)
 {
     return bind_builtins(p) && prompt_util_bind_commands(p, session_commands, nullptr) == 0 &&
            prompt_util_bind_keys(p, ostra_keys, nullptr) == 0 &&
-           prompt_util_bind_keys(p, session_keys, nullptr) == 0;
+           prompt_util_bind_keys(p, session_keys, nullptr) == 0 && mc_optimize(p->keys) == 0;
 }
 
 // Returns NULL without memory.
@@ -386,27 +385,6 @@ void release_shared_bindings(tsession_shared_s *shared)
 {
     if (shared->bound)
         prompt_free(shared->bound);
-}
-
-// What is typed is dropped, and stays readable above the fresh prompt.
-void interrupt(tsession_s *s)
-{
-    s->nheld = 0;
-    if (s->mode != Mode::line) {
-        cancel_dialog(s);
-        return;
-    }
-    leave_row(s);
-    prompt_history_reset_state(s->prompt);
-    prompt_clear_command(s->prompt);
-}
-
-void raise_event(tsession_s *s, int32_t kind, const char *text)
-{
-    const bool is_size = kind == TSESSION_SIZE;
-    const tsession_event_s event = {kind, is_size ? s->columns : 0, is_size ? s->rows : 0, text};
-    if (s->event_fn)
-        s->event_fn(s, s->user, &event);
 }
 
 } // namespace varno

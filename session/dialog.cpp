@@ -6,6 +6,7 @@
 #include <cstring>
 #include <utility>
 
+#include "characters.h"
 #include "session.h"
 
 namespace varno {
@@ -160,10 +161,7 @@ int begin_question(tsession_s *s, Mode mode, const char *text, const Question &k
     s->nheld = 0;
     *question = kind;
     const int32_t room = std::min(s->columns - 1 - least_answer_columns, answer_capacity - 1);
-    strlcpy2(question->text, text ? text : "", static_cast<size_t>(room));
-    std::replace_if(
-        question->text, question->text + std::strlen(question->text),
-        [](char c) { return c < ' ' || c == 127; }, '?');
+    clean_row(question->text, static_cast<size_t>(room) + 1, text ? text : "");
     s->question = question;
     s->mode = mode;
     return 0;

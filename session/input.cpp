@@ -90,18 +90,8 @@ void take_terminal_name(void *user, const char *name)
         return;
     }
     s->is_type_told = true;
-    apply_terminal_type(s, find_terminal_type(name));
+    use_terminal_type(s, find_terminal_type(name));
     raise_event(s, TSESSION_TERMINAL, terminal_type_name(s->type));
-}
-
-void interrupt_by(tsession_s *s, int32_t kind)
-{
-    if (s->is_closed)
-        return;
-    const bool is_reported = s->mode == Mode::line || kind != TSESSION_INTERRUPT;
-    interrupt(s);
-    if (is_reported)
-        raise_event(s, kind, nullptr);
 }
 
 // ESC and a character are one key to a dialogue, and none that it knows.
@@ -128,6 +118,25 @@ void send_reply(void *user, const unsigned char *bytes, size_t count)
 }
 
 } // namespace
+
+// What is typed is dropped, and stays readable above the fresh prompt. What ends an
+// output or a question is told only if it is a break.
+void interrupt(tsession_s *s, int32_t kind)
+{
+    if (s->is_closed)
+        return;
+    s->nheld = 0;
+    const bool is_told = s->mode == Mode::line || kind == TSESSION_BREAK;
+    if (s->mode != Mode::line) {
+        cancel_dialog(s);
+    } else {
+        leave_row(s);
+        prompt_history_reset_state(s->prompt);
+        prompt_clear_command(s->prompt);
+    }
+    if (is_told)
+        raise_event(s, kind, nullptr);
+}
 
 void take_keys(tsession_s *s, const mkey_t *keys, size_t count)
 {
@@ -165,27 +174,11 @@ TelnetEvents telnet_events(tsession_s *s)
                    size_t count) { session_of(user)->keyboard.consume(bytes, count); },
         .size = take_size,
         .terminal = take_terminal_name,
-        .interrupt = [](void *user) { interrupt_by(session_of(user), TSESSION_INTERRUPT); },
-        .brk = [](void *user) { interrupt_by(session_of(user), TSESSION_BREAK); },
+        .interrupt = [](void *user) { interrupt(session_of(user), TSESSION_INTERRUPT); },
+        .brk = [](void *user) { interrupt(session_of(user), TSESSION_BREAK); },
         .are_you_there = answer_presence,
         .reply = send_reply,
     };
-}
-
-// Without memory for its decoder the session stays with the type it has.
-void apply_terminal_type(tsession_s *s, const TerminalType *type)
-{
-    stroker_s *decoder = s->shared->decoders.get(type);
-    if (!decoder)
-        return;
-    if (s->is_paste_on)
-        emit(s, paste_off(s->type));
-    s->type = type;
-    s->keyboard.set_type(type, decoder);
-    if (s->is_started) {
-        emit(s, paste_on(type));
-        s->is_paste_on = true;
-    }
 }
 
 } // namespace varno

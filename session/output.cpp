@@ -1,15 +1,17 @@
-// What a session sends: bytes gathered during a round and handed to the host at its
-// end, line ends and telnet's escape seen to.
+// What a session sends: bytes gathered during a transaction and handed to the host at
+// its end, line ends and telnet's escape seen to.
 
 #include <varno/platform.h>
 
 #include <algorithm>
 #include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <string_view>
 #include <utility>
 
-#include "print_format.h"
+#include "characters.h"
 #include "session.h"
 
 namespace varno {
@@ -55,33 +57,6 @@ void append(tsession_s *s, const char *bytes, size_t count)
     }
 }
 
-// The editor's output is text, carriage returns and backspaces: nothing in it needs
-// telnet's escape, so it is rendered in place.
-constexpr PrintSink sink_of(tsession_s *s)
-{
-    return {
-        s,
-        [](void *user, size_t count) { return room_for(static_cast<tsession_s *>(user), count); },
-        [](void *user, size_t count) { static_cast<tsession_s *>(user)->out->used += count; },
-    };
-}
-
-int print_character(tsession_s *s, int character)
-{
-    if (char *room = room_for(s, 1)) {
-        *room = static_cast<char>(character);
-        s->out->used++;
-    }
-    return 1;
-}
-
-// Apart from the above, which needs none of what is set up here.
-[[gnu::noinline, gnu::format(printf, 2, 0)]] int print_text(tsession_s *s, const char *format,
-                                                            va_list arguments)
-{
-    return print_format(sink_of(s), format, arguments);
-}
-
 void take_row(tsession_s *s)
 {
     if (s->pager.rows_left > 0)
@@ -120,9 +95,17 @@ void advance(tsession_s *s, const char *bytes, size_t count)
     }
 }
 
-bool is_shown_as_it_is(unsigned char c)
+// How many bytes at the beginning of a text are whole characters, line feeds and tabs.
+size_t shown_as_it_is(const char *text, size_t count)
 {
-    return (c >= 0x20 && c < 0x7f) || c >= 0xa0 || c == '\n' || c == '\t';
+    size_t run = 0;
+    while (run < count) {
+        const Character next = first_character(text + run, count - run);
+        if (next.is_unsafe && text[run] != '\n' && text[run] != '\t')
+            break;
+        run += next.len;
+    }
+    return run;
 }
 
 } // namespace
@@ -192,15 +175,43 @@ void emit(tsession_s *s, const char *text)
     emit(s, text, std::strlen(text));
 }
 
+void emit_blanks(tsession_s *s, int32_t count)
+{
+    constexpr std::string_view blanks = "                                ";
+    while (count > 0) {
+        const size_t part = std::min(static_cast<size_t>(count), blanks.size());
+        emit(s, blanks.data(), part);
+        count -= static_cast<int32_t>(part);
+    }
+}
+
+// The formats that a redraw consists of; formatting each by the C library would cost more
+// than all the rest of a redraw. The editor's text has no byte that telnet escapes.
+// Anything else is short: a row of the editor is the longest text that it prints.
 int print_to_session(prompt_s *, void *ctx, const char *format, ...)
 {
     auto *s = static_cast<tsession_s *>(ctx);
+    const std::string_view wanted = format;
     va_list arguments;
     va_start(arguments, format);
-    const int printed = is_character_format(format) ? print_character(s, va_arg(arguments, int))
-                                                    : print_text(s, format, arguments);
+    if (wanted == "%c") {
+        const char character = static_cast<char>(va_arg(arguments, int));
+        append(s, &character, 1);
+    } else if (wanted == "%s") {
+        emit(s, va_arg(arguments, const char *));
+    } else if (wanted == "%.*s") {
+        const auto most = static_cast<size_t>(va_arg(arguments, int));
+        const char *text = va_arg(arguments, const char *);
+        append(s, text, strnlen(text, most));
+    } else if (wanted == "%*s") {
+        emit_blanks(s, va_arg(arguments, int));
+    } else {
+        char text[512];
+        std::vsnprintf(text, std::size(text), format, arguments);
+        emit(s, text);
+    }
     va_end(arguments);
-    return printed;
+    return 0;
 }
 
 // A line that is longer than the terminal is wide takes more than one row.
@@ -229,15 +240,15 @@ void write_text(tsession_s *s, const char *text)
 
 void write_clean(tsession_s *s, const char *text, size_t count)
 {
-    char clean[256];
     while (count > 0) {
-        const size_t part = std::min(count, std::size(clean));
-        std::transform(text, text + part, clean, [](char c) {
-            return is_shown_as_it_is(static_cast<unsigned char>(c)) ? c : '?';
-        });
-        write_text(s, clean, part);
-        text += part;
-        count -= part;
+        const size_t run = shown_as_it_is(text, count);
+        write_text(s, text, run);
+        if (run == count)
+            return;
+        write_text(s, "?", 1);
+        const size_t taken = run + first_character(text + run, count - run).len;
+        text += taken;
+        count -= taken;
     }
 }
 

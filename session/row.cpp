@@ -14,17 +14,6 @@ namespace varno {
 namespace {
 
 constexpr char pager_text[] = "--More--";
-constexpr char blanks[] = "                                                                ";
-
-// Room that a line needs beside its prompt: both guards, a scroll step, the cursor's
-// column and the last one, which is never used.
-constexpr int32_t editing_columns = 12;
-
-void emit_blanks(tsession_s *s, int32_t count)
-{
-    for (; count > 0; count -= static_cast<int32_t>(std::size(blanks)) - 1)
-        emit(s, blanks, std::min(static_cast<size_t>(count), std::size(blanks) - 1));
-}
 
 int32_t shown_columns(tsession_s *s)
 {
@@ -167,17 +156,6 @@ void end_row(tsession_s *s)
     s->is_row_shown = false;
     s->column = 0;
     emit(s, "\r\n");
-}
-
-// The prompt is cut to what leaves room to edit.
-void apply_size(tsession_s *s)
-{
-    prompt_set_dimension(s->prompt, s->columns, s->rows);
-    char text[sizeof(tsession_s::prompt_text)];
-    const auto room = static_cast<size_t>(s->columns - editing_columns);
-    strlcpy2(text, s->prompt_text, std::min(room, std::size(text) - 1));
-    prompt_set_prompt_empty(s->prompt, text);
-    prompt_set_prompt_normal(s->prompt, text);
 }
 
 } // namespace varno

@@ -2,8 +2,8 @@
 #define VARNO_SESSION_SESSION_H
 
 // The record of a session and what its modules do for each other. A call on a
-// session is a round: input changes its state, commands write, and the end of the
-// outermost call draws what the terminal's last row is to show and hands all
+// session is a transaction: input changes its state, commands write, and the end of
+// the outermost call draws what the terminal's last row is to show and hands all
 // output over at once.
 
 #include "input/keyboard.h"
@@ -17,7 +17,7 @@ namespace varno {
 constexpr size_t output_capacity = 65536;
 constexpr int32_t answer_capacity = 128;
 
-// Where a round's output is gathered; kept in a free list between rounds.
+// Where the output of a transaction is gathered; kept in a free list between them.
 struct OutputBuffer {
     OutputBuffer *next;
     size_t used;
@@ -78,10 +78,9 @@ struct tsession_s {
     tsession_line_fn line_fn;
     tsession_event_fn event_fn;
 
-    // The round
+    // The transaction
     int32_t depth;                // calls on this session that have not returned
-    bool *catching;               // the thread's mark; to find it takes a call
-    varno::OutputBuffer *out;     // of the round; NULL outside, and without memory
+    varno::OutputBuffer *out;     // of the transaction; NULL outside, and without memory
     varno::OutputBuffer *sending; // what output callbacks that have not returned are reading
     bool is_started;
     bool is_closed;
@@ -99,7 +98,7 @@ struct tsession_s {
     int32_t columns;
     int32_t rows;
     int32_t column;       // of the terminal's cursor, while output is written
-    size_t listed;        // bytes of choices written in this round
+    size_t listed;        // bytes of choices written in this transaction
     int32_t row_len;      // columns that a question or the pager has written there
     int32_t shown_offset; // display_offset as drawn last
 
@@ -122,13 +121,14 @@ struct tsession_s {
 
 namespace varno {
 
-// Output (session_output.cpp)
+// Output (output.cpp)
 
 // Bytes for the wire, as they are but for telnet's escape.
 void emit(tsession_s *s, const char *bytes, size_t count);
 void emit(tsession_s *s, const char *text);
+void emit_blanks(tsession_s *s, int32_t count);
 void deliver(tsession_s *s);
-// The round's buffer: taken at its beginning, given back at its end.
+// The transaction's buffer: taken at its beginning, given back at its end.
 void take_buffer(tsession_s *s);
 void give_buffers_back(tsession_s *s);
 // Bytes already in wire form: telnet's own commands.
@@ -141,7 +141,7 @@ void write_text(tsession_s *s, const char *bytes, size_t count);
 void write_text(tsession_s *s, const char *text);
 void write_clean(tsession_s *s, const char *text, size_t count);
 
-// The last row (session_row.cpp)
+// The last row (row.cpp)
 
 // Draws what the mode wants on the last row, or the difference to what it shows.
 void draw_row(tsession_s *s);
@@ -151,21 +151,18 @@ void hide_row(tsession_s *s);
 void leave_row(tsession_s *s);
 // The same for a row that shows what it is to show.
 void end_row(tsession_s *s);
-void apply_size(tsession_s *s);
 // A question's text leaves at least so many columns for the answer.
 constexpr int32_t least_answer_columns = 8;
 // What the row has left beside the question.
 int32_t answer_columns(const tsession_s *s);
 
-// The line editor's commands (session_commands.cpp)
+// The line editor's commands (commands.cpp)
 
 bool bind_editor(tsession_s *s);
 void release_editor(tsession_s *s);
 void release_shared_bindings(tsession_shared_s *shared);
-void interrupt(tsession_s *s);
-void raise_event(tsession_s *s, int32_t kind, const char *text);
 
-// Long outputs and questions (session_dialog.cpp)
+// Long outputs and questions (dialog.cpp)
 
 // Each returns 0, or -1 when something runs already.
 int begin_pager(tsession_s *s, tsession_produce_fn produce_fn, void *ctx);
@@ -180,12 +177,19 @@ void cancel_dialog(tsession_s *s);
 // Without telling whoever asked: when the session goes.
 void drop_question(tsession_s *s);
 
-// Keys (session_input.cpp)
+// Keys and what arrives with them (input.cpp)
 
 void take_keys(tsession_s *s, const mkey_t *keys, size_t count);
 KeyEvents key_events(tsession_s *s);
 TelnetEvents telnet_events(tsession_s *s);
-void apply_terminal_type(tsession_s *s, const TerminalType *type);
+// Ctrl-C and its like: drops what is typed or ends what runs. kind: TSESSION_INTERRUPT
+// or TSESSION_BREAK, as it is told to the host.
+void interrupt(tsession_s *s, int32_t kind);
+
+// Life (tsession.cpp)
+
+void raise_event(tsession_s *s, int32_t kind, const char *text);
+void use_terminal_type(tsession_s *s, const TerminalType *type);
 
 } // namespace varno
 

@@ -1,4 +1,4 @@
-// The public face of a session: its life, the round around every call, and the
+// The public face of a session: its life, the transaction around every call, and the
 // boundary at which a failed assertion ends one session and no other.
 
 #include <varno/tsession.h>
@@ -12,11 +12,11 @@
 #include <iterator>
 #include <utility>
 
+#include "characters.h"
 #include "session.h"
 
+namespace varno {
 namespace {
-
-using namespace varno;
 
 constexpr char session_tag[] = "tsession_s";
 constexpr char shared_tag[] = "tsession_shared_s";
@@ -24,6 +24,10 @@ constexpr char shared_tag[] = "tsession_shared_s";
 constexpr int32_t default_columns = 80;
 constexpr int32_t default_rows = 24;
 constexpr int32_t escape_wait_ms = 500;
+
+// Room that a line needs beside its prompt: both guards, a scroll step, the cursor's
+// column and the last one, which is never used.
+constexpr int32_t editing_columns = 12;
 
 // A failed assertion on its way to the boundary of the session it happened in.
 struct Fault {
@@ -35,7 +39,7 @@ struct Fault {
 // The innermost call on this thread catches a fault.
 thread_local bool is_catching = false;
 
-// prompt_free leaves the texts of its history behind.
+// prompt_free leaves the texts of its history allocated.
 void release_history_texts(prompt_s *p)
 {
     const auto *end = reinterpret_cast<prompt_history_s *>(&p->history);
@@ -56,6 +60,13 @@ void destroy(tsession_s *s)
     tracked_free(s, session_tag);
 }
 
+void send_paste_off(tsession_s *s)
+{
+    if (s->is_paste_on)
+        emit(s, paste_off(s->type));
+    s->is_paste_on = false;
+}
+
 // What a close or a free asked for, once no callback of the session is running: only
 // then may a producer be told to release what it works with.
 void end_dialogue(tsession_s *s)
@@ -67,8 +78,7 @@ void end_dialogue(tsession_s *s)
     s->is_ended = true;
     if (s->is_started && s->is_row_shown)
         leave_row(s);
-    if (s->is_paste_on)
-        emit(s, paste_off(s->type));
+    send_paste_off(s);
 }
 
 // The record may be in any state: the editor is not touched again.
@@ -80,8 +90,7 @@ void end_by_fault(tsession_s *s, const Fault &fault)
     s->is_ended = true;
     emit(s, s->is_row_shown || s->column > 0 ? "\r\n" : "");
     emit(s, "% internal fault, this session ends\r\n");
-    if (s->is_paste_on)
-        emit(s, paste_off(s->type));
+    send_paste_off(s);
     s->is_row_shown = false;
     s->column = 0;
     char text[256];
@@ -89,53 +98,30 @@ void end_by_fault(tsession_s *s, const Fault &fault)
     raise_event(s, TSESSION_FAULT, text);
 }
 
-// What a round does: any callable, for the call. No template takes it further, so that
-// the code of a round is there once and not for each kind of call.
-class Body {
-  public:
-    template <typename Callable>
-    Body(const Callable &callable)
-        : target_(&callable),
-          call_([](const void *target) { (*static_cast<const Callable *>(target))(); })
-    {}
-
-    void operator()() const { call_(target_); }
-
-  private:
-    const void *target_;
-    void (*call_)(const void *target);
-};
-
-// A session that leaves assertions alone does so within a call of one that does not.
-void catch_faults(tsession_s *s, const Body &body)
+// Runs a part of a transaction. A failed assertion in it ends this session; any other
+// exception closes the session and goes on to the host. A session that leaves assertions
+// alone does so, too, within a call of one that does not.
+template <typename Callable>
+void catch_faults(tsession_s *s, const Callable &part)
 {
-    bool &catching = *s->catching;
-    const bool outer = std::exchange(catching, !s->leaves_assertions);
+    const bool outer = std::exchange(is_catching, !s->leaves_assertions);
     try {
-        body();
-        catching = outer;
+        part();
+        is_catching = outer;
     } catch (const Fault &fault) {
         try {
             end_by_fault(s, fault);
         } catch (const Fault &) { // in what hears of the first
         } catch (...) {
-            catching = outer;
+            is_catching = outer;
             throw;
         }
-        catching = outer;
+        is_catching = outer;
     } catch (...) {
-        catching = outer;
+        is_catching = outer;
         s->is_closed = true;
         throw;
     }
-}
-
-void draw(tsession_s *s)
-{
-    if (s->is_closed)
-        end_dialogue(s);
-    else if (s->is_started)
-        draw_row(s);
 }
 
 bool is_unfinished(const tsession_s *s)
@@ -144,29 +130,22 @@ bool is_unfinished(const tsession_s *s)
     return (s->out && s->out->used > 0) || (s->is_closed && !is_over);
 }
 
-// The end of the outermost call. An output callback may write, close or free: then
-// there is more to draw, or to end.
-void finish_round(tsession_s *s)
+// Draws the last row and hands the output over. An output callback may write, close or
+// free: then there is more to draw, or to end.
+void finish_transaction(tsession_s *s)
 {
     do {
-        catch_faults(s, [s] { draw(s); });
+        catch_faults(s, [s] {
+            if (s->is_closed)
+                end_dialogue(s);
+            else if (s->is_started)
+                draw_row(s);
+        });
         catch_faults(s, [s] { deliver(s); });
     } while (is_unfinished(s));
 }
 
-// What a free has promised holds for a call, too, that an exception leaves; it is the
-// first exception that goes on.
-void end_for_free(tsession_s *s)
-{
-    if (s->depth > 1 || !s->is_free_asked)
-        return;
-    try {
-        finish_round(s);
-    } catch (...) {
-    }
-}
-
-void leave(tsession_s *s)
+void leave_transaction(tsession_s *s)
 {
     if (--s->depth > 0)
         return;
@@ -175,25 +154,31 @@ void leave(tsession_s *s)
         destroy(s);
 }
 
-// Every call on a session: its output is gathered, a fault is caught, the last row
-// is drawn, and what was asked for inside is done at the end.
-void round(tsession_s *s, const Body &body)
+// Every call on a session is a transaction: its output is gathered, a fault is caught,
+// and when the outermost call ends, the last row is drawn, all output leaves, and what
+// callbacks asked for (a close, a free) is done.
+template <typename Callable>
+void transact(tsession_s *s, const Callable &body)
 {
     if (s->depth++ == 0) {
-        s->catching = &is_catching;
         take_buffer(s);
         s->listed = 0;
     }
     try {
         catch_faults(s, body);
         if (s->depth == 1)
-            finish_round(s);
+            finish_transaction(s);
     } catch (...) {
-        end_for_free(s);
-        leave(s);
+        // A free that was asked for is done all the same; the first exception goes on.
+        try {
+            if (s->depth == 1 && s->is_free_asked)
+                finish_transaction(s);
+        } catch (...) {
+        }
+        leave_transaction(s);
         throw;
     }
-    leave(s);
+    leave_transaction(s);
 }
 
 int32_t clamped(int32_t value, int32_t unknown, int32_t least, int32_t most)
@@ -201,19 +186,36 @@ int32_t clamped(int32_t value, int32_t unknown, int32_t least, int32_t most)
     return value <= 0 ? unknown : std::clamp(value, least, most);
 }
 
+// Hands size and prompt to the editor; the prompt is cut to what leaves room to edit.
+void fit_editor(tsession_s *s)
+{
+    prompt_set_dimension(s->prompt, s->columns, s->rows);
+    char text[sizeof(tsession_s::prompt_text)];
+    const auto room = static_cast<size_t>(s->columns - editing_columns);
+    strlcpy2(text, s->prompt_text, std::min(room, std::size(text) - 1));
+    prompt_set_prompt_empty(s->prompt, text);
+    prompt_set_prompt_normal(s->prompt, text);
+}
+
 void set_size(tsession_s *s, int32_t columns, int32_t rows)
 {
     s->columns = clamped(columns, default_columns, 20, 256);
     s->rows = clamped(rows, default_rows, 2, 512);
-    apply_size(s);
+    fit_editor(s);
 }
 
+// The editor counts a byte as a column: a character beyond ASCII is shown as "?".
 void set_prompt_text(tsession_s *s, const char *text)
 {
-    const size_t len = strnlen(text, std::size(s->prompt_text) - 1);
-    std::transform(text, text + len, s->prompt_text,
-                   [](char c) { return c >= ' ' && c < 127 ? c : '?'; });
-    s->prompt_text[len] = '\0';
+    char clean[4 * sizeof(tsession_s::prompt_text)];
+    const size_t len = clean_row(clean, std::size(clean), text);
+    size_t used = 0;
+    for (size_t at = 0; at < len && used < std::size(s->prompt_text) - 1; used++) {
+        const Character next = first_character(clean + at, len - at);
+        s->prompt_text[used] = next.len == 1 ? clean[at] : '?';
+        at += next.len;
+    }
+    s->prompt_text[used] = '\0';
 }
 
 void copy_config(tsession_s *s, const tsession_config_s *config)
@@ -248,6 +250,33 @@ bool set_up(tsession_s *s, const tsession_config_s *config)
 }
 
 } // namespace
+
+void raise_event(tsession_s *s, int32_t kind, const char *text)
+{
+    const bool is_size = kind == TSESSION_SIZE;
+    const tsession_event_s event = {kind, is_size ? s->columns : 0, is_size ? s->rows : 0, text};
+    if (s->event_fn)
+        s->event_fn(s, s->user, &event);
+}
+
+// Without memory for its decoder the session stays with the type it has.
+void use_terminal_type(tsession_s *s, const TerminalType *type)
+{
+    stroker_s *decoder = s->shared->decoders.get(type);
+    if (!decoder)
+        return;
+    send_paste_off(s);
+    s->type = type;
+    s->keyboard.set_type(type, decoder);
+    if (s->is_started) {
+        emit(s, paste_on(type));
+        s->is_paste_on = true;
+    }
+}
+
+} // namespace varno
+
+using namespace varno;
 
 tsession_shared_s *tsession_shared_create(void)
 {
@@ -295,19 +324,19 @@ void tsession_free(tsession_s *s)
     s->output_fn = nullptr;
     s->event_fn = nullptr;
     if (s->depth == 0)
-        round(s, [] {});
+        transact(s, [] {});
 }
 
 void tsession_start(tsession_s *s)
 {
     if (s->is_started || s->is_closed)
         return;
-    round(s, [s] {
+    transact(s, [s] {
         s->is_started = true;
         if (s->transport == TSESSION_TELNET && !s->telnet.begin(telnet_events(s)))
             s->is_closed = true;
         else
-            apply_terminal_type(s, s->type);
+            use_terminal_type(s, s->type);
     });
 }
 
@@ -315,7 +344,7 @@ void tsession_input(tsession_s *s, const void *bytes, size_t count)
 {
     if (!s->is_started || s->is_closed || count == 0)
         return;
-    round(s, [s, bytes, count] {
+    transact(s, [s, bytes, count] {
         const auto *input = static_cast<const unsigned char *>(bytes);
         if (s->transport == TSESSION_TELNET)
             s->telnet.consume(input, count);
@@ -332,19 +361,25 @@ int32_t tsession_wait(const tsession_s *s)
 void tsession_time_out(tsession_s *s)
 {
     if (!s->is_closed && s->keyboard.is_pending())
-        round(s, [s] { s->keyboard.time_out(); });
+        transact(s, [s] { s->keyboard.time_out(); });
 }
 
 void tsession_write(tsession_s *s, const char *bytes, size_t count)
 {
     if (!s->is_closed && count > 0)
-        round(s, [=] { write_text(s, bytes, count); });
+        transact(s, [=] { write_text(s, bytes, count); });
 }
 
 void tsession_write_clean(tsession_s *s, const char *text)
 {
     if (!s->is_closed && *text)
-        round(s, [=] { write_clean(s, text, std::strlen(text)); });
+        transact(s, [=] { write_clean(s, text, std::strlen(text)); });
+}
+
+char *tsession_clean(char *clean, size_t capacity, const char *text)
+{
+    clean_row(clean, capacity, text);
+    return clean;
 }
 
 void tsession_print(tsession_s *s, const char *format, ...)
@@ -361,7 +396,7 @@ void tsession_print(tsession_s *s, const char *format, ...)
 int tsession_page(tsession_s *s, tsession_produce_fn produce, void *ctx)
 {
     int result = -1;
-    round(s, [&] {
+    transact(s, [&] {
         result = begin_pager(s, produce, ctx);
         if (result == 0 && !s->is_in_command)
             run_pager(s);
@@ -373,7 +408,7 @@ void tsession_set_writable(tsession_s *s, int is_writable)
 {
     s->is_writable = is_writable != 0;
     if (s->is_writable && !s->is_closed && s->mode == Mode::pager)
-        round(s, [s] { run_pager(s); });
+        transact(s, [s] { run_pager(s); });
 }
 
 int tsession_has_more(const tsession_s *s)
@@ -385,14 +420,14 @@ int tsession_ask(tsession_s *s, const char *question, int is_secret, tsession_an
                  void *ctx)
 {
     int result = -1;
-    round(s, [&] { result = begin_line_question(s, question, is_secret != 0, answer, ctx); });
+    transact(s, [&] { result = begin_line_question(s, question, is_secret != 0, answer, ctx); });
     return result;
 }
 
 int tsession_ask_key(tsession_s *s, const char *question, tsession_key_fn answer, void *ctx)
 {
     int result = -1;
-    round(s, [&] { result = begin_key_question(s, question, answer, ctx); });
+    transact(s, [&] { result = begin_key_question(s, question, answer, ctx); });
     return result;
 }
 
@@ -400,10 +435,10 @@ void tsession_set_prompt(tsession_s *s, const char *prompt)
 {
     if (s->is_closed)
         return;
-    round(s, [=] {
+    transact(s, [=] {
         hide_row(s);
         set_prompt_text(s, prompt ? prompt : "> ");
-        apply_size(s);
+        fit_editor(s);
     });
 }
 
@@ -412,7 +447,7 @@ void tsession_resize(tsession_s *s, int32_t columns, int32_t rows)
 {
     if (s->is_closed)
         return;
-    round(s, [=] {
+    transact(s, [=] {
         hide_row(s);
         set_size(s, columns, rows);
         if (s->pager.page_rows != INT32_MAX)
@@ -423,7 +458,7 @@ void tsession_resize(tsession_s *s, int32_t columns, int32_t rows)
 void tsession_set_terminal(tsession_s *s, const char *terminal_type)
 {
     if (!s->is_closed)
-        round(s, [=] { apply_terminal_type(s, find_terminal_type(terminal_type)); });
+        transact(s, [=] { use_terminal_type(s, find_terminal_type(terminal_type)); });
 }
 
 void tsession_set_paged(tsession_s *s, int is_paged)
@@ -439,7 +474,7 @@ void tsession_set_graph(tsession_s *s, cli_pnode_s *graph)
 void tsession_close(tsession_s *s)
 {
     if (!s->is_closed)
-        round(s, [s] { s->is_closed = true; });
+        transact(s, [s] { s->is_closed = true; });
 }
 
 int tsession_is_closed(const tsession_s *s)
@@ -469,7 +504,7 @@ void *tsession_user(const tsession_s *s)
 
 void tsession_history(tsession_s *s, tsession_history_fn entry, void *ctx)
 {
-    round(s, [=] {
+    transact(s, [=] {
         const auto *end = reinterpret_cast<prompt_history_s *>(&s->prompt->history);
         int number = 0;
         for (prompt_history_s *t = s->prompt->history.cqh_last; t != end; t = t->prev)

@@ -484,6 +484,12 @@ bool time_out_escape(World &w)
     return true;
 }
 
+bool clean_text(World &)
+{
+    char text[8];
+    return std::string_view(tsession_clean(text, sizeof(text), "a\033b")) == "a?b";
+}
+
 void answer_line(tsession_s *, void *, void *, const char *) {}
 void answer_key(tsession_s *, void *, void *, int) {}
 
@@ -733,6 +739,7 @@ const Row rows[] = {
     ACT  (goes_on, tsession_time_out,     time_out_escape),
     DOES (goes_on, tsession_write,        w.s, "text\n", 5),
     DOES (goes_on, tsession_write_clean,  w.s, "text\n"),
+    ACT  (never,   tsession_clean,        clean_text),
     DOES (goes_on, tsession_print,        w.s, "%s\n", "text"),
     GIVES(goes_on, tsession_page,         (w.s, produce_row, nullptr) == 0),
     DOES (never,   tsession_set_writable, w.s, 1), // nothing rests

@@ -155,9 +155,17 @@ VARNO_API void tsession_time_out(tsession_s *s);
 /* Writes bytes as they are, escape sequences included. */
 VARNO_API void tsession_write(tsession_s *s, const char *bytes, size_t count);
 
-/* Writes a text that did not come from a constant: control characters other than
- * line feed and tab, and bytes 0x7f to 0x9f, are shown as "?". */
+/* Writes a text that did not come from a constant: characters of UTF-8 pass, control
+ * characters (C0 but line feed and tab, DEL, C1) and bytes that are no UTF-8 are shown
+ * as "?". */
 VARNO_API void tsession_write_clean(tsession_s *s, const char *text);
+
+/* Copies a text into clean[0..capacity), terminated, as the call above would show it on
+ * one row: line feeds and tabs are "?", too. It ends before a character that has no
+ * room. For what leaves by other ways than a session: logs, titles. Capacity is 1 or
+ * more bytes.
+ * Returns: clean. */
+VARNO_API char *tsession_clean(char *clean, size_t capacity, const char *text);
 
 /* Formats as printf does, up to 1023 characters, then writes as tsession_write. */
 VARNO_API void tsession_print(tsession_s *s, const char *format, ...) VARNO_PRINTF(2, 3);
