@@ -29,7 +29,7 @@ char *last_token = nullptr;
 
 } // namespace
 
-// Stands in front of the platform's service, so that a test can break its contract.
+// Stands in for the platform's service, so that a test can break its contract.
 extern "C" int token_copy(const char *text, char **out_token, int *out_at)
 {
     static const auto platform_service =
@@ -38,6 +38,21 @@ extern "C" int token_copy(const char *text, char **out_token, int *out_at)
     *out_at += broken_offset;
     last_token = *out_token;
     return count + broken_count;
+}
+
+// Stands in for the C library's: as newer ones do, it finds base 2 in "0b11".
+extern "C" VARNO_API long long strtoll(const char *text, char **end, int base) noexcept
+{
+    static const auto older = reinterpret_cast<decltype(&strtoll)>(dlsym(RTLD_NEXT, "strtoll"));
+    const char *sign = text + std::strspn(text, " ");
+    const char *digits = sign + std::strspn(sign, "+-");
+    const bool is_binary = base == 0 && digits[0] == '0' &&
+                           (digits[1] == 'b' || digits[1] == 'B') &&
+                           (digits[2] == '0' || digits[2] == '1');
+    if (!is_binary)
+        return older(text, end, base);
+    const long long value = older(digits + 2, end, 2);
+    return *sign == '-' ? -value : value;
 }
 
 namespace {
@@ -374,7 +389,12 @@ constexpr NumberRow number_rows[] = {
     {"-9223372036854775809",  false},
     {"99999999999999999999",  false},
     {"12abc",                 false},
+    {"0b11",                  false},
+    {"-0B1",                  false},
+    {" 0b1",                  false},
+    {"0b",                    false},
     {"0x",                    false},
+    {"0x0b",                  true},
     {"09",                    false},
     {"5 ",                    false},
     {"1.5",                   false},

@@ -9,7 +9,7 @@
  * `child`, and every such list ends at &NONE. The parser only reads the graph and
  * keeps nothing between calls: a graph that nobody changes may be parsed by
  * several threads at once. How a line falls into tokens, and which quotes and
- * escapes count, is the platform's affair (token_copy in varno/platform.h).
+ * escapes count, is decided by the platform (token_copy in varno/platform.h).
  *
  * A node whose name or keyword is NULL (a text copy without memory) matches
  * nothing, and a NULL link ends a list as &NONE does. */
@@ -28,7 +28,8 @@ enum {
     PNODE_KEYWORD = 1, /* a token that is a prefix of the keyword, case-sensitive */
     PNODE_EOLS = 2,    /* no token: marks that a command may end here */
     PNODE_STRING = 3,  /* any token */
-    PNODE_INT32 = 4    /* a number for strtol, base 0, of 64 bits despite its name */
+    PNODE_INT32 = 4    /* a number of 64 bits despite its name: decimal, octal (017)
+                          or hexadecimal (0x1f), with or without a sign, white space before it */
 };
 
 /* Results of a parse; cli_strparseres has their texts. ORDER parse results */
@@ -82,7 +83,7 @@ VARNO_API extern cli_pnode_s NONE;
  *
  * len is the line's length, strlen(line), or less. With less, the quotes are
  * still checked up to the terminator and the last token runs past len, to its
- * own end. A len beyond the terminator fails "!*out_match" behind the last token.
+ * own end. A len past the terminator fails "!*out_match" after the last token.
  *
  * Without memory: for a record, the parse ends there and returns PARSE_MATCHED
  * with the tokens before it, *consumed at the start of the one that was lost; so
@@ -119,7 +120,7 @@ VARNO_API cli_pmatch_s *cli_match_by_name(cli_pmatch_s *matches, const char *nam
  * Returns:  the first record that matched this node; NULL when there is none. */
 VARNO_API cli_pmatch_s *cli_match_by_node(cli_pmatch_s *matches, const cli_pnode_s *node);
 
-/* Tells whether a command may end behind a node.
+/* Tells whether a command may end after a node.
  * Returns: the first EOLS node of its next level, which has the command's func and
  *          attr; NULL when there is none: the command is incomplete. */
 VARNO_API cli_pnode_s *cli_parse_node_get_executable(const cli_pnode_s *node);

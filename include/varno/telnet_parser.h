@@ -14,8 +14,8 @@
  * Every callback receives the context first and the user pointer installed with
  * it second; an empty callback is skipped. The trace callback alone must be
  * there before anything is traced, and every command is traced. A callback must
- * neither free the context nor change the buffer; it may leave by an exception or longjmp, the context
- * then stays usable. */
+ * neither free the context nor change the buffer; it may leave by an exception or
+ * longjmp, the context then stays usable. */
 
 #include <varno/api.h>
 
@@ -25,7 +25,7 @@
 extern "C" {
 #endif
 
-/* Command codes: the byte behind an IAC. One row of the command table each, in
+/* Command codes: the byte after an IAC. One row of the command table each, in
  * code order (see telnet_iac_command_name). ORDER telnet commands */
 #define TN_NVT_SE 240
 #define TN_NVT_NOP 241
@@ -126,25 +126,24 @@ VARNO_API void telnet_trace(telparser_s *ctx, const char *format, ...) VARNO_PRI
  * ends the buffer is read at buf[buflen]: the caller keeps one readable byte
  * there. Its value is traced and does nothing else. The result is then
  * buflen + 1, and the caller drops that one byte from the front of what it reads
- * next, for it is the option byte. No other byte behind the buffer is read.
+ * next, for it is the option byte. No other byte past the buffer is read.
  *
- * Data behind the last command of a buffer stays unconsumed. Only a call that
+ * Data after the last command of a buffer stays unconsumed. Only a call that
  * sees no command at all delivers it, so a host calls again with the rest while
  * the result is above 0 and bytes are left, rather than wait for new input.
  *
  * What remote bytes can do: a window size that is not nine bytes long. With an
  * escaped 255 in its values it is mostly traced as malformed, six bytes of it
  * skipped and the rest data, or waits for another end. With an end mark inside
- * its nine bytes, or a 255 right before its end and another end behind, it is
+ * its nine bytes, or a 255 right before its end and another end after it, it is
  * reported and then fails "len == 9". A subnegotiation of any other option leaves
- * its last byte,
- * 240, in the stream as data. A subnegotiation that never ends is never consumed
- * and grows with every read: the host bounds what it keeps.
+ * its last byte, 240, in the stream as data. A subnegotiation that never ends is
+ * never consumed and grows with every read: the host bounds what it keeps.
  *
  * Requires: "buf && buflen > 0 && ctx"; with a 255 in the buffer also
  *           "ctx->trace_fn"; of the bytes, "len == 9".
  * Returns:  the number of bytes used, 0..buflen + 1. The caller keeps the rest
- *           and presents it again, with the next bytes behind it.
+ *           and presents it again, followed by the next bytes.
  * Calls:    receive, window size, terminal type, break: once for each found, in
  *           stream order; trace: at least once for each command. */
 VARNO_API int32_t telnet_consume(telparser_s *ctx, const unsigned char *buf, int32_t buflen);

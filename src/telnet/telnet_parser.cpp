@@ -7,7 +7,6 @@
 #include <varno/platform.h>
 
 #include <algorithm>
-#include <bit>
 #include <charconv>
 #include <cstdarg>
 #include <cstdint>
@@ -99,7 +98,7 @@ constexpr const telnet_command_s *row_of(int code)
 }
 
 // The way out for all messages; its check is what makes the callback mandatory.
-inline void emit(telparser_s *ctx, const char *text)
+void emit(telparser_s *ctx, const char *text)
 {
     VARNO_ASSERT_AS(ctx->trace_fn, "ctx->trace_fn");
     ctx->trace_fn(ctx, ctx->trace_user, text);
@@ -120,17 +119,16 @@ char *put(char *to, char *end, int number)
     return std::to_chars(to, end, number).ptr;
 }
 
-[[gnu::noinline]] void trace(telparser_s *ctx, std::string_view before, int number,
-                             std::string_view behind = "")
+void trace(telparser_s *ctx, std::string_view before, int number, std::string_view after = "")
 {
     char text[text_room];
     char *const end = text + std::size(text) - 1;
-    *put(put(put(text, end, before), end, number), end, behind) = '\0';
+    *put(put(put(text, end, before), end, number), end, after) = '\0';
     emit(ctx, text);
 }
 
-// Of a subnegotiation: the option behind the text, then a number of bytes.
-[[gnu::noinline]] void trace_option(telparser_s *ctx, std::string_view before, int option, int len)
+// Of a subnegotiation: the option after the text, then a number of bytes.
+void trace_option(telparser_s *ctx, std::string_view before, int option, int len)
 {
     char text[text_room];
     char *const end = text + std::size(text) - 1;
@@ -176,11 +174,11 @@ constexpr auto discard_texts = make_discard_texts();
 
 // Row: the number in the text.
 template <size_t rows>
-constexpr text_table<rows> make_numbered(const char *before, const char *behind)
+constexpr text_table<rows> make_numbered(const char *before, const char *after)
 {
     text_table<rows> made{};
     for (size_t row = 0; row < rows; row++)
-        append(append(append(made.text[row], before), static_cast<int>(row)), behind);
+        append(append(append(made.text[row], before), static_cast<int>(row)), after);
     return made;
 }
 
@@ -205,53 +203,16 @@ void trace_consumed_message(telparser_s *ctx, int32_t n)
         trace(ctx, CONSUMED_MESSAGE, n);
 }
 
-// Eight bytes, the first as the highest.
-inline uint64_t word_at(const unsigned char *bytes)
+// Index of the first IAC in buf[from..buflen); buflen when there is none. A person types
+// a byte at a time: of one byte, a look costs less than the call.
+int32_t find_iac(const unsigned char *buf, int32_t from, int32_t buflen)
 {
-    uint64_t word;
-    std::memcpy(&word, bytes, sizeof(word));
-    return __builtin_bswap64(word);
-}
-
-// Index of the first IAC in a word of eight bytes; 8 when there is none. A byte of
-// the marks is not 0 where, of all bytes so far, the first is 255.
-inline int iac_in_word(const unsigned char *bytes)
-{
-    uint64_t word;
-    std::memcpy(&word, bytes, sizeof(word));
-    const uint64_t others = ~word; // 255 is 0 here
-    const uint64_t marks = (others - 0x0101010101010101) & word & 0x8080808080808080;
-    return marks == 0 ? 8 : std::countr_zero(marks) / 8;
-}
-
-// Index of the first IAC in buf[from..buflen); buflen when there is none.
-inline int32_t find_iac(const unsigned char *buf, int32_t from, int32_t buflen)
-{
+    if (buflen == 1)
+        return buf[0] == TN_NVT_IAC ? 0 : 1;
     const void *found = std::memchr(buf + from, TN_NVT_IAC, static_cast<size_t>(buflen - from));
     if (!found)
         return buflen;
     return static_cast<int32_t>(static_cast<const unsigned char *>(found) - buf);
-}
-
-// A person types a byte at a time.
-inline int32_t find_first_iac(const unsigned char *buf, int32_t buflen)
-{
-    if (buflen == 1)
-        return buf[0] == TN_NVT_IAC ? 0 : 1;
-    return find_iac(buf, 0, buflen);
-}
-
-// The same where one is likely to be near, which is behind another command: a look at
-// a word costs less than the call.
-inline int32_t find_near_iac(const unsigned char *buf, int32_t from, int32_t buflen)
-{
-    if (std::endian::native == std::endian::little && buflen - from >= 8) {
-        const int near = iac_in_word(buf + from);
-        if (near < 8)
-            return from + near;
-        from += 8;
-    }
-    return find_iac(buf, from, buflen);
 }
 
 // The pointer is into the caller's buffer: nothing is copied.
@@ -266,12 +227,12 @@ void deliver(telparser_s *ctx, const unsigned char *buf, int32_t len)
 
 // The least k from 3 on with IAC SE at k and no IAC before it, k + 1 inside the
 // buffer; -1: none. An escaped 255 right before the end thus hides it, and the
-// message goes on to the next end mark.
+// message lasts until the next end mark.
 int32_t find_end(const unsigned char *buf, int32_t buflen)
 {
     const int32_t last = buflen - 1;
     for (int32_t k = parameters_at; k < last; k++) {
-        k = find_near_iac(buf, k, last);
+        k = find_iac(buf, k, last);
         if (k < last && buf[k + 1] == TN_NVT_SE && buf[k - 1] != TN_NVT_IAC)
             return k;
     }
@@ -302,10 +263,23 @@ int32_t consume_naws(telparser_s *ctx, const unsigned char *buf, int32_t len, in
     return naws_bytes;
 }
 
-// Lowers into a buffer of its own, since the stream is the caller's. The copy is
-// bounded by the buffer whatever the check before it says.
-void report_terminal(telparser_s *ctx, const unsigned char *name, int32_t term_len)
+// Whatever is wrong with it, a terminal type is used up whole, its end included. The
+// name is lowered into a buffer of its own, since the stream is the caller's; the copy
+// is bounded by that buffer whatever the check before it says.
+int32_t consume_terminal_type(telparser_s *ctx, const unsigned char *buf, int32_t len)
 {
+    const unsigned char *name = buf + parameters_at + 1;
+    const int32_t term_len = len - 2 - (parameters_at + 1);
+    // Without parameters the byte here is the end's IAC: not IS either.
+    const int command = buf[parameters_at];
+    if (command != terminal_type_is) {
+        trace(ctx, "malformed termtype message: cmd ", command, " is not IS");
+        return len;
+    }
+    if (term_len < 1 || term_len > terminal_name_max) {
+        trace(ctx, "termtype message termlength is too large: ", term_len);
+        return len;
+    }
     VARNO_ASSERT(term_len > 0);
     char lowered[terminal_name_max + 1];
     int32_t count = 0;
@@ -314,24 +288,10 @@ void report_terminal(telparser_s *ctx, const unsigned char *name, int32_t term_l
     lowered[count] = '\0';
     if (ctx->term_fn)
         ctx->term_fn(ctx, ctx->term_user, lowered, term_len);
-}
-
-// Whatever is wrong with it, a terminal type is used up whole, its end included.
-int32_t consume_terminal_type(telparser_s *ctx, const unsigned char *buf, int32_t len)
-{
-    // Without parameters the byte here is the end's IAC: not IS either.
-    const int command = buf[parameters_at];
-    const int32_t term_len = len - 2 - (parameters_at + 1);
-    if (command != terminal_type_is)
-        trace(ctx, "malformed termtype message: cmd ", command, " is not IS");
-    else if (term_len < 1 || term_len > terminal_name_max)
-        trace(ctx, "termtype message termlength is too large: ", term_len);
-    else
-        report_terminal(ctx, buf + parameters_at + 1, term_len);
     return len;
 }
 
-// Skips up to the first IAC from the option byte on. The SE behind it stays in
+// Skips up to the first IAC from the option byte on. The SE after it stays in
 // the stream and passes on as data, and so does the byte before a nested command
 // (with an option of 255, the SB): hosts that cannot have that drop such messages
 // before they come here. The IAC lies at 2 or later, so at least one byte is used.
@@ -355,7 +315,7 @@ int32_t consume_unsupported(telparser_s *ctx, const unsigned char *buf, int32_t 
 }
 
 // `*end` is an end mark of this buffer found by an earlier message, or its start.
-// Where it lies behind this message's option it is this message's end too: a
+// Where it lies past this message's option it is this message's end too: a
 // buffer full of openings is searched once, not once for each.
 int32_t message_bytes(const unsigned char *buf, int32_t buflen, const unsigned char **end)
 {
@@ -370,30 +330,21 @@ int32_t message_bytes(const unsigned char *buf, int32_t buflen, const unsigned c
     return static_cast<int32_t>(*end - buf) + 2;
 }
 
-// Nothing is looked at before the end is there, whatever the option.
-int32_t consume_option(telparser_s *ctx, const unsigned char *buf, int32_t buflen,
-                       const unsigned char **end)
-{
-    const int32_t len = message_bytes(buf, buflen, end);
-    if (len == 0)
-        return 0;
-    switch (buf[option_at]) {
-    case option_naws:
-        return consume_naws(ctx, buf, len, buflen);
-    case option_terminal_type:
-        return consume_terminal_type(ctx, buf, len);
-    default:
-        return consume_unsupported(ctx, buf, buflen);
-    }
-}
-
-// A message that cannot be used up yet is traced each time it is presented.
+// Nothing is looked at before the end is there, whatever the option. A message that
+// cannot be used up yet is traced each time it is presented.
 int32_t consume_subnegotiation(telparser_s *ctx, const unsigned char *buf, int32_t buflen,
                                const unsigned char **end)
 {
     VARNO_ASSERT(ctx && buf && buf[0] == TN_NVT_IAC && buflen > 1);
     VARNO_ASSERT(buf[1] == TN_NVT_SB);
-    const int32_t n = consume_option(ctx, buf, buflen, end);
+    const int32_t len = message_bytes(buf, buflen, end);
+    int32_t n = 0;
+    if (len > 0 && buf[option_at] == option_naws)
+        n = consume_naws(ctx, buf, len, buflen);
+    else if (len > 0 && buf[option_at] == option_terminal_type)
+        n = consume_terminal_type(ctx, buf, len);
+    else if (len > 0)
+        n = consume_unsupported(ctx, buf, buflen);
     if (n == 0)
         emit(ctx, "Could not consume sub-opt message");
     else
@@ -401,30 +352,9 @@ int32_t consume_subnegotiation(telparser_s *ctx, const unsigned char *buf, int32
     return n;
 }
 
-// A window size as nearly all clients send it: nine bytes at hand, no 255 among the
-// numbers. Read as one word behind the IAC, in network order.
-inline bool is_plain_window(uint64_t message)
-{
-    const auto numbers = static_cast<uint32_t>(message >> 16);
-    constexpr uint64_t frame = 0xffff'0000'0000'ffff;
-    constexpr uint64_t sb_naws_iac_se = 0xfa1f'0000'0000'fff0;
-    return (message & frame) == sb_naws_iac_se &&
-           ((~numbers - 0x01010101) & numbers & 0x80808080) == 0;
-}
-
-// Reports it as consume_subnegotiation would.
-int32_t consume_plain_window(telparser_s *ctx, uint64_t message)
-{
-    if (ctx->naws_fn)
-        ctx->naws_fn(ctx, ctx->naws_user, static_cast<int>(message >> 32 & 0xffff),
-                     static_cast<int>(message >> 16 & 0xffff));
-    emit(ctx, consumed_message_texts.text[naws_bytes]);
-    return naws_bytes;
-}
-
 // Commands of two and three bytes: each returns the number of bytes used.
 
-// RFC 854 gives codes below 240 no meaning behind an IAC.
+// RFC 854 gives codes below 240 no meaning after an IAC.
 int32_t skip_invalid(telparser_s *ctx, int code)
 {
     trace(ctx, "Invalid NVT command ", code);
@@ -468,17 +398,12 @@ int32_t note_request(telparser_s *ctx, std::string_view request, int option)
 
 // The command at buf[0], an IAC, with buflen bytes up to the buffer's end. The
 // option byte of a request is read unchecked: where the buffer ends before it, it
-// is the byte that the caller keeps readable behind the buffer.
+// is the byte that the caller keeps readable past the buffer.
 int32_t consume_command(telparser_s *ctx, const unsigned char *buf, int32_t buflen,
                         const unsigned char **end)
 {
     if (buflen < 2)
         return 0;
-    if (buf[1] == TN_NVT_SB && buflen >= naws_bytes && std::endian::native == std::endian::little) {
-        const uint64_t message = word_at(buf + 1);
-        if (is_plain_window(message))
-            return consume_plain_window(ctx, message);
-    }
     switch (buf[1]) {
     case TN_NVT_SE:
         return skip_stray_end(ctx);
@@ -508,6 +433,31 @@ int32_t consume_command(telparser_s *ctx, const unsigned char *buf, int32_t bufl
     default:
         return skip_invalid(ctx, buf[1]);
     }
+}
+
+// Consumes from the buffer's first IAC on. Each turn uses at least one byte, or
+// returns. Data after the last command is left for a later call, which delivers it
+// when it sees no command. The run before an incomplete command is delivered all the
+// same, so the caller keeps only the command.
+int32_t consume_commands(telparser_s *ctx, const unsigned char *buf, int32_t iac, int32_t buflen)
+{
+    const unsigned char *end = buf;
+    int32_t position = 0; // start of the data run, after the last command
+    while (iac < buflen) {
+        if (iac > position) {
+            emit(ctx, "Have some text buffered up");
+            deliver(ctx, buf + position, iac - position);
+        }
+        const int32_t n = consume_command(ctx, buf + iac, buflen - iac, &end);
+        trace_consumed(ctx, n);
+        if (n == 0)
+            return iac;
+        position = iac + n;
+        if (position >= buflen)
+            return position;
+        iac = find_iac(buf, position, buflen);
+    }
+    return position;
 }
 
 } // namespace
@@ -580,41 +530,11 @@ void telnet_trace(telparser_s *ctx, const char *format, ...)
     emit(ctx, text);
 }
 
-namespace {
-
-// Consumes from the buffer's first IAC on. Each turn uses at least one byte, or
-// returns. Data behind the last command is left for a later call, which delivers it
-// when it sees no command. The run before an incomplete command is delivered all the
-// same, so the caller keeps only the command.
-[[gnu::noinline]] int32_t consume_commands(telparser_s *ctx, const unsigned char *buf, int32_t iac,
-                                           int32_t buflen)
-{
-    const unsigned char *end = buf;
-    int32_t position = 0; // start of the data run, behind the last command
-    do {
-        if (iac > position) {
-            emit(ctx, "Have some text buffered up");
-            deliver(ctx, buf + position, iac - position);
-        }
-        const int32_t n = consume_command(ctx, buf + iac, buflen - iac, &end);
-        trace_consumed(ctx, n);
-        if (n == 0)
-            return iac;
-        position = iac + n;
-        if (position >= buflen)
-            return position;
-        iac = find_near_iac(buf, position, buflen);
-    } while (iac < buflen);
-    return position;
-}
-
-} // namespace
-
 // Only a buffer of plain data is delivered to its end.
 int32_t telnet_consume(telparser_s *ctx, const unsigned char *buf, int32_t buflen)
 {
     VARNO_ASSERT(buf && buflen > 0 && ctx);
-    const int32_t iac = find_first_iac(buf, buflen);
+    const int32_t iac = find_iac(buf, 0, buflen);
     if (iac < buflen)
         return consume_commands(ctx, buf, iac, buflen);
     deliver(ctx, buf, buflen);
