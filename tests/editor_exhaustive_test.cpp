@@ -66,7 +66,7 @@ void to_word_before(Model &m)
         m.cursor = m.line.find_last_of(white_space, last) + 1;
 }
 
-void behind_next_word(Model &m)
+void past_next_word(Model &m)
 {
     const size_t first = m.line.find_first_not_of(white_space, m.cursor);
     if (first != none)
@@ -79,13 +79,13 @@ void delete_before(Model &m)
         m.set(m.line.substr(m.cursor), 0);
 }
 
-void delete_behind(Model &m)
+void delete_to_end(Model &m)
 {
     m.set(m.line.substr(0, m.cursor), m.cursor);
 }
 
 // The character at the cursor counts as one of the word: at a word's beginning only
-// the white space in front of it goes.
+// the white space before it goes.
 void delete_word_before(Model &m)
 {
     if (m.cursor == 0)
@@ -99,7 +99,7 @@ void delete_word_before(Model &m)
         m.set(m.line.substr(0, start) + m.line.substr(m.cursor), start);
 }
 
-void delete_word_behind(Model &m)
+void delete_next_word(Model &m)
 {
     if (m.is_at_end())
         return;
@@ -331,7 +331,7 @@ void append_x(prompt_s *p)
     prompt_append_character(p, 'x');
 }
 
-void put_x_in_front(prompt_s *p)
+void put_x_before(prompt_s *p)
 {
     prompt_insert_character(p, 0, 'x');
 }
@@ -353,14 +353,14 @@ const Command commands[] = {
     {"history-previous",         nullptr, [](Model &m) { m.set(" last\t", 6); }},
     {"history-next",             nullptr, nothing},
     {"move-word-back",           nullptr, to_word_before},
-    {"move-word-forward",        nullptr, behind_next_word},
+    {"move-word-forward",        nullptr, past_next_word},
     {"move-begin",               nullptr, [](Model &m) { m.set(m.line, 0); }},
     {"move-end",                 nullptr, [](Model &m) { m.set(m.line, m.line.size()); }},
     {"delete-character-back",    nullptr, [](Model &m) { if (m.cursor > 0) backspace<1>(m); }},
     {"delete-character-forward", nullptr, remove<1>},
     {"delete-word-back",         nullptr, delete_word_before},
-    {"delete-word-forward",      nullptr, delete_word_behind},
-    {"delete-end",               nullptr, delete_behind},
+    {"delete-word-forward",      nullptr, delete_next_word},
+    {"delete-end",               nullptr, delete_to_end},
     {"delete-begin",             nullptr, delete_before},
     {"delete-command",           nullptr, [](Model &m) { m.clear(); }},
     {"redisplay",                nullptr, [](Model &m) { m.say("\n\r"); }},
@@ -389,7 +389,7 @@ const Command commands[] = {
     {"backspace of all",         erase<9>,       backspace<9>},
     {"delete of two",            erase_ahead,    remove<2>},
     {"appended character",       append_x,       [](Model &m) { m.set(m.line + "x", m.cursor); }},
-    {"character in front",       put_x_in_front, [](Model &m) { m.set("x" + m.line, m.cursor); }},
+    {"character before",         put_x_before, [](Model &m) { m.set("x" + m.line, m.cursor); }},
     {"first token taken",        extract_token,  take_token},
 };
 // clang-format on

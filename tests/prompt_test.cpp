@@ -86,10 +86,10 @@ int consume(prompt_s *p, const char *spelled)
 
 using Events = std::vector<std::string>;
 
-class PromptTest : public testing::Test {
+class Prompt : public testing::Test {
   protected:
-    PromptTest() { prompt_bind_insert(p, note_char, &recorder, note_string, &recorder); }
-    ~PromptTest() override
+    Prompt() { prompt_bind_insert(p, note_char, &recorder, note_string, &recorder); }
+    ~Prompt() override
     {
         prompt_free(p);
         EXPECT_EQ(tracked_outstanding(nullptr), before_);
@@ -151,7 +151,7 @@ TEST(PromptCreate, GivesNullWithoutMemory)
     EXPECT_EQ(failed, 1);
 }
 
-TEST_F(PromptTest, GuardsAndPromptsAreCopiedAndMarkDirty)
+TEST_F(Prompt, GuardsAndPromptsAreCopiedAndMarkDirty)
 {
     struct {
         void (*set)(prompt_s *, const char *);
@@ -177,7 +177,7 @@ TEST_F(PromptTest, GuardsAndPromptsAreCopiedAndMarkDirty)
     }
 }
 
-TEST_F(PromptTest, TextsThatDoNotFitAreFatal)
+TEST_F(Prompt, TextsThatDoNotFitAreFatal)
 {
     const char *guard_text = "p && guard && strlen(guard) < 5";
     EXPECT_ASSERTION(prompt_set_guard_left(p, "12345"), guard_text, "prompt");
@@ -194,7 +194,7 @@ TEST_F(PromptTest, TextsThatDoNotFitAreFatal)
     }
 }
 
-TEST_F(PromptTest, DimensionsAreStoredAndMarkDirty)
+TEST_F(Prompt, DimensionsAreStoredAndMarkDirty)
 {
     p->flags = 0;
     prompt_set_dimension(p, 132, 50);
@@ -217,7 +217,7 @@ void flush_nothing(prompt_s *, void *) {}
 
 void put_nothing(prompt_s *, void *, int) {}
 
-TEST_F(PromptTest, OutputSettersReturnThePreviousFunction)
+TEST_F(Prompt, OutputSettersReturnThePreviousFunction)
 {
     int ctx = 0;
     EXPECT_EQ(prompt_set_print_callback(p, print_nothing, &ctx), nullptr);
@@ -234,7 +234,7 @@ TEST_F(PromptTest, OutputSettersReturnThePreviousFunction)
     EXPECT_ASSERTION(prompt_set_putc_callback(nullptr, nullptr, nullptr), "p", "prompt");
 }
 
-TEST_F(PromptTest, CommandsAreFoundByNameNewestFirst)
+TEST_F(Prompt, CommandsAreFoundByNameNewestFirst)
 {
     int ctx = 0;
     EXPECT_EQ(prompt_get_command(p, "one"), nullptr);
@@ -257,7 +257,7 @@ TEST_F(PromptTest, CommandsAreFoundByNameNewestFirst)
     EXPECT_ASSERTION(prompt_get_command(nullptr, "one"), "p && invoke_name", "prompt");
 }
 
-TEST_F(PromptTest, NamesThatAreNearlyTheSameAreDifferentCommands)
+TEST_F(Prompt, NamesThatAreNearlyTheSameAreDifferentCommands)
 {
     const char *const names[] = {"",    "a",         "b",         "ab",          "cb",
                                  "abc", "show-a-ip", "show-b-ip", "show-b-ip-x", "abcd"};
@@ -271,7 +271,7 @@ TEST_F(PromptTest, NamesThatAreNearlyTheSameAreDifferentCommands)
         EXPECT_EQ(prompt_get_command(p, names[i]), commands[i]) << names[i];
 }
 
-TEST_F(PromptTest, TheNamesOfTextInsertionAreRefused)
+TEST_F(Prompt, TheNamesOfTextInsertionAreRefused)
 {
     EXPECT_EQ(prompt_bind_command(p, "insert-string", note_command, nullptr), -1);
     EXPECT_EQ(prompt_bind_command(p, "insert-character", note_command, nullptr), -1);
@@ -282,7 +282,7 @@ TEST_F(PromptTest, TheNamesOfTextInsertionAreRefused)
                      "prompt");
 }
 
-TEST_F(PromptTest, ANameRegisteredAgainIsPushedAgainWithoutBeingUnlinked)
+TEST_F(Prompt, ANameRegisteredAgainIsPushedAgainWithoutBeingUnlinked)
 {
     int ctx = 0;
     prompt_bind_command(p, "one", note_command, nullptr);
@@ -305,7 +305,7 @@ TEST_F(PromptTest, ANameRegisteredAgainIsPushedAgainWithoutBeingUnlinked)
     two->next = nullptr;
 }
 
-TEST_F(PromptTest, ARecordWithoutANameIsFatalToTheSearch)
+TEST_F(Prompt, ARecordWithoutANameIsFatalToTheSearch)
 {
     prompt_bind_command(p, "one", note_command, nullptr);
     char *name = std::exchange(p->commands->inv.invoke_name, nullptr);
@@ -314,7 +314,7 @@ TEST_F(PromptTest, ARecordWithoutANameIsFatalToTheSearch)
     p->commands->inv.invoke_name = name;
 }
 
-TEST_F(PromptTest, BindingKeysCountsAReferenceOnTheCommand)
+TEST_F(Prompt, BindingKeysCountsAReferenceOnTheCommand)
 {
     prompt_bind_command(p, "one", note_command, &recorder);
     EXPECT_EQ(bind(p, "one", "<esc>\"a\""), 0);
@@ -327,14 +327,14 @@ TEST_F(PromptTest, BindingKeysCountsAReferenceOnTheCommand)
     EXPECT_EQ(tracked_outstanding("prompt_clink_s"), 2u);
 }
 
-TEST_F(PromptTest, BindingASequenceTwiceIsFatal)
+TEST_F(Prompt, BindingASequenceTwiceIsFatal)
 {
     prompt_bind_command(p, "one", note_command, &recorder);
     EXPECT_EQ(bind(p, "one", "<c-b>"), 0);
     EXPECT_DEATH(bind(p, "one", "<c-b>"), "assertion failed: !t->value \\(mckeys:[0-9]+\\)\n");
 }
 
-TEST_F(PromptTest, BindingKeysChecksItsArguments)
+TEST_F(Prompt, BindingKeysChecksItsArguments)
 {
     const mkey_t key = 1;
     EXPECT_ASSERTION(prompt_bind_keys(nullptr, "one", &key, 1, nullptr), "p", "prompt");
@@ -347,7 +347,7 @@ TEST_F(PromptTest, BindingKeysChecksItsArguments)
     EXPECT_EQ(tracked_outstanding("prompt_clink_s"), 0u);
 }
 
-TEST_F(PromptTest, AnUnboundContextInsertsEveryRunWhole)
+TEST_F(Prompt, AnUnboundContextInsertsEveryRunWhole)
 {
     p->flags = 0;
     EXPECT_EQ(consume(p, "\"show\"<esc><up>"), 6);
@@ -355,7 +355,7 @@ TEST_F(PromptTest, AnUnboundContextInsertsEveryRunWhole)
     EXPECT_EQ(p->flags, 2u);
 }
 
-TEST_F(PromptTest, KeysThatBeginNoSequenceAreInsertedAsOneString)
+TEST_F(Prompt, KeysThatBeginNoSequenceAreInsertedAsOneString)
 {
     prompt_bind_command(p, "one", note_command, &recorder);
     bind(p, "one", "<esc>\"b\"");
@@ -363,7 +363,7 @@ TEST_F(PromptTest, KeysThatBeginNoSequenceAreInsertedAsOneString)
     EXPECT_EQ(recorder.take(), Events({"string \"xyz\""}));
 }
 
-TEST_F(PromptTest, EachInsertFunctionGetsItsOwnContext)
+TEST_F(Prompt, EachInsertFunctionGetsItsOwnContext)
 {
     Recorder chars;
     Recorder strings;
@@ -374,7 +374,7 @@ TEST_F(PromptTest, EachInsertFunctionGetsItsOwnContext)
     EXPECT_EQ(strings.take(), Events({"string \"b\""}));
 }
 
-TEST_F(PromptTest, AnInsertionMarksTheLineOnlyBehindTheFunction)
+TEST_F(Prompt, AnInsertionMarksTheLineOnlyAfterTheFunction)
 {
     uint32_t char_flags = 99;
     uint32_t string_flags = 99;
@@ -389,7 +389,7 @@ TEST_F(PromptTest, AnInsertionMarksTheLineOnlyBehindTheFunction)
     EXPECT_EQ(p->flags, 2u);
 }
 
-TEST_F(PromptTest, ACompletedSequenceRunsItsCommandWithItsArgument)
+TEST_F(Prompt, ACompletedSequenceRunsItsCommandWithItsArgument)
 {
     char argument[] = "argument";
     prompt_bind_command(p, "one", note_command, &recorder);
@@ -402,7 +402,7 @@ TEST_F(PromptTest, ACompletedSequenceRunsItsCommandWithItsArgument)
     EXPECT_EQ(p->flags, 0u) << "a command marks nothing by itself";
 }
 
-TEST_F(PromptTest, EachSequenceOfACommandHasItsOwnArgument)
+TEST_F(Prompt, EachSequenceOfACommandHasItsOwnArgument)
 {
     char left[] = "left";
     char right[] = "right";
@@ -414,7 +414,7 @@ TEST_F(PromptTest, EachSequenceOfACommandHasItsOwnArgument)
     EXPECT_EQ(recorder.take(), Events({"run one right", "run one left"}));
 }
 
-TEST_F(PromptTest, ARunThatEndsInsideASequenceWaitsForTheRest)
+TEST_F(Prompt, ARunThatEndsInsideASequenceWaitsForTheRest)
 {
     prompt_bind_command(p, "one", note_command, &recorder);
     bind(p, "one", "<esc>\"[A\"");
@@ -426,7 +426,7 @@ TEST_F(PromptTest, ARunThatEndsInsideASequenceWaitsForTheRest)
     EXPECT_EQ(recorder.take(), Events({"run one"}));
 }
 
-TEST_F(PromptTest, ARunWithTwoSequencesRunsOnlyTheFirst)
+TEST_F(Prompt, ARunWithTwoSequencesRunsOnlyTheFirst)
 {
     prompt_bind_command(p, "one", note_command, &recorder);
     prompt_bind_command(p, "two", note_command, &recorder);
@@ -438,7 +438,7 @@ TEST_F(PromptTest, ARunWithTwoSequencesRunsOnlyTheFirst)
     EXPECT_EQ(recorder.take(), Events({"run two"}));
 }
 
-TEST_F(PromptTest, AKeyThatLeavesItsSequenceGoesThroughTheCharacterFilter)
+TEST_F(Prompt, AKeyThatLeavesItsSequenceGoesThroughTheCharacterFilter)
 {
     prompt_bind_command(p, "one", note_command, &recorder);
     bind(p, "one", "<esc>\"b\"");
@@ -449,7 +449,7 @@ TEST_F(PromptTest, AKeyThatLeavesItsSequenceGoesThroughTheCharacterFilter)
     EXPECT_EQ(recorder.take(), Events({"char \"z\"", "string \"c\""}));
 }
 
-TEST_F(PromptTest, WhatIsBehindAKeyThatDropsTheBindingsIsText)
+TEST_F(Prompt, WhatFollowsAKeyThatDropsTheBindingsIsText)
 {
     prompt_bind_command(p, "one", note_command, &recorder);
     bind(p, "one", "\"zz\"");
@@ -461,7 +461,7 @@ TEST_F(PromptTest, WhatIsBehindAKeyThatDropsTheBindingsIsText)
 }
 
 // The trie of a host may hold what bindings never make.
-TEST_F(PromptTest, OfOverlappingSequencesTheShortestRuns)
+TEST_F(Prompt, OfOverlappingSequencesTheShortestRuns)
 {
     prompt_bind_command(p, "middle", note_command, &recorder);
     prompt_bind_command(p, "long", note_command, &recorder);
@@ -483,14 +483,14 @@ TEST_F(PromptTest, OfOverlappingSequencesTheShortestRuns)
     below->value = nullptr;
 }
 
-TEST_F(PromptTest, ACommandWithoutACallbackIsConsumedAllTheSame)
+TEST_F(Prompt, ACommandWithoutACallbackIsConsumedAllTheSame)
 {
     prompt_bind_command(p, "one", nullptr, nullptr);
     bind(p, "one", "<c-a>");
     EXPECT_EQ(consume(p, "<c-a>\"x\""), 1);
 }
 
-TEST_F(PromptTest, DispatchChecksItsArgumentsAndWhatTheTrieHolds)
+TEST_F(Prompt, DispatchChecksItsArgumentsAndWhatTheTrieHolds)
 {
     const mkey_t key = 1;
     const char *text = "p && buf && buflen > 0";
@@ -510,7 +510,7 @@ TEST_F(PromptTest, DispatchChecksItsArgumentsAndWhatTheTrieHolds)
     link->command = command;
 }
 
-TEST_F(PromptTest, AnInsertFunctionThatDropsTheBindingsIsFatalToTheRestOfTheRun)
+TEST_F(Prompt, AnInsertFunctionThatDropsTheBindingsIsFatalToTheRestOfTheRun)
 {
     prompt_bind_insert(p, nullptr, nullptr, drop_bindings, nullptr);
     prompt_bind_command(p, "one", note_command, &recorder);
@@ -519,7 +519,7 @@ TEST_F(PromptTest, AnInsertFunctionThatDropsTheBindingsIsFatalToTheRestOfTheRun)
     EXPECT_EQ(recorder.take(), Events()) << "the command did not run";
 }
 
-TEST_F(PromptTest, TheWildcardIsAKeyLikeOthersUntilThereAreBindings)
+TEST_F(Prompt, TheWildcardIsAKeyLikeOthersUntilThereAreBindings)
 {
     const mkey_t keys[] = {'x', VIRTKEY_WILDCARD, 'y'};
     EXPECT_EQ(prompt_consume(p, keys, 3), 3);
@@ -531,7 +531,7 @@ TEST_F(PromptTest, TheWildcardIsAKeyLikeOthersUntilThereAreBindings)
     EXPECT_EQ(recorder.take(), Events()) << "nothing of the run was inserted";
 }
 
-TEST_F(PromptTest, WithoutAStringFunctionKeysGoOneByOneThroughTheFilter)
+TEST_F(Prompt, WithoutAStringFunctionKeysGoOneByOneThroughTheFilter)
 {
     prompt_bind_insert(p, note_char, &recorder, nullptr, nullptr);
     p->flags = 0;
@@ -540,7 +540,7 @@ TEST_F(PromptTest, WithoutAStringFunctionKeysGoOneByOneThroughTheFilter)
     EXPECT_EQ(p->flags, 2u);
 }
 
-TEST_F(PromptTest, WithoutAnInsertBindingKeysAreDropped)
+TEST_F(Prompt, WithoutAnInsertBindingKeysAreDropped)
 {
     prompt_bind_insert(p, nullptr, nullptr, nullptr, nullptr);
     p->flags = 0;
@@ -549,7 +549,7 @@ TEST_F(PromptTest, WithoutAnInsertBindingKeysAreDropped)
     EXPECT_EQ(p->ps.buf_used, 0);
 }
 
-TEST_F(PromptTest, OnlyPrintableKeysReachTheCharacterFunction)
+TEST_F(Prompt, OnlyPrintableKeysReachTheCharacterFunction)
 {
     p->flags = 0;
     for (const mkey_t key :
@@ -565,7 +565,7 @@ TEST_F(PromptTest, OnlyPrintableKeysReachTheCharacterFunction)
     EXPECT_EQ(p->flags, 2u);
 }
 
-TEST_F(PromptTest, SetContentCopiesTheStateAndMarksNothing)
+TEST_F(Prompt, SetContentCopiesTheStateAndMarksNothing)
 {
     p->flags = 0;
     pstate ps = {};
@@ -579,7 +579,7 @@ TEST_F(PromptTest, SetContentCopiesTheStateAndMarksNothing)
     EXPECT_ASSERTION(prompt_set_content(nullptr, &ps), "p && s", "prompt");
 }
 
-TEST_F(PromptTest, InitKeysDropsTheBindingsAndKeepsTheCommands)
+TEST_F(Prompt, InitKeysDropsTheBindingsAndKeepsTheCommands)
 {
     prompt_bind_command(p, "one", note_command, &recorder);
     bind(p, "one", "<c-a>");
@@ -594,7 +594,7 @@ TEST_F(PromptTest, InitKeysDropsTheBindingsAndKeepsTheCommands)
     EXPECT_ASSERTION(prompt_init_keys(nullptr), "p", "prompt");
 }
 
-TEST_F(PromptTest, InitCommandsDropsEverything)
+TEST_F(Prompt, InitCommandsDropsEverything)
 {
     prompt_bind_command(p, "one", note_command, &recorder);
     prompt_bind_command(p, "two", note_command, &recorder);
@@ -620,7 +620,7 @@ TEST_F(PromptTest, InitCommandsDropsEverything)
                      "prompt");
 }
 
-TEST_F(PromptTest, WrongReferenceCountsAreFatal)
+TEST_F(Prompt, WrongReferenceCountsAreFatal)
 {
     prompt_bind_command(p, "one", note_command, &recorder);
     p->commands->refct = 1;

@@ -14,11 +14,13 @@
  * redisplay, echo, invoke and the sample execute write to the process's standard output.
  *
  * Every function takes its context first, and asserts that it is not NULL unless
- * its comment says otherwise; "Requires" lines name only what goes beyond that.
+ * its comment says otherwise; so it does with the texts, arrays and records that it is
+ * given. "Requires" lines name what goes beyond that; docs/assertions.md has the texts
+ * that are reported.
  * Callbacks get the prompt first and their own context second; an empty one is
  * skipped unless said otherwise. A prompt is used by one thread at a time, and
- * must not be freed inside one of its own callbacks. A print callback must not replace
- * the print callback: it notes a failure, and the host acts when the call has returned.
+ * must not be freed in one of its own callbacks. A print callback must not replace the
+ * print callback: it notes a failure, and the host acts when the call has returned.
  *
  * Units: a character is one byte of the line and one column of the row; indices
  * count characters, columns count from 0. A word is a maximal run of characters
@@ -53,7 +55,7 @@ typedef struct prompt_keymap_s prompt_keymap_s;
 struct pstate {
     char buf[256];           /* the line, terminated */
     int32_t buf_used;        /* characters in the line, 0..255; 255 is full */
-    int32_t cursor_location; /* insertion point, 0..buf_used; buf_used is behind the last one */
+    int32_t cursor_location; /* insertion point, 0..buf_used; buf_used is after the last one */
 };
 
 /* A named command. ps is &p->ps; invoked is the name it is registered under; ctx
@@ -85,7 +87,6 @@ struct prompt_command_s {
         void *context;
     } inv;
     int32_t refct;            /* key sequences bound to this command */
-    uint32_t name_mark;       /* private to the library */
     prompt_command_s *next;   /* the command registered before this one, or NULL */
     prompt_command_s **pprev; /* the pointer that points here */
 };
@@ -111,7 +112,7 @@ struct prompt_model_s {
 struct prompt_history_s {
     char *command;           /* the line, an owned copy */
     int32_t cursor_location; /* its cursor when it was added */
-    prompt_history_s *next;  /* older; the queue's head behind the oldest */
+    prompt_history_s *next;  /* older; the queue's head after the oldest */
     prompt_history_s *prev;  /* newer; the queue's head before the newest */
 };
 
@@ -119,8 +120,7 @@ struct prompt_history_s {
  * members have no setter and may be set directly: history_limit, scroll_step, and
  * display_offset, after which the line is to be marked dirty. */
 struct prompt_s {
-    mc_node_s
-        *keys; /* the trie of prompt_clink_s; NULL before bindings and after prompt_init_keys */
+    mc_node_s *keys; /* trie of prompt_clink_s; NULL with no bindings made or all dropped */
     struct {
         prompt_insert_fn char_fn;
         void *char_ctx;
@@ -169,7 +169,7 @@ struct prompt_builtin_s {
 };
 
 /* A row of a key table: a command's name and one key sequence for it, at least
- * one key and a 0 behind the last. A row with a NULL name ends the table. */
+ * one key and a 0 after the last. A row with a NULL name ends the table. */
 struct prompt_keymap_s {
     const char *name;
     const mkey_t *keys;
@@ -189,25 +189,23 @@ VARNO_API void prompt_free(prompt_s *p);
 /* Set-up */
 
 /* Sets a guard: what the row shows at an edge beyond which text is hidden.
- * Requires: "p && guard && strlen(guard) < 5",
- *           "!strlcpy2(p->disp.left, guard, 5)", "!strlcpy2(p->disp.right, guard, 5)".
+ * Requires: at most 4 characters.
  * Marks:    dirty. */
 VARNO_API void prompt_set_guard_left(prompt_s *p, const char *guard);
 VARNO_API void prompt_set_guard_right(prompt_s *p, const char *guard);
 
 /* Sets the prompt shown before an empty line, or before one with text. Exactly 30
  * characters are accepted and shown whole.
- * Requires: "p", "prompt", "strlen(prompt) <= 30",
- *           "!strlcpy2(p->disp.empty, prompt, 30)", "!strlcpy2(p->disp.normal, prompt, 30)".
+ * Requires: at most 30 characters.
  * Marks:    dirty. */
 VARNO_API void prompt_set_prompt_empty(prompt_s *p, const char *prompt);
 VARNO_API void prompt_set_prompt_normal(prompt_s *p, const char *prompt);
 
 /* Sets the terminal's size in columns and rows. A width below 2 is accepted here
- * and fatal at the next redraw ("width > 0"); so is one with no room for prompt,
+ * and fatal at the next redraw; so is one with no room for prompt,
  * guards and a scroll step as soon as the line must scroll. Clamp what comes from
  * a remote user.
- * Requires: "width >= 0", "height >= 0".
+ * Requires: neither is negative.
  * Marks:    dirty. */
 VARNO_API void prompt_set_dimension(prompt_s *p, int width, int height);
 
@@ -226,49 +224,40 @@ VARNO_API int prompt_bind_insert(prompt_s *p, prompt_insert_fn char_fn, void *ch
 /* Registers a named command; the name is copied. Register each name once: a name
  * that is already registered gets the new callback and context, but its record is
  * pushed at the head of the list again without being unlinked from where it
- * stood, so the list then runs in a circle: a look-up of an unknown name never ends,
- * and the prompt cannot be freed.
- * Requires: "p && invoke_name", "t->inv.invoke_name".
- * Returns:  0; -1 without memory, and for "insert-string" and "insert-character":
- *           text goes through the insert binding only. */
+ * stood, so the list is then a ring: a look-up of an unknown name never ends, and the
+ * prompt cannot be freed.
+ * Returns: 0; -1 without memory, and for "insert-string" and "insert-character":
+ *          text goes through the insert binding only. */
 VARNO_API int prompt_bind_command(prompt_s *p, const char *invoke_name, prompt_command_fn callback,
                                   void *context);
 
 /* Looks a command up by its name, the newest first.
- * Requires: "p && invoke_name", "t->inv.invoke_name".
- * Returns:  the command registered under the name, NULL if there is none. */
+ * Returns: the command registered under the name, NULL if there is none. */
 VARNO_API prompt_command_s *prompt_get_command(prompt_s *p, const char *invoke_name);
 
 /* Binds the sequence keys[0..nkeys), 1 to 32 keys, to a registered command.
  * No sequence may begin with another: whichever is bound second is refused.
- * Requires: "p", "s" (the keys are not NULL), "p && invoke_name",
- *           "t->inv.invoke_name"; "!t->value" (of source mckeys: this very sequence is
- *           not bound yet).
+ * Requires: this very sequence is not bound yet.
  * Returns:  0; -1 for an unknown command, a sequence that the trie refuses, or
  *           without memory: what was bound before stays bound. */
 VARNO_API int prompt_bind_keys(prompt_s *p, const char *invoke_name, const mkey_t *keys, int nkeys,
                                void *argument);
 
-/* Drops all key bindings; the commands stay registered.
- * Requires: "clink && p", "clink->command->refct > 0" of each binding. */
+/* Drops all key bindings; the commands stay registered. */
 VARNO_API void prompt_init_keys(prompt_s *p);
 
-/* Drops all key bindings, the insert binding and all commands.
- * Requires: as prompt_init_keys; "temp->refct == 0" of each command. */
+/* Drops all key bindings, the insert binding and all commands. */
 VARNO_API void prompt_init_commands(prompt_s *p);
 
 /* Input */
 
 /* Takes the keys keys[0..nkeys): inserts those that begin no binding, and runs the
  * command of the first sequence that is complete; at most one command runs per
- * call. A run that ends inside a bound sequence leaves that sequence unused. Call
- * again with the rest as long as keys are used and keys are left; keep what is
- * then left, and offer it again in front of the next keys.
- * Requires: "p && buf && buflen > 0"; of source mckeys, once anything was bound,
- *           "s[i] != (((((mkey_t)0xFFFFFFFE) - 20) - 1))": no VIRTKEY_WILDCARD among
- *           the keys; "p && buf && buflen > 0 && p->keys": an insert callback has not
- *           dropped the bindings; "first_complete_len > 0",
- *           "longest_match_len == buflen" and "l->command" of what the trie holds.
+ * call. A run that ends in the middle of a bound sequence leaves that sequence unused.
+ * Call again with the rest as long as keys are used and keys are left; keep what is
+ * then left, and offer it again before the next keys.
+ * Requires: at least one key; no VIRTKEY_WILDCARD among the keys, once anything was
+ *           bound; an insert callback does not drop the bindings.
  * Returns:  the number of keys used, 0..nkeys.
  * Calls:    the insert binding any number of times, then at most one command.
  * Marks:    dirty for text; nothing for a command, which marks what it changes. */
@@ -276,7 +265,7 @@ VARNO_API int prompt_consume(prompt_s *p, const mkey_t *keys, int nkeys);
 
 /* Delivers keys as text: in one unfiltered call if a string-insert callback is
  * bound, else one by one as prompt_insert_char does.
- * Requires: "p && buf && buflen > 0".
+ * Requires: at least one key.
  * Marks:    dirty when something was delivered. */
 VARNO_API void prompt_insert_string(prompt_s *p, const mkey_t *keys, int nkeys);
 
@@ -287,16 +276,13 @@ VARNO_API void prompt_insert_string(prompt_s *p, const mkey_t *keys, int nkeys);
 VARNO_API void prompt_insert_char(prompt_s *p, mkey_t key);
 
 /* Replaces the whole edit state by a copy. Marks nothing: a caller that wants it
- * drawn calls prompt_set_dirty.
- * Requires: "p && s". */
+ * drawn calls prompt_set_dirty. */
 VARNO_API void prompt_set_content(prompt_s *p, const pstate *state);
 
 /* The edit state and its primitives. A pstate_ function acts on a bare edit state;
  * its prompt_ twin does the same on the prompt's and then marks the line dirty. */
 
-/* Counts the line.
- * Requires: "p->ps.buf_used < (int) sizeof(p->ps.buf)".
- * Returns:  the number of characters in the line. */
+/* Returns: the number of characters in the line. */
 VARNO_API int prompt_used(prompt_s *p);
 
 /* Returns: the cursor's index. */
@@ -309,34 +295,32 @@ VARNO_API char *prompt_command(prompt_s *p);
 VARNO_API int pstate_is_full(pstate *ps);
 VARNO_API int prompt_is_full(prompt_s *p);
 
-/* Returns: 1 when the cursor is behind the last character, else 0. */
+/* Returns: 1 when the cursor is after the last character, else 0. */
 VARNO_API int pstate_cursor_is_at_end(pstate *ps);
 VARNO_API int prompt_cursor_is_at_end(prompt_s *p);
 
-/* Adds a character behind the last one; the cursor keeps its index.
- * Requires: "s->buf_used + 1 <= 255". */
+/* Adds a character after the last one; the cursor keeps its index.
+ * Requires: the line is not full. */
 VARNO_API void pstate_append_character(pstate *ps, char c);
 VARNO_API void prompt_append_character(prompt_s *p, char c);
 
-/* Marks:    dirty, and does nothing else. */
+/* Marks: dirty, and does nothing else. */
 VARNO_API void prompt_set_dirty(prompt_s *p);
 
 /* Moves the cursor to an index.
- * Requires: "new_location >= 0 && new_location <= ps->buf_used". */
+ * Requires: 0 <= n <= buf_used. */
 VARNO_API void pstate_set_cursor_location(pstate *ps, int n);
 VARNO_API void prompt_set_cursor_location(prompt_s *p, int n);
 
 /* Removes the characters [at, at + len); the cursor keeps its index, so a caller
  * that removes before the cursor moves it itself.
- * Requires: "at >= 0 && at < ps->buf_used", "at + len <= ps->buf_used",
- *           "len > 0 && len <= ps->buf_used"; checks itself by
- *           "loc == ps->cursor_location" and "a - len == (int) strlen(ps->buf)".
+ * Requires: 0 <= at, len > 0, at + len <= buf_used.
  * Returns:  the number of characters left. */
 VARNO_API int pstate_chop(pstate *ps, int at, int len);
 VARNO_API int prompt_chop(prompt_s *p, int at, int len);
 
 /* Removes all from the cursor on.
- * Requires: "ps->cursor_location >= 0 && ps->cursor_location <= 255". */
+ * Requires: 0 <= cursor_location <= 255. */
 VARNO_API void pstate_delete_to_eol(pstate *ps);
 VARNO_API void prompt_delete_to_eol(prompt_s *p);
 
@@ -345,13 +329,13 @@ VARNO_API void prompt_delete_to_eol(prompt_s *p);
 VARNO_API void prompt_delete_to_bol(prompt_s *p);
 
 /* Removes up to `number` characters from the cursor on.
- * Requires: "number > 0"; where that is all, as pstate_delete_to_eol.
+ * Requires: number > 0.
  * Marks:    (prompt_delete) dirty, unless the cursor is at the end. */
 VARNO_API void pstate_delete(pstate *ps, int number);
 VARNO_API void prompt_delete(prompt_s *p, int number);
 
 /* Removes up to `number` characters before the cursor.
- * Requires: "number > 0".
+ * Requires: number > 0.
  * Marks:    dirty, also when nothing stands before the cursor. */
 VARNO_API void prompt_backspace(prompt_s *p, int number);
 
@@ -361,19 +345,17 @@ VARNO_API void pstate_clear_command(pstate *ps);
 VARNO_API void prompt_clear_command(prompt_s *p);
 
 /* Inserts a character at an index; the cursor keeps its index.
- * Requires: "location >= 0 && location <= 255", "!pstate_is_full(s)",
- *           "location < s->buf_used" unless it is the line's end. */
+ * Requires: 0 <= location <= buf_used; the line is not full. */
 VARNO_API void pstate_insert_character(pstate *ps, int location, char c);
 VARNO_API void prompt_insert_character(prompt_s *p, int location, char c);
 
-/* Inserts a character at the cursor, which moves behind it. A full line ignores
+/* Inserts a character at the cursor, which moves past it. A full line ignores
  * it: nothing changes, nothing is marked. */
 VARNO_API void pstate_insert_char_at_cursor(pstate *ps, char c);
 VARNO_API void prompt_insert_char_at_cursor(prompt_s *p, char c);
 
 /* Inserts the n bytes of s at the cursor, one by one; what does not fit is
- * dropped. n of 0 or below inserts nothing.
- * Requires: "s || n <= 0". */
+ * dropped. n of 0 or below inserts nothing; s may then be NULL. */
 VARNO_API void pstate_insert_char_str(pstate *ps, const char *s, int n);
 
 /* Removes white space at both ends and all but the first character of each run
@@ -384,8 +366,7 @@ VARNO_API void prompt_compact_whitespace(prompt_s *p);
 
 /* Moves the cursor to the first character of its word, or of the word before; it
  * stays when only white space stands before it. A move by words marks nothing:
- * prompt_redraw sees the cursor by itself.
- * Requires: "p->ps.cursor_location >= 0" of the result. */
+ * prompt_redraw sees the cursor by itself. */
 VARNO_API void prompt_word_back(prompt_s *p);
 
 /* Moves the cursor one character past the end of its word or the next one, at most
@@ -394,17 +375,16 @@ VARNO_API void prompt_word_back(prompt_s *p);
 VARNO_API void prompt_word_forward(prompt_s *p);
 
 /* Removes the word before the cursor, and with it the white-space character before
- * that word: "show ip|" becomes "show|", where prompt_word_back would stop behind
- * the blank. With only white space before the cursor, removes all of that.
- * Requires: "len > 0", "p->ps.cursor_location >= 0" of what it has found.
- * Marks:    dirty when something was removed. */
+ * that word: "show ip|" becomes "show|", where prompt_word_back would stop after
+ * the blank. With only white space before the cursor, removes all of that. With the
+ * cursor on a word's first character, removes just the white-space character before it.
+ * Marks: dirty when something was removed. */
 VARNO_API void prompt_delete_word_back(prompt_s *p);
 
-/* Removes the word after the cursor and the white space behind it; the white space
- * between the cursor and the word stays. With only white space after the cursor,
+/* Removes the word after the cursor and the white space after that word; the white
+ * space between the cursor and the word stays. With only white space after the cursor,
  * removes all of that.
- * Requires: "len > 0" of what it has found.
- * Marks:    dirty when something was removed. */
+ * Marks: dirty when something was removed. */
 VARNO_API void prompt_delete_word_fwd(prompt_s *p);
 
 /* Maps the word at the cursor to upper case (upper not 0) or lower case.
@@ -424,23 +404,19 @@ VARNO_API void prompt_contextual_fwd(prompt_s *p);
 /* Copies the first token at or after index start to out_token, quotes and
  * backslashes included, and removes the line up to the token's end; the cursor
  * moves back by as much, at most to 0.
- * Requires: "p && out_token && out_token_len",
- *           "start >= 0 && start <= p->ps.buf_used",
- *           "token_len > end - start" (bytes at out_token: token and terminator),
- *           "!strlcpy2(out_token, p->ps.buf + start, (size_t) (end - start))".
+ * Requires: 0 <= start <= buf_used; the token_len bytes at out_token hold the token and
+ *           its terminator.
  * Returns:  0 and the token's number of characters; -1 when there is no token: the
  *           line is untouched, out_token empty (if token_len is above 0), *out_token_len 0.
  * Marks:    dirty when a token was taken. */
 VARNO_API int prompt_token_extract(prompt_s *p, int start, char *out_token, int token_len,
                                    int *out_token_len);
 
-/* Copies the edit state and the flags out.
- * Requires: "p && snapshot_ps && snapshot_ps_dirt". */
+/* Copies the edit state and the flags out. */
 VARNO_API void prompt_snapshot(prompt_s *p, pstate *snapshot_ps, uint32_t *snapshot_ps_dirt);
 
 /* Puts them back. The flags word is replaced outright: a flag raised in between is
- * lost unless the caller merges it. display_offset is not part of a snapshot.
- * Requires: "p && snapshot_ps". */
+ * lost unless the caller merges it. display_offset is not part of a snapshot. */
 VARNO_API void prompt_snapshot_restore(prompt_s *p, const pstate *snapshot_ps, uint32_t dirt);
 
 /* A command that prints calls prompt_start_output, writes, and then calls
@@ -448,7 +424,7 @@ VARNO_API void prompt_snapshot_restore(prompt_s *p, const pstate *snapshot_ps, u
  * format "%s" if there is a print callback. */
 VARNO_API void prompt_start_output(prompt_s *p);
 
-/* Marks:    full redraw. */
+/* Marks: full redraw. */
 VARNO_API void prompt_finish_output(prompt_s *p);
 
 /* The display model: computed from the edit state, never from the screen */
@@ -461,25 +437,22 @@ VARNO_API prompt_model_s *prompt_inactive_model(prompt_s *p);
  * Returns: the new active index, 0 or 1. */
 VARNO_API int prompt_swap_models(prompt_s *p);
 
-/* Empties a model: no text, every number 0.
- * Requires: "mod". */
+/* Empties a model: no text, every number 0. */
 VARNO_API void prompt_model_init(prompt_model_s *mod);
 
 /* Computes the margins, the text width and the cursor's column. The last column of
  * the terminal is never used. margin_right is only ever set here: start from an
  * empty model.
- * Requires: "mod && p", "width > 0" (the terminal has at least 2 columns). */
+ * Requires: the terminal has at least 2 columns. */
 VARNO_API void prompt_model_set_dimension(prompt_s *p, prompt_model_s *mod);
 
 /* Returns: the amount by which display_offset must move so that the cursor falls
- *          into a text area of mod->text_width columns; 0 if it does.
- * Requires: "mod && p". */
+ *          into a text area of mod->text_width columns; 0 if it does. */
 VARNO_API int prompt_model_check_cursor_scroll(prompt_s *p, prompt_model_s *mod);
 
 /* Builds the model of the row for the present edit state and display_offset.
- * Requires: "mod && p", "width > 0", "(p->display_offset + offset) >= 0",
- *           "mod->margin_left == p->disp.empty_len" and "mod->margin_right == 0"
- *           for an empty line.
+ * Requires: the terminal has at least 2 columns; an empty line is not scrolled, and its
+ *           prompt fits the row.
  * Returns:  0; the amount by which display_offset must move first, the model then
  *           holds its geometry but no text. */
 VARNO_API int prompt_update_model(prompt_s *p, prompt_model_s *mod);
@@ -488,7 +461,7 @@ VARNO_API int prompt_update_model(prompt_s *p, prompt_model_s *mod);
  * appears with the move can take the column that the move had won; the second
  * build then still asks for a scroll, which is fatal. A host that serves remote
  * users settles the offset beforehand.
- * Requires: as prompt_update_model; "prompt_update_model(p, mod) == 0".
+ * Requires: as prompt_update_model; the second build asks for no scroll.
  * Returns:  0.
  * Marks:    scrolled when display_offset moved. */
 VARNO_API int prompt_update_model_and_prompt(prompt_s *p, prompt_model_s *mod);
@@ -496,23 +469,22 @@ VARNO_API int prompt_update_model_and_prompt(prompt_s *p, prompt_model_s *mod);
 /* Redraw: brings the terminal's row up to date */
 
 /* The host's call after input. Draws the whole line afresh after other output,
- * moves only the cursor when nothing was marked and the cursor is still inside the
- * text area, and otherwise writes what differs
- * between the row shown and the row wanted.
+ * moves only the cursor when nothing was marked and the cursor is still in the text
+ * area, and otherwise writes what differs between the row shown and the row wanted.
  * Two pictures differ from a fresh draw, and a host that wants them whole asks for
  * a full draw after them: a full draw blanks nothing, so the tail of a longer old
  * row stays; and where the old row is the beginning of the new one, only the
  * characters up to the new cursor are written.
- * Requires: "p->pinfo.print_fn" for a full draw; as prompt_update_model_and_prompt
- *           and prompt_redraw_cursor.
+ * Requires: a print callback for a full draw; as prompt_update_model_and_prompt and
+ *           prompt_redraw_cursor.
  * Calls:    print, any number of times; flush at the end. Neither, in a differential
  *           redraw without a print callback.
  * Marks:    clears all flags. */
 VARNO_API void prompt_redraw(prompt_s *p);
 
 /* Goes to the row's beginning, rebuilds the active model if update is not 0, and
- * prints it whole. Blanks nothing behind it.
- * Requires: "p->pinfo.print_fn".
+ * prints it whole. Blanks nothing after it.
+ * Requires: a print callback.
  * Marks:    clears all flags. */
 VARNO_API void prompt_draw(prompt_s *p, int update);
 
@@ -522,12 +494,11 @@ VARNO_API void prompt_print_model(prompt_s *p);
 
 /* Brings the row from the inactive model to the active one; the terminal's cursor
  * stands at the inactive model's virtual_cursor. Silent without a print callback.
- * Requires: "mod && old", "old->buf_len > 0", "old->virtual_cursor >= 0",
- *           "old->buf_len > mod->buf_len" or "old->buf_len <= mod->buf_len". */
+ * Requires: the inactive model's numbers are not negative. */
 VARNO_API void prompt_redraw_model(prompt_s *p);
 
 /* Moves the terminal's cursor, and the active model's, to the edit cursor.
- * Requires: "desired_loc - old_loc < p->width", "old_loc - desired_loc < p->width". */
+ * Requires: it moves by less than the terminal's width. */
 VARNO_API void prompt_redraw_cursor(prompt_s *p);
 
 /* Moves right by printing again what stands there: up to `amount` characters of
@@ -536,44 +507,42 @@ VARNO_API void prompt_redraw_cursor(prompt_s *p);
 VARNO_API void prompt_move_term_cursor_forward(prompt_s *p, int amount);
 
 /* Moves left: `amount` calls of format "%c" with a backspace (8).
- * Requires: "amount > 0". */
+ * Requires: amount > 0. */
 VARNO_API void prompt_move_term_cursor_back(prompt_s *p, int amount);
 
 /* Prints a carriage return (13) with format "%c".
- * Requires: "p->pinfo.print_fn". */
+ * Requires: a print callback. */
 VARNO_API void prompt_move_term_cursor_to_bol(prompt_s *p);
 
 /* Prints len blanks in one call of format "%*s"; nothing for 0.
- * Requires: "p && len >= 0". */
+ * Requires: len >= 0. */
 VARNO_API void prompt_term_whiteout(prompt_s *p, int len);
 
 /* History: newest first, bounded by history_limit */
 
 /* Adds the line to the history, dropping the oldest entry when the limit is
  * reached. The browse position stays, unless it was that entry.
- * Requires: "t" (a history that has reached its limit has an oldest entry).
- * Returns:  0, also when nothing is added: for an empty line, and for one equal to
- *           the newest entry if check_dups is not 0; -1 without memory, an oldest
- *           entry may then have been dropped. */
+ * Returns: 0, also when nothing is added: for an empty line, and for one equal to
+ *          the newest entry if check_dups is not 0; -1 without memory, an oldest
+ *          entry may then have been dropped. */
 VARNO_API int prompt_history_add(prompt_s *p, int check_dups);
 
 /* Loads the next older line, or the newest when not browsing; does nothing at the
  * oldest. The line typed before browsing is overwritten and not kept.
  * restore_cursor: 0 puts the cursor at the line's end, else where it was when the
  * line was added.
- * Requires: "t = p->history.cqh_first" (a count above 0 means an entry).
- * Marks:    dirty when a line was loaded. */
+ * Marks: dirty when a line was loaded. */
 VARNO_API void prompt_history_previous(prompt_s *p, int restore_cursor);
 
 /* Loads the next newer line; does nothing at the newest or when not browsing.
- * Marks:    dirty when a line was loaded. */
+ * Marks: dirty when a line was loaded. */
 VARNO_API void prompt_history_next(prompt_s *p, int restore_cursor);
 
 /* Ends browsing: the next prompt_history_previous loads the newest line. */
 VARNO_API void prompt_history_reset_state(prompt_s *p);
 
 /* Loads an entry into the line.
- * Requires: "t", "!strlcpy2(p->ps.buf, t->command, sizeof(p->ps.buf))" (it fits).
+ * Requires: its line has at most 255 characters.
  * Marks:    dirty. */
 VARNO_API void prompt_history_set_prompt(prompt_s *p, prompt_history_s *t, int restore_cursor);
 
@@ -596,8 +565,7 @@ VARNO_API extern const prompt_builtin_s prompt_builtins_test[5];
 VARNO_API extern const prompt_keymap_s ostra_keys[40];
 
 /* The built-in commands. Each is tied to one name.
- * Requires: "p && ps && invoked" (for accept-token: "p", "ps", "invoked"), then
- *           "strcmp(invoked, name) == 0" with its own name.
+ * Requires: invoked is that name.
  * Returns:  0. */
 #define VARNO_BUILTIN(id)                                                                          \
     VARNO_API int p_builtin_##id##_cb(prompt_s *p, pstate *ps, const char *invoked, void *ctx,     \
@@ -647,15 +615,14 @@ VARNO_BUILTIN(complete); /* "complete-token": accepted, does nothing */
 /* "execute", the sample: prints a fixed block and the line to standard output, adds
  * the line to the history, ends browsing and clears the line: the order in which a
  * host's own is to finish. The line "quit" ends the process with status 0.
- * Requires: "!prompt_history_add(p, 1)". */
+ * Requires: memory for the history. */
 VARNO_BUILTIN(execute);
 #undef VARNO_BUILTIN
 
 /* The insert binding's routines. The first inserts one key at the cursor, whatever
  * its value; the second the printable ones of a run that are no virtual keys, and
  * none unless a character-insert callback is bound.
- * Requires: "p", "ps", "invoked", "strcmp(invoked, name) == 0" with the name
- *           "insert-character"; then "buf" and "buflen == 1", or "buflen >= 1" and "buf".
+ * Requires: invoked is "insert-character"; one key, or at least one.
  * Returns:  0. */
 VARNO_API int p_builtin_insert_char_cb(prompt_s *p, pstate *ps, const char *invoked, void *ctx,
                                        void *argument, const mkey_t *buf, int32_t buflen);
@@ -670,13 +637,12 @@ VARNO_API int prompt_util_bind_insert(prompt_s *p);
 VARNO_API void prompt_util_bind_reset(prompt_s *p);
 
 /* Registers every row of a command table, all with one context.
- * Requires: "p && commands".
- * Returns:  0; 1 at the first row that is refused, the rows before it stay. */
+ * Returns: 0; 1 at the first row that is refused, the rows before it stay. */
 VARNO_API int prompt_util_bind_commands(prompt_s *p, const prompt_builtin_s *commands,
                                         void *context);
 
 /* Binds every row of a key table, all with one argument.
- * Requires: "p && keys", "len > 0" of each row's keys.
+ * Requires: each row has at least one key.
  * Returns:  0; 1 at the first row that is refused, the rows before it stay. */
 VARNO_API int prompt_util_bind_keys(prompt_s *p, const prompt_keymap_s *keys, void *argument);
 

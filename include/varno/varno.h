@@ -10,8 +10,8 @@
  * Two kinds of failure, never mixed. A recoverable one (no memory, an unknown
  * name, a refused binding) is a result: -1 or NULL. A broken precondition (a
  * NULL context, an index outside the line) is a programming error: it goes to
- * assert_fail of varno/platform.h with the text that a "Requires" line quotes,
- * and does not return. No function is noexcept: an assertion handler or a
+ * assert_fail of varno/platform.h with a text that docs/assertions.md lists, and
+ * does not return. No function is noexcept: an assertion handler or a
  * callback may leave by an exception or longjmp. */
 
 #include <varno/api.h>

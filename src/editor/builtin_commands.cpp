@@ -1,6 +1,10 @@
 // The editing commands under their names: thin callbacks over the primitives, and
 // the commands that run other commands or print. Each callback insists on being
-// called under its own name, so that a table row cannot be mixed up unnoticed.
+// called under its own name, so that a table row cannot be mixed up unnoticed; a host
+// that wants another name for one registers a callback of its own that calls it.
+//
+// A key can be pressed anywhere. So where a primitive has a precondition that depends
+// on the cursor, the command asks first and does nothing where it does not hold.
 
 #include <varno/prompt.h>
 
@@ -17,29 +21,25 @@ namespace {
 
 constexpr char source_name[] = "prompt_builtin";
 
-void check_name(const char *invoked, const char *name)
-{
-    VARNO_ASSERT_AS(invoked == name || std::strcmp(invoked, name) == 0,
-                    "strcmp(invoked, name) == 0");
-}
-
-inline void check_invocation(const prompt_s *p, const pstate *ps, const char *invoked,
-                             const char *name)
+void check_invocation(const prompt_s *p, const pstate *ps, const char *invoked, const char *name)
 {
     VARNO_ASSERT(p && ps && invoked);
-    check_name(invoked, name);
+    VARNO_ASSERT(strcmp(invoked, name) == 0);
 }
 
-// The text-inserting callbacks report their arguments one by one.
-inline void check_insertion(const prompt_s *p, const pstate *ps, const char *invoked,
-                            const char *name)
+// What inserts text reports its arguments one by one: these callbacks are called from
+// more places than the dispatch of keys, and the text tells which argument was missing.
+void check_insertion(const prompt_s *p, const pstate *ps, const char *invoked, const char *name)
 {
     VARNO_ASSERT(p);
     VARNO_ASSERT(ps);
     VARNO_ASSERT(invoked);
-    check_name(invoked, name);
+    VARNO_ASSERT(strcmp(invoked, name) == 0);
 }
 
+// To standard output, not to the print callback: that is for the row, and what it is
+// given would have to follow the model. So these commands suit a program with one
+// session on its own terminal; a server registers others under their names.
 VARNO_PRINTF(2, 3) void say(prompt_s *p, const char *format, ...)
 {
     prompt_start_output(p);
@@ -50,14 +50,10 @@ VARNO_PRINTF(2, 3) void say(prompt_s *p, const char *format, ...)
     prompt_finish_output(p);
 }
 
-bool is_insertable(const prompt_s *p, mkey_t key)
-{
-    return p->insert.char_fn && varno::is_text(key);
-}
-
 } // namespace
 
-// Command name and routine, in the order in which a host registers them.
+// Command name and routine, in the order in which a host registers them. The order does
+// not matter to the editor; tools that list the commands show it.
 // clang-format off
 const prompt_builtin_s prompt_builtins[28] = {
     {"move-character-back",      p_builtin_charback_cb},
@@ -90,6 +86,7 @@ const prompt_builtin_s prompt_builtins[28] = {
     {nullptr,                    nullptr},
 };
 
+// Samples of what a host supplies itself, since only it knows what a line means.
 const prompt_builtin_s prompt_builtins_test[5] = {
     {"accept-token",   p_builtin_accept_cb},
     {"expand-token",   p_builtin_expand_cb},
@@ -115,6 +112,8 @@ int p_builtin_charfwd_cb(prompt_s *p, pstate *ps, const char *invoked, void *, v
     return 0;
 }
 
+// Browsing leaves the cursor at the line's end, where a recalled line is gone on with or
+// executed; where it stood when the line was added helps only hosts that restore it.
 int p_builtin_histprev_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "history-previous");
@@ -129,6 +128,7 @@ int p_builtin_histnext_cb(prompt_s *p, pstate *ps, const char *invoked, void *, 
     return 0;
 }
 
+// Moves by words leave the line unmarked; see prompt_word_back.
 int p_builtin_wordback_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "move-word-back");
@@ -143,6 +143,7 @@ int p_builtin_wordfwd_cb(prompt_s *p, pstate *ps, const char *invoked, void *, v
     return 0;
 }
 
+// Marked even when the cursor stands there already; the redraw then writes nothing.
 int p_builtin_bol_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "move-begin");
@@ -157,6 +158,7 @@ int p_builtin_eolr_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void
     return 0;
 }
 
+// Asked first, since a backspace marks the line even when there is nothing to erase.
 int p_builtin_delcharback_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "delete-character-back");
@@ -187,6 +189,7 @@ int p_builtin_delwordfwd_cb(prompt_s *p, pstate *ps, const char *invoked, void *
     return 0;
 }
 
+// Marked even at the line's end, as its primitive does.
 int p_builtin_deleol_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "delete-end");
@@ -201,6 +204,7 @@ int p_builtin_delbol_cb(prompt_s *p, pstate *ps, const char *invoked, void *, vo
     return 0;
 }
 
+// Also scrolls back to the line's beginning.
 int p_builtin_delall_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "delete-command");
@@ -208,6 +212,8 @@ int p_builtin_delall_cb(prompt_s *p, pstate *ps, const char *invoked, void *, vo
     return 0;
 }
 
+// After the line break that every output begins with, so that the old row stays to be
+// seen, a row stays empty, and the line is drawn below.
 int p_builtin_redisplay_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "redisplay");
@@ -215,6 +221,9 @@ int p_builtin_redisplay_cb(prompt_s *p, pstate *ps, const char *invoked, void *,
     return 0;
 }
 
+// The line as the editor holds it, "<>" where its cursor is: what a host looks at when
+// the row and the line seem to disagree. It is printed by its length, so that a line
+// with a terminator in its middle shows as far as that.
 int p_builtin_echo_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "echo");
@@ -223,6 +232,8 @@ int p_builtin_echo_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void
     return 0;
 }
 
+// Both yanks are reserved until something keeps what was deleted. They are registered and
+// bound all the same: their keys do nothing then, instead of inserting text.
 int p_builtin_yank_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "yank-first");
@@ -242,6 +253,8 @@ int p_builtin_capitalize_cb(prompt_s *p, pstate *ps, const char *invoked, void *
     return 0;
 }
 
+// A cursor that touches no word changes nothing. That is no error of the user's, so what the
+// primitive returns is not passed on; nor would anybody look at it.
 int p_builtin_wordupper_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "toupper-word");
@@ -263,6 +276,7 @@ int p_builtin_compact_cb(prompt_s *p, pstate *ps, const char *invoked, void *, v
     return 0;
 }
 
+// Reserved as the yanks are, until the parser can tell what a word means.
 int p_builtin_ctxfwd_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "move-context-forward");
@@ -277,26 +291,9 @@ int p_builtin_ctxback_cb(prompt_s *p, pstate *ps, const char *invoked, void *, v
     return 0;
 }
 
-namespace {
-
-void run_by_name(prompt_s *p, const char *name)
-{
-    const prompt_command_s *command = prompt_get_command(p, name);
-    if (!command) {
-        prompt_start_output(p);
-        prompt_clear_command(p);
-        std::printf("No command for [%s]\t\n\r", name);
-        prompt_finish_output(p);
-        return;
-    }
-    const auto &inv = command->inv;
-    if (inv.callback)
-        inv.callback(p, &p->ps, inv.invoke_name, inv.context, nullptr);
-    prompt_set_dirty(p);
-}
-
-} // namespace
-
+// Runs any registered command, bound to a key or not, with what follows its name as the
+// line: its arguments, for a command that reads the line. There is no binding to take an
+// argument from, so a command that reads that has to expect NULL.
 int p_builtin_invoke_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "invoke");
@@ -304,30 +301,47 @@ int p_builtin_invoke_cb(prompt_s *p, pstate *ps, const char *invoked, void *, vo
         say(p, "Cannot invoke empty command\n\r");
         return 0;
     }
+    // An open quote would make one name of the whole rest of the line.
     const char *quote = string_check_quotes(ps->buf);
     if (quote) {
         say(p, "Unmatched opening %c at column %d\n\r", *quote, static_cast<int>(quote - ps->buf));
         return 0;
     }
-    char token[sizeof(ps->buf)] = {};
+    char name[sizeof(ps->buf)] = {};
     int len = 0;
-    prompt_token_extract(p, 0, token, sizeof(token), &len);
-    if (len == 0)
+    prompt_token_extract(p, 0, name, sizeof(name), &len);
+    if (len == 0) {
         say(p, "No tokens in command\n\r");
-    else
-        run_by_name(p, token);
+        return 0;
+    }
+    const prompt_command_s *command = prompt_get_command(p, name);
+    if (!command) {
+        // The name is gone from the line; what is left of it would be an odd thing to
+        // find in the next one.
+        prompt_start_output(p);
+        prompt_clear_command(p);
+        std::printf("No command for [%s]\t\n\r", name);
+        prompt_finish_output(p);
+        return 0;
+    }
+    const auto &inv = command->inv;
+    if (inv.callback)
+        inv.callback(p, &p->ps, inv.invoke_name, inv.context, nullptr);
+    prompt_set_dirty(p); // the name has gone, whatever the command did
     return 0;
 }
 
-// Output written by the command has moved the terminal on, so its request for a
-// full redraw outlives the restore.
+// The line as it was typed, command name included, is there again afterwards for a second
+// try. Output written by the command has moved the terminal on, so its request for a full
+// redraw outlives the restore. The scroll is not put back: it belongs to the row, not to
+// the line, and the next build of the model settles it.
 int p_builtin_execute_and_restore_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "execute-and-restore");
     pstate saved;
     uint32_t saved_flags;
     prompt_snapshot(p, &saved, &saved_flags);
-    p_builtin_invoke_cb(p, ps, "invoke", nullptr, nullptr);
+    p_builtin_invoke_cb(p, ps, "invoke", nullptr, nullptr); // the name that it insists on
     const uint32_t redraw = p->flags & PROMPT_FLAG_REDRAW;
     prompt_snapshot_restore(p, &saved, saved_flags);
     p->flags |= redraw;
@@ -353,6 +367,9 @@ int p_builtin_complete_cb(prompt_s *p, pstate *ps, const char *invoked, void *, 
     return 0;
 }
 
+// Finishes the line in the order that a host's own "execute" keeps: run it, while it is
+// still there to be read; add it, before it is cleared; end browsing, so that the next
+// "history-previous" begins with it; clear it.
 int p_builtin_execute_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "execute");
@@ -368,6 +385,7 @@ int p_builtin_execute_cb(prompt_s *p, pstate *ps, const char *invoked, void *, v
     return 0;
 }
 
+// One key, whatever it is: prompt_insert_char has held back what is no text.
 int p_builtin_insert_char_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *,
                              const mkey_t *buf, int32_t buflen)
 {
@@ -378,6 +396,8 @@ int p_builtin_insert_char_cb(prompt_s *p, pstate *ps, const char *invoked, void 
     return 0;
 }
 
+// A run comes as it was typed, so what is no text is left out here. Without a callback for
+// characters the prompt takes none, in whatever way they come.
 int p_builtin_insert_string_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *,
                                const mkey_t *buf, int32_t buflen)
 {
@@ -385,7 +405,7 @@ int p_builtin_insert_string_cb(prompt_s *p, pstate *ps, const char *invoked, voi
     VARNO_ASSERT(buflen >= 1);
     VARNO_ASSERT(buf);
     for (int32_t i = 0; i < buflen; i++) {
-        if (is_insertable(p, buf[i]))
+        if (p->insert.char_fn && varno::is_text(buf[i]))
             prompt_insert_char_at_cursor(p, static_cast<char>(buf[i]));
     }
     return 0;

@@ -20,34 +20,6 @@ constexpr mkey_t ctrl(char letter)
 template <mkey_t... keys>
 constexpr mkey_t seq[] = {keys..., 0};
 
-int sequence_len(const mkey_t *keys)
-{
-    int len = 0;
-    while (keys[len] != 0)
-        len++;
-    return len;
-}
-
-int bind_row(prompt_s *p, const prompt_keymap_s *row, void *argument)
-{
-    const int len = sequence_len(row->keys);
-    VARNO_ASSERT(len > 0);
-    VARNO_DEBUG("Attaching sequence of len %d to [%s]", len, row->name);
-    if (prompt_bind_keys(p, row->name, row->keys, len, argument) == 0)
-        return 0;
-    VARNO_DEBUG("Failed to bind sequence for [%s]", row->name);
-    return 1;
-}
-
-int register_row(prompt_s *p, const prompt_builtin_s *row, void *context)
-{
-    VARNO_DEBUG("Binding command [%s]", row->name);
-    if (prompt_bind_command(p, row->name, row->callback, context) == 0)
-        return 0;
-    VARNO_DEBUG("Failed to bind command [%s]", row->name);
-    return 1;
-}
-
 } // namespace
 
 // Command name and key sequence. The first four names are the host's own commands.
@@ -115,8 +87,11 @@ int prompt_util_bind_commands(prompt_s *p, const prompt_builtin_s *commands, voi
 {
     VARNO_ASSERT(p && commands);
     for (const prompt_builtin_s *row = commands; row->name; row++) {
-        if (register_row(p, row, context))
+        VARNO_DEBUG("Binding command [%s]", row->name);
+        if (prompt_bind_command(p, row->name, row->callback, context) != 0) {
+            VARNO_DEBUG("Failed to bind command [%s]", row->name);
             return 1;
+        }
     }
     return 0;
 }
@@ -125,8 +100,15 @@ int prompt_util_bind_keys(prompt_s *p, const prompt_keymap_s *keys, void *argume
 {
     VARNO_ASSERT(p && keys);
     for (const prompt_keymap_s *row = keys; row->name; row++) {
-        if (bind_row(p, row, argument))
+        int len = 0;
+        while (row->keys[len] != 0)
+            len++;
+        VARNO_ASSERT(len > 0);
+        VARNO_DEBUG("Attaching sequence of len %d to [%s]", len, row->name);
+        if (prompt_bind_keys(p, row->name, row->keys, len, argument) != 0) {
+            VARNO_DEBUG("Failed to bind sequence for [%s]", row->name);
             return 1;
+        }
     }
     return 0;
 }

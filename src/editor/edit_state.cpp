@@ -1,12 +1,15 @@
-// The edit state: every primitive that reads or changes the line, and the
-// history that loads lines into it. Nothing here draws; a prompt_ twin is its
-// pstate_ function and the dirty flag.
+// The edit state: every primitive that reads or changes the line. Nothing here draws,
+// and a pstate_ function knows of no screen; a prompt_ twin is its pstate_ function and
+// the dirty flag, by which the next redraw knows that there is something to do.
+// What is removed is not kept: there is no buffer to yank from.
+//
+// Only white space ends a word. Addresses, paths and interface names, which is what a
+// device's lines are made of, are then one word each, whatever punctuation they have.
 
 #include <varno/prompt.h>
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 
 #include "char_class.h"
 #include "contract.h"
@@ -16,8 +19,6 @@ namespace {
 using varno::is_space;
 
 constexpr char source_name[] = "prompt_manip";
-
-constexpr int32_t max_used = sizeof(pstate::buf) - 1;
 
 void terminate(pstate *ps, int32_t at)
 {
@@ -32,9 +33,10 @@ void close_gap(pstate *ps, int32_t to, int32_t from)
     terminate(ps, ps->buf_used - (from - to));
 }
 
+// The cursor is asked about too: a chop can leave it past the line's end.
 bool has_room_at_cursor(const pstate *ps)
 {
-    return ps->buf_used < max_used && ps->cursor_location < max_used;
+    return ps->buf_used <= 254 && ps->cursor_location <= 254;
 }
 
 int32_t index_in(const pstate *ps, const char *at)
@@ -63,38 +65,6 @@ int32_t space_before(const pstate *ps, int32_t at)
     while (at >= 0 && !is_space(ps->buf[at]))
         at--;
     return at;
-}
-
-inline void append_character(pstate *s, char c)
-{
-    VARNO_ASSERT(s->buf_used + 1 <= 255);
-    s->buf[s->buf_used] = c;
-    terminate(s, s->buf_used + 1);
-}
-
-inline void insert_character(pstate *s, int location, char c)
-{
-    VARNO_ASSERT(location >= 0 && location <= 255);
-    VARNO_ASSERT_AS(s->buf_used <= 254, "!pstate_is_full(s)");
-    if (location == s->buf_used) {
-        append_character(s, c);
-        return;
-    }
-    VARNO_ASSERT(location < s->buf_used);
-    char *at = s->buf + location;
-    std::memmove(at + 1, at, static_cast<size_t>(s->buf_used - location) + 1);
-    *at = c;
-    s->buf_used++;
-}
-
-// Returns whether there was room for it.
-inline bool insert_char_at_cursor(pstate *ps, char c)
-{
-    if (!has_room_at_cursor(ps))
-        return false;
-    insert_character(ps, ps->cursor_location, c);
-    ps->cursor_location++;
-    return true;
 }
 
 } // namespace
@@ -142,10 +112,13 @@ int prompt_cursor_is_at_end(prompt_s *p)
     return pstate_cursor_is_at_end(&p->ps);
 }
 
+// The cursor stays, so that a host can fill a line in without moving the user.
 void pstate_append_character(pstate *s, char c)
 {
     VARNO_ASSERT(s);
-    append_character(s, c);
+    VARNO_ASSERT(s->buf_used + 1 <= 255);
+    s->buf[s->buf_used] = c;
+    terminate(s, s->buf_used + 1);
 }
 
 void prompt_append_character(prompt_s *p, char c)
@@ -175,6 +148,9 @@ void prompt_set_cursor_location(prompt_s *p, int new_location)
     prompt_set_dirty(p);
 }
 
+// The cursor keeps its index even where that is then past the line's end: how it is to
+// move depends on which side of it the characters stood, which the caller knows. The
+// last two checks hold the record itself to its invariants.
 int pstate_chop(pstate *ps, int at, int len)
 {
     VARNO_ASSERT(ps);
@@ -211,6 +187,8 @@ void prompt_delete_to_eol(prompt_s *p)
     prompt_set_dirty(p);
 }
 
+// Twinless: what is deleted is on the left of the cursor, so that the cursor moves, and a
+// line with nothing there is left unmarked.
 void prompt_delete_to_bol(prompt_s *p)
 {
     VARNO_ASSERT(p);
@@ -218,11 +196,12 @@ void prompt_delete_to_bol(prompt_s *p)
     if (ps->buf_used < 1 || ps->cursor_location == 0)
         return;
     prompt_set_dirty(p);
-    // A chop leaves the cursor where it was, which may be behind the line's end.
+    // A chop leaves the cursor where it was, which may be past the line's end.
     close_gap(ps, 0, std::min(ps->cursor_location, ps->buf_used));
     ps->cursor_location = 0;
 }
 
+// More than there is means all there is: a count is often a key held down.
 void pstate_delete(pstate *ps, int number)
 {
     VARNO_ASSERT(ps);
@@ -235,6 +214,7 @@ void pstate_delete(pstate *ps, int number)
         pstate_chop(ps, ps->cursor_location, number);
 }
 
+// The mark depends on where the cursor was, which is to be known before the deletion.
 void prompt_delete(prompt_s *p, int number)
 {
     VARNO_ASSERT(p);
@@ -244,6 +224,8 @@ void prompt_delete(prompt_s *p, int number)
         prompt_set_dirty(p);
 }
 
+// Marks the line even when nothing stood before the cursor; the redraw then finds no
+// difference and writes nothing.
 void prompt_backspace(prompt_s *p, int number)
 {
     VARNO_ASSERT(p);
@@ -251,6 +233,7 @@ void prompt_backspace(prompt_s *p, int number)
     pstate *ps = &p->ps;
     const int32_t n = ps->cursor_location - number;
     if (pstate_cursor_is_at_end(ps)) {
+        // Most backspaces come here: there is nothing to move down.
         terminate(ps, n < 1 ? 0 : n);
         ps->cursor_location = ps->buf_used;
     } else if (n < 0) {
@@ -262,6 +245,8 @@ void prompt_backspace(prompt_s *p, int number)
     prompt_set_dirty(p);
 }
 
+// Does not check its argument, alone with prompt_compact_whitespace: their callers hold a
+// line already, and a check would be a text that no tool of a host knows.
 void pstate_clear_command(pstate *ps)
 {
     ps->cursor_location = 0;
@@ -272,6 +257,7 @@ void prompt_clear_command(prompt_s *p)
 {
     VARNO_ASSERT(p);
     pstate_clear_command(&p->ps);
+    // An empty line has no column to scroll to, and building its model insists on that.
     p->display_offset = 0;
     prompt_set_dirty(p);
 }
@@ -279,7 +265,17 @@ void prompt_clear_command(prompt_s *p)
 void pstate_insert_character(pstate *s, int location, char c)
 {
     VARNO_ASSERT(s);
-    insert_character(s, location, c);
+    VARNO_ASSERT(location >= 0 && location <= 255);
+    VARNO_ASSERT(!pstate_is_full(s));
+    if (location == s->buf_used) {
+        pstate_append_character(s, c);
+        return;
+    }
+    VARNO_ASSERT(location < s->buf_used);
+    char *at = s->buf + location;
+    std::memmove(at + 1, at, static_cast<size_t>(s->buf_used - location) + 1);
+    *at = c;
+    s->buf_used++;
 }
 
 void prompt_insert_character(prompt_s *p, int location, char c)
@@ -289,17 +285,24 @@ void prompt_insert_character(prompt_s *p, int location, char c)
     prompt_set_dirty(p);
 }
 
+// A full line is no error here, unlike where an index is given: this is how typing and
+// pasting arrive, and what a user types must not be able to break a precondition.
 void pstate_insert_char_at_cursor(pstate *ps, char c)
 {
     VARNO_ASSERT(ps);
-    insert_char_at_cursor(ps, c);
+    if (!has_room_at_cursor(ps))
+        return;
+    pstate_insert_character(ps, ps->cursor_location, c);
+    ps->cursor_location++;
 }
 
 void prompt_insert_char_at_cursor(prompt_s *p, char c)
 {
     VARNO_ASSERT(p);
-    if (insert_char_at_cursor(&p->ps, c))
-        prompt_set_dirty(p);
+    if (!has_room_at_cursor(&p->ps))
+        return;
+    pstate_insert_char_at_cursor(&p->ps, c);
+    prompt_set_dirty(p);
 }
 
 void pstate_insert_char_str(pstate *ps, const char *s, int n)
@@ -307,14 +310,17 @@ void pstate_insert_char_str(pstate *ps, const char *s, int n)
     VARNO_ASSERT(ps);
     VARNO_ASSERT(s || n <= 0);
     for (int i = 0; i < n; i++)
-        insert_char_at_cursor(ps, s[i]);
+        pstate_insert_char_at_cursor(ps, s[i]);
 }
 
+// Of a run the first character is kept as it is: a tab stays a tab, since nothing that
+// was typed is turned into something else. The cursor keeps its index rather than its
+// character; only one that would be past the end moves.
 void prompt_compact_whitespace(prompt_s *p)
 {
     pstate *ps = &p->ps;
     int32_t kept = 0;
-    bool after_space = true;
+    bool after_space = true; // so that what the line begins with goes
     for (int32_t i = 0; i < ps->buf_used; i++) {
         const char c = ps->buf[i];
         const bool space = is_space(c);
@@ -330,6 +336,10 @@ void prompt_compact_whitespace(prompt_s *p)
     prompt_set_dirty(p);
 }
 
+// Lands on a word's first character, where typing puts text before the word. From there
+// the search begins one to the left, so that pressing again goes on to the word before.
+// Moves by words mark nothing: the redraw sees by itself that the cursor alone has moved,
+// and need not build the row.
 void prompt_word_back(prompt_s *p)
 {
     VARNO_ASSERT(p);
@@ -344,6 +354,8 @@ void prompt_word_back(prompt_s *p)
     VARNO_ASSERT(p->ps.cursor_location >= 0);
 }
 
+// Goes one past the word's end, onto the next word where single blanks separate them, and
+// at the line's end onto its end. In a wider gap it stops after the first blank.
 void prompt_word_forward(prompt_s *p)
 {
     VARNO_ASSERT(p);
@@ -355,7 +367,11 @@ void prompt_word_forward(prompt_s *p)
     ps->cursor_location = end < ps->buf_used ? end + 1 : ps->buf_used;
 }
 
-// One white-space character before the word goes with it, unlike in the move by words.
+// Unlike prompt_word_back this stops at the white space before the word and takes that
+// character along: "show ip|" becomes "show|", a line as it was before the word was typed,
+// which completes and executes as such. For the same reason the search begins at the
+// cursor itself: at the line's end that is the terminator, no character. With the cursor
+// on a word's first character only the blank before it goes, which joins two words.
 void prompt_delete_word_back(prompt_s *p)
 {
     VARNO_ASSERT(p);
@@ -378,6 +394,8 @@ void prompt_delete_word_back(prompt_s *p)
     VARNO_ASSERT(p->ps.cursor_location >= 0);
 }
 
+// The white space between cursor and word stays and that after the word goes, so that the
+// next word moves up to where this one stood and pressing again removes it.
 void prompt_delete_word_fwd(prompt_s *p)
 {
     VARNO_ASSERT(p);
@@ -397,6 +415,8 @@ void prompt_delete_word_fwd(prompt_s *p)
     prompt_chop(p, start, len);
 }
 
+// The word is the one that the cursor is in or touches, so that both work right after
+// typing it. The cursor stays.
 int prompt_word_case(prompt_s *p, int upper)
 {
     VARNO_ASSERT(p);
@@ -413,6 +433,7 @@ int prompt_word_case(prompt_s *p, int upper)
     return 0;
 }
 
+// The other characters stay: a name may have capitals of its own.
 int prompt_capitalize_word(prompt_s *p)
 {
     VARNO_ASSERT(p);
@@ -428,6 +449,8 @@ int prompt_capitalize_word(prompt_s *p)
     return 0;
 }
 
+// Reserved for moves by what a word means to the parser. Bound in the default key map, so
+// that their keys are not taken for text meanwhile.
 void prompt_contextual_back(prompt_s *p)
 {
     VARNO_ASSERT(p);
@@ -438,6 +461,8 @@ void prompt_contextual_fwd(prompt_s *p)
     VARNO_ASSERT(p);
 }
 
+// The rest of the line keeps its leading blank: it is the token's arguments, and where
+// they begin tells a command that there are any.
 int prompt_token_extract(prompt_s *p, int start, char *out_token, int token_len, int *out_token_len)
 {
     VARNO_ASSERT(p && out_token && out_token_len);
@@ -453,11 +478,11 @@ int prompt_token_extract(prompt_s *p, int start, char *out_token, int token_len,
     start += first;
     VARNO_ASSERT(token_len > end - start);
 
-    // The copy stops at the token's end, so that it can report a cut.
-    const char behind = p->ps.buf[end];
+    // The line ends at the token's end for the copy, so that a cut is one of the token.
+    const char after = p->ps.buf[end];
     p->ps.buf[end] = '\0';
     const int cut = strlcpy2(out_token, p->ps.buf + start, (size_t) (end - start));
-    p->ps.buf[end] = behind;
+    p->ps.buf[end] = after;
     VARNO_ASSERT_AS(!cut, "!strlcpy2(out_token, p->ps.buf + start, (size_t) (end - start))");
 
     *out_token_len = end - start;
@@ -474,6 +499,8 @@ void prompt_snapshot(prompt_s *p, pstate *snapshot_ps, uint32_t *snapshot_ps_dir
     *snapshot_ps_dirt = p->flags;
 }
 
+// The flags are replaced, not merged: a line that is put back needs no redraw for what
+// happened to it in between. A caller that wants a flag to outlive this keeps it itself.
 void prompt_snapshot_restore(prompt_s *p, const pstate *snapshot_ps, uint32_t dirt)
 {
     VARNO_ASSERT(p && snapshot_ps);
@@ -481,6 +508,7 @@ void prompt_snapshot_restore(prompt_s *p, const pstate *snapshot_ps, uint32_t di
     p->ps = *snapshot_ps;
 }
 
+// Output begins on a row of its own, since the line being edited stays to be seen above.
 void prompt_start_output(prompt_s *p)
 {
     VARNO_ASSERT(p);
@@ -488,140 +516,9 @@ void prompt_start_output(prompt_s *p)
         p->pinfo.print_fn(p, p->pinfo.print_ctx, "%s", "\r\n");
 }
 
+// What the model says of the terminal no longer holds: there is nothing to compare with.
 void prompt_finish_output(prompt_s *p)
 {
     VARNO_ASSERT(p);
     p->flags |= PROMPT_FLAG_REDRAW;
-}
-
-namespace {
-
-// The queue's head stands in for an entry at both ends; only its address is used.
-prompt_history_s *history_end(prompt_s *p)
-{
-    return reinterpret_cast<prompt_history_s *>(&p->history);
-}
-
-void unlink_history(prompt_s *p, prompt_history_s *t)
-{
-    const prompt_history_s *end = history_end(p);
-    (t->next == end ? p->history.cqh_last : t->next->prev) = t->prev;
-    (t->prev == end ? p->history.cqh_first : t->prev->next) = t->next;
-}
-
-void link_newest_history(prompt_s *p, prompt_history_s *t)
-{
-    prompt_history_s *end = history_end(p);
-    t->prev = end;
-    t->next = p->history.cqh_first;
-    (t->next == end ? p->history.cqh_last : t->next->prev) = t;
-    p->history.cqh_first = t;
-}
-
-void drop_oldest_history(prompt_s *p)
-{
-    prompt_history_s *t = p->history.cqh_last == history_end(p) ? nullptr : p->history.cqh_last;
-    VARNO_ASSERT(t);
-    unlink_history(p, t);
-    if (p->history_browse == t)
-        p->history_browse = nullptr;
-    tracked_free(t->command, "BYTE*");
-    tracked_free(t, "BYTE");
-    p->history_count--;
-}
-
-bool repeats_newest_history(prompt_s *p)
-{
-    const prompt_history_s *newest = p->history.cqh_first;
-    return newest != history_end(p) && std::strcmp(p->ps.buf, newest->command) == 0;
-}
-
-void browse_history(prompt_s *p, prompt_history_s *t, int restore_cursor)
-{
-    p->history_browse = t;
-    prompt_history_set_prompt(p, t, restore_cursor);
-}
-
-} // namespace
-
-int prompt_history_add(prompt_s *p, int check_dups)
-{
-    VARNO_ASSERT(p);
-    if (p->ps.buf_used < 1)
-        return 0;
-    if (check_dups && repeats_newest_history(p))
-        return 0;
-    if (p->history_limit != 0 && p->history_count >= p->history_limit)
-        drop_oldest_history(p);
-
-    auto *t = static_cast<prompt_history_s *>(tracked_calloc(1, sizeof(prompt_history_s), "BYTE"));
-    if (!t)
-        return -1;
-    t->command = tracked_strdup(p->ps.buf, "BYTE*");
-    if (!t->command) {
-        tracked_free(t, "BYTE");
-        return -1;
-    }
-    t->cursor_location = p->ps.cursor_location;
-    link_newest_history(p, t);
-    p->history_count++;
-    return 0;
-}
-
-// What was being typed is not kept: browsing never comes back to it.
-void prompt_history_previous(prompt_s *p, int restore_cursor)
-{
-    VARNO_ASSERT(p);
-    if (p->history_count == 0)
-        return;
-    prompt_history_s *t;
-    if (p->history_browse) {
-        t = p->history_browse->next;
-    } else {
-        t = p->history.cqh_first;
-        VARNO_ASSERT_AS(t && t != history_end(p), "t = p->history.cqh_first");
-    }
-    if (t != history_end(p))
-        browse_history(p, t, restore_cursor);
-}
-
-void prompt_history_next(prompt_s *p, int restore_cursor)
-{
-    VARNO_ASSERT(p);
-    if (p->history_count == 0 || !p->history_browse)
-        return;
-    prompt_history_s *t = p->history_browse->prev;
-    if (t != history_end(p))
-        browse_history(p, t, restore_cursor);
-}
-
-void prompt_history_reset_state(prompt_s *p)
-{
-    VARNO_ASSERT(p);
-    p->history_browse = nullptr;
-}
-
-void prompt_history_set_prompt(prompt_s *p, prompt_history_s *t, int restore_cursor)
-{
-    VARNO_ASSERT(p);
-    VARNO_ASSERT(t);
-    pstate *ps = &p->ps;
-    // One less than the buffer, for the terminator that the copy adds.
-    const int cut = strlcpy2(ps->buf, t->command, std::size(ps->buf) - 1);
-    ps->buf_used = static_cast<int32_t>(std::strlen(ps->buf));
-    ps->cursor_location = restore_cursor ? t->cursor_location : ps->buf_used;
-    prompt_set_dirty(p);
-    VARNO_ASSERT_AS(!cut, "!strlcpy2(p->ps.buf, t->command, sizeof(p->ps.buf))");
-}
-
-// For prompt_free alone: the text copies stay with the allocator, count and
-// browse position keep their values.
-void prompt_history_clear(prompt_s *p)
-{
-    VARNO_ASSERT(p);
-    while (p->history.cqh_first != history_end(p)) {
-        prompt_history_s *t = p->history.cqh_first;
-        unlink_history(p, t);
-        tracked_free(t, "BYTE");
-    }
 }

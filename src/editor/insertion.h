@@ -1,11 +1,9 @@
 #ifndef VARNO_EDITOR_INSERTION_H
 #define VARNO_EDITOR_INSERTION_H
 
-// The name that the insert callbacks are called under. One array, so that the built-in
-// ones, called for every key of text, know it by its address.
-
 namespace varno {
 
+// The name that both insert callbacks are called under, and that no command may have.
 inline constexpr char insert_invocation[] = "insert-character";
 
 } // namespace varno

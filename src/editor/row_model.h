@@ -1,21 +1,19 @@
 #ifndef VARNO_EDITOR_ROW_MODEL_H
 #define VARNO_EDITOR_ROW_MODEL_H
 
-// What the two drawing modules share: reading a rendered row safely, and the end
-// of a draw.
+// How a rendered row is read, whatever its numbers say: a row that is longer than the
+// model's buffer is stored only in part.
 
 #include <varno/prompt.h>
 
 #include <algorithm>
+#include <iterator>
 
 namespace varno {
 
-constexpr int32_t max_stored_columns = sizeof(prompt_model_s::buf) - 1;
-
-// A row longer than the model's buffer is stored only in part.
 inline int32_t stored_columns(const prompt_model_s *mod)
 {
-    return std::clamp(mod->buf_len, 0, max_stored_columns);
+    return std::clamp(mod->buf_len, 0, static_cast<int32_t>(std::size(mod->buf) - 1));
 }
 
 // The rendered text from a column on; columns that are not stored read as empty.
@@ -23,16 +21,6 @@ inline const char *row_from(const prompt_model_s *mod, int32_t column)
 {
     return mod->buf + std::clamp(column, 0, stored_columns(mod));
 }
-
-inline void flush(prompt_s *p)
-{
-    if (p->pinfo.flush_fn)
-        p->pinfo.flush_fn(p, p->pinfo.flush_ctx);
-}
-
-// What a redraw is when the line has changed: the models change places, the new one is
-// built, and the difference is written.
-void redraw_line(prompt_s *p);
 
 } // namespace varno
 

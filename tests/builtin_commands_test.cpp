@@ -85,16 +85,16 @@ TEST(BuiltinTables, HoldTheirRowsInOrder)
     expect_table(sample_rows, prompt_builtins_test);
 }
 
-class Builtins : public testing::Test {
+class BuiltinCommands : public testing::Test {
   protected:
-    Builtins()
+    BuiltinCommands()
     {
         prompt_util_bind_insert(p);
         EXPECT_EQ(prompt_util_bind_commands(p, prompt_builtins, nullptr), 0);
         EXPECT_EQ(prompt_util_bind_commands(p, prompt_builtins_test, nullptr), 0);
     }
 
-    ~Builtins() override
+    ~BuiltinCommands() override
     {
         prompt_history_s *t = p->history.cqh_first;
         for (int i = 0; i < p->history_count; i++, t = t->next)
@@ -129,7 +129,7 @@ struct Effect {
     uint32_t flags;
 };
 
-TEST_F(Builtins, EachNameHasItsEffect)
+TEST_F(BuiltinCommands, EachNameHasItsEffect)
 {
     // clang-format off
     const Effect rows[] = {
@@ -177,7 +177,7 @@ TEST_F(Builtins, EachNameHasItsEffect)
     }
 }
 
-TEST_F(Builtins, HistoryCommandsPutTheCursorAtTheEnd)
+TEST_F(BuiltinCommands, HistoryCommandsPutTheCursorAtTheEnd)
 {
     set("o|ne");
     prompt_history_add(p, 1);
@@ -225,7 +225,7 @@ int print_line(prompt_s *p, void *, const char *, ...)
     return 0;
 }
 
-TEST_F(Builtins, PrintingCommandsWriteBetweenTheOutputBrackets)
+TEST_F(BuiltinCommands, PrintingCommandsWriteBetweenTheOutputBrackets)
 {
     prompt_set_print_callback(p, print_line, nullptr);
     for (const Output &row : output_rows) {
@@ -242,7 +242,7 @@ struct Restored {
     const char *written;
 };
 
-TEST_F(Builtins, ExecuteAndRestorePrintsAndKeepsTheLine)
+TEST_F(BuiltinCommands, ExecuteAndRestorePrintsAndKeepsTheLine)
 {
     // clang-format off
     const Restored rows[] = {
@@ -261,7 +261,7 @@ TEST_F(Builtins, ExecuteAndRestorePrintsAndKeepsTheLine)
     }
 }
 
-TEST_F(Builtins, ExecuteAndRestorePutsBackEveryFlag)
+TEST_F(BuiltinCommands, ExecuteAndRestorePutsBackEveryFlag)
 {
     set("move-begin x|");
     p->flags = PROMPT_FLAG_SCROLLED;
@@ -270,7 +270,7 @@ TEST_F(Builtins, ExecuteAndRestorePutsBackEveryFlag)
 }
 
 // Putting back the line puts back no offset.
-TEST_F(Builtins, ExecuteAndRestoreOfAClearLeavesTheLineScrolledBack)
+TEST_F(BuiltinCommands, ExecuteAndRestoreOfAClearLeavesTheLineScrolledBack)
 {
     set("delete-command|");
     p->display_offset = 8;
@@ -289,7 +289,7 @@ int keep_name(prompt_s *p, pstate *ps, const char *invoked, void *ctx, void *arg
     return 0;
 }
 
-TEST_F(Builtins, InvokeRunsAHostCommandByItsOwnNameAndMarksTheLineDirtyAfterwards)
+TEST_F(BuiltinCommands, InvokeRunsAHostCommandByItsOwnNameAndMarksTheLineDirtyAfterwards)
 {
     const void *invoked = nullptr;
     prompt_bind_command(p, "mine", keep_name, &invoked);
@@ -300,7 +300,7 @@ TEST_F(Builtins, InvokeRunsAHostCommandByItsOwnNameAndMarksTheLineDirtyAfterward
     EXPECT_EQ(p->flags, 2u);
 }
 
-TEST_F(Builtins, InvokeOfACommandWithoutACallbackCallsNothing)
+TEST_F(BuiltinCommands, InvokeOfACommandWithoutACallbackCallsNothing)
 {
     prompt_bind_command(p, "silent", nullptr, nullptr);
     set("silent x|");
@@ -309,14 +309,14 @@ TEST_F(Builtins, InvokeOfACommandWithoutACallbackCallsNothing)
     EXPECT_EQ(p->flags, 2u);
 }
 
-TEST_F(Builtins, InvokeTakesAWordAsLongAsTheLine)
+TEST_F(BuiltinCommands, InvokeTakesAWordAsLongAsTheLine)
 {
     const std::string word(255, 'w');
     set(word + "|");
     EXPECT_EQ(run("invoke"), "No command for [" + word + "]\t\n\r");
 }
 
-TEST_F(Builtins, SampleExecuteRunsAddsEndsBrowsingAndClears)
+TEST_F(BuiltinCommands, SampleExecuteRunsAddsEndsBrowsingAndClears)
 {
     set("first|");
     prompt_history_add(p, 1);
@@ -334,7 +334,7 @@ TEST_F(Builtins, SampleExecuteRunsAddsEndsBrowsingAndClears)
     EXPECT_EQ(p->history_count, 2);
 }
 
-TEST_F(Builtins, SampleExecuteSuppressesARepeat)
+TEST_F(BuiltinCommands, SampleExecuteSuppressesARepeat)
 {
     for (int i = 0; i < 2; i++) {
         set("show ip|");
@@ -343,7 +343,7 @@ TEST_F(Builtins, SampleExecuteSuppressesARepeat)
     EXPECT_EQ(p->history_count, 1);
 }
 
-TEST_F(Builtins, SampleExecuteOfQuitEndsTheProcessByItsExitHandlers)
+TEST_F(BuiltinCommands, SampleExecuteOfQuitEndsTheProcessByItsExitHandlers)
 {
     set("quit|");
     EXPECT_EXIT(
@@ -356,7 +356,7 @@ TEST_F(Builtins, SampleExecuteOfQuitEndsTheProcessByItsExitHandlers)
 }
 
 // In a child, for a test program that ends with status 0 has passed.
-TEST_F(Builtins, SampleExecuteReturnsForAnyOtherLine)
+TEST_F(BuiltinCommands, SampleExecuteReturnsForAnyOtherLine)
 {
     for (const char *marked : {"quit |", " quit|", "qui|", "Quit|", "show|", "|"}) {
         set(marked);
@@ -370,7 +370,7 @@ TEST_F(Builtins, SampleExecuteReturnsForAnyOtherLine)
     }
 }
 
-TEST_F(Builtins, SampleExecuteWithoutMemoryForTheHistoryIsFatalBeforeBrowsingEnds)
+TEST_F(BuiltinCommands, SampleExecuteWithoutMemoryForTheHistoryIsFatalBeforeBrowsingEnds)
 {
     set("first|");
     prompt_history_add(p, 1);
@@ -390,7 +390,7 @@ TEST_F(Builtins, SampleExecuteWithoutMemoryForTheHistoryIsFatalBeforeBrowsingEnd
     EXPECT_EQ(p->flags, 4u);
 }
 
-TEST_F(Builtins, EveryCommandInsistsOnItsArguments)
+TEST_F(BuiltinCommands, EveryCommandInsistsOnItsArguments)
 {
     for (const auto &table :
          {std::vector<TableRow>(std::begin(builtin_rows), std::end(builtin_rows)),
@@ -413,7 +413,7 @@ TEST_F(Builtins, EveryCommandInsistsOnItsArguments)
                      "prompt_builtin");
 }
 
-TEST_F(Builtins, EveryCommandInsistsOnItsName)
+TEST_F(BuiltinCommands, EveryCommandInsistsOnItsName)
 {
     for (const TableRow &row : builtin_rows)
         EXPECT_ASSERTION(row.callback(p, &p->ps, "another-name", nullptr, nullptr),
@@ -423,7 +423,7 @@ TEST_F(Builtins, EveryCommandInsistsOnItsName)
                          "strcmp(invoked, name) == 0", "prompt_builtin");
 }
 
-class InsertCallbacks : public Builtins {
+class InsertCallbacks : public BuiltinCommands {
   protected:
     void insert(const char *spelled)
     {

@@ -41,9 +41,9 @@ void PrintTo(const Edit &edit, std::ostream *out)
     *out << edit.what;
 }
 
-class PromptManip : public testing::TestWithParam<Edit> {};
+class EditingPrimitives : public testing::TestWithParam<Edit> {};
 
-TEST_P(PromptManip, Edits)
+TEST_P(EditingPrimitives, DoWhatTheirRowsSay)
 {
     const Edit &edit = GetParam();
     SCOPED_TRACE("before: " + edit.before);
@@ -75,7 +75,7 @@ auto erase_bare(int number)
     return [=](prompt_s *p) { pstate_delete(&p->ps, number); };
 }
 
-// A chop leaves the cursor where it was, here behind the line's end.
+// A chop leaves the cursor where it was, here past the line's end.
 auto after_chop(int at, int len, std::function<void(prompt_s *)> call)
 {
     return [=](prompt_s *p) {
@@ -240,8 +240,8 @@ const Edit edits[] = {
     {"from its start",          "|show ip",           prompt_delete_word_fwd,           "|ip",           dirty},
     {"inside a word",           "sh|ow ip",           prompt_delete_word_fwd,           "sh|ip",         dirty},
     {"the last word",           "show |ip",           prompt_delete_word_fwd,           "show |",        dirty},
-    {"with blanks behind",      "show |ip   ",        prompt_delete_word_fwd,           "show |",        dirty},
-    {"only blanks behind",      "show|   ",           prompt_delete_word_fwd,           "show|",         dirty},
+    {"with blanks after it",     "show |ip   ",        prompt_delete_word_fwd,           "show |",        dirty},
+    {"only blanks after it",     "show|   ",           prompt_delete_word_fwd,           "show|",         dirty},
     {"at the end",              "show|",              prompt_delete_word_fwd,           "show|",         clean},
 
     {"upper case",              "show i|p",           word_case(1),                     "show I|P",      dirty},
@@ -270,11 +270,11 @@ const Edit edits[] = {
 };
 // clang-format on
 
-INSTANTIATE_TEST_SUITE_P(Table, PromptManip, testing::ValuesIn(edits));
+INSTANTIATE_TEST_SUITE_P(Table, EditingPrimitives, testing::ValuesIn(edits));
 
-class PromptPrimitives : public testing::Test {
+class EditState : public testing::Test {
   protected:
-    ~PromptPrimitives() override { prompt_free(p); }
+    ~EditState() override { prompt_free(p); }
 
     void set(const std::string &marked)
     {
@@ -285,7 +285,7 @@ class PromptPrimitives : public testing::Test {
     prompt_s *p = prompt_create();
 };
 
-TEST_F(PromptPrimitives, QueriesReadTheState)
+TEST_F(EditState, QueriesReadTheState)
 {
     set("sh|ow");
     EXPECT_EQ(prompt_used(p), 4);
@@ -304,7 +304,7 @@ TEST_F(PromptPrimitives, QueriesReadTheState)
     EXPECT_EQ(prompt_used(p), 255);
 }
 
-TEST_F(PromptPrimitives, ClearingScrollsBackToColumnZero)
+TEST_F(EditState, ClearingScrollsBackToColumnZero)
 {
     set("show|");
     p->display_offset = 16;
@@ -312,7 +312,7 @@ TEST_F(PromptPrimitives, ClearingScrollsBackToColumnZero)
     EXPECT_EQ(p->display_offset, 0);
 }
 
-TEST_F(PromptPrimitives, NothingIsInsertedWithTheCursorAtTheBuffersEnd)
+TEST_F(EditState, NothingIsInsertedWithTheCursorAtTheBuffersEnd)
 {
     set("show|");
     p->flags = clean;
@@ -326,7 +326,7 @@ TEST_F(PromptPrimitives, NothingIsInsertedWithTheCursorAtTheBuffersEnd)
     EXPECT_EQ(p->flags, clean);
 }
 
-TEST_F(PromptPrimitives, AFailedExtractionLeavesABufferOfNoBytesAlone)
+TEST_F(EditState, AFailedExtractionLeavesABufferOfNoBytesAlone)
 {
     set("   |");
     char byte = 'x';
@@ -337,7 +337,7 @@ TEST_F(PromptPrimitives, AFailedExtractionLeavesABufferOfNoBytesAlone)
     EXPECT_EQ(line_of(p->ps), "   |");
 }
 
-TEST_F(PromptPrimitives, ASnapshotGivesBackLineCursorAndTheWholeFlagWord)
+TEST_F(EditState, ASnapshotGivesBackLineCursorAndTheWholeFlagWord)
 {
     set("sh|ow");
     p->flags = PROMPT_FLAG_SCROLLED;
@@ -360,7 +360,7 @@ int keep_print(prompt_s *, void *ctx, const char *format, ...)
     return 0;
 }
 
-TEST_F(PromptPrimitives, OutputBeginsOnAFreshLineThroughTheFormatPercentS)
+TEST_F(EditState, OutputBeginsOnAFreshLineThroughTheFormatPercentS)
 {
     std::string printed;
     prompt_set_print_callback(p, keep_print, &printed);
@@ -368,7 +368,7 @@ TEST_F(PromptPrimitives, OutputBeginsOnAFreshLineThroughTheFormatPercentS)
     EXPECT_EQ(printed, "%s \r\n");
 }
 
-TEST_F(PromptPrimitives, NullContextsAreFatal)
+TEST_F(EditState, NullContextsAreFatal)
 {
     const std::function<void()> calls[] = {
         [] { prompt_used(nullptr); },
@@ -423,7 +423,7 @@ struct Fatal {
     const char *text;
 };
 
-TEST_F(PromptPrimitives, LimitsAreFatal)
+TEST_F(EditState, LimitsAreFatal)
 {
     char out[8];
     int len = 0;
@@ -484,7 +484,7 @@ TEST_F(PromptPrimitives, LimitsAreFatal)
     }
 }
 
-TEST_F(PromptPrimitives, AStateOutOfItsBoundsIsFatal)
+TEST_F(EditState, AStateOutOfItsBoundsIsFatal)
 {
     p->ps.buf_used = 256;
     EXPECT_ASSERTION(prompt_used(p), "p->ps.buf_used < (int) sizeof(p->ps.buf)", "prompt_manip");
@@ -495,7 +495,7 @@ TEST_F(PromptPrimitives, AStateOutOfItsBoundsIsFatal)
     EXPECT_ASSERTION(prompt_delete_to_eol(p), bounds, "prompt_manip");
 }
 
-TEST_F(PromptPrimitives, ATerminatorInsideTheLineFailsTheSelfCheckOfChop)
+TEST_F(EditState, ATerminatorInsideTheLineFailsTheSelfCheckOfChop)
 {
     set("show ip|");
     p->ps.buf[4] = '\0';

@@ -81,9 +81,9 @@ TEST(KeyMap, HoldsItsRowsInOrder)
     EXPECT_EQ(ostra_keys[std::size(key_rows)].keys, nullptr);
 }
 
-class PromptUtil : public testing::Test {
+class DefaultKeys : public testing::Test {
   protected:
-    ~PromptUtil() override { prompt_free(p); }
+    ~DefaultKeys() override { prompt_free(p); }
 
     void register_all()
     {
@@ -103,7 +103,7 @@ int do_nothing(prompt_s *, pstate *, const char *, void *, void *)
     return 0;
 }
 
-TEST_F(PromptUtil, BindsTheBuiltinInsertRoutinesWithoutContext)
+TEST_F(DefaultKeys, BindsTheBuiltinInsertRoutinesWithoutContext)
 {
     EXPECT_EQ(prompt_util_bind_insert(p), 0);
     EXPECT_EQ(p->insert.char_fn, p_builtin_insert_char_cb);
@@ -113,14 +113,14 @@ TEST_F(PromptUtil, BindsTheBuiltinInsertRoutinesWithoutContext)
     EXPECT_ASSERTION(prompt_util_bind_insert(nullptr), "p", "prompt_util");
 }
 
-TEST_F(PromptUtil, TheKeyMapNeedsTheHostCommandsFirst)
+TEST_F(DefaultKeys, TheKeyMapNeedsTheHostCommandsFirst)
 {
     prompt_util_bind_commands(p, prompt_builtins, nullptr);
     EXPECT_EQ(prompt_util_bind_keys(p, ostra_keys, nullptr), 1);
     EXPECT_EQ(p->keys->keys_len, 0) << "nothing is bound";
 }
 
-TEST_F(PromptUtil, TheWholeKeyMapBindsAndRuns)
+TEST_F(DefaultKeys, TheWholeKeyMapBindsAndRuns)
 {
     register_all();
     char argument = 0;
@@ -138,7 +138,7 @@ TEST_F(PromptUtil, TheWholeKeyMapBindsAndRuns)
     EXPECT_EQ(line_of(p->ps), "show |ip");
 }
 
-TEST_F(PromptUtil, CommandsShareTheirContextAndKeysTheirArgument)
+TEST_F(DefaultKeys, CommandsShareTheirContextAndKeysTheirArgument)
 {
     int context = 0;
     int argument = 0;
@@ -157,7 +157,7 @@ TEST_F(PromptUtil, CommandsShareTheirContextAndKeysTheirArgument)
     }
 }
 
-TEST_F(PromptUtil, EmptyTablesSucceed)
+TEST_F(DefaultKeys, EmptyTablesSucceed)
 {
     const prompt_builtin_s commands[] = {{nullptr, nullptr}};
     const prompt_keymap_s keys[] = {{nullptr, nullptr}};
@@ -165,7 +165,7 @@ TEST_F(PromptUtil, EmptyTablesSucceed)
     EXPECT_EQ(prompt_util_bind_keys(p, keys, nullptr), 0);
 }
 
-TEST_F(PromptUtil, TheFirstRefusedCommandStopsAndIsTraced)
+TEST_F(DefaultKeys, TheFirstRefusedCommandStopsAndIsTraced)
 {
     const prompt_builtin_s commands[] = {{"one", do_nothing},
                                          {"insert-string", do_nothing},
@@ -180,7 +180,7 @@ TEST_F(PromptUtil, TheFirstRefusedCommandStopsAndIsTraced)
     EXPECT_EQ(prompt_get_command(p, "two"), nullptr);
 }
 
-TEST_F(PromptUtil, TheFirstRefusedSequenceStopsAndIsTraced)
+TEST_F(DefaultKeys, TheFirstRefusedSequenceStopsAndIsTraced)
 {
     prompt_bind_command(p, "one", do_nothing, nullptr);
     const mkey_t ab[] = {1, 2, 0};
@@ -199,7 +199,7 @@ TEST_F(PromptUtil, TheFirstRefusedSequenceStopsAndIsTraced)
     EXPECT_EQ(prompt_get_command(p, "one")->refct, 1);
 }
 
-TEST_F(PromptUtil, ResettingIsTracedAndDropsEverything)
+TEST_F(DefaultKeys, ResettingIsTracedAndDropsEverything)
 {
     register_all();
     prompt_util_bind_keys(p, ostra_keys, nullptr);
@@ -212,7 +212,7 @@ TEST_F(PromptUtil, ResettingIsTracedAndDropsEverything)
     EXPECT_ASSERTION(prompt_util_bind_reset(nullptr), "p", "prompt_util");
 }
 
-TEST_F(PromptUtil, MissingArgumentsAndEmptySequencesAreFatal)
+TEST_F(DefaultKeys, MissingArgumentsAndEmptySequencesAreFatal)
 {
     EXPECT_ASSERTION(prompt_util_bind_commands(nullptr, prompt_builtins, nullptr), "p && commands",
                      "prompt_util");
@@ -228,7 +228,7 @@ TEST_F(PromptUtil, MissingArgumentsAndEmptySequencesAreFatal)
 
 // Whatever allocation fails during set-up, what was bound before still works and
 // everything can be released.
-TEST_F(PromptUtil, SetUpSurvivesAnyFailedAllocation)
+TEST_F(DefaultKeys, SetUpSurvivesAnyFailedAllocation)
 {
     const size_t before = tracked_outstanding(nullptr);
     int failures = 0;

@@ -19,10 +19,10 @@ namespace {
 using varno_test::line_of;
 using varno_test::state_of;
 
-class PromptHistory : public testing::Test {
+class History : public testing::Test {
   protected:
     // The text copies are the test's to release: prompt_free leaves them.
-    ~PromptHistory() override
+    ~History() override
     {
         for (prompt_history_s *t = p->history.cqh_first; t != end(); t = t->next)
             tracked_free(t->command, "BYTE*");
@@ -70,13 +70,13 @@ class PromptHistory : public testing::Test {
 
 using Lines = std::vector<std::string>;
 
-TEST_F(PromptHistory, AnEmptyLineIsNotAdded)
+TEST_F(History, AnEmptyLineIsNotAdded)
 {
     EXPECT_EQ(add("|"), 0);
     EXPECT_EQ(entries(), Lines());
 }
 
-TEST_F(PromptHistory, OnlyARepeatOfTheNewestEntryIsSuppressed)
+TEST_F(History, OnlyARepeatOfTheNewestEntryIsSuppressed)
 {
     EXPECT_EQ(add("show ip|"), 0);
     EXPECT_EQ(add("show ip|"), 0);
@@ -88,14 +88,14 @@ TEST_F(PromptHistory, OnlyARepeatOfTheNewestEntryIsSuppressed)
     EXPECT_EQ(tracked_outstanding("BYTE*"), 3u) << "text copies";
 }
 
-TEST_F(PromptHistory, WithoutTheCheckEveryLineIsAdded)
+TEST_F(History, WithoutTheCheckEveryLineIsAdded)
 {
     add("show ip|", 0);
     add("show ip|", 0);
     EXPECT_EQ(entries(), Lines({"show ip", "show ip"}));
 }
 
-TEST_F(PromptHistory, TheHundredAndFirstAdditionDropsTheOldest)
+TEST_F(History, TheHundredAndFirstAdditionDropsTheOldest)
 {
     for (int i = 0; i < 101; i++)
         EXPECT_EQ(add("line " + std::to_string(i) + "|"), 0);
@@ -105,7 +105,7 @@ TEST_F(PromptHistory, TheHundredAndFirstAdditionDropsTheOldest)
     EXPECT_EQ(lines.back(), "line 1");
 }
 
-TEST_F(PromptHistory, ARepeatOfTheNewestEntryDropsNothingAtTheLimit)
+TEST_F(History, ARepeatOfTheNewestEntryDropsNothingAtTheLimit)
 {
     p->history_limit = 2;
     add("one|");
@@ -114,7 +114,7 @@ TEST_F(PromptHistory, ARepeatOfTheNewestEntryDropsNothingAtTheLimit)
     EXPECT_EQ(entries(), Lines({"two", "one"}));
 }
 
-TEST_F(PromptHistory, DroppingTheBrowsedEntryEndsBrowsing)
+TEST_F(History, DroppingTheBrowsedEntryEndsBrowsing)
 {
     p->history_limit = 2;
     add("one|");
@@ -126,7 +126,7 @@ TEST_F(PromptHistory, DroppingTheBrowsedEntryEndsBrowsing)
     EXPECT_EQ(previous(), "three|");
 }
 
-TEST_F(PromptHistory, AddingKeepsTheBrowsePosition)
+TEST_F(History, AddingKeepsTheBrowsePosition)
 {
     add("one|");
     add("two|");
@@ -135,7 +135,7 @@ TEST_F(PromptHistory, AddingKeepsTheBrowsePosition)
     EXPECT_EQ(previous(), "one|");
 }
 
-TEST_F(PromptHistory, ALimitOfZeroIsNone)
+TEST_F(History, ALimitOfZeroIsNone)
 {
     p->history_limit = 0;
     for (int i = 0; i < 150; i++)
@@ -143,7 +143,7 @@ TEST_F(PromptHistory, ALimitOfZeroIsNone)
     EXPECT_EQ(entries().size(), 150u);
 }
 
-TEST_F(PromptHistory, ALimitBelowTheCountDropsOneEntryPerAddition)
+TEST_F(History, ALimitBelowTheCountDropsOneEntryPerAddition)
 {
     add("one|");
     add("two|");
@@ -153,7 +153,7 @@ TEST_F(PromptHistory, ALimitBelowTheCountDropsOneEntryPerAddition)
     EXPECT_EQ(entries(), Lines({"four", "three", "two"}));
 }
 
-TEST_F(PromptHistory, BrowsingAnEmptyHistoryChangesNothing)
+TEST_F(History, BrowsingAnEmptyHistoryChangesNothing)
 {
     const pstate typed = state_of("ty|ped");
     prompt_set_content(p, &typed);
@@ -163,7 +163,7 @@ TEST_F(PromptHistory, BrowsingAnEmptyHistoryChangesNothing)
     EXPECT_EQ(p->flags, 0u);
 }
 
-TEST_F(PromptHistory, BrowsingStopsAtBothEndsAndNeverReturnsToTheTypedLine)
+TEST_F(History, BrowsingStopsAtBothEndsAndNeverReturnsToTheTypedLine)
 {
     add("one|");
     add("two|");
@@ -187,7 +187,7 @@ TEST_F(PromptHistory, BrowsingStopsAtBothEndsAndNeverReturnsToTheTypedLine)
     EXPECT_EQ(p->flags, 0u);
 }
 
-TEST_F(PromptHistory, ResettingStartsAgainFromTheNewest)
+TEST_F(History, ResettingStartsAgainFromTheNewest)
 {
     add("one|");
     add("two|");
@@ -198,7 +198,7 @@ TEST_F(PromptHistory, ResettingStartsAgainFromTheNewest)
     EXPECT_EQ(previous(), "two|");
 }
 
-TEST_F(PromptHistory, TheCursorIsRestoredOnRequest)
+TEST_F(History, TheCursorIsRestoredOnRequest)
 {
     add("sho|w ip");
     EXPECT_EQ(previous(1), "sho|w ip");
@@ -210,7 +210,7 @@ TEST_F(PromptHistory, TheCursorIsRestoredOnRequest)
     EXPECT_EQ(next(), "exit|");
 }
 
-TEST_F(PromptHistory, AFullLineIsKeptAndLoadedWhole)
+TEST_F(History, AFullLineIsKeptAndLoadedWhole)
 {
     const std::string full(255, 'x');
     EXPECT_EQ(add(full + "|"), 0);
@@ -218,7 +218,7 @@ TEST_F(PromptHistory, AFullLineIsKeptAndLoadedWhole)
     EXPECT_EQ(previous(), full + "|");
 }
 
-TEST_F(PromptHistory, AnEntryThatDoesNotFitTheLineIsFatal)
+TEST_F(History, AnEntryThatDoesNotFitTheLineIsFatal)
 {
     std::string text(256, 'x');
     prompt_history_s entry = {};
@@ -230,7 +230,7 @@ TEST_F(PromptHistory, AnEntryThatDoesNotFitTheLineIsFatal)
     EXPECT_ASSERTION(prompt_history_set_prompt(p, nullptr, 0), "t", "prompt_manip");
 }
 
-TEST_F(PromptHistory, ACountWithoutEntriesIsFatal)
+TEST_F(History, ACountWithoutEntriesIsFatal)
 {
     p->history_count = 1;
     EXPECT_ASSERTION(prompt_history_previous(p, 0), "t = p->history.cqh_first", "prompt_manip");
@@ -239,7 +239,7 @@ TEST_F(PromptHistory, ACountWithoutEntriesIsFatal)
     p->history_count = 0;
 }
 
-TEST_F(PromptHistory, NullContextsAreFatal)
+TEST_F(History, NullContextsAreFatal)
 {
     prompt_history_s entry = {};
     EXPECT_ASSERTION(prompt_history_add(nullptr, 0), "p", "prompt_manip");
@@ -250,7 +250,7 @@ TEST_F(PromptHistory, NullContextsAreFatal)
     EXPECT_ASSERTION(prompt_history_clear(nullptr), "p", "prompt_manip");
 }
 
-TEST_F(PromptHistory, AnAdditionWithoutMemoryChangesNothing)
+TEST_F(History, AnAdditionWithoutMemoryChangesNothing)
 {
     add("one|");
     const int failed = varno_test::fail_each_allocation([this](const auto &fail_from_here) {
@@ -274,7 +274,7 @@ TEST_F(PromptHistory, AnAdditionWithoutMemoryChangesNothing)
     EXPECT_EQ(failed, 2);
 }
 
-TEST_F(PromptHistory, AFailedAdditionMayHaveDroppedTheOldest)
+TEST_F(History, AFailedAdditionMayHaveDroppedTheOldest)
 {
     p->history_limit = 2;
     add("one|");
@@ -288,7 +288,7 @@ TEST_F(PromptHistory, AFailedAdditionMayHaveDroppedTheOldest)
 }
 
 // What prompt_history_clear leaves is exactly the text copies, one per entry.
-TEST(PromptHistoryClear, LeavesTheTextCopiesTheCountAndTheBrowsePosition)
+TEST(HistoryClear, LeavesTheTextCopiesTheCountAndTheBrowsePosition)
 {
     prompt_s *p = prompt_create();
     std::vector<char *> texts;

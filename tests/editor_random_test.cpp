@@ -88,7 +88,7 @@ TEST_P(RandomEditing, TheRowOfACarefulHostIsAlwaysComplete)
 }
 
 // Without that care the row is exactly what the redraw's contract says, complete
-// or not: a longer row that only grew behind the cursor lacks its tail.
+// or not: a longer row that only grew after the cursor lacks its tail.
 TEST_P(RandomEditing, TheRowOfACarelessHostIsWhatTheContractSays)
 {
     int incomplete = 0;

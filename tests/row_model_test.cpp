@@ -42,15 +42,15 @@ struct Prints {
 
 using Calls = std::vector<std::string>;
 
-class PromptModel : public testing::Test {
+class RowModel : public testing::Test {
   protected:
-    PromptModel()
+    RowModel()
     {
         prompt_set_print_callback(p, Prints::print, &prints);
         prompt_set_flush_callback(p, Prints::flush, &prints);
     }
 
-    ~PromptModel() override { prompt_free(p); }
+    ~RowModel() override { prompt_free(p); }
 
     void set(const std::string &marked)
     {
@@ -80,7 +80,7 @@ class PromptModel : public testing::Test {
     prompt_model_s mod = {};
 };
 
-TEST_F(PromptModel, AnEmptyLineHasThePromptAndNoGuards)
+TEST_F(RowModel, AnEmptyLineHasThePromptAndNoGuards)
 {
     EXPECT_EQ(prompt_update_model(p, &mod), 0);
     EXPECT_STREQ(mod.buf, ">");
@@ -91,7 +91,7 @@ TEST_F(PromptModel, AnEmptyLineHasThePromptAndNoGuards)
     EXPECT_EQ(mod.virtual_cursor, 1);
 }
 
-TEST_F(PromptModel, EachPromptHasItsOwnMargin)
+TEST_F(RowModel, EachPromptHasItsOwnMargin)
 {
     prompt_set_prompt_empty(p, "empty> ");
     prompt_set_prompt_normal(p, "# ");
@@ -105,7 +105,7 @@ TEST_F(PromptModel, EachPromptHasItsOwnMargin)
     EXPECT_EQ(mod.virtual_cursor, 4);
 }
 
-TEST_F(PromptModel, BothGuardsShowInTheMiddleOfALongLine)
+TEST_F(RowModel, BothGuardsShowInTheMiddleOfALongLine)
 {
     prompt_set_dimension(p, 20, 4);
     set(std::string(20, 'a') + "|" + std::string(40, 'b'));
@@ -119,7 +119,7 @@ TEST_F(PromptModel, BothGuardsShowInTheMiddleOfALongLine)
     EXPECT_EQ(mod.virtual_cursor, 6);
 }
 
-TEST_F(PromptModel, AnEmptyGuardTakesNoColumn)
+TEST_F(RowModel, AnEmptyGuardTakesNoColumn)
 {
     prompt_set_guard_left(p, "");
     prompt_set_guard_right(p, "");
@@ -130,7 +130,7 @@ TEST_F(PromptModel, AnEmptyGuardTakesNoColumn)
     EXPECT_STREQ(mod.buf, ">aaaabbbbbbbbbbbbbb");
 }
 
-TEST_F(PromptModel, ALineIsEmptyByItsCountAlone)
+TEST_F(RowModel, ALineIsEmptyByItsCountAlone)
 {
     prompt_set_prompt_normal(p, "# ");
     p->ps.buf_used = 1;
@@ -138,7 +138,7 @@ TEST_F(PromptModel, ALineIsEmptyByItsCountAlone)
     EXPECT_STREQ(mod.buf, "# ");
 }
 
-TEST_F(PromptModel, TheGeometryOfAShortLineLeavesTheRightMarginAlone)
+TEST_F(RowModel, TheGeometryOfAShortLineLeavesTheRightMarginAlone)
 {
     mod.margin_right = 7;
     prompt_model_set_dimension(p, &mod);
@@ -150,7 +150,7 @@ struct Scroll {
     int32_t cursor, offset, text_width, step, amount;
 };
 
-TEST_F(PromptModel, ScrollsByWholeSteps)
+TEST_F(RowModel, ScrollsByWholeSteps)
 {
     const Scroll rows[] = {
         {0, 0, 10, 8, 0},      {9, 0, 10, 8, 0},       {10, 0, 10, 8, 8},    {17, 0, 10, 8, 8},
@@ -170,7 +170,7 @@ TEST_F(PromptModel, ScrollsByWholeSteps)
     }
 }
 
-TEST_F(PromptModel, AModelThatNeedsAScrollHasNoText)
+TEST_F(RowModel, AModelThatNeedsAScrollHasNoText)
 {
     prompt_set_dimension(p, 20, 4);
     set(std::string(40, 'a') + "|");
@@ -185,7 +185,7 @@ TEST_F(PromptModel, AModelThatNeedsAScrollHasNoText)
     EXPECT_STREQ(mod.buf, (">$" + std::string(16, 'a')).c_str());
 }
 
-TEST_F(PromptModel, ModelsAreSwappedByIndex)
+TEST_F(RowModel, ModelsAreSwappedByIndex)
 {
     EXPECT_EQ(prompt_active_model(p), &p->models[0]);
     EXPECT_EQ(prompt_inactive_model(p), &p->models[1]);
@@ -195,7 +195,7 @@ TEST_F(PromptModel, ModelsAreSwappedByIndex)
     EXPECT_EQ(prompt_swap_models(p), 0);
 }
 
-TEST_F(PromptModel, AnInitialisedModelIsEmpty)
+TEST_F(RowModel, AnInitialisedModelIsEmpty)
 {
     std::memset(&mod, 0x55, sizeof(mod));
     prompt_model_init(&mod);
@@ -207,7 +207,7 @@ TEST_F(PromptModel, AnInitialisedModelIsEmpty)
     EXPECT_EQ(mod.margin_right, 0);
 }
 
-TEST_F(PromptModel, TerminalPrimitivesUseTheirFormats)
+TEST_F(RowModel, TerminalPrimitivesUseTheirFormats)
 {
     prompt_move_term_cursor_to_bol(p);
     EXPECT_EQ(prints.take(), Calls({"%c|\r"}));
@@ -227,7 +227,7 @@ TEST_F(PromptModel, TerminalPrimitivesUseTheirFormats)
     EXPECT_EQ(prints.flushes, 0);
 }
 
-TEST_F(PromptModel, RedrawsUseTheirFormatsAndFlushOnce)
+TEST_F(RowModel, RedrawsUseTheirFormatsAndFlushOnce)
 {
     prompt_redraw(p);
     EXPECT_EQ(prints.take(), Calls({"%c|\r", "%s|>"}));
@@ -253,14 +253,14 @@ TEST_F(PromptModel, RedrawsUseTheirFormatsAndFlushOnce)
     EXPECT_EQ(prints.flushes, 6);
 }
 
-TEST_F(PromptModel, AnUnchangedRowIsFlushedWithoutAPrint)
+TEST_F(RowModel, AnUnchangedRowIsFlushedWithoutAPrint)
 {
     redraw("sh|ow");
     EXPECT_EQ(redraw("sh|ow"), Calls());
     EXPECT_EQ(prints.flushes, 2);
 }
 
-TEST_F(PromptModel, AShorterRowWhoseCursorIsAtTheOldEndNeedsNoLastMove)
+TEST_F(RowModel, AShorterRowWhoseCursorIsAtTheOldEndNeedsNoLastMove)
 {
     *prompt_inactive_model(p) = {"abcde", 5, 5, 0, 0, 0};
     *prompt_active_model(p) = {"ab", 2, 5, 0, 0, 0};
@@ -275,7 +275,7 @@ struct Difference {
 };
 
 // Without a prompt the cursor can be in column 0.
-TEST_F(PromptModel, OnlyARowThatIsNotShorterReturnsToColumnZeroByACarriageReturn)
+TEST_F(RowModel, OnlyARowThatIsNotShorterReturnsToColumnZeroByACarriageReturn)
 {
     // clang-format off
     const Difference rows[] = {
@@ -294,7 +294,7 @@ TEST_F(PromptModel, OnlyARowThatIsNotShorterReturnsToColumnZeroByACarriageReturn
     }
 }
 
-TEST_F(PromptModel, AnyFlagMakesARedrawRebuild)
+TEST_F(RowModel, AnyFlagMakesARedrawRebuild)
 {
     redraw("show|");
     EXPECT_EQ(p->active_model, 0);
@@ -308,7 +308,7 @@ void keep_column(prompt_s *p, void *ctx)
     *static_cast<int32_t *>(ctx) = prompt_active_model(p)->virtual_cursor;
 }
 
-TEST_F(PromptModel, ACursorMoveIsFlushedBeforeItsColumnIsStored)
+TEST_F(RowModel, ACursorMoveIsFlushedBeforeItsColumnIsStored)
 {
     redraw("show|");
     int32_t column_at_flush = 0;
@@ -318,7 +318,7 @@ TEST_F(PromptModel, ACursorMoveIsFlushedBeforeItsColumnIsStored)
     EXPECT_EQ(prompt_active_model(p)->virtual_cursor, 1);
 }
 
-TEST_F(PromptModel, ADrawPrintsTheActiveModelWithoutRebuildingIt)
+TEST_F(RowModel, ADrawPrintsTheActiveModelWithoutRebuildingIt)
 {
     prompt_redraw(p);
     prints.take();
@@ -330,7 +330,7 @@ TEST_F(PromptModel, ADrawPrintsTheActiveModelWithoutRebuildingIt)
     EXPECT_EQ(prints.take(), Calls({"%c|\r", "%s|>show"}));
 }
 
-TEST_F(PromptModel, AnEmptyOldModelIsReplacedByAWholePrint)
+TEST_F(RowModel, AnEmptyOldModelIsReplacedByAWholePrint)
 {
     p->flags = 0;
     set("sh|ow");
@@ -339,7 +339,7 @@ TEST_F(PromptModel, AnEmptyOldModelIsReplacedByAWholePrint)
     EXPECT_EQ(prints.flushes, 1);
 }
 
-TEST_F(PromptModel, WithoutAPrintFunctionTheRedrawIsSilent)
+TEST_F(RowModel, WithoutAPrintFunctionTheRedrawIsSilent)
 {
     prompt_set_print_callback(p, nullptr, nullptr);
     p->flags = 0;
@@ -360,7 +360,7 @@ TEST_F(PromptModel, WithoutAPrintFunctionTheRedrawIsSilent)
     EXPECT_ASSERTION(prompt_redraw(p), "p->pinfo.print_fn", "prompt");
 }
 
-TEST_F(PromptModel, WithoutAFlushFunctionNothingIsFlushed)
+TEST_F(RowModel, WithoutAFlushFunctionNothingIsFlushed)
 {
     prompt_set_flush_callback(p, nullptr, nullptr);
     prompt_redraw(p);
@@ -369,7 +369,7 @@ TEST_F(PromptModel, WithoutAFlushFunctionNothingIsFlushed)
     EXPECT_EQ(prints.take().size(), 3u);
 }
 
-TEST_F(PromptModel, AWidthOfOneIsFatalAtTheFirstRedraw)
+TEST_F(RowModel, AWidthOfOneIsFatalAtTheFirstRedraw)
 {
     for (const int width : {0, 1}) {
         prompt_set_dimension(p, width, 4);
@@ -378,13 +378,13 @@ TEST_F(PromptModel, AWidthOfOneIsFatalAtTheFirstRedraw)
     EXPECT_ASSERTION(prompt_model_set_dimension(p, &mod), "width > 0", "prompt_model");
 }
 
-TEST_F(PromptModel, ATooNarrowTerminalIsFatal)
+TEST_F(RowModel, ATooNarrowTerminalIsFatal)
 {
     prompt_set_dimension(p, 2, 4);
     EXPECT_ASSERTION(prompt_redraw(p), "prompt_update_model(p, mod) == 0", "prompt_model");
 }
 
-TEST_F(PromptModel, OddMarginsOfAnEmptyLineAreFatal)
+TEST_F(RowModel, OddMarginsOfAnEmptyLineAreFatal)
 {
     p->ps.cursor_location = -100;
     p->display_offset = -100;
@@ -397,7 +397,7 @@ TEST_F(PromptModel, OddMarginsOfAnEmptyLineAreFatal)
                      "prompt_model");
 }
 
-TEST_F(PromptModel, AnOffsetBelowZeroIsFatal)
+TEST_F(RowModel, AnOffsetBelowZeroIsFatal)
 {
     p->display_offset = -100;
     EXPECT_ASSERTION(prompt_update_model(p, &mod), "(p->display_offset + offset) >= 0",
@@ -406,7 +406,7 @@ TEST_F(PromptModel, AnOffsetBelowZeroIsFatal)
 
 // The left guard that appears with the first scroll takes the column that the
 // scroll had won.
-TEST_F(PromptModel, AScrollThatTheLeftGuardUndoesIsFatal)
+TEST_F(RowModel, AScrollThatTheLeftGuardUndoesIsFatal)
 {
     set("|" + std::string(200, 'a'));
     prompt_redraw(p);
@@ -414,7 +414,7 @@ TEST_F(PromptModel, AScrollThatTheLeftGuardUndoesIsFatal)
     EXPECT_ASSERTION(prompt_redraw(p), "prompt_update_model(p, mod) == 0", "prompt_model");
 }
 
-TEST_F(PromptModel, CursorMovesWiderThanTheTerminalAreFatal)
+TEST_F(RowModel, CursorMovesWiderThanTheTerminalAreFatal)
 {
     set("|");
     prompt_redraw(p);
@@ -425,7 +425,7 @@ TEST_F(PromptModel, CursorMovesWiderThanTheTerminalAreFatal)
     EXPECT_ASSERTION(prompt_redraw_cursor(p), "old_loc - desired_loc < p->width", "prompt");
 }
 
-TEST_F(PromptModel, OldModelsOutOfBoundsAreFatal)
+TEST_F(RowModel, OldModelsOutOfBoundsAreFatal)
 {
     prompt_model_s *old = prompt_inactive_model(p);
     old->virtual_cursor = -1;
@@ -439,7 +439,7 @@ TEST_F(PromptModel, OldModelsOutOfBoundsAreFatal)
     EXPECT_ASSERTION(prompt_redraw_model(p), "old->buf_len > 0", "prompt_model");
 }
 
-TEST_F(PromptModel, MissingArgumentsAreFatal)
+TEST_F(RowModel, MissingArgumentsAreFatal)
 {
     EXPECT_ASSERTION(prompt_active_model(nullptr), "p", "prompt_model");
     EXPECT_ASSERTION(prompt_inactive_model(nullptr), "p", "prompt_model");
@@ -467,9 +467,9 @@ TEST_F(PromptModel, MissingArgumentsAreFatal)
 }
 
 // A very wide terminal: the rendering is counted whole and stored up to 255.
-class WideModel : public PromptModel {
+class WideRowModel : public RowModel {
   protected:
-    WideModel()
+    WideRowModel()
     {
         prompt_set_dimension(p, 400, 4);
         prompt_set_prompt_normal(p, "123456789012345678901234567890");
@@ -481,7 +481,7 @@ class WideModel : public PromptModel {
     }
 };
 
-TEST_F(WideModel, ALongRenderingIsCountedWholeAndStoredInPart)
+TEST_F(WideRowModel, ALongRenderingIsCountedWholeAndStoredInPart)
 {
     set(std::string(255, 'a') + "|");
     EXPECT_EQ(prompt_update_model(p, &mod), 0);
@@ -490,28 +490,28 @@ TEST_F(WideModel, ALongRenderingIsCountedWholeAndStoredInPart)
     EXPECT_EQ(mod.virtual_cursor, 285);
 }
 
-TEST_F(WideModel, ACursorMoveWritesColumnsThatAreNotStoredAsNothing)
+TEST_F(WideRowModel, ACursorMoveWritesColumnsThatAreNotStoredAsNothing)
 {
     for (int i = 0; i < 3; i++)
         redraw(line(255, 250));
-    ASSERT_EQ(p->active_model, 0) << "the other model's text lies behind this one's";
+    ASSERT_EQ(p->active_model, 0) << "the other model's text lies after this one's";
     EXPECT_EQ(move_to(255), Calls({"%.*s|"})) << "columns 280 to 285";
     EXPECT_EQ(move_to(220), Calls(35, "%c|\b"));
     EXPECT_EQ(move_to(230), Calls({"%.*s|aaaaa"})) << "columns 250 to 260";
 }
 
-TEST_F(WideModel, ADifferenceWritesColumnsThatAreNotStoredAsNothing)
+TEST_F(WideRowModel, ADifferenceWritesColumnsThatAreNotStoredAsNothing)
 {
     for (int i = 0; i < 2; i++)
         redraw(line(255, 250));
     EXPECT_EQ(redraw(line(255, 255)), Calls({"%.*s|"}));
-    ASSERT_EQ(p->active_model, 0) << "the other model's text lies behind this one's";
+    ASSERT_EQ(p->active_model, 0) << "the other model's text lies after this one's";
     Calls shorter(30, "%c|\b");
     shorter.insert(shorter.end(), {"%s|", "%*s| ", "%c|\b"});
     EXPECT_EQ(redraw(line(254, 254)), shorter);
 }
 
-TEST_F(WideModel, AnyWidthUpToTheGreatestIsSafe)
+TEST_F(WideRowModel, AnyWidthUpToTheGreatestIsSafe)
 {
     set(std::string(255, 'a') + "|");
     p->display_offset = 200;
