@@ -39,7 +39,8 @@ void check_insertion(const prompt_s *p, const pstate *ps, const char *invoked, c
 
 // To standard output, not to the print callback: that is for the row, and what it is
 // given would have to follow the model. So these commands suit a program with one
-// session on its own terminal; a server registers others under their names.
+// session on its own terminal; a server registers others under their names. Lines end in
+// "\n\r" since that terminal is in raw mode, where a line feed alone does not return.
 VARNO_PRINTF(2, 3) void say(prompt_s *p, const char *format, ...)
 {
     prompt_start_output(p);
@@ -269,6 +270,7 @@ int p_builtin_wordlower_cb(prompt_s *p, pstate *ps, const char *invoked, void *,
     return 0;
 }
 
+// For lines that were pasted: typed ones rarely need it.
 int p_builtin_compact_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "compact-whitespace");
@@ -348,6 +350,7 @@ int p_builtin_execute_and_restore_cb(prompt_s *p, pstate *ps, const char *invoke
     return 0;
 }
 
+// A blank and no more: what a token is, and whether it is complete, a host's parser knows.
 int p_builtin_accept_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_insertion(p, ps, invoked, "accept-token");
@@ -355,6 +358,7 @@ int p_builtin_accept_cb(prompt_s *p, pstate *ps, const char *invoked, void *, vo
     return 0;
 }
 
+// Both are accepted so that their keys are not taken for text in a demonstration.
 int p_builtin_expand_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "expand-token");
@@ -373,6 +377,7 @@ int p_builtin_complete_cb(prompt_s *p, pstate *ps, const char *invoked, void *, 
 int p_builtin_execute_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *)
 {
     check_invocation(p, ps, invoked, "execute");
+    // Of the whole process, with its exit handlers: a sample's only way out.
     if (std::strcmp(ps->buf, "quit") == 0)
         std::exit(0);
     say(p,

@@ -69,6 +69,8 @@ int32_t space_before(const pstate *ps, int32_t at)
 
 } // namespace
 
+// The check is the one that finds a record overwritten from outside: everything here trusts
+// the count.
 int prompt_used(prompt_s *p)
 {
     VARNO_ASSERT(p);
@@ -82,12 +84,14 @@ int prompt_cursor_location(prompt_s *p)
     return p->ps.cursor_location;
 }
 
+// No copy: hosts parse the line where it stands. It is theirs to read until the next edit.
 char *prompt_command(prompt_s *p)
 {
     VARNO_ASSERT(p);
     return p->ps.buf;
 }
 
+// One byte of the buffer is the terminator's.
 int pstate_is_full(pstate *ps)
 {
     VARNO_ASSERT(ps);
@@ -141,6 +145,8 @@ void pstate_set_cursor_location(pstate *ps, int new_location)
     ps->cursor_location = new_location;
 }
 
+// Marks the line though only the cursor moves, as every twin does. The redraw then builds a
+// row equal to the one shown, finds no difference, and moves the cursor.
 void prompt_set_cursor_location(prompt_s *p, int new_location)
 {
     VARNO_ASSERT(p);
@@ -173,6 +179,8 @@ int prompt_chop(prompt_s *p, int at, int len)
     return left;
 }
 
+// The cursor is held to the buffer, not to the line: one that a chop left past the line's
+// end makes the line as long as that again. Whoever chops moves the cursor first.
 void pstate_delete_to_eol(pstate *ps)
 {
     VARNO_ASSERT(ps);
@@ -262,6 +270,8 @@ void prompt_clear_command(prompt_s *p)
     prompt_set_dirty(p);
 }
 
+// By index, for hosts that edit elsewhere than at the cursor. The cursor keeps its index:
+// whether it belongs before or after a character at its own place only the caller knows.
 void pstate_insert_character(pstate *s, int location, char c)
 {
     VARNO_ASSERT(s);
@@ -305,6 +315,8 @@ void prompt_insert_char_at_cursor(prompt_s *p, char c)
     prompt_set_dirty(p);
 }
 
+// Takes what fits, as typing the same bytes would. Without a twin: a host that fills a line
+// in marks it once when it is done.
 void pstate_insert_char_str(pstate *ps, const char *s, int n)
 {
     VARNO_ASSERT(ps);
@@ -478,7 +490,8 @@ int prompt_token_extract(prompt_s *p, int start, char *out_token, int token_len,
     start += first;
     VARNO_ASSERT(token_len > end - start);
 
-    // The line ends at the token's end for the copy, so that a cut is one of the token.
+    // The bounds are the token's own in the line, quotes and backslashes included, since it
+    // is the line that is cut. The line ends at the token's end for the copy, so that a cut is one of the token.
     const char after = p->ps.buf[end];
     p->ps.buf[end] = '\0';
     const int cut = strlcpy2(out_token, p->ps.buf + start, (size_t) (end - start));
@@ -492,6 +505,8 @@ int prompt_token_extract(prompt_s *p, int start, char *out_token, int token_len,
     return 0;
 }
 
+// A plain copy, so that it may lie on the caller's stack. Where the row is scrolled to is no
+// part of the line and none of the copy.
 void prompt_snapshot(prompt_s *p, pstate *snapshot_ps, uint32_t *snapshot_ps_dirt)
 {
     VARNO_ASSERT(p && snapshot_ps && snapshot_ps_dirt);

@@ -38,6 +38,8 @@ prompt_s *prompt_create(void)
     return p;
 }
 
+// The host's records, such as callbacks' contexts, are its own; so are, by contract, the
+// texts of the history.
 void prompt_free(prompt_s *p)
 {
     VARNO_ASSERT(p);
@@ -46,6 +48,7 @@ void prompt_free(prompt_s *p)
     tracked_free(p, "prompt_s");
 }
 
+// An empty guard is allowed and takes no column.
 void prompt_set_guard_left(prompt_s *p, const char *guard)
 {
     VARNO_ASSERT(p && guard && strlen(guard) < 5);
@@ -96,6 +99,8 @@ void prompt_set_dimension(prompt_s *p, int width, int height)
     prompt_set_dirty(p);
 }
 
+// Each returns the function that was set before, so that a host can put its own in between
+// for a while; the context to it is the host's to remember.
 prompt_print_fn prompt_set_print_callback(prompt_s *p, prompt_print_fn fn, void *ctx)
 {
     VARNO_ASSERT(p);
@@ -114,6 +119,7 @@ prompt_flush_fn prompt_set_flush_callback(prompt_s *p, prompt_flush_fn fn, void 
     return before;
 }
 
+// Kept for the host alone: all output of the editor is the print callback's.
 prompt_putc_fn prompt_set_putc_callback(prompt_s *p, prompt_putc_fn fn, void *ctx)
 {
     VARNO_ASSERT(p);
