@@ -1,173 +1,134 @@
-// The telnet parser over 64 KiB of a client's stream, in reads of several sizes. All
-// callbacks are set, the trace callback too; they count and do nothing else. An
-// operation is one read. The memchr act is the yardstick for plain data: the same
-// bytes, searched for the same byte.
+// Telnet streams through the parser as its own host would call it, and through a
+// session's front, which also answers negotiation and bounds what it keeps. The memchr act
+// is the yardstick for plain data: the same bytes, searched for the same byte.
 
-#include "acts.h"
-#include "host.h"
-#include "telnet_streams.h"
+#include "telnet_acts.h"
 
-#include <varno/telnet_parser.h>
+#include <input/telnet_front.h>
 
-#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <string>
 
 namespace varno_bench {
 namespace {
 
-constexpr int32_t stream_bytes = 64 * 1024;
-
-// 64 KiB, each `period` bytes of them a command and plain text behind it.
-struct Stream {
-    std::string bytes;
-    std::string data;
-};
-
-Stream stream_of(std::string_view command, size_t period)
+[[noreturn]] void give_up()
 {
-    Stream stream;
-    const std::string text = plain_text(period - command.size());
-    while (stream.bytes.size() < stream_bytes) {
-        stream.bytes.append(command).append(text);
-        stream.data.append(text);
-    }
-    return stream;
+    std::fprintf(stderr, "cannot make a telnet parser\n");
+    std::exit(1);
 }
 
-// What the parser has reported. The data itself is kept only on demand: a copy costs
-// more than the parsing of plain data.
-struct Report {
-    int64_t data_bytes;
-    int64_t windows;
-    int64_t traces;
-    std::string *data;
-};
-
-int receive(telparser_s *, void *user, const unsigned char *buf, int32_t len)
-{
-    auto &report = *static_cast<Report *>(user);
-    report.data_bytes += len;
-    if (report.data)
-        report.data->append(reinterpret_cast<const char *>(buf), static_cast<size_t>(len));
-    return 0;
-}
-
-void trace(telparser_s *, void *user, const char *)
-{
-    static_cast<Report *>(user)->traces++;
-}
-
-void note_window(telparser_s *, void *user, int width, int height)
-{
-    if (width == 80 && height == 24)
-        static_cast<Report *>(user)->windows++;
-}
-
-class TelnetAct : public Act {
+class ParserAct : public TelnetAct {
   public:
-    TelnetAct(Stream stream, int32_t read_bytes, int64_t windows)
-        : ctx_(telnet_create_context()), stream_(std::move(stream)), read_bytes_(read_bytes),
-          windows_(windows)
+    // Of an option that it does not know the parser leaves the last byte as data.
+    explicit ParserAct(Stream stream) : TelnetAct(stream, "\xf0"), ctx_(telnet_create_context())
     {
         if (!ctx_)
-            give_up("telnet_create_context");
-        telnet_set_callback_recv(ctx_, receive, &report_);
-        telnet_set_callback_trace(ctx_, trace, &report_);
-        telnet_set_callback_naws(ctx_, note_window, &report_);
-        operations = stream_bytes / read_bytes;
-        bytes = stream_bytes;
+            give_up();
+        telnet_set_callback_recv(ctx_, take_data, this);
+        telnet_set_callback_trace(
+            ctx_, [](telparser_s *, void *, const char *) {}, nullptr);
+        telnet_set_callback_naws(ctx_, take_window, this);
+        telnet_set_callback_term(ctx_, take_terminal, this);
     }
 
-    ~TelnetAct() override { telnet_free_context(ctx_); }
+    ~ParserAct() override { telnet_free_context(ctx_); }
 
-    void run() override
+  protected:
+    // What the parser leaves is kept, and new bytes go behind it; without any they are read
+    // where they are.
+    void read(const char *from, size_t count) override
     {
-        used_ = 0;
-        for (int32_t end = read_bytes_; end <= stream_bytes; end += read_bytes_)
-            read(end);
-    }
-
-    const char *problem() override
-    {
-        std::string data;
-        report_ = {.data_bytes = 0, .windows = 0, .traces = 0, .data = &data};
-        run();
-        report_.data = nullptr;
-        if (data != stream_.data)
-            return "the data is not what was sent";
-        if (report_.windows != windows_)
-            return "window sizes are missing";
-        if (used_ != stream_bytes)
-            return "bytes were left over";
-        return nullptr;
+        const char *unread = from;
+        if (!left_.empty()) {
+            left_.append(from, count);
+            unread = left_.data();
+            count = left_.size();
+        }
+        const size_t used = consume(unread, count);
+        if (used < count || !left_.empty())
+            left_ = std::string(unread + used, count - used);
     }
 
   private:
-    // The host's side: a read ends further on in the stream, as if behind the bytes that
-    // were kept, and the parser is called as long as it uses any, since it stops behind
-    // the last command.
-    void read(int32_t end)
+    // The parser is called as long as it uses any, since it stops behind the last command.
+    size_t consume(const char *unread, size_t count)
     {
-        while (used_ < end) {
-            const int32_t n = telnet_consume(ctx_, stream_at(used_), end - used_);
+        const auto *buf = reinterpret_cast<const unsigned char *>(unread);
+        size_t used = 0;
+        while (used < count) {
+            const int32_t n = telnet_consume(ctx_, buf + used, static_cast<int32_t>(count - used));
             if (n == 0)
                 break;
-            used_ += n;
+            used += static_cast<size_t>(n);
         }
+        return used;
     }
 
-    const unsigned char *stream_at(int32_t at) const
+    static int take_data(telparser_s *, void *user, const unsigned char *buf, int32_t len)
     {
-        return reinterpret_cast<const unsigned char *>(stream_.bytes.data()) + at;
+        static_cast<ParserAct *>(user)->note_data(reinterpret_cast<const char *>(buf),
+                                                  static_cast<size_t>(len));
+        return 0;
+    }
+
+    static void take_window(telparser_s *, void *user, int width, int height)
+    {
+        static_cast<ParserAct *>(user)->note_window(width, height);
+    }
+
+    static void take_terminal(telparser_s *, void *user, const char *, int32_t)
+    {
+        static_cast<ParserAct *>(user)->note_terminal();
     }
 
     telparser_s *ctx_;
-    const Stream stream_;
-    const int32_t read_bytes_;
-    const int64_t windows_;
-    Report report_ = {};
-    int32_t used_ = 0;
+    std::string left_;
 };
 
-// One call straight from the stream, without a host's buffer: comparable with memchr.
-class PlainAct : public Act {
+class FilterAct : public TelnetAct {
   public:
-    PlainAct() : ctx_(telnet_create_context()), text_(plain_text(stream_bytes))
+    explicit FilterAct(Stream stream) : TelnetAct(stream)
     {
-        if (!ctx_)
-            give_up("telnet_create_context");
-        telnet_set_callback_recv(ctx_, receive, &report_);
-        telnet_set_callback_trace(ctx_, trace, &report_);
-        bytes = stream_bytes;
+        varno::TelnetEvents events = {};
+        events.user = this;
+        events.data = [](void *user, const unsigned char *from, size_t count) {
+            static_cast<FilterAct *>(user)->note_data(reinterpret_cast<const char *>(from), count);
+        };
+        events.size = [](void *user, int columns, int rows) {
+            static_cast<FilterAct *>(user)->note_window(columns, rows);
+        };
+        events.terminal = [](void *user, const char *) {
+            static_cast<FilterAct *>(user)->note_terminal();
+        };
+        events.interrupt = [](void *) {};
+        events.brk = [](void *) {};
+        events.are_you_there = [](void *) {};
+        events.reply = [](void *, const unsigned char *, size_t) {};
+        if (!filter_.begin(events))
+            give_up();
     }
 
-    ~PlainAct() override { telnet_free_context(ctx_); }
+    ~FilterAct() override { filter_.end(); }
 
-    void run() override
+  protected:
+    void read(const char *from, size_t count) override
     {
-        used_ = telnet_consume(ctx_, reinterpret_cast<const unsigned char *>(text_.data()),
-                               stream_bytes);
-    }
-
-    const char *problem() override
-    {
-        report_ = {};
-        run();
-        return used_ == stream_bytes && report_.data_bytes == stream_bytes ? nullptr
-                                                                           : "data is missing";
+        filter_.consume(reinterpret_cast<const unsigned char *>(from), count);
     }
 
   private:
-    telparser_s *ctx_;
-    const std::string text_;
-    Report report_ = {};
-    int32_t used_ = 0;
+    varno::TelnetFilter filter_;
 };
 
 class MemchrAct : public Act {
   public:
-    MemchrAct() : text_(plain_text(stream_bytes)) { bytes = stream_bytes; }
+    MemchrAct() : text_(plain_text(stream_bytes))
+    {
+        operations = stream_bytes / 1024;
+        bytes = stream_bytes;
+    }
 
     // Volatile, so that the search is not left out.
     void run() override { found_ = std::memchr(text_.data(), TN_NVT_IAC, text_.size()); }
@@ -179,46 +140,30 @@ class MemchrAct : public Act {
     const void *volatile found_ = nullptr;
 };
 
+template <class TheAct, Stream stream>
+std::unique_ptr<Act> act()
+{
+    return std::make_unique<TheAct>(stream);
+}
+
 std::unique_ptr<Act> memchr_64k()
 {
     return std::make_unique<MemchrAct>();
 }
 
-std::unique_ptr<Act> plain_64k()
-{
-    return std::make_unique<PlainAct>();
-}
-
-std::unique_ptr<Act> plain_reads_256()
-{
-    return std::make_unique<TelnetAct>(stream_of("", 256), 256, 0);
-}
-
-std::unique_ptr<Act> plain_single_bytes()
-{
-    return std::make_unique<TelnetAct>(stream_of("", 256), 1, 0);
-}
-
-// NOP and 62 bytes of data, 1,024 times, in reads of 4 KiB.
-std::unique_ptr<Act> command_every_64()
-{
-    return std::make_unique<TelnetAct>(stream_of(nop, 64), 4096, 0);
-}
-
-// A window size and 7 bytes of data, 4,096 times, in reads of 4 KiB.
-std::unique_ptr<Act> subnegotiation_every_16()
-{
-    return std::make_unique<TelnetAct>(stream_of(window_80_24, 16), 4096, 4096);
-}
-
 // clang-format off
 constexpr ActRow rows[] = {
-    {"telnet/memchr_64k",              memchr_64k},
-    {"telnet/plain_64k",               plain_64k},
-    {"telnet/plain_reads_256",         plain_reads_256},
-    {"telnet/plain_single_bytes",      plain_single_bytes},
-    {"telnet/command_every_64",        command_every_64},
-    {"telnet/subnegotiation_every_16", subnegotiation_every_16},
+    {"memchr/plain_64k",                        memchr_64k},
+    {"telnet/plain_64k",                        act<ParserAct, Stream::plain_64k>},
+    {"telnet/plain_reads_256",                  act<ParserAct, Stream::plain_256>},
+    {"telnet/plain_single_bytes",               act<ParserAct, Stream::plain_1>},
+    {"telnet/commands_every_64",                act<ParserAct, Stream::commands_every_64>},
+    {"telnet/subnegotiations_every_16",         act<ParserAct, Stream::subnegotiations_every_16>},
+    {"telnet_session/plain_64k",                act<FilterAct, Stream::plain_64k>},
+    {"telnet_session/plain_reads_256",          act<FilterAct, Stream::plain_256>},
+    {"telnet_session/plain_single_bytes",       act<FilterAct, Stream::plain_1>},
+    {"telnet_session/commands_every_64",        act<FilterAct, Stream::commands_every_64>},
+    {"telnet_session/subnegotiations_every_16", act<FilterAct, Stream::subnegotiations_every_16>},
 };
 // clang-format on
 

@@ -1,6 +1,7 @@
-// libtelnet: telnet_recv, and an event handler that counts data and reads window sizes.
+// libtelnet: telnet_recv, and an event handler that counts data, reads window sizes and
+// counts terminal types.
 
-#include "telnet_acts.h"
+#include "../telnet_acts.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +13,7 @@ namespace {
 
 constexpr telnet_telopt_t options[] = {
     {TELNET_TELOPT_NAWS, TELNET_WONT, TELNET_DO},
+    {TELNET_TELOPT_TTYPE, TELNET_WONT, TELNET_DO},
     {-1, 0, 0},
 };
 
@@ -40,6 +42,8 @@ class LibtelnetAct : public TelnetAct {
             act->note_data(event->data.buffer, event->data.size);
         else if (event->type == TELNET_EV_SUBNEGOTIATION)
             act->take_subnegotiation(event->sub.telopt, event->sub.buffer, event->sub.size);
+        else if (event->type == TELNET_EV_TTYPE)
+            act->note_terminal();
     }
 
     void take_subnegotiation(int option, const char *buffer, size_t size)
@@ -60,11 +64,11 @@ std::unique_ptr<Act> act()
 
 // clang-format off
 constexpr ActRow rows[] = {
-    {"telnet/plain_64k",               act<Stream::plain_64k>},
-    {"telnet/plain_reads_256",         act<Stream::plain_256>},
-    {"telnet/plain_single_bytes",      act<Stream::plain_1>},
-    {"telnet/command_every_64",        act<Stream::command_every_64>},
-    {"telnet/subnegotiation_every_16", act<Stream::subnegotiation_every_16>},
+    {"telnet/plain_64k",                act<Stream::plain_64k>},
+    {"telnet/plain_reads_256",          act<Stream::plain_256>},
+    {"telnet/plain_single_bytes",       act<Stream::plain_1>},
+    {"telnet/commands_every_64",        act<Stream::commands_every_64>},
+    {"telnet/subnegotiations_every_16", act<Stream::subnegotiations_every_16>},
 };
 // clang-format on
 
