@@ -13,6 +13,9 @@ import tempfile
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build/bench"
 PASSES = 2
+TRIES = 3
+PEERS = {"readline": "libreadline8", "libedit": "libedit2", "libtelnet": "libtelnet2",
+         "libcli": "libcli1.10"}  # and the packages that they come from
 
 
 def require(*tools):
@@ -65,18 +68,29 @@ def instructions(program, name, operations, after=lambda out_file: None):
         return count / (PASSES * operations)
 
 
-def numbers_from(*command):
-    """Runs a program that prints a row of numbers."""
-    done = subprocess.run(list(map(str, command)), capture_output=True, text=True,
-                          env=environment())
-    if done.returncode != 0:
-        sys.exit(f"{' '.join(map(str, command))}: {done.stderr}")
-    return list(map(float, done.stdout.split()))
+def numbers_from(*command, tries=1):
+    """Runs a program that prints a row of numbers, again where it fails."""
+    for _ in range(tries):
+        done = subprocess.run(list(map(str, command)), capture_output=True, text=True,
+                              env=environment())
+        if done.returncode == 0:
+            return list(map(float, done.stdout.split()))
+        print(f"{' '.join(map(str, command))}: {done.stderr.strip()}", file=sys.stderr)
+    sys.exit(f"it failed {tries} times")
 
 
 def medians(rows):
     """Returns the median of each column."""
     return [statistics.median(column) for column in zip(*rows)]
+
+
+def versions():
+    """Says which versions of the peers are installed."""
+    def version_of(package):
+        done = subprocess.run(["dpkg-query", "-W", "-f=${Version}", package],
+                              capture_output=True, text=True)
+        return done.stdout or "unknown"
+    return ", ".join(f"{peer} {version_of(package)}" for peer, package in PEERS.items())
 
 
 def machine(benchmarks):

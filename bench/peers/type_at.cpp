@@ -4,8 +4,10 @@
 // to complete echo in nanoseconds, and the bytes of the echo.
 //
 // How many bytes the echo of each key has is learnt in passes before the measured ones:
-// there, an echo ends when nothing has come for a while. A program that then writes
-// another number of bytes stops the measurement.
+// there, an echo ends when the program sleeps, has read all that was typed, and nothing it
+// has written is unread. A clock would not do: on a busy machine a program may wait for a
+// processor in the middle of an echo. A program that then writes another number of bytes
+// stops the measurement.
 
 #include "key_scripts.h"
 
@@ -20,16 +22,18 @@
 #include <poll.h>
 #include <pty.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utmp.h>
 
 namespace varno_bench {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int silence_ms = 25;     // ends an echo of unknown length
-constexpr int patience_ms = 10000; // for one of known length
+constexpr int patience_ms = 60000;
+constexpr int nap_us = 100; // between two looks at whether the program sleeps
 constexpr int repeats = 5;
 constexpr int passes_of_repeat = 10;
 
@@ -39,10 +43,11 @@ constexpr int passes_of_repeat = 10;
     std::exit(1);
 }
 
-// The program, its terminal, and the lines that it writes to standard error.
+// The program, both ends of its terminal, and the lines that it writes to standard error.
 struct Guest {
     pid_t pid;
     int terminal;
+    int its_end;
     int lines;
 };
 
@@ -55,10 +60,15 @@ Guest start(const char *program)
     size.ws_row = 24;
     size.ws_col = 80;
     int terminal = -1;
-    const pid_t pid = forkpty(&terminal, nullptr, nullptr, &size);
+    int its_end = -1;
+    if (openpty(&terminal, &its_end, nullptr, nullptr, &size) != 0)
+        give_up("openpty");
+    const pid_t pid = fork();
     if (pid < 0)
-        give_up("forkpty");
+        give_up("fork");
     if (pid == 0) {
+        close(terminal);
+        login_tty(its_end);
         dup2(lines[1], STDERR_FILENO);
         setenv("TERM", "vt100", 1);
         setenv("INPUTRC", "/dev/null", 1);
@@ -68,7 +78,7 @@ Guest start(const char *program)
         _exit(127);
     }
     close(lines[1]);
-    return {pid, terminal, lines[0]};
+    return {pid, terminal, its_end, lines[0]};
 }
 
 void stop(const Guest &guest)
@@ -76,6 +86,7 @@ void stop(const Guest &guest)
     kill(guest.pid, SIGKILL);
     waitpid(guest.pid, nullptr, 0);
     close(guest.terminal);
+    close(guest.its_end);
     close(guest.lines);
 }
 
@@ -100,12 +111,44 @@ size_t read_some(int from, int wait_ms, std::string *out = nullptr)
     return static_cast<size_t>(count);
 }
 
-size_t echo_until_silence(const Guest &guest)
+// "S" in its line of /proc, which has the name in parentheses before it.
+bool is_asleep(const Guest &guest)
+{
+    char path[64];
+    std::snprintf(path, sizeof(path), "/proc/%d/stat", static_cast<int>(guest.pid));
+    std::FILE *file = std::fopen(path, "r");
+    char line[512] = {};
+    if (!file || !std::fgets(line, sizeof(line), file))
+        give_up("the program has ended");
+    std::fclose(file);
+    const char *state = std::strrchr(line, ')');
+    return state && state[1] == ' ' && state[2] == 'S';
+}
+
+// All that was typed is read, and the program waits for more. It may have written since
+// the last read from it.
+bool is_waiting(const Guest &guest)
+{
+    int unread = 0;
+    if (ioctl(guest.its_end, FIONREAD, &unread) != 0)
+        give_up("the terminal does not tell what is unread");
+    return unread == 0 && is_asleep(guest);
+}
+
+size_t whole_echo(const Guest &guest)
 {
     size_t total = 0;
-    while (const size_t count = read_some(guest.terminal, silence_ms))
+    const Clock::time_point start = Clock::now();
+    while (Clock::now() - start < std::chrono::milliseconds(patience_ms)) {
+        const bool was_waiting = is_waiting(guest);
+        const size_t count = read_some(guest.terminal, 0);
         total += count;
-    return total;
+        if (count == 0 && was_waiting)
+            return total;
+        if (count == 0)
+            usleep(nap_us);
+    }
+    give_up("the program does not come to rest");
 }
 
 void await_echo(const Guest &guest, size_t bytes)
@@ -119,19 +162,20 @@ void await_echo(const Guest &guest, size_t bytes)
 
 void await_prompt(const Guest &guest)
 {
-    read_some(guest.terminal, patience_ms);
-    echo_until_silence(guest);
+    if (read_some(guest.terminal, patience_ms) == 0)
+        give_up("the program shows no prompt");
+    whole_echo(guest);
 }
 
-// Keys whose echo nobody measures. Its end is awaited in silence, once behind them all.
+// Keys whose echo nobody measures. Its end is awaited once, after them all.
 void type_ahead(const Guest &guest, const std::string &bytes)
 {
     for (const std::string &key : keys_of(bytes)) {
         type(guest, key);
         if (key == "\r")
-            echo_until_silence(guest);
+            whole_echo(guest);
     }
-    echo_until_silence(guest);
+    whole_echo(guest);
 }
 
 using Echo = std::vector<size_t>; // bytes, of each key
@@ -142,7 +186,7 @@ Echo learn(const Guest &guest, const KeyScript &script)
     type_ahead(guest, script.before);
     for (const std::string &key : script.keys) {
         type(guest, key);
-        echo.push_back(echo_until_silence(guest));
+        echo.push_back(whole_echo(guest));
     }
     return echo;
 }
@@ -171,7 +215,7 @@ Cost cost_of_pass(const Guest &guest, const KeyScript &script, const Echo &echo)
         await_echo(guest, echo[i]);
     }
     const double wall = std::chrono::duration<double>(Clock::now() - start).count();
-    if (read_some(guest.terminal, silence_ms) > 0)
+    if (whole_echo(guest) > 0)
         give_up("an echo differs from pass to pass");
     return {processor_seconds(guest) - processor, wall};
 }
