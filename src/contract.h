@@ -7,7 +7,9 @@
 // constant `source_name`.
 
 #include <varno/platform.h>
-#include <varno/varno.h>
+
+// The library's identifier as varno/varno.h declares it, without all that it includes.
+extern "C" VARNO_API int g_varno_trace_module_id;
 
 // Reports the condition's own source text; it is observable, so parameters are
 // named as the text names them.
@@ -23,8 +25,7 @@
 // Evaluates its arguments only when somebody listens.
 #define VARNO_DEBUG(...)                                                                           \
     do {                                                                                           \
-        if (!varno::is_silent() &&                                                                 \
-            trace_module_wants(g_varno_trace_module_id, varno::debug_level)) [[unlikely]]          \
+        if (varno::wants_debug()) [[unlikely]]                                                     \
             trace_emit(g_varno_trace_module_id, varno::debug_level, "(debug): " __VA_ARGS__);      \
     } while (0)
 
@@ -32,11 +33,10 @@ namespace varno {
 
 constexpr int debug_level = 7;
 
-// No module is listened to: the first half of trace_wants, without a look at the
-// module's identifier.
-inline bool is_silent()
+// Somebody listens to the library's debug traces.
+inline bool wants_debug()
 {
-    return debug_level > __atomic_load_n(&g_trace_max_level, __ATOMIC_RELAXED);
+    return trace_wants(g_varno_trace_module_id, debug_level);
 }
 
 } // namespace varno

@@ -19,10 +19,6 @@
 #include <thread>
 #include <vector>
 
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
-
 #include <gtest/gtest.h>
 
 namespace {
@@ -407,22 +403,6 @@ TEST_F(Allocator, ABlockMayBeReleasedByAnotherThread)
     }
     EXPECT_EQ(tracked_outstanding("small"), 0u);
 }
-
-#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) &&       \
-    !defined(__clang__)
-TEST_F(Allocator, WhatManySmallBlocksTookGoesBackToTheHeap)
-{
-    std::vector<void *> blocks(200000);
-    const size_t used_before = mallinfo2().uordblks;
-    for (size_t i = 0; i < blocks.size(); i++)
-        blocks[i] = tracked_malloc(1 + i % 64, "small");
-    const size_t used = mallinfo2().uordblks - used_before;
-    EXPECT_LT(used, blocks.size() * 41) << "40 bytes on average, and no header for each";
-    for (void *block : blocks)
-        tracked_free(block, "small");
-    EXPECT_LE(mallinfo2().uordblks, used_before + size_t{4} * 16384) << "a slab of each size";
-}
-#endif
 
 TEST_F(Allocator, ThreadsShareTheBooks)
 {

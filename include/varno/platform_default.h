@@ -6,9 +6,8 @@
  * fails, and the allocator's books. A host that ships its own platform has none
  * of these.
  *
- * The allocator keeps what small blocks leave behind for those who come next: at most
- * 1.1 MiB of released blocks, and the slabs of up to 16 KiB in which a block lives yet.
- * A build with AddressSanitizer keeps nothing.
+ * The allocator takes each block from the C library's heap and returns it there. Who
+ * wants another heap links or preloads one that replaces malloc and free.
  *
  * Threads: the services of varno/platform.h, trace_set_level, tracked_outstanding
  * and tracked_fail_after may run on any threads at once. What a host sets with

@@ -6,10 +6,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
 #include "contract.h"
-#include "keys/trie_lookup.h"
 
 namespace {
 
@@ -18,9 +18,9 @@ constexpr char binding_tag[] = "stroker_binding";
 constexpr char keys_tag[] = "mkey_t";
 
 constexpr int32_t keys_per_call = 2048;
-constexpr int64_t usec_per_sec = 1000000;
+constexpr int usec_per_sec = 1000000;
 
-// What a bound sequence stands for; the arrays end with a 0 behind their keys.
+// What a bound sequence stands for; the arrays end with a 0 after their keys.
 struct stroker_binding {
     mkey_t *sequence;
     uint32_t sequence_len; // 1..32
@@ -87,10 +87,12 @@ bool is_zero(const timeval &t)
 }
 
 // a - b; what does not fit wraps, since a delay may be any pair of numbers with
-// one above 0.
-int64_t difference(int64_t a, int64_t b)
+// one above 0. How wide the numbers of a timeval are is the platform's choice.
+template <typename Number>
+Number difference(Number a, Number b)
 {
-    return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
+    using Unsigned = std::make_unsigned_t<Number>;
+    return static_cast<Number>(static_cast<Unsigned>(a) - static_cast<Unsigned>(b));
 }
 
 } // namespace
@@ -176,22 +178,15 @@ int32_t stroker_consume_plain_mkey(stroker_s *ctx, const mkey_t *keys, uint32_t 
     return count;
 }
 
-// Apart, so that a run costs one test of whether somebody listens.
-void trace_skip(int32_t skip, int32_t buflen)
+// Delivers, in one run, the keys that can begin no sequence; returns how many.
+int32_t skip_plain(stroker_s *ctx, const mkey_t *buf, int32_t buflen)
 {
+    const int32_t skip = mc_nodestrstr(ctx->bindings, buf, buflen);
     VARNO_DEBUG("skip is %d", skip);
     if (skip < 0)
         VARNO_DEBUG("consuming %d to END as PLAIN", buflen);
     else if (skip > 0)
         VARNO_DEBUG("consuming %d as PLAIN", skip);
-}
-
-// Delivers, in one run, the keys that can begin no sequence; returns how many.
-int32_t skip_plain(stroker_s *ctx, const mkey_t *buf, int32_t buflen)
-{
-    const int32_t skip = varno::first_bound(ctx->bindings, buf, buflen);
-    if (!varno::is_silent()) [[unlikely]]
-        trace_skip(skip, buflen);
     const int32_t plain = skip < 0 ? buflen : skip;
     if (plain > 0)
         stroker_consume_plain_mkey(ctx, buf, static_cast<uint32_t>(plain));
@@ -215,18 +210,23 @@ int32_t consume_bound(stroker_s *ctx, const mc_node_s *node, int32_t first_compl
 
 // Takes one step from a key that can begin a sequence: a complete sequence, or
 // the first key alone when its way leaves every sequence. Returns the number of
-// keys used: 0 when the input ends inside a sequence. Not inlined: most keys are text and
-// never come here.
-[[gnu::noinline]] int32_t match(stroker_s *ctx, const mkey_t *buf, int32_t buflen)
+// keys used: 0 when the input ends inside a sequence.
+int32_t match(stroker_s *ctx, const mkey_t *buf, int32_t buflen)
 {
     VARNO_ASSERT(ctx && buf && buflen > 0);
     VARNO_DEBUG("Calling mc_search_exact on buf of len %d (first: %u)", buflen, buf[0]);
-    const varno::Walk walk = varno::walk_exact(ctx->bindings, buf, buflen);
-    VARNO_DEBUG("mc_search_exact returned %d", walk.complete ? 0 : -1);
-    if (walk.complete)
-        return consume_bound(ctx, walk.complete, walk.len);
-    if (walk.goes_on) {
-        VARNO_ASSERT_AS(walk.len == buflen, "longest_match_len == buflen");
+    mc_node_s *first_complete = nullptr;
+    mc_node_s *longest_match = nullptr;
+    int32_t first_complete_len = 0;
+    int32_t longest_match_len = 0;
+    const int met =
+        mc_search_exact(ctx->bindings, buf, buflen, 0, &first_complete, &first_complete_len,
+                        nullptr, nullptr, &longest_match, &longest_match_len);
+    VARNO_DEBUG("mc_search_exact returned %d", met);
+    if (first_complete)
+        return consume_bound(ctx, first_complete, first_complete_len);
+    if (longest_match) {
+        VARNO_ASSERT(longest_match_len == buflen);
         return 0;
     }
     return stroker_consume_plain_mkey(ctx, buf, 1);
