@@ -8,8 +8,13 @@
  * A trie is its root node, an ordinary node that never carries a value. It is
  * built by one thread (mc_root_alloc, then mc_addstring for each sequence, then
  * mc_optimize once) and is only read from then on: searches change nothing, so
- * a finished trie may be searched by several threads at once. Searches are
- * correct on a trie that was not optimized, only slower.
+ * a finished trie may be searched by several threads at once.
+ *
+ * Searches are correct on a trie that was not optimized, only slower: a node's
+ * keys are then looked at one after the other, and halved once they are sorted.
+ * Nobody but the trie's user knows when it is finished. So a host that has bound
+ * all keys of a prompt calls mc_optimize on the prompt's keys, as
+ * stroker_bindings_prepare does for a decoder.
  *
  * A child stored under VIRTKEY_WILDCARD is its node's wildcard child. It stands
  * for every key that has no child of its own, but only for mc_node_try_key,
@@ -18,7 +23,9 @@
  * Values belong to the trie's user; NULL is no value. With debug traces on, a
  * value that mc_addstring stores in an existing node (MC_ADD_OVERLAP) and the
  * value of a node given to mc_search are printed as texts: while those traces
- * can be on, let such values point to terminated strings. */
+ * can be on, let such values point to terminated strings.
+ *
+ * What "Requires" says is checked; docs/assertions.md has the reported texts. */
 
 #include <varno/api.h>
 #include <varno/keys.h>
@@ -97,7 +104,7 @@ VARNO_API mc_key_s *mc_node_try_key(const mc_node_s *node, mkey_t key);
 
 /* Compares two entries by their codes as unsigned numbers, as qsort and bsearch
  * want it; either side may also be a bare mkey_t.
- * Requires: "left", "right".
+ * Requires: neither side is NULL.
  * Returns:  -1, 0 or 1. */
 VARNO_API int mc_key_compare(const void *left, const void *right);
 
@@ -105,14 +112,13 @@ VARNO_API int mc_key_compare(const void *left, const void *right);
 
 /* Sorts the keys of all nodes at and below root. An insertion undoes it for the
  * node that it changes.
- * Requires: "n->keys[i].node" for each entry.
+ * Requires: each entry leads to a node.
  * Returns:  0. */
 VARNO_API int mc_optimize(mc_node_s *root);
 
 /* Adds the sequence s[0..len) with its value. With flags 0 no sequence may be
  * the beginning of another: the one added second is refused.
- * Requires: "!t->value": the very same sequence must not have been added before;
- *           "t->keys_len > 0": a node on the way has a value or children.
+ * Requires: the very same sequence has not been added before.
  * Returns:  0; 1 when the sequence was the beginning of others and its value was
  *           stored on their way (MC_ADD_OVERLAP only); -1 when root, s or value
  *           is NULL, len is not 1..32, s holds VIRTKEY_WILDCARD more than 8
@@ -147,8 +153,7 @@ VARNO_API int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int fla
  * of 0 or less, about root itself; a positive len is always refused, so whoever
  * wants to search a sequence calls mc_search_exact. A flag other than
  * MC_SEARCH_ANY hands the call to mc_search_exact, which refuses such a len.
- * Requires: "!slen || s[0] != (((((mkey_t)0xFFFFFFFE) - 20) - 1))": with a
- *           negative len, s[0] is read and must not be VIRTKEY_WILDCARD.
+ * Requires: with a negative len, s[0], which is read, is not VIRTKEY_WILDCARD.
  * Returns:  1 when a node that was asked for was found (root as both complete
  *           nodes if it has a value, as longest_match if it has children; all
  *           lengths 0); -1 when none was (results NULL and 0), and -1 with the
@@ -158,14 +163,13 @@ VARNO_API int mc_search(mc_node_s *root, const mkey_t *s, int len, int flags,
                         mc_node_s **longest_complete, int32_t *longest_complete_len,
                         mc_node_s **longest_match, int32_t *longest_match_len);
 
-/* Requires: "n": a node.
+/* Requires: a node.
  * Returns:  its value; NULL without one. */
 VARNO_API void *mc_node_value(const mc_node_s *node);
 
 /* Finds the first key at which a stored sequence could begin: one for which node,
  * usually the root, has a child, the wildcard child included.
- * Requires: "s[i] != (((((mkey_t)0xFFFFFFFE) - 20) - 1))": no key up to the one
- *           found is VIRTKEY_WILDCARD.
+ * Requires: no key up to the one found is VIRTKEY_WILDCARD.
  * Returns:  its index in s[0..len); -1 when there is none, node or s is NULL, or
  *           len is below 1. */
 VARNO_API int mc_nodestrstr(const mc_node_s *node, const mkey_t *s, int len);

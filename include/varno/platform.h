@@ -125,7 +125,7 @@ VARNO_API int token_copy(const char *text, char **out_token, int *out_at);
  *          quotes are balanced. */
 VARNO_API const char *string_check_quotes(const char *text);
 
-/* Copies at most n characters of src to dst, and a terminator right behind them:
+/* Copies at most n characters of src to dst, and a terminator right after them:
  * dst holds n + 1 bytes for a src of n characters or more.
  * Returns: 0 when the whole of src was copied, 1 when it was cut. */
 VARNO_API int strlcpy2(char *dst, const char *src, size_t n);

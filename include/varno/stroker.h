@@ -20,7 +20,10 @@
  *      becomes the ESC key after the escape delay.
  *
  * A decoder is used by one thread; its callback runs on that thread, inside the
- * consuming call, and must not free the decoder. */
+ * consuming call, and must not free the decoder.
+ *
+ * Every call requires its decoder not to be NULL. What "Requires" says is checked;
+ * docs/assertions.md has the reported texts. */
 
 #include <varno/api.h>
 #include <varno/keys.h>
@@ -45,21 +48,20 @@ typedef int (*stroker_chars_fn)(stroker_s *ctx, void *user, const mkey_t *keys, 
 VARNO_API stroker_s *stroker_create_context(void);
 
 /* Releases a decoder and its bindings, but not the bindings' arrays of virtual
- * keys: one array stays behind for each binding. A host that opens and closes
+ * keys: one array for each binding is never released. A host that opens and closes
  * sessions for weeks therefore keeps its decoders and uses them again; they
- * depend on nothing but the terminal type.
- * Requires: "ctx". */
+ * depend on nothing but the terminal type. */
 VARNO_API void stroker_free_context(stroker_s *ctx);
 
 /* Sets the receiver of keys. Until then keys are dropped, their bytes count as
  * used all the same.
- * Requires: "ctx", "fn". */
+ * Requires: a receiver. */
 VARNO_API void stroker_set_callback_chars(stroker_s *ctx, stroker_chars_fn fn, void *user);
 
-/* Exchanges the escape delay with *t: *t holds the previous one afterwards. The
- * check is only the one quoted: a delay with one negative part passes it, and
- * must not be handed to an event loop.
- * Requires: "ctx", "t", "t->tv_sec > 0 || t->tv_usec > 0". */
+/* Exchanges the escape delay with *t: *t holds the previous one afterwards. A
+ * delay with one negative part passes the check, and must not be handed to an
+ * event loop.
+ * Requires: t is not NULL, and its seconds or its microseconds are above 0. */
 VARNO_API void stroker_set_escape_delay(stroker_s *ctx, struct timeval *t);
 
 /* Binds the bytes of the text seq to the keys vkeys[0..vkeys_len). No sequence
@@ -67,9 +69,8 @@ VARNO_API void stroker_set_escape_delay(stroker_s *ctx, struct timeval *t);
  * be bound, but never matches: a bound byte becomes a key as a signed number, an
  * input byte as an unsigned one. Nor is 0xe9 harmless: signed, it is
  * VIRTKEY_WILDCARD, so as a first byte it has plain keys delivered one by one.
- * Requires: "ctx && seq && vkeys && vkeys_len > 0", "len > 0", "len <= 32" (the
- *           bytes of seq). Binding the same bytes a second time is a broken
- *           precondition too, of mc_addstring: "!t->value".
+ * Requires: seq has 1 to 32 bytes, which are not bound yet; vkeys has at least one
+ *           key.
  * Returns:  0; -1 when the sequence begins another or another begins it, when it
  *           holds the byte 0xe9 more than 8 times, or without memory.
  * Owns:     the decoder copies both; the copy of vkeys outlives it (see
@@ -83,7 +84,6 @@ VARNO_API int32_t stroker_bind_sequence_to_vkey(stroker_s *ctx, const char *seq,
 
 /* Makes the bindings fast to search. Called when all are made; a later binding
  * undoes it for the part that it touches until this is called again.
- * Requires: "ctx".
  * Returns:  0. */
 VARNO_API int stroker_bindings_prepare(stroker_s *ctx);
 
@@ -92,14 +92,8 @@ VARNO_API int stroker_bindings_prepare(stroker_s *ctx);
  * bytes are decoded: with more, the call works on the first 2048 and answers,
  * *out_timeout included, as if they were all, and the host presents the rest in
  * further calls, without waiting, as soon as this one returns.
- * Requires: "ctx && buf && buflen > 0"; "out_timeout && ctx", reported after the
- *           keys were delivered. With a host that keeps to the interface the
- *           checks inside never fail: "first_complete_len > 0",
- *           "first_complete_len == t->sequence_len", "longest_match_len == buflen",
- *           "stroker_consume_plain_mkey(ctx, t->virtual_keys, t->virtual_keys_len)",
- *           "ret == 0", "elapsed.tv_sec >= 0", "elapsed.tv_usec >= 0",
- *           "out_timeout->tv_sec >= 0", "out_timeout->tv_usec >= 0",
- *           "out_timeout->tv_sec > 0 || out_timeout->tv_usec > 0".
+ * Requires: at least one byte; out_timeout is not NULL, which is checked only after
+ *           the keys were delivered.
  * Returns:  the number of bytes used; the rest, up to 31 bytes, is the beginning
  *           of a bound sequence, to be kept and presented again.
  * Calls:    the receiver of keys once for each run of plain keys and for each
@@ -108,7 +102,7 @@ VARNO_API int32_t stroker_consume(stroker_s *ctx, const unsigned char *buf, int3
                                   struct timeval *out_timeout);
 
 /* Delivers kept bytes as plain keys, whatever is bound.
- * Requires: "ctx && buf && buflen > 0", "buflen <= 2048".
+ * Requires: 1 to 2048 bytes.
  * Returns:  buflen.
  * Calls:    the receiver of keys once. */
 VARNO_API int32_t stroker_consume_timedout(stroker_s *ctx, const unsigned char *buf,

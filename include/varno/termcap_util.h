@@ -1,7 +1,7 @@
 #ifndef VARNO_TERMCAP_UTIL_H
 #define VARNO_TERMCAP_UTIL_H
 
-/* The virtual keys and the terminal capabilities behind them.
+/* The virtual keys, and the terminal capabilities that say what a key sends.
  *
  * Capabilities are named by their termcap codes and fetched through the termcap
  * interface of ncurses. That interface keeps one terminal entry per process: the
@@ -51,9 +51,9 @@ VARNO_API extern const char *const term_keys_caps[2];  /* keypad sends the basic
 VARNO_API extern const char *const term_reset_caps[5]; /* keypad local again, then resets */
 
 /* Fetches one capability of the selected terminal into dst, which holds 128
- * bytes; those behind the string are set to 0. The name may have 127 characters,
+ * bytes; those after the string are set to 0. The name may have 127 characters,
  * what is longer is cut.
- * Requires: "toss < (buf + sizeof(buf))": the capability has at most 126 bytes.
+ * Requires: the capability has at most 126 bytes (checked; docs/assertions.md).
  *           What is longer is never cut: half an escape sequence is worse than
  *           none. A server offers only terminal types that it knows.
  * Returns:  dst; NULL when the terminal lacks the capability, dst is then
@@ -63,7 +63,7 @@ VARNO_API char *tcap_get_string(const char *capability, char *dst);
 /* Sends capabilities, padding included, to the output routine, as tputs does for
  * 80 affected lines. caps ends with NULL; what the terminal lacks is skipped. A
  * delay that a capability asks for may block the process.
- * Requires: "caps"; "toss < (buf + sizeof(buf))" as in tcap_get_string.
+ * Requires: caps is not NULL; each capability as in tcap_get_string.
  * Calls:    output once for each byte sent; its result is tputs's to judge. */
 VARNO_API void tcap_emit_caps(const char *const *caps, int (*output)(int c));
 

@@ -113,9 +113,9 @@ static_assert(!*std::rbegin(term_init_caps) && !*std::rbegin(term_keys_caps) &&
               !*std::rbegin(term_reset_caps));
 
 // tgetstr copies a capability into its area and knows no bound. The area has 128
-// bytes for all who use it, but the storage behind it holds the largest terminal
-// entry that ncurses reads: what is too long reaches the assertion, and nothing
-// is ever written outside.
+// bytes for all who use it, but the storage goes on after it and holds the largest
+// terminal entry that ncurses reads: what is too long reaches the assertion, and
+// nothing is ever written outside.
 constexpr size_t storage_bytes = 32768;
 static_assert(storage_bytes >= area_bytes);
 
