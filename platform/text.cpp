@@ -28,22 +28,17 @@ constexpr character_table make_plain()
 
 constexpr character_table plain = make_plain();
 
-inline bool is_plain(char c)
+bool is_plain(char c)
 {
     return plain.has[static_cast<unsigned char>(c)];
 }
 
 // The blank is white space in every locale, and the terminator in none.
-inline bool is_space(char c)
+bool is_space(char c)
 {
     if (c == ' ')
         return true;
     return !is_plain(c) && c != '\0' && std::isspace(static_cast<signed char>(c)) != 0;
-}
-
-bool is_quote(char c)
-{
-    return c == '"' || c == '\'';
 }
 
 // How a step of a token walk counts.
@@ -65,13 +60,6 @@ bool is_escape(const token_walk &walk)
     return *walk.at == '\\' && !in_single_quotes && walk.at[1] != '\0';
 }
 
-step read_quote(token_walk &walk)
-{
-    walk.opened = walk.opened ? nullptr : walk.at;
-    walk.at++;
-    return step::quote;
-}
-
 // Passes over one character, or over a backslash and the character it escapes.
 step read_step(token_walk &walk)
 {
@@ -82,44 +70,33 @@ step read_step(token_walk &walk)
         walk.at += 2;
         return step::character;
     }
-    if (walk.opened ? c == *walk.opened : is_quote(c))
-        return read_quote(walk);
     walk.at++;
+    if (walk.opened ? c == *walk.opened : c == '"' || c == '\'') {
+        walk.opened = walk.opened ? nullptr : walk.at - 1;
+        return step::quote;
+    }
     return !walk.opened && is_space(c) ? step::blank : step::character;
 }
 
-[[gnu::noinline]] const char *skip_any_space(const char *s)
+// Plain characters are steps of one character each.
+void skip_plain(token_walk &walk)
+{
+    while (is_plain(*walk.at))
+        walk.at++;
+}
+
+const char *skip_space(const char *s)
 {
     while (is_space(*s))
         s++;
     return s;
 }
 
-// Most white space is blanks, and what follows them is plain.
-inline const char *skip_space(const char *s)
+// Returns the end of the token that begins at s: its first blank or the terminator; s
+// itself when no token begins there.
+const char *token_end(const char *s)
 {
-    while (*s == ' ')
-        s++;
-    return is_plain(*s) || *s == '\0' ? s : skip_any_space(s);
-}
-
-// Plain characters are steps of one character each.
-inline void skip_plain(token_walk &walk)
-{
-    while (is_plain(*walk.at))
-        walk.at++;
-}
-
-// A plain word is over: most are.
-inline bool is_word_end(char c)
-{
-    return c == ' ' || c == '\0';
-}
-
-// Returns the end of a token of which all characters before `from` are plain.
-[[gnu::noinline]] const char *odd_token_end(const char *from)
-{
-    token_walk walk = {from, nullptr};
+    token_walk walk = {s, nullptr};
     const char *end;
     step passed;
     do {
@@ -130,69 +107,25 @@ inline bool is_word_end(char c)
     return end;
 }
 
-inline const char *plain_end(const char *s)
+// Copies the value of the token [begin, end), which is never longer than that.
+char *copy_value(const char *begin, const char *end)
 {
-    while (is_plain(*s))
-        s++;
-    return s;
-}
-
-// Returns the end of the token that begins at s: its first blank or the terminator; s
-// itself when no token begins there.
-inline const char *token_end(const char *s)
-{
-    const char *end = plain_end(s);
-    return is_word_end(*end) ? end : odd_token_end(end);
-}
-
-// Room for so many characters and a terminator.
-inline char *room_for(size_t characters)
-{
-    return static_cast<char *>(tracked_malloc(characters + 1, "BYTE"));
-}
-
-// Copies the value of the token [begin, end), which is never longer than that; up to
-// `odd` it is plain.
-[[gnu::noinline]] char *copy_value(const char *begin, const char *odd, const char *end)
-{
-    char *copy = room_for(static_cast<size_t>(end - begin));
+    const auto most = static_cast<size_t>(end - begin);
+    auto *copy = static_cast<char *>(tracked_malloc(most + 1, "BYTE"));
     if (!copy)
         return nullptr;
-    const auto plain_bytes = static_cast<size_t>(odd - begin);
-    std::memcpy(copy, begin, plain_bytes);
-    char *to = copy + plain_bytes;
-    for (token_walk walk = {odd, nullptr}; walk.at < end;) {
-        if (is_plain(*walk.at))
-            *to++ = *walk.at++;
-        else if (read_step(walk) == step::character)
+    char *to = copy;
+    for (token_walk walk = {begin, nullptr}; walk.at < end;) {
+        if (read_step(walk) == step::character)
             *to++ = walk.at[-1];
     }
     *to = '\0';
     return copy;
 }
 
-inline char *copy_word(const char *word, size_t characters)
-{
-    char *copy = room_for(characters);
-    if (copy) {
-        copy[characters] = '\0';
-        std::memcpy(copy, word, characters);
-    }
-    return copy;
-}
-
 int index_in(const char *text, const char *at)
 {
     return static_cast<int>(at - text);
-}
-
-// Goes on where a token turns out to be no plain word, or none at all.
-[[gnu::noinline]] int copy_odd_token(const char *text, const char *first, const char *odd,
-                                     char **out_token)
-{
-    const char *end = odd_token_end(odd);
-    *out_token = first != end ? copy_value(first, odd, end) : nullptr;
-    return index_in(text, skip_space(end));
 }
 
 } // namespace
@@ -243,24 +176,18 @@ int token_find_bounds(const char *s, int *start, int *end)
 int token_copy(const char *text, char **out_token, int *out_at)
 {
     const char *first = skip_space(text);
-    const char *odd = plain_end(first);
+    const char *end = token_end(first);
     *out_at = index_in(text, first);
-    if (!is_word_end(*odd) || first == odd) [[unlikely]]
-        return copy_odd_token(text, first, odd, out_token);
-    const int passed = index_in(text, skip_space(odd));
-    *out_token = copy_word(first, static_cast<size_t>(odd - first));
-    return passed;
+    *out_token = first != end ? copy_value(first, end) : nullptr;
+    return index_in(text, skip_space(end));
 }
 
 const char *string_check_quotes(const char *text)
 {
-    if (!std::strchr(text, '"') && !std::strchr(text, '\''))
-        return nullptr; // most texts
     token_walk walk = {text, nullptr};
-    do {
-        while (is_plain(*walk.at) || *walk.at == ' ')
-            walk.at++;
-    } while (read_step(walk) != step::end);
+    do
+        skip_plain(walk);
+    while (read_step(walk) != step::end);
     return walk.opened;
 }
 
