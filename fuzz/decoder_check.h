@@ -43,7 +43,7 @@ class DecoderCheck {
         FUZZ_REQUIRE(ctx_);
         stroker_set_callback_chars(ctx_, take, this);
     }
-    // The arrays of virtual keys stay behind; what they were is known from firing them.
+    // The arrays of virtual keys are never released; what they were is known from firing them.
     ~DecoderCheck()
     {
         std::vector<const mkey_t *> arrays;

@@ -368,7 +368,7 @@ TEST(TrieSearch, OtherFlagsAreHandedOverAndRefused)
     }
 }
 
-TEST(TrieSearch, WildcardBehindANegativeLengthIsAnAssertion)
+TEST(TrieSearch, WildcardAfterANegativeLengthIsAnAssertion)
 {
     const Trie trie({"a"});
     const mkey_t key = VIRTKEY_WILDCARD;
@@ -539,7 +539,7 @@ bool matches(std::string_view stored, std::string_view s)
 }
 
 // Whatever is stored: a complete result is there exactly when some sequence
-// matches a beginning of the input, a match when some sequence goes on behind it.
+// matches a beginning of the input, a match when some sequence goes on after it.
 TEST(TrieSearchLevel, RandomTriesFindWhatMatches)
 {
     constexpr unsigned seed = 20;
@@ -671,7 +671,7 @@ TEST(TrieNodestrstr, LongRunsAreSearchedAlikeWhateverTheCodes)
                 std::vector<mkey_t> keys(run, 0xfe);
                 keys.push_back(stranger);
                 EXPECT_EQ(mc_nodestrstr(trie.root, keys.data(), static_cast<int>(keys.size())), -1)
-                    << stranger << " behind " << run;
+                    << stranger << " after " << run;
             }
         }
     }

@@ -167,7 +167,7 @@ TEST(TrieNode, WithoutWildcardTryKeyFindsOnlyExactly)
     EXPECT_EQ(mc_node_try_key(trie.root, 'c'), nullptr);
 }
 
-// Either side of the number of entries at which lookups begin to halve.
+// By comparing one after the other and, once they are sorted, by binary search.
 TEST(TrieNode, EverySizeFindsAllItsKeysAndNoOther)
 {
     for (mkey_t count = 0; count <= 40; count++) {
@@ -371,7 +371,7 @@ TEST(TrieAdd, TracesTellEachStepOfAnAddition)
              "(debug): setting value for node " + traced(up)}));
 }
 
-TEST(TrieAdd, CharacterBehindAControlKeyIsTracedAsOne)
+TEST(TrieAdd, CharacterAfterAControlKeyIsTracedAsOne)
 {
     Traces traces;
     Trie trie;

@@ -1,5 +1,5 @@
 // What the library's self-checks catch when a service that they guard misbehaves.
-// The program's own definitions stand in front of the platform's, the library's and
+// The program's own definitions come before the platform's, the library's and
 // the C library's, and pass the call on unless a test tells them to lie.
 
 #include "support/assertion.h"
@@ -164,7 +164,7 @@ TEST_F(MisbehavingServices, AWordFoundBeforeTheLineIsFatal)
     EXPECT_ASSERTION(prompt_word_back(p), "p->ps.cursor_location >= 0", "prompt_manip");
 }
 
-TEST_F(MisbehavingServices, AWordFoundBehindTheCursorIsFatalToItsDeletion)
+TEST_F(MisbehavingServices, AWordFoundAfterTheCursorIsFatalToItsDeletion)
 {
     set("a| b c");
     span_lie = [](const char *buf) { return const_cast<char *>(buf) + 4; };

@@ -30,7 +30,7 @@ class Allocator : public ::testing::Test {
     void TearDown() override
     {
         tracked_fail_after(-1);
-        EXPECT_EQ(tracked_outstanding(nullptr), before) << "a test left blocks behind";
+        EXPECT_EQ(tracked_outstanding(nullptr), before) << "a test did not release its blocks";
     }
 
     size_t before;
@@ -109,7 +109,7 @@ TEST_F(Allocator, AnyNumberAndLengthOfTagsIsToldApart)
         EXPECT_EQ(tracked_outstanding(tag.c_str()), 0u) << tag;
 }
 
-// Each tag lies in a block of exactly its size, so that a sanitizer sees a read behind it.
+// Each tag lies in a block of exactly its size, so that a sanitizer sees a read past it.
 TEST_F(Allocator, TagsThatBeginAlikeAreToldApart)
 {
     const char *const texts[] = {"", "B", "BY", "BYT", "BYTE", "BYTES", "BYTe", "YTE", "BYTE*"};

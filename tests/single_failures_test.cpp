@@ -163,16 +163,16 @@ struct Bound {
     Bound(const Bound &) = delete;
     Bound &operator=(const Bound &) = delete;
 
-    int bind(const char *name, mkey_t behind_esc)
+    int bind(const char *name, mkey_t after_esc)
     {
-        const mkey_t keys[] = {27, behind_esc};
+        const mkey_t keys[] = {27, after_esc};
         return prompt_bind_keys(p, name, keys, 2, nullptr);
     }
 
     // The command that ESC and a key run; none: "".
-    std::string run_by(mkey_t behind_esc)
+    std::string run_by(mkey_t after_esc)
     {
-        const mkey_t keys[] = {27, behind_esc};
+        const mkey_t keys[] = {27, after_esc};
         ran.clear();
         prompt_consume(p, keys, 2);
         return ran.empty() ? "" : ran.front();
@@ -378,7 +378,7 @@ TEST(SingleFailure, OfANodesTextLeavesItsFieldNull)
 
 // What a parse of "show ip" comes to, a row for each allocation that fails.
 struct ParseRow {
-    const char *result; // NULL: the assertion about a lost text behind a match
+    const char *result; // NULL: the assertion about a lost text after a match
     int32_t consumed;
     const char *tokens;
 };

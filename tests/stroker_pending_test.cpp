@@ -73,7 +73,7 @@ TEST_F(Pending, PreparingSortsTheBindingsUntilALaterOne)
     EXPECT_EQ(mc_node_optimized(ctx->bindings), 0);
 }
 
-TEST_F(Pending, BindingsArraysEndWithZeroBehindTheirKeys)
+TEST_F(Pending, BindingsArraysEndWithZeroAfterTheirKeys)
 {
     constexpr mkey_t given[] = {'a', 'b', 'c', 'd', 'e', 'f'};
     for (const uint32_t len : {1u, 4u, 32u}) {

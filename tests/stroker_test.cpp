@@ -246,7 +246,7 @@ TEST(Stroker, SequenceOf0xe9IsAWildcardAndMayHoldEightOfThem)
     EXPECT_EQ(decoder.keys, keys_of("\"ab\""));
 }
 
-TEST(Stroker, BindingInsideTheCallbackWorksForTheKeysBehind)
+TEST(Stroker, BindingInsideTheCallbackWorksForTheKeysAfterIt)
 {
     stroker_s *ctx = stroker_create_context();
     const auto bind_more = [](stroker_s *decoder, void *, const mkey_t *keys, int32_t) {

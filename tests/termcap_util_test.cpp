@@ -229,7 +229,7 @@ class Termcap : public testing::Test {
         char dst[129];
         std::memset(dst, '!', sizeof(dst));
         char *result = tcap_get_string(capability, dst);
-        EXPECT_EQ(dst[128], '!') << "behind the 128 bytes";
+        EXPECT_EQ(dst[128], '!') << "past the 128 bytes";
         if (!result) {
             EXPECT_EQ(std::string(dst, 129), std::string(129, '!')) << "untouched";
             return "none";
@@ -307,7 +307,7 @@ TEST_F(Termcap, LongerCapabilityIsAnAssertion)
     }
 }
 
-TEST_F(Termcap, BytesBehindTheStringAreZero)
+TEST_F(Termcap, BytesAfterTheStringAreZero)
 {
     select("linux");
     char dst[128];

@@ -11,7 +11,7 @@
  * a finished trie may be searched by several threads at once.
  *
  * Searches are correct on a trie that was not optimized, only slower: a node's
- * keys are then looked at one after the other, and halved once they are sorted.
+ * keys are then compared one after the other instead of by binary search.
  * Nobody but the trie's user knows when it is finished. So a host that has bound
  * all keys of a prompt calls mc_optimize on the prompt's keys, as
  * stroker_bindings_prepare does for a decoder.
