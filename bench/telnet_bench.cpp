@@ -6,6 +6,8 @@
 
 #include <input/telnet_front.h>
 
+#include <varno/telnet_parser.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -87,39 +89,36 @@ class ParserAct : public TelnetAct {
     std::string left_;
 };
 
-class FilterAct : public TelnetAct {
+class FrontAct : public TelnetAct {
   public:
-    explicit FilterAct(Stream stream) : TelnetAct(stream)
+    explicit FrontAct(Stream stream) : TelnetAct(stream)
     {
         varno::TelnetEvents events = {};
         events.user = this;
         events.data = [](void *user, const unsigned char *from, size_t count) {
-            static_cast<FilterAct *>(user)->note_data(reinterpret_cast<const char *>(from), count);
+            static_cast<FrontAct *>(user)->note_data(reinterpret_cast<const char *>(from), count);
         };
         events.size = [](void *user, int columns, int rows) {
-            static_cast<FilterAct *>(user)->note_window(columns, rows);
+            static_cast<FrontAct *>(user)->note_window(columns, rows);
         };
         events.terminal = [](void *user, const char *) {
-            static_cast<FilterAct *>(user)->note_terminal();
+            static_cast<FrontAct *>(user)->note_terminal();
         };
         events.interrupt = [](void *) {};
         events.brk = [](void *) {};
         events.are_you_there = [](void *) {};
         events.reply = [](void *, const unsigned char *, size_t) {};
-        if (!filter_.begin(events))
-            give_up();
+        front_.begin(events);
     }
-
-    ~FilterAct() override { filter_.end(); }
 
   protected:
     void read(const char *from, size_t count) override
     {
-        filter_.consume(reinterpret_cast<const unsigned char *>(from), count);
+        front_.consume(reinterpret_cast<const unsigned char *>(from), count);
     }
 
   private:
-    varno::TelnetFilter filter_;
+    varno::TelnetFront front_;
 };
 
 class MemchrAct : public Act {
@@ -159,11 +158,11 @@ constexpr ActRow rows[] = {
     {"telnet/plain_single_bytes",               act<ParserAct, Stream::plain_1>},
     {"telnet/commands_every_64",                act<ParserAct, Stream::commands_every_64>},
     {"telnet/subnegotiations_every_16",         act<ParserAct, Stream::subnegotiations_every_16>},
-    {"telnet_session/plain_64k",                act<FilterAct, Stream::plain_64k>},
-    {"telnet_session/plain_reads_256",          act<FilterAct, Stream::plain_256>},
-    {"telnet_session/plain_single_bytes",       act<FilterAct, Stream::plain_1>},
-    {"telnet_session/commands_every_64",        act<FilterAct, Stream::commands_every_64>},
-    {"telnet_session/subnegotiations_every_16", act<FilterAct, Stream::subnegotiations_every_16>},
+    {"telnet_session/plain_64k",                act<FrontAct, Stream::plain_64k>},
+    {"telnet_session/plain_reads_256",          act<FrontAct, Stream::plain_256>},
+    {"telnet_session/plain_single_bytes",       act<FrontAct, Stream::plain_1>},
+    {"telnet_session/commands_every_64",        act<FrontAct, Stream::commands_every_64>},
+    {"telnet_session/subnegotiations_every_16", act<FrontAct, Stream::subnegotiations_every_16>},
 };
 // clang-format on
 

@@ -2,6 +2,7 @@
 // its end, line ends and telnet's escape seen to.
 
 #include <varno/platform.h>
+#include <varno/telnet_parser.h>
 
 #include <algorithm>
 #include <cstdarg>

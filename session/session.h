@@ -60,7 +60,6 @@ struct Question {
 } // namespace varno
 
 struct tsession_shared_s {
-    varno::Decoders decoders;
     varno::OutputBuffer *free_buffers;
     prompt_s *bound; // nobody types into it: sessions borrow its commands and keys
 };
@@ -103,7 +102,7 @@ struct tsession_s {
     int32_t shown_offset; // display_offset as drawn last
 
     // Input
-    varno::TelnetFilter telnet;
+    varno::TelnetFront telnet;
     varno::Keyboard keyboard;
     varno::Mode mode;
     mkey_t held[32]; // the beginning of a bound sequence

@@ -49,7 +49,6 @@ void release_history_texts(prompt_s *p)
 
 void destroy(tsession_s *s)
 {
-    s->telnet.end();
     drop_question(s);
     if (s->prompt) {
         release_history_texts(s->prompt);
@@ -244,9 +243,8 @@ bool set_up(tsession_s *s, const tsession_config_s *config)
         s->prompt->history_limit = config->history_limit;
     set_size(s, config->columns, config->rows);
     s->type = find_terminal_type(config->terminal_type);
-    stroker_s *decoder = s->shared->decoders.get(s->type);
-    s->keyboard.begin(key_events(s), s->type, decoder);
-    return decoder != nullptr;
+    s->keyboard.begin(key_events(s), s->type);
+    return true;
 }
 
 } // namespace
@@ -259,15 +257,11 @@ void raise_event(tsession_s *s, int32_t kind, const char *text)
         s->event_fn(s, s->user, &event);
 }
 
-// Without memory for its decoder the session stays with the type it has.
 void use_terminal_type(tsession_s *s, const TerminalType *type)
 {
-    stroker_s *decoder = s->shared->decoders.get(type);
-    if (!decoder)
-        return;
     send_paste_off(s);
     s->type = type;
-    s->keyboard.set_type(type, decoder);
+    s->keyboard.set_type(type);
     if (s->is_started) {
         emit(s, paste_on(type));
         s->is_paste_on = true;
@@ -289,7 +283,6 @@ void tsession_shared_free(tsession_shared_s *shared)
     if (!shared)
         return;
     release_shared_bindings(shared);
-    shared->decoders.release();
     while (OutputBuffer *buffer = shared->free_buffers) {
         shared->free_buffers = buffer->next;
         tracked_free(buffer, "OutputBuffer");
@@ -333,10 +326,9 @@ void tsession_start(tsession_s *s)
         return;
     transact(s, [s] {
         s->is_started = true;
-        if (s->transport == TSESSION_TELNET && !s->telnet.begin(telnet_events(s)))
-            s->is_closed = true;
-        else
-            use_terminal_type(s, s->type);
+        if (s->transport == TSESSION_TELNET)
+            s->telnet.begin(telnet_events(s));
+        use_terminal_type(s, s->type);
     });
 }
 

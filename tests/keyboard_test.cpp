@@ -281,19 +281,11 @@ TEST(Keyboard, TheEndMarkOfAPasteMayComeLate)
 
 TEST(Keyboard, AnotherTypeDropsAnUnfinishedSequenceButNoPaste)
 {
-    const varno::TerminalType *rxvt = varno::find_terminal_type("rxvt");
-    stroker_s *decoder = KeyLog::shared_decoders().get(rxvt);
     KeyLog log;
-    log.feed("\33[3").keyboard.set_type(rxvt, decoder);
+    log.feed("\33[3").keyboard.set_type(varno::find_terminal_type("rxvt"));
     EXPECT_EQ(log.feed("$\33[3$x").take(), "$x");
-    log.feed("\33[200~a").keyboard.set_type(varno::find_terminal_type("xterm"), decoder);
+    log.feed("\33[200~a").keyboard.set_type(varno::find_terminal_type("xterm"));
     EXPECT_EQ(log.feed("\r\33[201~b").take(), "{a<enter>}b");
-}
-
-TEST(Keyboard, WithoutDecoderSequencesAreSwallowed)
-{
-    KeyLog log("xterm", nullptr);
-    EXPECT_EQ(log.feed("a\33[A\33Ob\33bc\33[200~d\33[201~").log, "a<esc>bc{d}");
 }
 
 TEST(Keyboard, BeginForgetsEverything)
@@ -301,15 +293,14 @@ TEST(Keyboard, BeginForgetsEverything)
     for (const char *bytes : {"\33", "\33[1", "\33]", "\33[200~", "\33[200~\33", "\r"}) {
         KeyLog log;
         log.feed(bytes);
-        const varno::TerminalType *type = varno::find_terminal_type("xterm");
-        log.keyboard.begin({&log, KeyLog::take_keys, KeyLog::take_text, KeyLog::take_enter}, type,
-                           KeyLog::shared_decoders().get(type));
+        log.keyboard.begin({&log, KeyLog::take_keys, KeyLog::take_text, KeyLog::take_enter},
+                           varno::find_terminal_type("xterm"));
         log.take();
         EXPECT_EQ(log.feed("\nA").log, "<cr>A");
     }
 }
 
-TEST(Keyboard, AnEventMayUseAnotherKeyboardOfTheSameDecoder)
+TEST(Keyboard, AnEventMayUseAnotherKeyboard)
 {
     KeyLog other;
     KeyLog log;
@@ -322,7 +313,7 @@ TEST(Keyboard, AnEventMaySetAnotherType)
 {
     const varno::TerminalType *rxvt = varno::find_terminal_type("rxvt");
     KeyLog log;
-    log.on_event = [&] { log.keyboard.set_type(rxvt, KeyLog::shared_decoders().get(rxvt)); };
+    log.on_event = [&] { log.keyboard.set_type(rxvt); };
     EXPECT_EQ(log.feed("\33[3$y\33[A\33[3$y\33Oc").log, "<up>y<word-right>");
 }
 

@@ -1,10 +1,10 @@
 // Everything short that a telnet client can send, at every state of the session's
-// filter, against a reading of whole streams that is written from the rules alone.
+// front, against a reading of whole streams that is written from the rules alone.
 // Longer ones: VARNO_LONG_TESTS=2 telnet_exhaustive_test
 
+#include "input/telnet_front.h"
 #include "support/long_tests.h"
 #include "support/spelling.h"
-#include "input/telnet_front.h"
 
 #include <array>
 #include <cctype>
@@ -17,7 +17,7 @@
 
 namespace {
 
-using varno::TelnetFilter;
+using varno::TelnetFront;
 using varno_test::long_tests_factor;
 using varno_test::spell;
 using namespace std::string_view_literals;
@@ -55,7 +55,7 @@ class Connection {
   public:
     Connection()
     {
-        EXPECT_TRUE(filter_.begin(
+        front_.begin(
             {.user = this,
              .data =
                  [](void *user, const unsigned char *data, size_t count) {
@@ -74,16 +74,15 @@ class Connection {
              .reply =
                  [](void *user, const unsigned char *reply, size_t count) {
                      log_of(user) += reply_text({reinterpret_cast<const char *>(reply), count});
-                 }}));
+                 }});
         log_.clear();
     }
-    ~Connection() { filter_.end(); }
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
 
     void feed(std::string_view stream)
     {
-        filter_.consume(reinterpret_cast<const unsigned char *>(stream.data()), stream.size());
+        front_.consume(reinterpret_cast<const unsigned char *>(stream.data()), stream.size());
     }
 
     const std::string &log() const { return log_; }
@@ -91,7 +90,7 @@ class Connection {
   private:
     static std::string &log_of(void *user) { return static_cast<Connection *>(user)->log_; }
 
-    TelnetFilter filter_;
+    TelnetFront front_;
     std::string log_;
 };
 
@@ -341,7 +340,7 @@ TEST(Subnegotiation, OfASizeIsReadAsTheRulesSay)
     }
 }
 
-// One state each of the filter, with what it keeps of a message.
+// One state each of the front, with what it keeps of a message.
 const std::vector<std::string> &beginnings()
 {
     static const std::vector<std::string> all = [] {

@@ -1,15 +1,13 @@
-// What the keys of each known terminal send, and which keys come out; the terminal
-// database with its oddities, and without it.
+// What the keys of each known terminal send, and which keys come out: by hand, and by
+// the system's terminal database, which the session library does not use.
 
 #include "support/key_log.h"
 
-#include <varno/platform_default.h>
+#include <varno/termcap_util.h>
 
-#include <cstdlib>
-#include <dlfcn.h>
-#include <functional>
+#include <cstring>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -17,34 +15,7 @@
 #include <termcap.h>
 
 using namespace varno_test;
-using varno::Decoders;
 using varno::find_terminal_type;
-
-// This program stands in front of the terminal database. No test runs beside
-// another, so plain globals do.
-namespace {
-
-bool is_database_missing = false;
-std::vector<std::string> looked_up;
-std::function<char *(const std::string &)> made_up_capability;
-
-} // namespace
-
-extern "C" int setupterm(const char *name, int fd, int *result)
-{
-    static const auto real = reinterpret_cast<decltype(&setupterm)>(dlsym(RTLD_NEXT, "setupterm"));
-    looked_up.push_back(name);
-    if (!is_database_missing)
-        return real(name, fd, result);
-    *result = -1;
-    return -1;
-}
-
-extern "C" char *tgetstr(const char *id, char **area)
-{
-    static const auto real = reinterpret_cast<decltype(&tgetstr)>(dlsym(RTLD_NEXT, "tgetstr"));
-    return made_up_capability ? made_up_capability(id) : real(id, area);
-}
 
 namespace {
 
@@ -373,9 +344,9 @@ const struct {
 // clang-format on
 
 // Each key comes out whole, and nothing of it is left for the next.
-void expect_keys(const char *type, const std::vector<Key> &keys, Decoders &decoders)
+void expect_keys(const char *type, const std::vector<Key> &keys)
 {
-    KeyLog log(type, &decoders);
+    KeyLog log(type);
     for (const Key &key : keys) {
         EXPECT_EQ(log.feed(key.bytes).take(), key.result) << type << ": " << key.name;
         EXPECT_FALSE(log.keyboard.is_pending()) << type << ": " << key.name;
@@ -403,53 +374,14 @@ std::string expected_key(const termkey_desc_s &row, const std::string &bytes)
     return key_text(key == VIRTKEY_ENTER ? VIRTKEY_RETURN : key);
 }
 
-struct MissingDatabase {
-    MissingDatabase() { is_database_missing = true; }
-    ~MissingDatabase() { is_database_missing = false; }
-};
-
-// What the made-up capability text binds its key to, and whether arrows still work.
-std::string with_capability(const std::string &name, std::string text, const std::string &bytes)
-{
-    Decoders decoders;
-    made_up_capability = [&](const std::string &asked) {
-        return asked == name ? text.data() : nullptr;
-    };
-    decoders.get(find_terminal_type("xterm"));
-    made_up_capability = nullptr;
-    KeyLog log("xterm", &decoders);
-    EXPECT_EQ(log.feed("\33[A\33OB\33[3~").take(), "<up><down><delete>") << name;
-    log.feed(bytes).keyboard.time_out();
-    decoders.release();
-    return log.take();
-}
-
 } // namespace
 
 TEST(TerminalKeys, EveryKeyOfEveryTerminalJustWorks)
 {
     for (const auto &terminal : terminals) {
-        expect_keys(terminal.type, common_keys, KeyLog::shared_decoders());
-        expect_keys(terminal.type, terminal.keys, KeyLog::shared_decoders());
+        expect_keys(terminal.type, common_keys);
+        expect_keys(terminal.type, terminal.keys);
     }
-}
-
-// The function keys on a vt100's keypad are known to its database entry alone.
-TEST(TerminalKeys, WithoutTheDatabaseEveryKeyStillWorks)
-{
-    const MissingDatabase missing;
-    Decoders decoders;
-    for (const auto &terminal : terminals) {
-        expect_keys(terminal.type, common_keys, decoders);
-        for (const Key &key : terminal.keys) {
-            const bool is_f_keypad = terminal.type == std::string("vt100") &&
-                                     std::string(key.name).find("keypad") == 0 &&
-                                     key.bytes != std::string("\33OM");
-            const char *expected = is_f_keypad ? "" : key.result;
-            expect_keys(terminal.type, {{key.name, key.bytes, expected}}, decoders);
-        }
-    }
-    decoders.release();
 }
 
 TEST(TerminalKeys, EveryKeyInTheDatabaseIsItsVirtualKey)
@@ -467,40 +399,6 @@ TEST(TerminalKeys, EveryKeyInTheDatabaseIsItsVirtualKey)
         }
     }
     EXPECT_GT(tested, 150);
-}
-
-TEST(TerminalKeys, OddCapabilitiesAreLeftAlone)
-{
-    const std::string longest = "\33[" + std::string(29, '9') + "~"; // 32 bytes
-    EXPECT_EQ(with_capability("kh", longest, longest), "<home>");
-    const std::string longer = "\33[" + std::string(30, '9') + "~";
-    EXPECT_EQ(with_capability("kh", longer, longer), "");
-    const std::string fatal = "\33[" + std::string(5000, '9') + "~";
-    EXPECT_EQ(with_capability("kh", fatal, fatal), "");
-
-    EXPECT_EQ(with_capability("kh", "", "x"), "x");
-    EXPECT_EQ(with_capability("kh", "h", "h"), "h");            // no sequence
-    EXPECT_EQ(with_capability("kh", "\33h", "\33h"), "<esc>h"); // a meta key
-    EXPECT_EQ(with_capability("kh", "\33[", "\33["), "");       // begins all others
-    EXPECT_EQ(with_capability("kh", "\33O", "\33O"), "");
-    EXPECT_EQ(with_capability("kh", "\33[[", "\33[["), "");
-    EXPECT_EQ(with_capability("kh", "\33[A9", "\33[A9"), "<up>9"); // extends another
-    EXPECT_EQ(with_capability("kh", "\33[\xe9~", "\33[\xe9~"), "");
-    EXPECT_EQ(with_capability("@7", "\33[1~", "\33[1~"), "<end>"); // the type's own word
-    EXPECT_EQ(with_capability("kb", "\33[99~", "\33[99~"), "");    // Backspace never
-    EXPECT_EQ(with_capability("@8", "\33[99~", "\33[99~"), "<cr>");
-}
-
-// With the arrows' own rows, the made-up Up above takes none of the others.
-TEST(TerminalKeys, OneSequenceForTwoKeysIsTheFirst)
-{
-    Decoders decoders;
-    char text[] = "\33[99~";
-    made_up_capability = [&](const std::string &) { return text; };
-    decoders.get(find_terminal_type("xterm"));
-    made_up_capability = nullptr;
-    EXPECT_EQ(KeyLog("xterm", &decoders).feed("\33[99~\33[D").log, "<up><left>");
-    decoders.release();
 }
 
 TEST(TerminalTypes, NamesAreFoundWithSuffixesAndInAnyCase)
@@ -546,16 +444,6 @@ TEST(TerminalTypes, NamesAreFoundWithSuffixesAndInAnyCase)
     EXPECT_STREQ(terminal_type_name(find_terminal_type(nullptr)), "vt100");
 }
 
-TEST(TerminalTypes, OnlyNamesOfTheTableReachTheDatabase)
-{
-    looked_up.clear();
-    Decoders decoders;
-    for (const char *name : {"xterm-256color", "KONSOLE", "../../etc/passwd", "Rxvt-Unicode-x"})
-        decoders.get(find_terminal_type(name));
-    EXPECT_EQ(looked_up, (std::vector<std::string>{"xterm", "vt100", "rxvt-unicode"}));
-    decoders.release();
-}
-
 TEST(TerminalTypes, WhatIsSwitchedOnIsSwitchedOff)
 {
     for (const char *name : known_types) {
@@ -566,86 +454,4 @@ TEST(TerminalTypes, WhatIsSwitchedOnIsSwitchedOff)
     }
     EXPECT_TRUE(has_bracketed_paste(find_terminal_type("xterm-256color")));
     EXPECT_FALSE(has_bracketed_paste(find_terminal_type("vt100")));
-}
-
-TEST(Decoders, AreMadeOnceForEachType)
-{
-    const size_t before = tracked_outstanding("stroker_s");
-    Decoders decoders;
-    stroker_s *xterm = decoders.get(find_terminal_type("xterm"));
-    stroker_s *linux_console = decoders.get(find_terminal_type("linux"));
-    ASSERT_NE(xterm, nullptr);
-    EXPECT_NE(xterm, linux_console);
-    const size_t outstanding = tracked_outstanding(nullptr);
-    EXPECT_EQ(decoders.get(find_terminal_type("konsole")), xterm);
-    EXPECT_EQ(decoders.get(find_terminal_type("linux")), linux_console);
-    EXPECT_EQ(tracked_outstanding(nullptr), outstanding);
-    decoders.release();
-    decoders.release();
-    EXPECT_EQ(tracked_outstanding("stroker_s"), before);
-}
-
-// Each failure is followed by success with the same record, which then holds what an
-// undisturbed one does: failures in a row grow nothing.
-TEST(Decoders, AreFinishedWhenMemoryIsBack)
-{
-    const varno::TerminalType *type = find_terminal_type("xterm");
-    const size_t before = tracked_outstanding(nullptr);
-    Decoders undisturbed;
-    undisturbed.get(type);
-    const size_t needed = tracked_outstanding(nullptr) - before;
-    undisturbed.release();
-
-    const size_t start = tracked_outstanding(nullptr);
-    Decoders decoders;
-    int failures = 0;
-    for (long n = 1; n < 2000; n++) {
-        tracked_fail_after(n);
-        const bool is_made = decoders.get(type) != nullptr;
-        tracked_fail_after(-1);
-        if (is_made)
-            break;
-        failures++;
-    }
-    EXPECT_GT(failures, 5);
-    EXPECT_EQ(tracked_outstanding(nullptr), start + needed);
-    expect_keys("xterm", xterm_keys, decoders);
-    decoders.release();
-}
-
-TEST(Decoders, LeaveTheHostsTerminalEntryInForce)
-{
-    ASSERT_EQ(tgetent(nullptr, "linux"), 1);
-    const TERMINAL *hosts = cur_term;
-    Decoders decoders;
-    for (const char *name : known_types)
-        decoders.get(find_terminal_type(name));
-    {
-        const MissingDatabase missing;
-        Decoders others;
-        others.get(find_terminal_type("xterm"));
-        others.release();
-    }
-    EXPECT_EQ(cur_term, hosts);
-    EXPECT_STREQ(tgetstr(const_cast<char *>("k1"), nullptr), "\33[[A");
-    decoders.release();
-}
-
-TEST(Decoders, MayBeMadeOnManyThreads)
-{
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; i++) {
-        threads.emplace_back([] {
-            for (int round = 0; round < 5; round++) {
-                Decoders decoders;
-                for (const char *name : {"linux", "rxvt"})
-                    EXPECT_NE(decoders.get(find_terminal_type(name)), nullptr);
-                EXPECT_EQ(KeyLog("linux", &decoders).feed("\33[[A").log, "<f1>");
-                EXPECT_EQ(KeyLog("rxvt", &decoders).feed("\33[7~").log, "<home>");
-                decoders.release();
-            }
-        });
-    }
-    for (std::thread &thread : threads)
-        thread.join();
 }

@@ -103,13 +103,12 @@ struct tsession_config_s {
     tsession_event_fn event;
 };
 
-/* What the sessions of one thread share: the decoders of the terminal types, about 20
- * KB each, the line editor's commands and keys, 7 KB, and the places where output is
- * gathered, 64 KB for each session that is called inside another's callback. A session
- * that is created while debug traces are on has commands and keys of its own.
+/* What the sessions of one thread share: the line editor's commands and keys, 7 KB, and
+ * the places where output is gathered, 64 KB for each session that is called inside
+ * another's callback. A session that is created while debug traces are on has commands
+ * and keys of its own.
  * Returns: NULL without memory.
- * Owns:    the caller, until its last session is freed. Decoders leave behind what
- *          stroker_free_context says, so keep it as long as the thread. */
+ * Owns:    the caller, until its last session is freed; then at any time. */
 VARNO_API tsession_shared_s *tsession_shared_create(void);
 VARNO_API void tsession_shared_free(tsession_shared_s *shared);
 

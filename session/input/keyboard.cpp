@@ -1,5 +1,5 @@
 // The keyboard's state machine: finds line ends, escape sequences and pastes in the
-// bytes of a terminal. What a sequence means is the decoder's to say.
+// bytes of a terminal. What a sequence means is in the terminal types' table.
 
 #include "keyboard.h"
 
@@ -59,18 +59,17 @@ mkey_t with_meta(mkey_t key)
 
 } // namespace
 
-void Keyboard::begin(const KeyEvents &events, const TerminalType *type, stroker_s *decoder)
+void Keyboard::begin(const KeyEvents &events, const TerminalType *type)
 {
     events_ = events;
     is_pasting_ = false;
     after_cr_ = false;
-    set_type(type, decoder);
+    set_type(type);
 }
 
-void Keyboard::set_type(const TerminalType *type, stroker_s *decoder)
+void Keyboard::set_type(const TerminalType *type)
 {
     type_ = type;
-    decoder_ = decoder;
     state_ = State::ground;
     is_meta_ = false;
     is_overlong_ = false;
@@ -198,7 +197,7 @@ bool Keyboard::take_control(unsigned char byte)
     return byte != ctrl_c && !ends_line(byte);
 }
 
-// The byte behind ESC. Returns false, in the ground state, if it is to be taken as if
+// The byte after ESC. Returns false, in the ground state, if it is to be taken as if
 // the ESC were not there.
 bool Keyboard::take_after_escape(unsigned char byte)
 {
@@ -289,12 +288,11 @@ void Keyboard::end_sequence()
         is_pasting_ = sequence == paste_begin;
         return;
     }
-    DecodedKeys decoded;
-    if (is_pasting_ || !decoder_ || !decode_sequence(decoder_, sequence_, sequence_len_, decoded))
+    const std::optional<mkey_t> found = key_of_sequence(type_, sequence);
+    if (is_pasting_ || !found)
         return;
-    if (is_meta_)
-        decoded.keys[0] = with_meta(decoded.keys[0]);
-    pass(decoded.keys, decoded.count);
+    const mkey_t key = is_meta_ ? with_meta(*found) : *found;
+    pass(&key, 1);
 }
 
 } // namespace varno

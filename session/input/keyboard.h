@@ -2,13 +2,12 @@
 #define VARNO_SESSION_INPUT_KEYBOARD_H
 
 // Turns the bytes that a terminal's keyboard sends into keys: whole escape
-// sequences through the decoder of the terminal's type, line ends as one Enter,
-// bracketed paste as text, everything unknown swallowed whole.
+// sequences as the terminal's type has them, line ends as one Enter, bracketed
+// paste as text, everything unknown swallowed whole.
 
 #include "terminal_types.h"
 
 #include <varno/keys.h>
-#include <varno/stroker.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -27,8 +26,8 @@ struct KeyEvents {
 
 // Enter is CR, LF, CR LF, CR NUL and the keypad's. ESC and a character that begins
 // no sequence pass as two keys. Sequences, however long and wherever cut, are keys
-// that the decoder knows or are swallowed: CSI, SS3, and the string sequences OSC,
-// DCS, SOS, PM and APC up to BEL or ESC \. ESC in front of a sequence is meta: it
+// of the terminal's type or are swallowed: CSI, SS3, and the string sequences OSC,
+// DCS, SOS, PM and APC up to BEL or ESC \. ESC before a sequence is meta: it
 // makes word moves of Left and Right, and changes no other key.
 //
 // No unfinished sequence locks a user out: Ctrl-C, CR and LF end it and are taken
@@ -39,16 +38,15 @@ struct KeyEvents {
 // mark or Ctrl-C ends a paste; time does not.
 class Keyboard {
   public:
-    // Without decoder (NULL) every sequence is swallowed.
-    void begin(const KeyEvents &events, const TerminalType *type, stroker_s *decoder);
+    void begin(const KeyEvents &events, const TerminalType *type);
 
     // Another type from now on; an unfinished sequence is dropped, a paste goes on.
-    void set_type(const TerminalType *type, stroker_s *decoder);
+    void set_type(const TerminalType *type);
 
     // Takes any bytes, in any split; keeps only an unfinished sequence's state and
     // at most max_sequence_len of its bytes. Work is linear. An event may call
-    // set_type, use other keyboards of the same decoder, and leave by an exception;
-    // then the bytes that follow are lost, and the keyboard can be used on.
+    // set_type and leave by an exception; then the bytes that follow are lost, and
+    // the keyboard can be used on.
     void consume(const unsigned char *bytes, size_t count);
 
     // An escape sequence has begun and not ended: the host waits for a while and
@@ -76,7 +74,6 @@ class Keyboard {
 
     KeyEvents events_;
     const TerminalType *type_;
-    stroker_s *decoder_;
     State state_;
     bool after_cr_;
     bool is_meta_; // ESC stood before the sequence

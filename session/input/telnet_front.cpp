@@ -1,9 +1,9 @@
-// Splits a client's telnet stream (RFC 854, RFC 855) for the parser. The parser
-// gets runs of data, window sizes and terminal types, each whole and in one call;
-// what it would only trace ends here, so that a flood of commands costs little.
-// What a key, a size or a name means is the session's.
+// Reads a client's telnet stream (RFC 854, RFC 855) byte by byte and answers its
+// negotiation (RFC 1143). What a key, a size or a name means is the session's.
 
 #include "telnet_front.h"
+
+#include <varno/telnet_parser.h>
 
 #include <algorithm>
 #include <cstring>
@@ -19,15 +19,7 @@ constexpr unsigned char terminal_type_send = 1;
 constexpr unsigned char erase_character_key = 127; // DEL
 constexpr unsigned char erase_line_key = 21;       // Ctrl-U
 
-// Offsets in a subnegotiation: IAC SB option parameters... IAC SE.
-constexpr size_t option_at = 2;
-constexpr size_t parameters_at = 3;
-constexpr size_t terminal_name_at = 4;
-
 constexpr size_t size_bytes = 4; // RFC 1073: two 16-bit numbers
-constexpr size_t end_bytes = 2;  // IAC SE
-
-constexpr size_t longest_piece = INT32_MAX - 1; // what the parser takes in one call
 
 // Which side may use each option. ORDER supported options
 struct OptionRow {
@@ -43,12 +35,32 @@ constexpr OptionRow options[] = {
     { 1,     true,  false}, // ECHO, RFC 857
     { 3,     true,  true},  // SUPPRESS-GO-AHEAD, RFC 858
     {24,     false, true},  // TERMINAL-TYPE, RFC 1091
-    {31,     false, true},  // NAWS, RFC 1073; see telnet_make_options for our offer of it
+    {31,     false, true},  // NAWS, RFC 1073; the opening offers it all the same
+};
+
+// What the opening asks for, before the question for the terminal type: what
+// telnet_make_options gives a host that uses the parser.
+constexpr struct {
+    unsigned char command;
+    SupportedOption option;
+} opening[] = {
+    // command    option
+    {TN_NVT_WILL, option_echo},
+    {TN_NVT_WILL, option_naws},
+    {TN_NVT_DO,   option_naws},
+    {TN_NVT_WILL, option_suppress_go_ahead},
+    {TN_NVT_DO,   option_suppress_go_ahead},
+    {TN_NVT_DO,   option_terminal_type},
 };
 // clang-format on
 
 static_assert(std::size(options) == supported_options);
 static_assert(options[option_terminal_type].code == 24 && options[option_naws].code == 31);
+
+constexpr unsigned char type_question[] = {
+    TN_NVT_IAC,         TN_NVT_SB,  options[option_terminal_type].code,
+    terminal_type_send, TN_NVT_IAC, TN_NVT_SE,
+};
 
 // Returns supported_options for an option in no row.
 size_t find_option(unsigned char code)
@@ -59,10 +71,15 @@ size_t find_option(unsigned char code)
     return option;
 }
 
-bool is_name_character(unsigned char c)
+// Returns the character of a terminal's name in lower case; 0 for one that may not
+// stand in it.
+char name_character(unsigned char byte)
 {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '+' ||
-           c == '.' || c == '_' || c == '-';
+    if (byte >= 'A' && byte <= 'Z')
+        return static_cast<char>(byte - 'A' + 'a');
+    const bool is_allowed = (byte >= 'a' && byte <= 'z') || (byte >= '0' && byte <= '9') ||
+                            byte == '+' || byte == '.' || byte == '_' || byte == '-';
+    return is_allowed ? static_cast<char>(byte) : '\0';
 }
 
 // Stores the first four values; returns how many there are. A 255 before another
@@ -84,165 +101,75 @@ int number_at(const unsigned char *bytes)
     return bytes[0] * 256 + bytes[1];
 }
 
-// The parser's callbacks. Their user pointer is the filter's record of events.
-
-const TelnetEvents &events_of(void *user)
-{
-    return *static_cast<const TelnetEvents *>(user);
-}
-
-int on_data(telparser_s *, void *user, const unsigned char *buf, int32_t len)
-{
-    events_of(user).data(events_of(user).user, buf, static_cast<size_t>(len));
-    return 0;
-}
-
-// The parser insists on one.
-void on_trace(telparser_s *, void *, const char *) {}
-
-void on_size(telparser_s *, void *user, int width, int height)
-{
-    events_of(user).size(events_of(user).user, width, height);
-}
-
-void on_terminal(telparser_s *, void *user, const char *name, int32_t)
-{
-    events_of(user).terminal(events_of(user).user, name);
-}
-
 } // namespace
 
-bool TelnetFilter::begin(const TelnetEvents &events)
+void TelnetFront::begin(const TelnetEvents &events)
 {
     *this = {};
     events_ = events;
-    parser_ = telnet_create_context();
-    if (!parser_)
-        return false;
-    telnet_set_callback_recv(parser_, on_data, &events_);
-    telnet_set_callback_trace(parser_, on_trace, nullptr);
-    telnet_set_callback_naws(parser_, on_size, &events_);
-    telnet_set_callback_term(parser_, on_terminal, &events_);
-    int32_t count = 0;
-    const unsigned char *opening = telnet_make_options(parser_, &count);
-    expect_answers(opening, static_cast<size_t>(count));
-    events_.reply(events_.user, opening, static_cast<size_t>(count));
-    return true;
+    unsigned char bytes[3 * std::size(opening) + std::size(type_question)];
+    unsigned char *next = bytes;
+    for (const auto &request : opening) {
+        *next++ = TN_NVT_IAC;
+        *next++ = request.command;
+        *next++ = options[request.option].code;
+        OptionState *states = request.command == TN_NVT_WILL ? us_ : him_;
+        states[request.option] = OptionState::want_yes;
+    }
+    std::memcpy(next, type_question, std::size(type_question));
+    events_.reply(events_.user, bytes, std::size(bytes));
 }
 
-void TelnetFilter::end()
+// Each turn uses at least one byte. Each step sets the state that follows before it
+// reports anything, so that an event may leave by an exception.
+void TelnetFront::consume(const unsigned char *bytes, size_t count)
 {
-    telnet_free_context(parser_);
-    parser_ = nullptr;
-}
-
-// Each turn uses at least one byte.
-void TelnetFilter::consume(const unsigned char *bytes, size_t count)
-{
-    size_t at = 0;
-    while (at < count) {
-        if (state_ == State::data)
-            at += consume_data(bytes + at, count - at);
-        else if (state_ == State::sub)
-            at += consume_message(bytes + at, count - at);
-        else
-            take(bytes[at++]);
+    const unsigned char *end = bytes + count;
+    while (bytes < end) {
+        switch (state_) {
+        case State::data:
+            bytes = take_data(bytes, end);
+            break;
+        case State::command:
+            take_command(*bytes++);
+            break;
+        case State::option:
+            take_option(*bytes++);
+            break;
+        case State::sub:
+            bytes = take_message(bytes, end);
+            break;
+        case State::sub_iac:
+            take_after_message_iac(*bytes++);
+            break;
+        }
     }
 }
 
-void TelnetFilter::ask_terminal_type()
+void TelnetFront::ask_terminal_type()
 {
-    static constexpr unsigned char request[] = {
-        TN_NVT_IAC,         TN_NVT_SB,  options[option_terminal_type].code,
-        terminal_type_send, TN_NVT_IAC, TN_NVT_SE,
-    };
     if (type_requests_ >= max_type_requests || him_[option_terminal_type] == OptionState::no)
         return;
     type_requests_++;
-    events_.reply(events_.user, request, std::size(request));
+    events_.reply(events_.user, type_question, std::size(type_question));
 }
 
-// The stream. Each step sets the state that follows before it reports anything.
-
-// A message of `len` bytes without another IAC, before its end. A size is the parser's as
-// it stands, if a byte can be read behind it.
-inline void TelnetFilter::take_message(const unsigned char *bytes, size_t len, bool has_more)
+// A run of data up to the next IAC, out of the caller's bytes; or the IAC.
+const unsigned char *TelnetFront::take_data(const unsigned char *bytes, const unsigned char *end)
 {
-    if (len == parameters_at + size_bytes && bytes[option_at] == options[option_naws].code &&
-        has_more) {
-        parse(bytes, len + end_bytes);
-        return;
+    if (*bytes == TN_NVT_IAC) {
+        state_ = State::command;
+        return bytes + 1;
     }
-    is_overlong_ = false;
-    message_len_ = 0;
-    keep(bytes, len);
-    finish_message();
+    const void *iac = std::memchr(bytes, TN_NVT_IAC, static_cast<size_t>(end - bytes));
+    const unsigned char *run_end = iac ? static_cast<const unsigned char *>(iac) : end;
+    events_.data(events_.user, bytes, static_cast<size_t>(run_end - bytes));
+    return run_end;
 }
 
-// An IAC; or at once the whole message that it begins, as most of them come: all of it
-// there, and without another IAC before its end.
-size_t TelnetFilter::consume_command(const unsigned char *bytes, size_t count)
-{
-    const size_t most = std::min(count, most_kept + 1);
-    if (most > parameters_at && bytes[1] == TN_NVT_SB) {
-        const void *iac = std::memchr(bytes + option_at, TN_NVT_IAC, most - option_at);
-        const auto *end = static_cast<const unsigned char *>(iac);
-        if (end && end + 1 < bytes + count && end[1] == TN_NVT_SE) {
-            const auto len = static_cast<size_t>(end - bytes);
-            take_message(bytes, len, count > len + end_bytes);
-            return len + end_bytes;
-        }
-    }
-    state_ = State::command;
-    return 1;
-}
-
-// A run of data up to the next IAC, out of the caller's bytes; or a command.
-inline size_t TelnetFilter::consume_data(const unsigned char *bytes, size_t count)
-{
-    if (*bytes == TN_NVT_IAC)
-        return consume_command(bytes, count);
-    const size_t most = std::min(count, longest_piece);
-    const void *iac = most > 1 ? std::memchr(bytes + 1, TN_NVT_IAC, most - 1) : nullptr;
-    const size_t run =
-        iac ? static_cast<size_t>(static_cast<const unsigned char *>(iac) - bytes) : most;
-    parse(bytes, run);
-    return run;
-}
-
-// A run of a message's bytes that mean nothing by themselves; or the one that may.
-inline size_t TelnetFilter::consume_message(const unsigned char *bytes, size_t count)
-{
-    size_t run = 0;
-    while (run < count && bytes[run] != TN_NVT_IAC && bytes[run] != TN_NVT_SE)
-        run++;
-    if (run == 0) {
-        take_message_byte(*bytes);
-        return 1;
-    }
-    keep(bytes, run);
-    return run;
-}
-
-void TelnetFilter::take(unsigned char byte)
-{
-    switch (state_) {
-    case State::data:
-        break; // consume_data
-    case State::command:
-        return take_command(byte);
-    case State::option:
-        return take_option(byte);
-    case State::sub:
-        return take_message_byte(byte);
-    case State::sub_iac:
-        return take_after_message_iac(byte);
-    }
-}
-
-// The byte behind an IAC. Ignored are NOP, Data Mark, Abort Output, Go Ahead, an SE
+// The byte after an IAC. Ignored are NOP, Data Mark, Abort Output, Go Ahead, an SE
 // that ends nothing, and the codes below 240, which RFC 854 gives no meaning.
-void TelnetFilter::take_command(unsigned char byte)
+void TelnetFront::take_command(unsigned char byte)
 {
     state_ = State::data;
     switch (byte) {
@@ -257,7 +184,10 @@ void TelnetFilter::take_command(unsigned char byte)
     case TN_NVT_ELINE:
         return deliver(erase_line_key);
     case TN_NVT_SB:
-        return begin_message();
+        message_len_ = 0;
+        is_overlong_ = false;
+        state_ = State::sub;
+        return;
     case TN_NVT_WILL:
     case TN_NVT_WONT:
     case TN_NVT_DO:
@@ -272,7 +202,7 @@ void TelnetFilter::take_command(unsigned char byte)
     }
 }
 
-void TelnetFilter::take_option(unsigned char code)
+void TelnetFront::take_option(unsigned char code)
 {
     state_ = State::data;
     const size_t option = find_option(code);
@@ -290,50 +220,41 @@ void TelnetFilter::take_option(unsigned char code)
     }
 }
 
-void TelnetFilter::take_message_byte(unsigned char byte)
+// Subnegotiation
+
+// A run of a message's bytes that mean nothing by themselves; or the one that may.
+const unsigned char *TelnetFront::take_message(const unsigned char *bytes, const unsigned char *end)
 {
-    if (byte == TN_NVT_IAC)
+    const unsigned char *run_end = bytes;
+    while (run_end < end && *run_end != TN_NVT_IAC && *run_end != TN_NVT_SE)
+        run_end++;
+    keep(bytes, static_cast<size_t>(run_end - bytes));
+    if (run_end == end)
+        return end;
+    if (*run_end == TN_NVT_IAC)
         state_ = State::sub_iac;
-    else if (byte == TN_NVT_SE && is_unescaped_size())
+    else if (is_unescaped_size())
         finish_message();
     else
-        keep(byte);
+        keep(run_end, 1);
+    return run_end + 1;
 }
 
 // Within a message nothing but IAC SE counts: a command in there is a part of the
 // message, and so is all that follows it.
-void TelnetFilter::take_after_message_iac(unsigned char byte)
+void TelnetFront::take_after_message_iac(unsigned char byte)
 {
     if (byte == TN_NVT_SE)
         return finish_message();
+    const unsigned char pair[] = {TN_NVT_IAC, byte};
     state_ = State::sub;
-    keep(TN_NVT_IAC);
-    keep(byte);
+    keep(pair, std::size(pair));
 }
-
-// Subnegotiation
 
 // The rest of a message that has outgrown its room passes by, up to its end.
-inline void TelnetFilter::keep(unsigned char byte)
+void TelnetFront::keep(const unsigned char *bytes, size_t count)
 {
-    if (message_len_ < most_kept)
-        message_[message_len_++] = byte;
-    else
-        is_overlong_ = true;
-}
-
-void TelnetFilter::begin_message()
-{
-    state_ = State::sub;
-    is_overlong_ = false;
-    message_len_ = 0;
-    keep(TN_NVT_IAC);
-    keep(TN_NVT_SB);
-}
-
-void TelnetFilter::keep(const unsigned char *bytes, size_t count)
-{
-    const size_t kept = std::min(count, most_kept - message_len_);
+    const size_t kept = std::min(count, std::size(message_) - message_len_);
     std::memcpy(message_ + message_len_, bytes, kept);
     message_len_ = static_cast<uint8_t>(message_len_ + kept);
     is_overlong_ |= kept < count;
@@ -341,93 +262,62 @@ void TelnetFilter::keep(const unsigned char *bytes, size_t count)
 
 // A size whose last value is a 255 that was not escaped takes the IAC of its end
 // for the second half of an escape: the SE then stands where nothing may follow.
-bool TelnetFilter::is_unescaped_size() const
+bool TelnetFront::is_unescaped_size() const
 {
     unsigned char values[size_bytes];
-    return message_len_ > parameters_at + size_bytes &&
-           message_[option_at] == options[option_naws].code &&
+    return message_len_ > 1 + size_bytes && message_[0] == options[option_naws].code &&
            message_[message_len_ - 1] == TN_NVT_IAC && message_[message_len_ - 2] == TN_NVT_IAC &&
-           undo_escapes(message_ + parameters_at, message_len_ - parameters_at, values) ==
-               size_bytes;
+           undo_escapes(message_ + 1, message_len_ - 1, values) == size_bytes;
 }
 
 // Messages of other options, too long or without an option, are dropped whole.
-void TelnetFilter::finish_message()
+void TelnetFront::finish_message()
 {
     state_ = State::data;
-    if (is_overlong_ || message_len_ <= option_at)
+    if (is_overlong_ || message_len_ == 0)
         return;
-    switch (message_[option_at]) {
-    case options[option_naws].code:
-        return finish_size();
-    case options[option_terminal_type].code:
-        return finish_terminal_type();
-    default:
-        return;
-    }
+    if (message_[0] == options[option_naws].code)
+        finish_size();
+    else if (message_[0] == options[option_terminal_type].code)
+        finish_terminal_type();
 }
 
 // Four values, escapes undone; or else four bytes that were not escaped at all (a
-// value of 65535). The parser gets what is free of 255, which it would not undo.
-void TelnetFilter::finish_size()
+// value of 65535).
+void TelnetFront::finish_size()
 {
-    const unsigned char *parameters = message_ + parameters_at;
-    const size_t count = message_len_ - parameters_at;
-    const unsigned char *parameters_end = parameters + count;
-    if (count == size_bytes && std::find(parameters, parameters_end, TN_NVT_IAC) == parameters_end)
-        return parse_message();
+    const size_t count = message_len_ - 1;
     unsigned char values[size_bytes];
-    const size_t stored = undo_escapes(parameters, count, values);
-    if (stored != size_bytes && count != size_bytes)
-        return;
-    const unsigned char *numbers = stored == size_bytes ? values : parameters;
-    events_.size(events_.user, number_at(numbers), number_at(numbers + 2));
+    if (undo_escapes(message_ + 1, count, values) != size_bytes) {
+        if (count != size_bytes)
+            return;
+        std::memcpy(values, message_ + 1, size_bytes);
+    }
+    events_.size(events_.user, number_at(values), number_at(values + 2));
 }
 
-void TelnetFilter::finish_terminal_type()
+void TelnetFront::finish_terminal_type()
 {
-    if (message_len_ <= terminal_name_at || message_[parameters_at] != terminal_type_is)
+    char name[longest_name + 1];
+    size_t len = 0;
+    if (message_len_ < 3 || message_[1] != terminal_type_is)
         return;
-    if (!std::all_of(message_ + terminal_name_at, message_ + message_len_, is_name_character))
-        return;
+    for (size_t at = 2; at < message_len_; at++) {
+        name[len] = name_character(message_[at]);
+        if (name[len++] == '\0')
+            return;
+    }
+    name[len] = '\0';
     has_terminal_type_ = true;
-    parse_message();
-}
-
-// Closes the message and hands it to the parser. `keep` has left room for its end
-// and the byte behind it.
-void TelnetFilter::parse_message()
-{
-    const size_t count = message_len_ + end_bytes;
-    message_[count - 2] = TN_NVT_IAC;
-    message_[count - 1] = TN_NVT_SE;
-    message_[count] = 0;
-    parse(message_, count);
-}
-
-// The parser uses up each piece: it is a run without IAC, or one whole message.
-void TelnetFilter::parse(const unsigned char *bytes, size_t count)
-{
-    telnet_consume(parser_, bytes, static_cast<int32_t>(count));
+    events_.terminal(events_.user, name);
 }
 
 // Negotiation (RFC 1143): only a request that changes a state, or one that is
 // refused, is answered, so that no exchange goes round.
 
-// The opening is requests of three bytes, then the question for the terminal type.
-void TelnetFilter::expect_answers(const unsigned char *opening, size_t count)
-{
-    for (size_t at = 0; at + 3 <= count && opening[at + 1] != TN_NVT_SB; at += 3) {
-        const size_t option = find_option(opening[at + 2]);
-        OptionState *states = opening[at + 1] == TN_NVT_WILL ? us_ : him_;
-        if (option < supported_options)
-            states[option] = OptionState::want_yes;
-    }
-}
-
 // An option that nobody supports is off for ever: there is nothing to remember, and
 // WONT and DONT need no answer.
-void TelnetFilter::refuse(unsigned char code)
+void TelnetFront::refuse(unsigned char code)
 {
     if (command_ == TN_NVT_WILL)
         reply(TN_NVT_DONT, code);
@@ -437,7 +327,7 @@ void TelnetFilter::refuse(unsigned char code)
 
 // A client that did not yet know of the option when the opening asked for its
 // terminal type may have passed over the question.
-void TelnetFilter::client_will(size_t option)
+void TelnetFront::client_will(size_t option)
 {
     const bool was_on = him_[option] == OptionState::yes;
     answer_on(&him_[option], options[option].is_his, TN_NVT_DO, options[option].code);
@@ -446,8 +336,8 @@ void TelnetFilter::client_will(size_t option)
 }
 
 // To a WILL or a DO. A refusal is the agreement's next code: DONT for DO, WONT for WILL.
-void TelnetFilter::answer_on(OptionState *state, bool is_wanted, unsigned char agree,
-                             unsigned char code)
+void TelnetFront::answer_on(OptionState *state, bool is_wanted, unsigned char agree,
+                            unsigned char code)
 {
     static_assert(TN_NVT_WILL + 1 == TN_NVT_WONT && TN_NVT_DO + 1 == TN_NVT_DONT);
     const OptionState before = *state;
@@ -458,7 +348,7 @@ void TelnetFilter::answer_on(OptionState *state, bool is_wanted, unsigned char a
 }
 
 // To a WONT or a DONT: nobody may refuse to stop. A refused offer needs no answer.
-void TelnetFilter::answer_off(OptionState *state, unsigned char confirm, unsigned char code)
+void TelnetFront::answer_off(OptionState *state, unsigned char confirm, unsigned char code)
 {
     const OptionState before = *state;
     *state = OptionState::no;
@@ -466,14 +356,14 @@ void TelnetFilter::answer_off(OptionState *state, unsigned char confirm, unsigne
         reply(confirm, code);
 }
 
-void TelnetFilter::reply(unsigned char command, unsigned char code)
+void TelnetFront::reply(unsigned char command, unsigned char code)
 {
     const unsigned char bytes[] = {TN_NVT_IAC, command, code};
     events_.reply(events_.user, bytes, std::size(bytes));
 }
 
 // A byte of data that did not stand in the stream as itself.
-void TelnetFilter::deliver(unsigned char byte)
+void TelnetFront::deliver(unsigned char byte)
 {
     events_.data(events_.user, &byte, 1);
 }

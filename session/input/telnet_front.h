@@ -1,20 +1,18 @@
 #ifndef VARNO_SESSION_INPUT_TELNET_FRONT_H
 #define VARNO_SESSION_INPUT_TELNET_FRONT_H
 
-// Stands between a client's bytes and the telnet parser: splits the stream into
-// whole, harmless pieces, answers option negotiation (RFC 1143), and bounds what
-// an endless or hostile message can make anybody keep. No byte sequence can bring
-// the parser to a fatal check, keep bytes in its buffer, or turn a part of a
-// command into typed keys; where the stream is cut changes nothing.
-
-#include <varno/telnet_parser.h>
+// Reads a telnet client's bytes (RFC 854, RFC 855), each once: data, window sizes,
+// terminal types, breaks and interrupts go to the session, option negotiation is
+// answered here (RFC 1143). No byte sequence can make it keep more than one short
+// message or turn a part of a command into typed keys; where the stream is cut
+// changes nothing.
 
 #include <cstddef>
 #include <cstdint>
 
 namespace varno {
 
-// What the filter finds, in the order of the stream. Every member is set.
+// What is found, in the order of the stream. Every member is set.
 struct TelnetEvents {
     void *user;
     // Escapes undone. The client's Erase Character arrives as the byte 127 and its
@@ -48,26 +46,23 @@ enum SupportedOption : uint8_t {
     supported_options
 };
 
-// One connection's filter. It stays where it is between begin and end.
-class TelnetFilter {
+// One connection's client.
+class TelnetFront {
   public:
     // How often a session asks for a terminal type, the opening not counted.
     static constexpr uint8_t max_type_requests = 8;
 
-    // Sends the opening negotiation of telnet_make_options through events.reply.
-    // Returns false without memory for the parser; end() is then allowed.
-    bool begin(const TelnetEvents &events);
-
-    void end();
+    // Forgets an earlier connection and sends the opening negotiation.
+    void begin(const TelnetEvents &events);
 
     // Takes any bytes, in any split. Nothing of `bytes` is kept but the few of an
-    // unfinished command. Work is linear. An event may leave by an exception; the
-    // filter then only accepts end(), since the rest of `bytes` is lost.
+    // unfinished command. Work is linear. An event may leave by an exception; what
+    // follows it in `bytes` is then lost.
     void consume(const unsigned char *bytes, size_t count);
 
     // Asks the client for its terminal type, or for the next that it goes by (RFC
     // 1091). Does nothing when the client has refused the option, and after
-    // max_type_requests. The filter asks by itself, and counts it, when the client
+    // max_type_requests. The front asks by itself, and counts it, when the client
     // agrees to the option before it has named a type. May be called in an event.
     void ask_terminal_type();
 
@@ -77,32 +72,22 @@ class TelnetFilter {
   private:
     enum class State : uint8_t { data, command, option, sub, sub_iac };
 
-    // Enough for the longest message that is of any use: IAC SB, the option, IS, a
-    // terminal type of 40 characters, IAC SE and one readable byte behind it.
-    static constexpr size_t message_capacity = 2 + 1 + 1 + 40 + 2 + 1;
-    static constexpr size_t most_kept = message_capacity - 2 - 1;
+    // The longest message of any use: the option, IS, a terminal type.
+    static constexpr size_t longest_name = 40;
+    static constexpr size_t message_capacity = 1 + 1 + longest_name;
 
-    size_t consume_data(const unsigned char *bytes, size_t count);
-    size_t consume_command(const unsigned char *bytes, size_t count);
-    void take_message(const unsigned char *bytes, size_t len, bool has_more);
-    size_t consume_message(const unsigned char *bytes, size_t count);
-    void take(unsigned char byte);
+    const unsigned char *take_data(const unsigned char *bytes, const unsigned char *end);
     void take_command(unsigned char byte);
     void take_option(unsigned char code);
-    void take_message_byte(unsigned char byte);
+    const unsigned char *take_message(const unsigned char *bytes, const unsigned char *end);
     void take_after_message_iac(unsigned char byte);
 
-    void begin_message();
-    void keep(unsigned char byte);
     void keep(const unsigned char *bytes, size_t count);
     bool is_unescaped_size() const;
     void finish_message();
     void finish_size();
     void finish_terminal_type();
-    void parse_message();
-    void parse(const unsigned char *bytes, size_t count);
 
-    void expect_answers(const unsigned char *opening, size_t count);
     void refuse(unsigned char code);
     void client_will(size_t option);
     void answer_on(OptionState *state, bool is_wanted, unsigned char agree, unsigned char code);
@@ -111,16 +96,15 @@ class TelnetFilter {
     void deliver(unsigned char byte);
 
     TelnetEvents events_;
-    telparser_s *parser_;
     State state_;
-    uint8_t command_;
+    uint8_t command_; // WILL, WONT, DO or DONT, in state option
     uint8_t message_len_;
     bool is_overlong_;
     bool has_terminal_type_;
     uint8_t type_requests_;
     OptionState us_[supported_options];
     OptionState him_[supported_options];
-    unsigned char message_[message_capacity]; // escapes not undone
+    unsigned char message_[message_capacity]; // between IAC SB and IAC SE, escapes not undone
 };
 
 } // namespace varno

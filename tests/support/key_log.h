@@ -44,20 +44,12 @@ inline std::string key_text(mkey_t key)
 }
 
 struct KeyLog {
-    explicit KeyLog(const char *type = "xterm", varno::Decoders *decoders = &shared_decoders())
+    explicit KeyLog(const char *type = "xterm")
     {
-        const varno::TerminalType *found = varno::find_terminal_type(type);
-        keyboard.begin({this, take_keys, take_text, take_enter}, found,
-                       decoders ? decoders->get(found) : nullptr);
+        keyboard.begin({this, take_keys, take_text, take_enter}, varno::find_terminal_type(type));
     }
     KeyLog(const KeyLog &) = delete;
     KeyLog &operator=(const KeyLog &) = delete;
-
-    static varno::Decoders &shared_decoders()
-    {
-        static varno::Decoders decoders;
-        return decoders;
-    }
 
     KeyLog &feed(std::string_view bytes)
     {

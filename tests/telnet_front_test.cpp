@@ -1,18 +1,14 @@
-// The session's telnet filter: single streams as tables, each one cut at every
-// place, and hostile streams against a plain interpreter of whole streams. The
-// program's own telnet_consume stands in front of the library's and watches that
-// the parser only ever gets pieces that it uses up whole.
+// The session's telnet front: single streams as tables, each one cut at every
+// place, and hostile streams against a plain interpreter of whole streams.
 
-#include "support/assertion.h"
-#include "support/memory.h"
-#include "support/spelling.h"
 #include "input/telnet_front.h"
+#include "support/assertion.h"
+#include "support/spelling.h"
 
 #include <varno/platform_default.h>
 
 #include <cctype>
 #include <cstring>
-#include <dlfcn.h>
 #include <functional>
 #include <map>
 #include <memory>
@@ -29,33 +25,8 @@ namespace {
 
 using varno::OptionState;
 using varno::TelnetEvents;
-using varno::TelnetFilter;
+using varno::TelnetFront;
 using varno_test::spell;
-
-struct ParserUse {
-    size_t calls = 0;
-    size_t bytes = 0;
-    size_t calls_that_kept = 0;
-};
-
-ParserUse parser_use;
-
-} // namespace
-
-int32_t telnet_consume(telparser_s *ctx, const unsigned char *buf, int32_t buflen)
-{
-    static const auto real =
-        reinterpret_cast<decltype(&telnet_consume)>(dlsym(RTLD_NEXT, "telnet_consume"));
-    parser_use.calls++;
-    parser_use.bytes += static_cast<size_t>(buflen);
-    parser_use.calls_that_kept++; // unless it returns, and has used all
-    const int32_t used = real(ctx, buf, buflen);
-    if (used == buflen)
-        parser_use.calls_that_kept--;
-    return used;
-}
-
-namespace {
 
 // Notation: bytes as decimal numbers and quoted text: 255 241 'ab' 13.
 std::string bytes_of(std::string_view text)
@@ -134,33 +105,29 @@ std::string reply_text(std::string_view bytes)
     return "sent " + command->second + " " + std::to_string(static_cast<unsigned char>(bytes[2]));
 }
 
-// One connection: its filter on the heap, and what it reported. The opening has
+// One connection: its front on the heap, and what it reported. The opening has
 // been sent and is not in the log.
 class Connection {
   public:
-    explicit Connection(bool is_open = true)
+    Connection()
     {
         assert_set_handler(fail, nullptr);
-        EXPECT_TRUE(!is_open || open());
+        open();
         log_.take();
         sent_bytes = 0;
         events = 0;
     }
-    ~Connection()
-    {
-        filter_->end();
-        assert_set_handler(nullptr, nullptr);
-    }
+    ~Connection() { assert_set_handler(nullptr, nullptr); }
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
 
-    bool open()
+    void open()
     {
-        return filter_->begin(
+        front_->begin(
             {this, on_data, on_size, on_terminal, on_interrupt, on_break, on_ayt, on_reply});
     }
 
-    TelnetFilter &filter() { return *filter_; }
+    TelnetFront &front() { return *front_; }
 
     // The block ends right behind the bytes.
     void feed(std::string_view bytes)
@@ -168,7 +135,7 @@ class Connection {
         const auto block = std::make_unique<unsigned char[]>(bytes.size());
         if (!bytes.empty())
             std::memcpy(block.get(), bytes.data(), bytes.size());
-        filter_->consume(block.get(), bytes.size());
+        front_->consume(block.get(), bytes.size());
     }
 
     std::string take() { return log_.take(); }
@@ -226,7 +193,7 @@ class Connection {
         on_event(user, reply_text(reply));
     }
 
-    std::unique_ptr<TelnetFilter> filter_ = std::make_unique<TelnetFilter>();
+    std::unique_ptr<TelnetFront> front_ = std::make_unique<TelnetFront>();
     EventLog log_;
 };
 
@@ -402,12 +369,6 @@ void expect_events(std::string_view stream, const std::string &wanted)
     ASSERT_EQ(events_of(stream, everywhere), wanted) << "byte by byte";
 }
 
-class TelnetFilterTest : public testing::Test {
-  protected:
-    void SetUp() override { parser_use = {}; }
-    void TearDown() override { EXPECT_EQ(parser_use.calls_that_kept, 0u); }
-};
-
 // Single streams
 
 struct Case {
@@ -522,21 +483,21 @@ constexpr Case cases[] = {
 };
 // clang-format on
 
-class TelnetFilterStream : public TelnetFilterTest, public testing::WithParamInterface<Case> {};
+class TelnetFrontStream : public testing::TestWithParam<Case> {};
 
-TEST_P(TelnetFilterStream, MeansTheSameWhereverItIsCut)
+TEST_P(TelnetFrontStream, MeansTheSameWhereverItIsCut)
 {
     const std::string stream = bytes_of(GetParam().bytes);
     expect_events(stream, GetParam().events);
     EXPECT_EQ(Interpreter()(stream), GetParam().events) << "interpreter";
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, TelnetFilterStream, testing::ValuesIn(cases),
+INSTANTIATE_TEST_SUITE_P(Cases, TelnetFrontStream, testing::ValuesIn(cases),
                          [](const auto &row) { return row.param.behaviour; });
 
 // Endless and hostile messages
 
-TEST_F(TelnetFilterTest, AMessageWithoutAnEndIsSwallowedInConstantMemory)
+TEST(TelnetFront, AMessageWithoutAnEndIsSwallowedInConstantMemory)
 {
     for (const std::string begin : {"255 250", "255 250 5", "255 250 31", "255 250 24 0"}) {
         Connection connection;
@@ -551,7 +512,7 @@ TEST_F(TelnetFilterTest, AMessageWithoutAnEndIsSwallowedInConstantMemory)
     }
 }
 
-TEST_F(TelnetFilterTest, EscapedBytesDoNotSlipPastTheCap)
+TEST(TelnetFront, EscapedBytesDoNotSlipPastTheCap)
 {
     for (const char *begin : {"255 250 5", "255 250 31", "255 250 24 0"}) {
         for (size_t pairs = 1; pairs < 100; pairs++) {
@@ -563,7 +524,7 @@ TEST_F(TelnetFilterTest, EscapedBytesDoNotSlipPastTheCap)
     }
 }
 
-TEST_F(TelnetFilterTest, NoRestOfALongMessageIsData)
+TEST(TelnetFront, NoRestOfALongMessageIsData)
 {
     for (size_t count = 0; count < 120; count++) {
         for (const char *begin : {"255 250 5", "255 250 31", "255 250 24 0", "255 250 24 1"}) {
@@ -576,7 +537,7 @@ TEST_F(TelnetFilterTest, NoRestOfALongMessageIsData)
     }
 }
 
-TEST_F(TelnetFilterTest, AMessageIsNotMarkedByALongOneBeforeIt)
+TEST(TelnetFront, AMessageIsNotMarkedByALongOneBeforeIt)
 {
     const std::string overlong = bytes_of("255 250 24 0") + std::string(500, 'x');
     const std::string stream = overlong + bytes_of("255 240 255 250 24 0 'vt100' 255 240");
@@ -585,19 +546,18 @@ TEST_F(TelnetFilterTest, AMessageIsNotMarkedByALongOneBeforeIt)
 
 // Work
 
-TEST_F(TelnetFilterTest, ARunOfDataIsOneCallWithoutACopy)
+TEST(TelnetFront, ARunOfDataIsOneCallWithoutACopy)
 {
     Connection connection;
     const std::vector<unsigned char> run(1 << 20, 'a');
-    connection.filter().consume(run.data(), run.size());
-    EXPECT_EQ(parser_use.calls, 1u);
+    connection.front().consume(run.data(), run.size());
     EXPECT_EQ(connection.events, 1u);
     EXPECT_EQ(connection.last_data, run.data());
-    connection.filter().consume(run.data(), 0);
+    connection.front().consume(run.data(), 0);
     EXPECT_EQ(connection.events, 1u);
 }
 
-TEST_F(TelnetFilterTest, AFloodOfCommandsNeverReachesTheParser)
+TEST(TelnetFront, AFloodOfCommandsIsOneEventEachAtMost)
 {
     constexpr const char *floods[] = {"255 240",   "255 241",   "255 7",     "255 243",
                                       "255 244",   "255 246",   "255 247",   "255 255",
@@ -606,24 +566,20 @@ TEST_F(TelnetFilterTest, AFloodOfCommandsNeverReachesTheParser)
         SCOPED_TRACE(flood);
         Connection connection;
         connection.feed(repeated(bytes_of(flood), 1024));
-        EXPECT_EQ(parser_use.calls, 0u);
         EXPECT_LE(connection.events, 1024u);
     }
 }
 
-TEST_F(TelnetFilterTest, AFloodOfSizesIsParsedOnceEach)
+TEST(TelnetFront, AFloodOfSizesIsOneEventEach)
 {
     Connection connection;
-    const std::string sizes = repeated(bytes_of("255 250 31 0 80 0 24 255 240"), 1024);
-    connection.feed(sizes);
-    EXPECT_EQ(parser_use.calls, 1024u);
-    EXPECT_EQ(parser_use.bytes, sizes.size());
+    connection.feed(repeated(bytes_of("255 250 31 0 80 0 24 255 240"), 1024));
     EXPECT_EQ(connection.events, 1024u);
 }
 
 // Opening and lifetime
 
-TEST_F(TelnetFilterTest, TheOpeningIsSentAndItsOptionsAreAskedFor)
+TEST(TelnetFront, TheOpeningIsSentAndItsOptionsAreAskedFor)
 {
     Connection connection;
     EXPECT_EQ(connection.sent, bytes_of("255 251 1 255 251 31 255 253 31 255 251 3 255 253 3 "
@@ -643,40 +599,26 @@ TEST_F(TelnetFilterTest, TheOpeningIsSentAndItsOptionsAreAskedFor)
     };
     // clang-format on
     for (const Row &state : states) {
-        EXPECT_EQ(connection.filter().us(state.option), state.us) << state.option;
-        EXPECT_EQ(connection.filter().him(state.option), state.him) << state.option;
+        EXPECT_EQ(connection.front().us(state.option), state.us) << state.option;
+        EXPECT_EQ(connection.front().him(state.option), state.him) << state.option;
     }
 }
 
-TEST_F(TelnetFilterTest, StatesFollowTheAnswers)
+TEST(TelnetFront, StatesFollowTheAnswers)
 {
     Connection connection;
     connection.feed(bytes_of("255 253 1 255 252 31 255 251 0"));
-    EXPECT_EQ(connection.filter().us(varno::option_echo), OptionState::yes);
-    EXPECT_EQ(connection.filter().him(varno::option_naws), OptionState::no);
-    EXPECT_EQ(connection.filter().him(varno::option_binary), OptionState::yes);
-    EXPECT_EQ(connection.filter().us(varno::option_binary), OptionState::no);
+    EXPECT_EQ(connection.front().us(varno::option_echo), OptionState::yes);
+    EXPECT_EQ(connection.front().him(varno::option_naws), OptionState::no);
+    EXPECT_EQ(connection.front().him(varno::option_binary), OptionState::yes);
+    EXPECT_EQ(connection.front().us(varno::option_binary), OptionState::no);
 }
 
-TEST_F(TelnetFilterTest, BeginFailsWithoutMemory)
-{
-    const int failures = varno_test::fail_each_allocation([](const auto &fail_from_here) {
-        Connection connection(false);
-        fail_from_here();
-        const bool is_open = connection.open();
-        EXPECT_EQ(connection.sent.empty(), !is_open);
-        return is_open;
-    });
-    EXPECT_EQ(failures, 1);
-}
-
-TEST_F(TelnetFilterTest, ASecondConnectionStartsAfresh)
+TEST(TelnetFront, ASecondConnectionStartsAfresh)
 {
     Connection connection;
     connection.feed(bytes_of("255 253 1 255 250 24 0 'vt'"));
-    connection.filter().end();
-    connection.filter().end();
-    ASSERT_TRUE(connection.open());
+    connection.open();
     connection.take();
     connection.feed(bytes_of("'a' 255 253 1 255 251 24"));
     EXPECT_EQ(connection.take(), R"(data "a"; sent SEND)");
@@ -684,38 +626,38 @@ TEST_F(TelnetFilterTest, ASecondConnectionStartsAfresh)
 
 // Terminal type requests
 
-TEST_F(TelnetFilterTest, TheNextTerminalTypeIsAskedForEightTimesAtMost)
+TEST(TelnetFront, TheNextTerminalTypeIsAskedForEightTimesAtMost)
 {
     Connection connection;
     connection.feed(bytes_of("255 250 24 0 'unknown' 255 240"));
     for (int n = 0; n < 100; n++)
-        connection.filter().ask_terminal_type();
+        connection.front().ask_terminal_type();
     const std::string eight = repeated("; sent SEND", 8);
     EXPECT_EQ(connection.take(), "terminal unknown" + eight);
     connection.feed(bytes_of("255 251 24"));
     EXPECT_EQ(connection.take(), "");
 }
 
-TEST_F(TelnetFilterTest, TheNextTerminalTypeMayBeAskedForInTheEvent)
+TEST(TelnetFront, TheNextTerminalTypeMayBeAskedForInTheEvent)
 {
     Connection connection;
     connection.after_event = [&connection] {
         connection.after_event = nullptr;
-        connection.filter().ask_terminal_type();
+        connection.front().ask_terminal_type();
     };
     connection.feed(bytes_of("255 250 24 0 'odd' 255 240 255 250 24 0 'vt100' 255 240 'a'"));
     EXPECT_EQ(connection.take(), R"(terminal odd; sent SEND; terminal vt100; data "a")");
 }
 
-TEST_F(TelnetFilterTest, ATerminalTypeThatWasRefusedIsNotAskedFor)
+TEST(TelnetFront, ATerminalTypeThatWasRefusedIsNotAskedFor)
 {
     Connection connection;
     connection.feed(bytes_of("255 252 24"));
-    connection.filter().ask_terminal_type();
+    connection.front().ask_terminal_type();
     EXPECT_EQ(connection.take(), "");
 }
 
-TEST_F(TelnetFilterTest, AChangeableClientIsAskedEightTimesAtMost)
+TEST(TelnetFront, AChangeableClientIsAskedEightTimesAtMost)
 {
     Connection connection;
     connection.feed(repeated(bytes_of("255 252 24 255 251 24"), 100));
@@ -743,7 +685,7 @@ size_t bytes_until_rest(Connection &a, Connection &b)
     return exchanged;
 }
 
-TEST_F(TelnetFilterTest, TwoServersFaceToFaceComeToRest)
+TEST(TelnetFront, TwoServersFaceToFaceComeToRest)
 {
     Connection a;
     Connection b;
@@ -751,7 +693,7 @@ TEST_F(TelnetFilterTest, TwoServersFaceToFaceComeToRest)
     EXPECT_EQ(a.sent + b.sent, "");
 }
 
-TEST_F(TelnetFilterTest, AClientThatReflectsEverythingComesToRest)
+TEST(TelnetFront, AClientThatReflectsEverythingComesToRest)
 {
     Connection connection;
     size_t exchanged = 0;
@@ -764,7 +706,7 @@ TEST_F(TelnetFilterTest, AClientThatReflectsEverythingComesToRest)
     EXPECT_LE(exchanged, 100u);
 }
 
-TEST_F(TelnetFilterTest, EverySequenceOfFourRequestsIsAnsweredByTheRules)
+TEST(TelnetFront, EverySequenceOfFourRequestsIsAnsweredByTheRules)
 {
     for (const int option : {0, 1, 3, 24, 31, 5, 255}) {
         for (int sequence = 0; sequence < 256; sequence++) {
@@ -778,7 +720,7 @@ TEST_F(TelnetFilterTest, EverySequenceOfFourRequestsIsAnsweredByTheRules)
 
 // Events that leave by an exception
 
-TEST_F(TelnetFilterTest, IsPastWhatItReportsBeforeItReportsIt)
+TEST(TelnetFront, IsPastWhatItReportsBeforeItReportsIt)
 {
     const std::string stream =
         bytes_of("'a' 255 255 255 243 255 244 255 246 255 247 255 251 5 255 253 1 255 254 1 "
@@ -801,13 +743,12 @@ TEST_F(TelnetFilterTest, IsPastWhatItReportsBeforeItReportsIt)
         EXPECT_EQ(thrown, connection.events);
         EXPECT_EQ(thrown, 13u);
     }
-    parser_use.calls_that_kept = 0; // those that did not return
     EXPECT_EQ(tracked_outstanding(nullptr), blocks);
 }
 
 // Everything that is short
 
-TEST_F(TelnetFilterTest, EveryByteInEveryStateIsHarmless)
+TEST(TelnetFront, EveryByteInEveryStateIsHarmless)
 {
     // clang-format off
     constexpr const char *beginnings[] = {
@@ -836,7 +777,7 @@ TEST_F(TelnetFilterTest, EveryByteInEveryStateIsHarmless)
     }
 }
 
-TEST_F(TelnetFilterTest, EveryPairOfBytesBehindAnIacIsHarmless)
+TEST(TelnetFront, EveryPairOfBytesBehindAnIacIsHarmless)
 {
     for (int pair = 0; pair < 65536; pair++) {
         const std::string stream = "\xff" + byte(pair / 256) + byte(pair % 256) + "a\xff\xf0z";
@@ -844,7 +785,7 @@ TEST_F(TelnetFilterTest, EveryPairOfBytesBehindAnIacIsHarmless)
     }
 }
 
-TEST_F(TelnetFilterTest, EverySubnegotiationOfUpToFourBytesIsHarmless)
+TEST(TelnetFront, EverySubnegotiationOfUpToFourBytesIsHarmless)
 {
     const std::string alphabet = bytes_of("0 1 5 24 31 240 241 250 255 'a'");
     size_t count = 1;
@@ -965,7 +906,7 @@ class StreamMaker {
     std::mt19937 random_;
 };
 
-TEST_F(TelnetFilterTest, RandomHostileStreamsMeanTheSameWhereverTheyAreCut)
+TEST(TelnetFront, RandomHostileStreamsMeanTheSameWhereverTheyAreCut)
 {
     std::map<std::string, size_t> seen;
     for (uint32_t seed = 0; seed < 20000; seed++) {
@@ -975,7 +916,6 @@ TEST_F(TelnetFilterTest, RandomHostileStreamsMeanTheSameWhereverTheyAreCut)
         const std::string wanted = interpreter(stream);
         SCOPED_TRACE(spell(stream));
         for (const auto &cuts : {std::vector<size_t>{}, maker.cuts(stream.size())}) {
-            parser_use = {};
             Connection connection;
             size_t from = 0;
             for (const size_t cut : cuts) {
@@ -984,8 +924,6 @@ TEST_F(TelnetFilterTest, RandomHostileStreamsMeanTheSameWhereverTheyAreCut)
             }
             connection.feed(std::string_view(stream).substr(from));
             ASSERT_EQ(connection.take(), wanted) << "seed " << seed << ", cuts " << cuts.size();
-            ASSERT_EQ(parser_use.calls_that_kept, 0u);
-            ASSERT_LE(parser_use.bytes, stream.size());
             ASSERT_LE(connection.events, stream.size());
             ASSERT_LE(connection.sent_bytes, 3 * interpreter.requests + 8 * 6);
         }
