@@ -1,13 +1,17 @@
-# Hardening of what is shipped: the libraries and the host programs. A sanitized build
-# has better checks of its own, and one without optimisation cannot have these.
+# What holds for the files that are shipped, the libraries and the host programs: they are
+# hardened, and say nothing of the folder that they were built in. A sanitized build has
+# better checks of its own, and one without optimisation cannot have these.
 
 include(CheckCXXCompilerFlag)
 
-if(VARNO_SANITIZE OR VARNO_COVERAGE OR CMAKE_BUILD_TYPE STREQUAL "Debug")
+if(VARNO_IS_INSTRUMENTED)
     return()
 endif()
 
 check_cxx_compiler_flag(-fcf-protection=full VARNO_HAS_CF_PROTECTION) # x86 alone
+
+set(no_folders
+    -ffile-prefix-map=${PROJECT_BINARY_DIR}=. -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 
 foreach(target IN ITEMS
         varno_objects varno varno_platform varno_session
@@ -17,9 +21,9 @@ foreach(target IN ITEMS
     endif()
     # A distribution's compiler may have a level of its own.
     target_compile_options(${target} PRIVATE
-        -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3
-        -fstack-protector-strong
-        $<$<BOOL:${VARNO_HAS_CF_PROTECTION}>:-fcf-protection=full>)
+        "$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3;-fstack-protector-strong;${no_folders}>"
+        $<$<AND:$<BOOL:${VARNO_HAS_CF_PROTECTION}>,$<NOT:$<CONFIG:Debug>>>:-fcf-protection=full>)
     target_link_options(${target} PRIVATE
+        "$<$<NOT:$<CONFIG:Debug>>:${no_folders}>"
         LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
 endforeach()

@@ -1,5 +1,10 @@
 # Sanitizers and coverage, for every target of a developer's build alike.
 
+set(VARNO_IS_INSTRUMENTED FALSE)
+if(VARNO_SANITIZE OR VARNO_COVERAGE)
+    set(VARNO_IS_INSTRUMENTED TRUE)
+endif()
+
 if(VARNO_SANITIZE)
     add_compile_options(-fsanitize=${VARNO_SANITIZE} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)

@@ -1,39 +1,32 @@
-# Optimisation of a library across its modules, in a release build without
-# instrumentation.
+# Optimisation of the libraries, the same for every build type that optimises. Debug
+# builds and instrumented ones stay as they are.
 
 include(CheckIPOSupported)
-include(CheckLinkerFlag)
 
-set(VARNO_IS_OPTIMIZED FALSE)
+# Objects of link-time optimisation suit one compiler's linker. So clang's would have to be
+# known to whoever links the tests, and those of a static library to whoever links that.
 set(VARNO_HAS_LTO FALSE)
-if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT VARNO_SANITIZE AND NOT VARNO_COVERAGE)
-    set(VARNO_IS_OPTIMIZED TRUE)
-    # clang's objects could not be linked by programs that are not told of it.
-    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-        check_ipo_supported(RESULT VARNO_HAS_LTO LANGUAGES CXX)
-    endif()
+if(BUILD_SHARED_LIBS AND NOT VARNO_IS_INSTRUMENTED AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    check_ipo_supported(RESULT VARNO_HAS_LTO LANGUAGES CXX)
 endif()
 
-# Half of a library's relocations are table rows with an address of its own: packed they
-# take a bit each. The C library that it is built with has to know them, and runs it.
-function(varno_pack_relocations target)
-    check_linker_flag(CXX LINKER:-z,pack-relative-relocs VARNO_HAS_PACKED_RELOCATIONS)
-    if(VARNO_IS_OPTIMIZED AND VARNO_HAS_PACKED_RELOCATIONS)
-        target_link_options(${target} PRIVATE LINKER:-z,pack-relative-relocs)
+# -O2 also where CMake's own choice is -O3, which makes a sixth more code of the line
+# editor and no key faster.
+function(varno_optimize target)
+    if(NOT VARNO_IS_INSTRUMENTED)
+        target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O2>)
     endif()
 endfunction()
 
-# Calls within the library go straight to the function, whatever else in the process
-# has its name; exported tables and variables keep one address for all. -O2, since -O3
-# makes a sixth more code of the line editor and no key faster; and the few numbers of a
-# record are stored one by one, since packing them into a vector first takes longer.
+# A library across its modules: calls within it go straight to the function, whatever
+# else in the process has its name. Exported tables and variables keep one address for all.
 function(varno_optimize_as_one target)
-    if(NOT VARNO_IS_OPTIMIZED)
-        return()
-    endif()
-    target_compile_options(${target} PRIVATE
-        -O2 -fno-tree-slp-vectorize -fno-semantic-interposition -fno-plt)
-    if(VARNO_HAS_LTO)
-        set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION TRUE)
+    varno_optimize(${target})
+    if(NOT VARNO_IS_INSTRUMENTED)
+        target_compile_options(${target} PRIVATE
+            $<$<NOT:$<CONFIG:Debug>>:-fno-semantic-interposition>)
+        set_target_properties(${target} PROPERTIES
+            INTERPROCEDURAL_OPTIMIZATION ${VARNO_HAS_LTO}
+            INTERPROCEDURAL_OPTIMIZATION_DEBUG OFF)
     endif()
 endfunction()

@@ -13,8 +13,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/varno
 # The libraries find each other and the platform beside themselves; LD_LIBRARY_PATH
 # and a platform that the program loads first still go before.
 set_target_properties(varno varno_session PROPERTIES INSTALL_RPATH "$ORIGIN")
-install(TARGETS varno varno_session varno_platform EXPORT varno
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS varno varno_session varno_platform EXPORT varno)
 
 install(EXPORT varno
     NAMESPACE varno::
@@ -42,6 +41,16 @@ string(REGEX REPLACE "/$" "" pc_to_prefix "${pc_to_prefix}")
 foreach(dir IN ITEMS LIBDIR INCLUDEDIR)
     cmake_path(APPEND pc_${dir} "\${prefix}" ${CMAKE_INSTALL_${dir}})
 endforeach()
+# Who links static libraries links what they need too; with shared ones that is hidden.
+set(pc_private_modules "")
+set(pc_private_libs "")
+if(NOT BUILD_SHARED_LIBS)
+    set(pc_private_modules tinfo)
+    set(pc_private_libs ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+    list(FILTER pc_private_libs INCLUDE REGEX "c\\+\\+") # a C compiler links the rest itself
+    list(TRANSFORM pc_private_libs PREPEND -l)
+    list(JOIN pc_private_libs " " pc_private_libs)
+endif()
 foreach(module IN ITEMS varno varno-session varno-platform)
     configure_file(
         ${CMAKE_CURRENT_LIST_DIR}/${module}.pc.in
@@ -58,5 +67,6 @@ foreach(program IN ITEMS varno-tty varno-telnetd)
         cmake_path(GET pc_dir PARENT_PATH lib_dir)
         file(RELATIVE_PATH bin_to_lib ${bin_dir} ${lib_dir})
         set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+        install(TARGETS ${program})
     endif()
 endforeach()

@@ -717,6 +717,7 @@ const Row rows[] = {
     INSERTION(never, char,   1),
     INSERTION(never, string, 4),
     GIVES(never,   varno_trace_init,      () == 0),
+    GIVES(never,   varno_version,         ()),
 
     // Help and completion
     GIVES(never,   cli_assist_in_quotes,  ("'", 1)),

@@ -22,6 +22,7 @@
 #include <varno/stroker.h>
 #include <varno/telnet_parser.h>
 #include <varno/termcap_util.h>
+#include <varno/version.h>
 
 #ifdef __cplusplus
 extern "C" {

@@ -103,6 +103,10 @@ int main(void)
     prompt_s *p = start(&session);
 
     CHECK(varno_trace_init() == 0 && g_varno_trace_module_id > 0);
+    char version[32];
+    snprintf(version, sizeof(version), "%d.%d.%d", VARNO_VERSION_MAJOR, VARNO_VERSION_MINOR,
+             VARNO_VERSION_PATCH);
+    CHECK(strcmp(varno_version(), version) == 0);
     type(p, "shou 0x1f");
     CHECK(strcmp(prompt_command(p), "shou 0x1f") == 0);
     type(p, "\001\006\006\006\004w");
