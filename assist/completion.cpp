@@ -2,6 +2,7 @@
 
 #include <varno/cli_assist.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <iterator>
@@ -13,29 +14,50 @@ using namespace varno;
 
 namespace {
 
-// What all keywords that a word begins have in common.
+// What all keywords and values that a word begins have in common after it.
 struct Common {
-    const char *keyword; // the first of them; NULL: there is none
-    size_t len;          // characters that all begin with
+    size_t begun_len;
+    char rest[sizeof(cli_assist_completion_s::insert) - 1]; // not terminated
+    size_t len;
+    bool is_cut; // the first of them is longer than rest
     int32_t count;
+    bool has_keyword;
+
+    void add(const char *text)
+    {
+        const char *after = text + begun_len;
+        if (count++ == 0) {
+            const size_t whole = std::strlen(after);
+            len = std::min(whole, std::size(rest));
+            is_cut = whole > len;
+            std::memcpy(rest, after, len);
+            return;
+        }
+        size_t same = 0;
+        while (same < len && after[same] == rest[same])
+            same++;
+        len = same;
+    }
+
+    static void add_value(void *ctx, const char *text, const char *)
+    {
+        static_cast<Common *>(ctx)->add(text);
+    }
 };
 
-Common common_of(const cli_pnode_s *level, const Begun &begun)
+void gather(const Level &level, const Begun &begun, Common &common)
 {
-    Common common = {nullptr, 0, 0};
-    for (const cli_pnode_s *n = level; !is_list_end(n); n = n->next) {
-        if (!is_begun_keyword(n, begun))
+    for (const cli_pnode_s *n = level.first; !is_list_end(n); n = n->next) {
+        const char *text = offered_text(level, n, begun, CLI_ASSIST_FIT_BEGINS);
+        if (!text)
             continue;
-        if (common.count++ == 0) {
-            common.keyword = n->keyword;
-            common.len = std::strlen(n->keyword);
+        if (n->type == PNODE_KEYWORD) {
+            common.add(text);
+            common.has_keyword = true;
+        } else if (is_value_node(n)) {
+            list_values(level, n, begun.value, Common::add_value, &common);
         }
-        size_t same = begun.len;
-        while (same < common.len && n->keyword[same] == common.keyword[same])
-            same++;
-        common.len = same;
     }
-    return common;
 }
 
 // The characters that mean something else than themselves in a word.
@@ -63,50 +85,63 @@ void add_blank(cli_assist_completion_s &out)
         out.insert[out.insert_len++] = ' ';
 }
 
-// A string takes any word, a number many: whoever types may be after one that
-// only begins with the keyword. Without memory the word counts as a number.
-bool is_all_there_is(Walk &walk, const Word &word, const cli_assist_completion_s &out)
+// A string takes any word, a number many: whoever types may be after one that only begins
+// with the completed word. A filter knows better. Without memory the word counts as a
+// number, and is not finished where a filter would be asked.
+bool is_all_there_is(Walk &walk, const Word &word, const Common &common,
+                     const cli_assist_completion_s &out)
 {
     std::memcpy(walk.text + walk.len, out.insert, static_cast<size_t>(out.insert_len) + 1);
     const int32_t number = match_begun_number(walk.text + word.at);
     const bool can_be_number = number == CLI_ASSIST_OK || number == CLI_ASSIST_NO_MEMORY;
-    for (const cli_pnode_s *n = walk.level; !is_list_end(n); n = n->next) {
-        const bool takes_it = n->type == PNODE_STRING || (n->type == PNODE_INT32 && can_be_number);
-        if (takes_it && has_texts(n))
+    char value[CLI_ASSIST_MAX_LINE + 1] = "";
+    if (walk.level.filter && !read_value(walk.text + word.at, value))
+        return false;
+    int takers = 0;
+    for (const cli_pnode_s *n = walk.level.first; !is_list_end(n); n = n->next) {
+        if (!is_value_node(n) || (n->type == PNODE_INT32 && !can_be_number))
+            continue;
+        const int32_t fit = fit_of(walk.level, n, value, nullptr);
+        if (fit != CLI_ASSIST_FIT_NO && fit != CLI_ASSIST_FIT_VALUE)
             return false;
+        takers += fit == CLI_ASSIST_FIT_VALUE;
     }
-    return true;
+    return common.has_keyword || takers == 1;
 }
 
-void complete_word(Walk &walk, const Word &word, const Begun &begun, const Common &common,
-                   cli_assist_completion_s &out)
+// A word whose value is shorter than itself has quotes or backslashes.
+int complete_at_end(const cli_pnode_s *root, const cli_assist_filter_s *filter, const char *line,
+                    int32_t len, cli_assist_completion_s &out, cli_pmatch_s **matches)
 {
+    Walk walk;
+    Word word;
+    Begun begun;
+    const Place place = read_place(walk, root, filter, line, len, matches, word, begun);
+    out.is_text = place == Place::text;
+    if (place != Place::word || begun.len != static_cast<size_t>(word.end - word.at))
+        return -1;
+    Common common = {};
+    common.begun_len = begun.len;
+    gather(walk.level, begun, common);
+    if (common.count == 0)
+        return -1;
     out.choices = common.count;
-    for (size_t i = begun.len; i < common.len; i++) {
-        if (!add_char(out, common.keyword[i]))
-            return;
+    for (size_t i = 0; i < common.len; i++) {
+        if (!add_char(out, common.rest[i]))
+            return 0;
     }
-    if (common.count == 1 && is_all_there_is(walk, word, out))
+    if (common.count == 1 && !common.is_cut && is_all_there_is(walk, word, common, out))
         add_blank(out);
+    return 0;
 }
 
 } // namespace
 
-// A word whose value is shorter than itself has quotes or backslashes.
-int cli_assist_complete(cli_pnode_s *root, const char *line, int32_t len,
-                        cli_assist_completion_s *out)
+int cli_assist_complete(const cli_pnode_s *root, const cli_assist_filter_s *filter,
+                        const char *line, int32_t len, cli_assist_completion_s *out)
 {
     *out = {};
-    Walk walk;
-    Word word;
-    Begun begun;
-    const Place place = read_place(walk, root, line, len, word, begun);
-    out->is_text = place == Place::text;
-    if (place != Place::word || begun.len != static_cast<size_t>(word.end - word.at))
-        return -1;
-    const Common common = common_of(walk.level, begun);
-    if (!common.keyword)
-        return -1;
-    complete_word(walk, word, begun, common, *out);
-    return 0;
+    return with_matches([&](cli_pmatch_s **matches) {
+        return complete_at_end(root, filter, line, len, *out, matches);
+    });
 }

@@ -4,8 +4,11 @@
 
 #include <varno/platform.h>
 
+#include <algorithm>
+#include <cstring>
 #include <iterator>
 
+#include "characters.h"
 #include "level.h"
 #include "walk.h"
 
@@ -20,70 +23,162 @@ constexpr const char *reason_texts[] = {
 };
 static_assert(std::size(reason_texts) == CLI_ASSIST_TOO_LONG + 1);
 
-// Matches all words of the line. out_error has the place of the word that failed.
-int32_t pass_line(Walk &walk, cli_pmatch_s **tail, cli_assist_error_s &out_error)
+void fail(cli_assist_error_s &out_error, int32_t reason, int32_t at, int32_t len, const Why &why)
 {
-    Word word = {};
-    while (find_word(walk, word)) {
-        const int32_t reason = pass_word(walk, word, tail);
-        if (reason != CLI_ASSIST_OK) {
-            out_error.at = word.at;
-            out_error.len = word.end - word.at;
-            return reason;
-        }
-        tail = &(*tail)->next;
-        out_error.at = word.end;
-    }
-    return walk.done > 0 ? CLI_ASSIST_OK : CLI_ASSIST_EMPTY;
+    out_error.reason = reason;
+    out_error.at = at;
+    out_error.len = len;
+    const bool is_explained = reason == CLI_ASSIST_UNKNOWN || reason == CLI_ASSIST_INCOMPLETE;
+    if (is_explained)
+        std::memcpy(out_error.why, why.text, std::size(why.text));
 }
 
 // Quotes come first: where they are wrong, so may all words be.
-cli_pnode_s *run_line(Walk &walk, cli_pmatch_s **matches, cli_assist_error_s &out_error)
+const cli_pnode_s *run_line(Walk &walk, cli_assist_error_s &out_error)
 {
     const char *quote = string_check_quotes(walk.text);
     if (quote) {
-        out_error.reason = CLI_ASSIST_QUOTES;
-        out_error.at = static_cast<int32_t>(quote - walk.text);
-        out_error.len = 1;
+        fail(out_error, CLI_ASSIST_QUOTES, static_cast<int32_t>(quote - walk.text), 1, {});
         return nullptr;
     }
-    out_error.reason = pass_line(walk, matches, out_error);
-    if (out_error.reason != CLI_ASSIST_NO_MEMORY)
-        out_error.level = walk.level;
-    if (out_error.reason != CLI_ASSIST_OK)
+    Word word = {};
+    while (find_word(walk, word)) {
+        Why why = {};
+        const int32_t reason = pass_word(walk, word, &why);
+        if (reason != CLI_ASSIST_OK) {
+            fail(out_error, reason, word.at, word.end - word.at, why);
+            return nullptr;
+        }
+    }
+    if (walk.done == 0) {
+        fail(out_error, CLI_ASSIST_EMPTY, 0, 0, {});
         return nullptr;
-    cli_pnode_s *end = cli_parse_node_get_executable_from_match(*matches);
+    }
+    Why why = {};
+    const cli_pnode_s *end = end_of_command(walk.level, &why);
     if (!end)
-        out_error.reason = CLI_ASSIST_INCOMPLETE;
+        fail(out_error, CLI_ASSIST_INCOMPLETE, word.end, 0, why);
     return end;
 }
 
-bool is_place_in_line(const cli_assist_error_s &error)
+// Passes the words before the place of an error. Returns false where the line is not the
+// one that the error is about.
+bool pass_words_before(Walk &walk, int32_t at)
 {
-    return error.at >= 0 && error.at <= CLI_ASSIST_MAX_LINE && error.len >= 0 &&
-           error.len <= CLI_ASSIST_MAX_LINE - error.at;
+    Word word;
+    while (find_word(walk, word) && word.at < at) {
+        if (pass_word(walk, word, nullptr) != CLI_ASSIST_OK)
+            return false;
+    }
+    return true;
+}
+
+int list_candidates(const cli_pnode_s *root, const cli_assist_filter_s *filter, const char *line,
+                    const cli_assist_error_s &error, const ChoiceSink &sink, cli_pmatch_s **matches)
+{
+    const Word word = {error.at, error.at + error.len, error.at + error.len};
+    Walk walk;
+    if (!begin_walk(walk, root, filter, line, word.end, matches) || walk.len != word.end ||
+        !pass_words_before(walk, word.at))
+        return 0;
+    Begun begun = {"", 0, true, walk.done > 0};
+    int32_t least = CLI_ASSIST_FIT_BEGINS;
+    if (error.reason == CLI_ASSIST_AMBIGUOUS) {
+        least = least_fit(walk.level, walk.text + word.at);
+        if (!read_word(walk, word, match_number(walk.text + word.at), begun))
+            return 0;
+    }
+    if (!filter)
+        release_matches(matches);
+    return list_level(walk.level, begun, least, sink);
+}
+
+// Of an error, as it comes from a caller: that there are candidates, and a place.
+bool has_candidates(const cli_assist_error_s &error)
+{
+    switch (error.reason) {
+    case CLI_ASSIST_EMPTY:
+    case CLI_ASSIST_UNKNOWN:
+    case CLI_ASSIST_AMBIGUOUS:
+    case CLI_ASSIST_INCOMPLETE:
+    case CLI_ASSIST_EMPTY_WORD:
+        return error.at >= 0 && error.at <= CLI_ASSIST_MAX_LINE && error.len >= 0 &&
+               error.len <= CLI_ASSIST_MAX_LINE - error.at;
+    default:
+        return false;
+    }
+}
+
+// A text for a caller's buffer, whole characters as far as they fit.
+struct Text {
+    char *out;
+    int32_t room;
+    int32_t needed;
+
+    void add(const char *bytes, size_t count)
+    {
+        const auto len = static_cast<int32_t>(count);
+        if (out && needed < room && len < room - needed) {
+            std::memcpy(out + needed, bytes, count);
+            out[needed + len] = '\0';
+        } else {
+            room = std::min(room, needed + 1); // nothing may follow what did not fit
+        }
+        needed += len;
+    }
+
+    void add(const char *text) { add(text, std::strlen(text)); }
+};
+
+// How much of a text, as a terminal may show it, lies before a byte of it.
+int32_t columns_before(const char *text, int32_t at)
+{
+    int32_t columns = 0;
+    size_t left = strnlen(text, static_cast<size_t>(std::max(at, 0)));
+    while (left > 0) {
+        const Character c = first_character(text, left);
+        columns += c.columns;
+        text += c.len;
+        left -= c.len;
+    }
+    return columns;
+}
+
+// Adds the part of a text in columns [from, to), controls as "?". Of a wide character that
+// begins before it, the rest is blank.
+void add_shown(Text &text, const char *bytes, int32_t from, int32_t to)
+{
+    int32_t column = 0;
+    size_t left = std::strlen(bytes);
+    while (left > 0 && column < to) {
+        const Character c = first_character(bytes, left);
+        if (column < from && column + c.columns > from)
+            text.add(" ");
+        else if (column >= from && column + c.columns <= to)
+            text.add(c.is_unsafe ? "?" : bytes, c.is_unsafe ? 1 : c.len);
+        column += c.columns;
+        bytes += c.len;
+        left -= c.len;
+    }
 }
 
 } // namespace
 
-cli_pnode_s *cli_assist_parse(cli_pnode_s *root, const char *line, cli_pmatch_s **matches,
-                              cli_assist_error_s *error)
+const cli_pnode_s *cli_assist_parse(const cli_pnode_s *root, const cli_assist_filter_s *filter,
+                                    const char *line, cli_pmatch_s **matches,
+                                    cli_assist_error_s *error)
 {
     *error = {};
     *matches = nullptr;
     Walk walk;
-    if (!begin_walk(walk, root, line ? line : "", CLI_ASSIST_MAX_LINE + 1)) {
-        *error = {CLI_ASSIST_TOO_LONG, CLI_ASSIST_MAX_LINE, 0, nullptr};
+    if (!begin_walk(walk, root, filter, line ? line : "", CLI_ASSIST_MAX_LINE + 1, matches)) {
+        fail(*error, CLI_ASSIST_TOO_LONG, CLI_ASSIST_MAX_LINE, 0, {});
         return nullptr;
     }
-    cli_pnode_s *end = run_line(walk, matches, *error);
-    if (end) {
-        *error = {};
-        return end;
-    }
-    cli_match_free(*matches);
-    *matches = nullptr;
-    return nullptr;
+    const cli_pnode_s *end = run_line(walk, *error);
+    if (!end)
+        release_matches(matches);
+    return end;
 }
 
 // ORDER assist reasons
@@ -94,20 +189,39 @@ const char *cli_assist_strreason(int32_t reason)
     return reason_texts[reason];
 }
 
-int cli_assist_candidates(const char *line, const cli_assist_error_s *error,
+int cli_assist_candidates(const cli_pnode_s *root, const cli_assist_filter_s *filter,
+                          const char *line, const cli_assist_error_s *error, int32_t most,
                           cli_assist_choice_fn choice, void *user)
 {
-    if (!line || !error || !error->level || !is_place_in_line(*error))
+    if (!root || !line || !error || !has_candidates(*error))
         return 0;
-    const Word word = {error->at, error->at + error->len, error->at + error->len};
-    Walk walk;
-    if (!begin_walk(walk, error->level, line, word.end) || walk.len != word.end)
+    return with_matches([&](cli_pmatch_s **matches) {
+        return list_candidates(root, filter, line, *error, {choice, user, most}, matches);
+    });
+}
+
+int32_t cli_assist_format_error(const char *line, const cli_assist_error_s *error, int32_t columns,
+                                char *out, int32_t room)
+{
+    constexpr int32_t indent = 2;
+    Text text = {out, room, 0};
+    if (out && room > 0)
+        *out = '\0';
+    if (error->reason == CLI_ASSIST_OK || error->reason == CLI_ASSIST_EMPTY)
         return 0;
-    const char *first = spanws(walk.text, 0);
-    const bool has_words_before = first && first < walk.text + word.at;
-    Begun begun = {"", 0, true, has_words_before};
-    if (error->reason == CLI_ASSIST_AMBIGUOUS &&
-        !read_word(walk, word, match_number(walk.text + word.at), begun))
-        return 0;
-    return list_level(error->level, begun, choice, user);
+    if (!line)
+        line = "";
+    const int32_t width = columns > 0 ? std::max(columns - 1 - indent, 1) : INT32_MAX / 2;
+    const int32_t place = columns_before(line, error->at);
+    const int32_t from = place < width ? 0 : place - width / 2;
+    text.add("  ");
+    add_shown(text, line, from, from + width);
+    text.add("\n  ");
+    for (int32_t column = from; column < place; column++)
+        text.add(" ");
+    text.add("^\n% ");
+    const char *reason = *error->why ? error->why : cli_assist_strreason(error->reason);
+    add_shown(text, reason, 0, INT32_MAX);
+    text.add("\n");
+    return text.needed;
 }

@@ -3,53 +3,10 @@
 #include <varno/platform.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 namespace varno {
 namespace {
-
-// What a result means for a text with one word and balanced quotes: that no word was
-// found, or no record made, is want of memory. An empty word is a prefix of every keyword
-// and the number 0: it must not select one. A string may be empty.
-int32_t reason_of(uint32_t result, const cli_pmatch_s *match)
-{
-    switch (result) {
-    case PARSE_NO_MATCH:
-        return CLI_ASSIST_UNKNOWN;
-    case PARSE_AMBIGUOUS:
-        return CLI_ASSIST_AMBIGUOUS;
-    case PARSE_BAD_QUOTES:
-        return CLI_ASSIST_QUOTES;
-    default:
-        break;
-    }
-    if (!match)
-        return CLI_ASSIST_NO_MEMORY;
-    const bool is_refused = *match->token == '\0' && match->node->type != PNODE_STRING;
-    return is_refused ? CLI_ASSIST_EMPTY_WORD : CLI_ASSIST_OK;
-}
-
-// Matches a text with one word. Word by word, because cli_parse asserts when there is
-// no memory for a later word's text. It judges numbers by errno, which may hold an
-// overflow of long ago; the caller's is put back. The record is set only with
-// CLI_ASSIST_OK.
-int32_t match_word(cli_pnode_s *level, const char *text, cli_pmatch_s **out_match)
-{
-    const int callers_errno = errno;
-    int32_t consumed = 0;
-    *out_match = nullptr;
-    errno = 0;
-    const uint32_t result =
-        cli_parse(level, text, static_cast<int32_t>(std::strlen(text)), &consumed, out_match);
-    errno = callers_errno;
-    const int32_t reason = reason_of(result, *out_match);
-    if (reason != CLI_ASSIST_OK) {
-        cli_match_free(*out_match);
-        *out_match = nullptr;
-    }
-    return reason;
-}
 
 // Passes all words but the one that the line ends in.
 Place find_place(Walk &walk, Word &out_word)
@@ -59,10 +16,8 @@ Place find_place(Walk &walk, Word &out_word)
     while (find_word(walk, out_word)) {
         if (out_word.end == walk.len)
             return Place::word;
-        cli_pmatch_s *match = nullptr;
-        if (pass_word(walk, out_word, &match) != CLI_ASSIST_OK)
+        if (pass_word(walk, out_word, nullptr) != CLI_ASSIST_OK)
             return Place::nowhere;
-        cli_match_free(match);
     }
     out_word = {.at = walk.len, .end = walk.len, .next = walk.len};
     return Place::word;
@@ -70,7 +25,8 @@ Place find_place(Walk &walk, Word &out_word)
 
 } // namespace
 
-bool begin_walk(Walk &walk, cli_pnode_s *root, const char *line, int32_t len)
+bool begin_walk(Walk &walk, const cli_pnode_s *root, const cli_assist_filter_s *filter,
+                const char *line, int32_t len, cli_pmatch_s **matches)
 {
     const size_t most = static_cast<size_t>(std::clamp(len, 0, CLI_ASSIST_MAX_LINE + 1));
     const size_t used = strnlen(line, most);
@@ -78,7 +34,10 @@ bool begin_walk(Walk &walk, cli_pnode_s *root, const char *line, int32_t len)
         return false;
     std::memcpy(walk.text, line, used);
     walk.text[used] = '\0';
-    walk.level = root;
+    walk.level = level_of(root, filter, nullptr);
+    walk.filter = filter;
+    walk.matches = matches;
+    walk.tail = matches;
     walk.done = 0;
     walk.len = static_cast<int32_t>(used);
     return true;
@@ -111,27 +70,31 @@ bool find_word(const Walk &walk, Word &out_word)
     return true;
 }
 
-int32_t pass_word(Walk &walk, const Word &word, cli_pmatch_s **out_match)
+int32_t pass_word(Walk &walk, const Word &word, Why *why)
 {
+    cli_pmatch_s *match = nullptr;
     char &after = walk.text[word.next];
     const char kept = after;
     after = '\0';
-    const int32_t reason = match_word(walk.level, walk.text + walk.done, out_match);
+    const int32_t reason = match_word(walk.level, walk.text + walk.done, &match, why);
     after = kept;
     if (reason != CLI_ASSIST_OK)
         return reason;
-    (*out_match)->pos += walk.done;
-    walk.level = (*out_match)->node->child;
+    match->pos += walk.done;
+    *walk.tail = match;
+    walk.tail = &match->next;
+    walk.level = level_of(match->node->child, walk.filter, *walk.matches);
     walk.done = word.next;
     return reason;
 }
 
-Place read_place(Walk &walk, cli_pnode_s *root, const char *line, int32_t len, Word &out_word,
+Place read_place(Walk &walk, const cli_pnode_s *root, const cli_assist_filter_s *filter,
+                 const char *line, int32_t len, cli_pmatch_s **matches, Word &out_word,
                  Begun &out_begun)
 {
     if (!root || !line || len < 0)
         return Place::nowhere;
-    if (!begin_walk(walk, root, line, len))
+    if (!begin_walk(walk, root, filter, line, len, matches))
         return Place::text;
     const Place place = find_place(walk, out_word);
     if (place != Place::word)
@@ -140,40 +103,23 @@ Place read_place(Walk &walk, cli_pnode_s *root, const char *line, int32_t len, W
     return read_word(walk, out_word, number, out_begun) ? place : Place::nowhere;
 }
 
-// The value takes the word's place in walk.text. Nothing stays allocated, so that a
-// callback may leave as it likes.
+// The value takes the word's place in walk.text, which it never outgrows. Nothing stays
+// allocated, so that a callback may leave as it likes.
 bool read_word(Walk &walk, const Word &word, int32_t number, Begun &out_begun)
 {
     if (number == CLI_ASSIST_NO_MEMORY)
         return false;
     if (word.at < word.end) {
-        char *value = nullptr;
-        int at = 0;
-        token_copy(walk.text + word.at, &value, &at);
-        if (!value)
+        char value[CLI_ASSIST_MAX_LINE + 1];
+        if (!read_value(walk.text + word.at, value))
             return false;
         strlcpy2(walk.text + word.at, value, static_cast<size_t>(word.end - word.at));
-        tracked_free(value, "BYTE");
     }
     out_begun.value = walk.text + word.at;
     out_begun.len = std::strlen(out_begun.value);
     out_begun.can_be_number = number == CLI_ASSIST_OK;
     out_begun.can_end = word.at == word.end && walk.done > 0;
     return true;
-}
-
-int32_t match_number(const char *word)
-{
-    cli_pnode_s number = {};
-    number.name = "number";
-    number.keyword = "number";
-    number.type = PNODE_INT32;
-    number.child = &NONE;
-    number.next = &NONE;
-    cli_pmatch_s *match = nullptr;
-    const int32_t reason = match_word(&number, word, &match);
-    cli_match_free(match);
-    return reason == CLI_ASSIST_EMPTY_WORD ? CLI_ASSIST_OK : reason;
 }
 
 // Whatever lacks something, as "-" and "0x" do, lacks no more than a digit.

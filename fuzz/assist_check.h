@@ -29,8 +29,8 @@ inline Choices help_of(cli_pnode_s *root, const std::string &line)
 {
     const Block block(line);
     Choices choices;
-    const int count =
-        cli_assist_help(root, block.get(), static_cast<int32_t>(line.size()), add_choice, &choices);
+    const int count = cli_assist_help(root, nullptr, block.get(), static_cast<int32_t>(line.size()),
+                                      add_choice, &choices);
     FUZZ_REQUIRE(count == static_cast<int>(choices.size()));
     return choices;
 }
@@ -73,7 +73,7 @@ inline void check_assist_parse(cli_pnode_s *root, const std::string &line)
     const Block block(line);
     cli_pmatch_s *matches = nullptr;
     cli_assist_error_s error;
-    const cli_pnode_s *got = cli_assist_parse(root, block.get(), &matches, &error);
+    const cli_pnode_s *got = cli_assist_parse(root, nullptr, block.get(), &matches, &error);
     FUZZ_REQUIRE(error.reason == wanted_reason(model, end));
     FUZZ_REQUIRE(got == (error.reason == CLI_ASSIST_OK ? end : nullptr));
     FUZZ_REQUIRE((matches != nullptr) == (got != nullptr));
@@ -83,7 +83,7 @@ inline void check_assist_parse(cli_pnode_s *root, const std::string &line)
     cli_match_free(matches);
     FUZZ_REQUIRE(error.at >= 0 && error.at + error.len <= static_cast<int>(line.size()));
     Choices choices;
-    cli_assist_candidates(block.get(), &error, add_choice, &choices);
+    cli_assist_candidates(root, nullptr, block.get(), &error, INT32_MAX, add_choice, &choices);
     FUZZ_REQUIRE(error.reason != CLI_ASSIST_AMBIGUOUS || choices.size() >= 2);
 }
 
@@ -93,7 +93,7 @@ inline void check_completion(cli_pnode_s *root, const std::string &line)
     const Block block(line);
     const auto len = static_cast<int32_t>(line.size());
     cli_assist_completion_s made;
-    const int result = cli_assist_complete(root, block.get(), len, &made);
+    const int result = cli_assist_complete(root, nullptr, block.get(), len, &made);
     FUZZ_REQUIRE(made.is_text == cli_assist_in_quotes(block.get(), len));
     FUZZ_REQUIRE(made.insert_len == static_cast<int32_t>(std::strlen(made.insert)));
     if (result != 0)
@@ -123,7 +123,7 @@ inline void check_failures(cli_pnode_s *root, const std::string &line, long fail
     cli_pmatch_s *matches = nullptr;
     cli_assist_error_s error;
     const Block block(line);
-    cli_assist_parse(root, block.get(), &matches, &error);
+    cli_assist_parse(root, nullptr, block.get(), &matches, &error);
     tracked_fail_after(-1);
     cli_match_free(matches);
     for (const std::string &choice : some)

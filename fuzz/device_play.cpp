@@ -198,7 +198,7 @@ void DevicePlay::type_command(InputReader &in)
     const Walk walk(in);
     cli_pmatch_s *matches = nullptr;
     cli_assist_error_s error;
-    const cli_pnode_s *end = cli_assist_parse(device::graph(), walk.line.c_str(), &matches, &error);
+    const cli_pnode_s *end = cli_assist_parse(device::graph(), nullptr, walk.line.c_str(), &matches, &error);
     cli_match_free(matches);
     FUZZ_REQUIRE(!walk.is_exact || end == walk.end);
     input(walk.line + "\r");

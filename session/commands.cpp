@@ -59,7 +59,7 @@ void list_choices(tsession_s *s)
         return;
     const pstate &ps = s->prompt->ps;
     leave_row(s);
-    cli_assist_help(s->graph, ps.buf, ps.cursor_location, print_choice, s);
+    cli_assist_help(s->graph, nullptr, ps.buf, ps.cursor_location, print_choice, s);
 }
 
 int expand_token(prompt_s *p, pstate *ps, const char *, void *, void *)
@@ -87,7 +87,8 @@ int complete_token(prompt_s *p, pstate *ps, const char *, void *, void *)
     cli_assist_completion_s completion;
     if (is_in_quotes(ps))
         prompt_insert_char_at_cursor(p, ' ');
-    else if (cli_assist_complete(s->graph, ps->buf, ps->cursor_location, &completion) == 0 &&
+    else if (cli_assist_complete(s->graph, nullptr, ps->buf, ps->cursor_location, &completion) ==
+                 0 &&
              completion.insert_len > 0)
         insert_text(p, completion.insert);
     else if (is_second)
@@ -118,7 +119,7 @@ void explain(tsession_s *s, const char *line, const cli_assist_error_s &error)
     write_text(s, cli_assist_strreason(error.reason));
     write_text(s, "\n");
     if (s->listed <= most_listed)
-        cli_assist_candidates(line, &error, print_choice, s);
+        cli_assist_candidates(s->graph, nullptr, line, &error, INT32_MAX, print_choice, s);
 }
 
 // Execution
@@ -136,7 +137,7 @@ void run_matched(tsession_s *s, const char *line)
 {
     cli_pmatch_s *matches = nullptr;
     cli_assist_error_s error;
-    const cli_pnode_s *action = cli_assist_parse(s->graph, line, &matches, &error);
+    const cli_pnode_s *action = cli_assist_parse(s->graph, nullptr, line, &matches, &error);
     if (!action) {
         if (error.reason != CLI_ASSIST_EMPTY)
             explain(s, line, error);

@@ -365,19 +365,49 @@ bool parse_two_words(World &w)
 bool assisted_parse(World &w)
 {
     cli_match_free(w.matches);
-    return cli_assist_parse(&w.show, "show ip", &w.matches, &w.error) == &w.end;
+    return cli_assist_parse(&w.show, nullptr, "show ip", &w.matches, &w.error) == &w.end;
+}
+
+int candidates(World &w, const cli_assist_filter_s *filter, const char *line)
+{
+    return cli_assist_candidates(&w.show, filter, line, &w.error, 0, nullptr, nullptr);
 }
 
 bool candidates_of_unknown_word(World &w)
 {
-    w.error = {CLI_ASSIST_UNKNOWN, 5, 1, &w.ip};
-    return cli_assist_candidates("show x", &w.error, nullptr, nullptr) == 1;
+    w.error = {CLI_ASSIST_UNKNOWN, 5, 1, ""};
+    return candidates(w, nullptr, "show x") == 1;
 }
 
 bool candidates_of_ambiguous_word(World &w)
 {
-    w.error = {CLI_ASSIST_AMBIGUOUS, 0, 1, &w.show};
-    return cli_assist_candidates("s", &w.error, nullptr, nullptr) == 1;
+    w.error = {CLI_ASSIST_AMBIGUOUS, 0, 1, ""};
+    return candidates(w, nullptr, "s") == 1;
+}
+
+int32_t fit_any(void *, const cli_pnode_s *, const char *, const cli_pmatch_s *, const char **)
+{
+    return CLI_ASSIST_FIT_TAKES;
+}
+
+constexpr cli_assist_filter_s any_word = {sizeof(any_word), nullptr, fit_any, nullptr, 0};
+
+bool filtered_parse(World &w)
+{
+    cli_match_free(w.matches);
+    return cli_assist_parse(&w.show, &any_word, "show ip", &w.matches, &w.error) == &w.end;
+}
+
+bool filtered_candidates(World &w)
+{
+    w.error = {CLI_ASSIST_AMBIGUOUS, 5, 1, ""};
+    return candidates(w, &any_word, "show i") == 1;
+}
+
+bool format_error(World &w)
+{
+    w.error = {CLI_ASSIST_UNKNOWN, 5, 1, ""};
+    return cli_assist_format_error("show x", &w.error, 80, nullptr, 0) > 0;
 }
 
 bool create_node(World &w)
@@ -721,12 +751,17 @@ const Row rows[] = {
 
     // Help and completion
     GIVES(never,   cli_assist_in_quotes,  ("'", 1)),
-    GIVES(goes_on, cli_assist_help,       (&w.show, "show i", 6, nullptr, nullptr) == 1),
-    GIVES(goes_on, cli_assist_complete,   (&w.show, "show i", 6, &w.completion) == 0),
+    GIVES(goes_on, cli_assist_help,       (&w.show, nullptr, "show i", 6, nullptr, nullptr) == 1),
+    GIVES(goes_on, cli_assist_help,       (&w.show, &any_word, "show i", 6, nullptr, nullptr) == 1),
+    GIVES(goes_on, cli_assist_complete,   (&w.show, nullptr, "show i", 6, &w.completion) == 0),
+    GIVES(goes_on, cli_assist_complete,   (&w.show, &any_word, "show i", 6, &w.completion) == 0),
     ACT  (refuses, cli_assist_parse,      assisted_parse),
+    ACT  (refuses, cli_assist_parse,      filtered_parse),
     GIVES(never,   cli_assist_strreason,  (0)),
-    ACT  (never,   cli_assist_candidates, candidates_of_unknown_word),
+    ACT  (goes_on, cli_assist_candidates, candidates_of_unknown_word),
     ACT  (goes_on, cli_assist_candidates, candidates_of_ambiguous_word),
+    ACT  (goes_on, cli_assist_candidates, filtered_candidates),
+    ACT  (never,   cli_assist_format_error, format_error),
 
     // Sessions
     ACT  (refuses, tsession_shared_create, create_shared),

@@ -57,9 +57,9 @@ Listing help_on(cli_pnode_s *root, std::string_view line)
     const std::vector<char> block(line.begin(), line.end());
     const char *text = block.empty() ? "" : block.data();
     Listing listing;
-    const int count = cli_assist_help(root, text, length_of(line), Listing::add, &listing);
+    const int count = cli_assist_help(root, nullptr, text, length_of(line), Listing::add, &listing);
     EXPECT_EQ(count, static_cast<int>(listing.nodes.size())) << line;
-    EXPECT_EQ(cli_assist_help(root, text, length_of(line), nullptr, nullptr), count);
+    EXPECT_EQ(cli_assist_help(root, nullptr, text, length_of(line), nullptr, nullptr), count);
     return listing;
 }
 
@@ -83,8 +83,8 @@ Completed completed(cli_pnode_s *root, std::string_view line)
     const std::vector<char> block(line.begin(), line.end());
     Completed done;
     std::memset(&done.record, 0x55, sizeof(done.record));
-    done.result =
-        cli_assist_complete(root, block.empty() ? "" : block.data(), length_of(line), &done.record);
+    done.result = cli_assist_complete(root, nullptr, block.empty() ? "" : block.data(),
+                                      length_of(line), &done.record);
     EXPECT_EQ(done.record.insert_len, length_of(done.inserted())) << line;
     return done;
 }
@@ -92,11 +92,11 @@ Completed completed(cli_pnode_s *root, std::string_view line)
 // A line parsed: the node to run, or the error.
 struct Assisted {
     cli_pmatch_s *matches = reinterpret_cast<cli_pmatch_s *>(1);
-    cli_assist_error_s error = {77, 77, 77, &NONE};
-    cli_pnode_s *end;
+    cli_assist_error_s error = {77, 77, 77, "unset"};
+    const cli_pnode_s *end;
 
     Assisted(cli_pnode_s *root, const char *line)
-        : end(cli_assist_parse(root, line, &matches, &error))
+        : end(cli_assist_parse(root, nullptr, line, &matches, &error))
     {}
     ~Assisted() { cli_match_free(matches); }
     Assisted(const Assisted &) = delete;
@@ -116,7 +116,8 @@ std::string candidates_of(cli_pnode_s *root, const char *line)
 {
     const Assisted assisted(root, line);
     Listing listing;
-    const int count = cli_assist_candidates(line, &assisted.error, Listing::add, &listing);
+    const int count = cli_assist_candidates(root, nullptr, line, &assisted.error, INT32_MAX,
+                                            Listing::add, &listing);
     EXPECT_EQ(count, static_cast<int>(listing.nodes.size())) << line;
     return listing.text;
 }
@@ -229,17 +230,17 @@ TEST(CliAssistHelp, lists_only_the_end_of_line_that_would_run)
 TEST(CliAssistHelp, lists_nothing_for_missing_arguments)
 {
     Graph graph;
-    EXPECT_EQ(cli_assist_help(nullptr, "s", 1, nullptr, nullptr), 0);
-    EXPECT_EQ(cli_assist_help(graph.root, nullptr, 1, nullptr, nullptr), 0);
-    EXPECT_EQ(cli_assist_help(graph.root, "s", -1, nullptr, nullptr), 0);
-    EXPECT_EQ(cli_assist_help(&NONE, "s", 1, nullptr, nullptr), 0);
+    EXPECT_EQ(cli_assist_help(nullptr, nullptr, "s", 1, nullptr, nullptr), 0);
+    EXPECT_EQ(cli_assist_help(graph.root, nullptr, nullptr, 1, nullptr, nullptr), 0);
+    EXPECT_EQ(cli_assist_help(graph.root, nullptr, "s", -1, nullptr, nullptr), 0);
+    EXPECT_EQ(cli_assist_help(&NONE, nullptr, "s", 1, nullptr, nullptr), 0);
 }
 
 TEST(CliAssistHelp, ends_the_line_at_its_length_or_a_terminator)
 {
     Graph graph;
-    EXPECT_EQ(cli_assist_help(graph.root, "shutdown \"x", 2, nullptr, nullptr), 3);
-    EXPECT_EQ(cli_assist_help(graph.root, "sh\0wall", 7, nullptr, nullptr), 3);
+    EXPECT_EQ(cli_assist_help(graph.root, nullptr, "shutdown \"x", 2, nullptr, nullptr), 3);
+    EXPECT_EQ(cli_assist_help(graph.root, nullptr, "sh\0wall", 7, nullptr, nullptr), 3);
 }
 
 TEST(CliAssistHelp, keeps_nothing_when_the_callback_leaves_by_an_exception)
@@ -249,7 +250,8 @@ TEST(CliAssistHelp, keeps_nothing_when_the_callback_leaves_by_an_exception)
     const auto leave = [](void *, const cli_pnode_s *, const char *, const char *) {
         throw std::runtime_error("left");
     };
-    EXPECT_THROW(cli_assist_help(graph.root, "show int a", 10, leave, nullptr), std::runtime_error);
+    EXPECT_THROW(cli_assist_help(graph.root, nullptr, "show int a", 10, leave, nullptr),
+                 std::runtime_error);
     EXPECT_EQ(tracked_outstanding(nullptr), before);
 }
 
@@ -303,12 +305,12 @@ TEST(CliAssistComplete, clears_the_record_when_there_is_nothing_to_complete)
     }
     cli_assist_completion_s record;
     std::memset(&record, 0x55, sizeof(record));
-    EXPECT_EQ(cli_assist_complete(nullptr, "c", 1, &record), -1);
+    EXPECT_EQ(cli_assist_complete(nullptr, nullptr, "c", 1, &record), -1);
     EXPECT_EQ(std::memcmp(&record, &zero, sizeof(zero)), 0);
     std::memset(&record, 0x55, sizeof(record));
-    EXPECT_EQ(cli_assist_complete(graph.root, nullptr, 1, &record), -1);
+    EXPECT_EQ(cli_assist_complete(graph.root, nullptr, nullptr, 1, &record), -1);
     EXPECT_EQ(std::memcmp(&record, &zero, sizeof(zero)), 0);
-    EXPECT_EQ(cli_assist_complete(graph.root, "c", -1, &record), -1);
+    EXPECT_EQ(cli_assist_complete(graph.root, nullptr, "c", -1, &record), -1);
 }
 
 TEST(CliAssistComplete, gives_a_blank_unless_a_number_may_go_on)
@@ -460,7 +462,7 @@ TEST(CliAssistParse, clears_the_error_of_a_line_that_runs)
     EXPECT_EQ(assisted.error.reason, CLI_ASSIST_OK);
     EXPECT_EQ(assisted.error.at, 0);
     EXPECT_EQ(assisted.error.len, 0);
-    EXPECT_EQ(assisted.error.level, nullptr);
+    EXPECT_STREQ(assisted.error.why, "");
 }
 
 TEST(CliAssistParse, takes_missing_arguments)
@@ -549,19 +551,119 @@ TEST(CliAssistCandidates, of_an_ambiguous_word_all_take_it)
 TEST(CliAssistCandidates, are_none_for_missing_arguments_or_another_line)
 {
     Graph graph;
-    cli_assist_error_s error = {CLI_ASSIST_AMBIGUOUS, 6, 1, graph.root};
-    EXPECT_EQ(cli_assist_candidates(nullptr, &error, nullptr, nullptr), 0);
-    EXPECT_EQ(cli_assist_candidates("show s", nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(cli_assist_candidates("clear s", &error, nullptr, nullptr), 4);
+    const auto candidates = [&](const cli_pnode_s *root, const char *line,
+                                const cli_assist_error_s &error) {
+        return cli_assist_candidates(root, nullptr, line, &error, 0, nullptr, nullptr);
+    };
+    cli_assist_error_s error = {CLI_ASSIST_AMBIGUOUS, 6, 1, ""};
+    EXPECT_EQ(candidates(graph.root, nullptr, error), 0);
+    EXPECT_EQ(candidates(nullptr, "clear c", error), 0);
+    EXPECT_EQ(cli_assist_candidates(graph.root, nullptr, "clear c", nullptr, 0, nullptr, nullptr),
+              0);
+    EXPECT_EQ(candidates(graph.root, "clear c", error), 2);
+    EXPECT_EQ(candidates(graph.root, "nothing", error), 0);
     error.reason = CLI_ASSIST_UNKNOWN;
-    EXPECT_EQ(cli_assist_candidates("clear s", &error, nullptr, nullptr), 6);
-    EXPECT_EQ(cli_assist_candidates("clear", &error, nullptr, nullptr), 0);
-    for (const int32_t bad : {-1, CLI_ASSIST_MAX_LINE + 1, INT32_MAX}) {
-        error = {CLI_ASSIST_UNKNOWN, bad, 1, graph.root};
-        EXPECT_EQ(cli_assist_candidates("clear s", &error, nullptr, nullptr), 0);
-        error = {CLI_ASSIST_UNKNOWN, 6, bad, graph.root};
-        EXPECT_EQ(cli_assist_candidates("clear s", &error, nullptr, nullptr), 0);
+    EXPECT_EQ(candidates(graph.root, "clear x", error), 2);
+    EXPECT_EQ(candidates(graph.root, "clear", error), 0);
+    for (const int32_t reason : {0 + CLI_ASSIST_OK, 0 + CLI_ASSIST_QUOTES, 0 + CLI_ASSIST_NO_MEMORY,
+                                 0 + CLI_ASSIST_TOO_LONG, -1, 99}) {
+        error.reason = reason;
+        EXPECT_EQ(candidates(graph.root, "clear x", error), 0) << reason;
     }
+    for (const int32_t bad : {-1, CLI_ASSIST_MAX_LINE + 1, INT32_MAX}) {
+        error = {CLI_ASSIST_UNKNOWN, bad, 1, ""};
+        EXPECT_EQ(candidates(graph.root, "clear s", error), 0);
+        error = {CLI_ASSIST_UNKNOWN, 6, bad, ""};
+        EXPECT_EQ(candidates(graph.root, "clear s", error), 0);
+    }
+}
+
+TEST(CliAssistCandidates, are_given_up_to_a_number_and_all_counted)
+{
+    Graph graph;
+    const Assisted assisted(graph.root, "foo");
+    for (const auto &[most, expected] :
+         {std::pair{2, "show: Shows things | showall"}, std::pair{0, ""}, std::pair{-1, ""}}) {
+        Listing listing;
+        EXPECT_EQ(cli_assist_candidates(graph.root, nullptr, "foo", &assisted.error, most,
+                                        Listing::add, &listing),
+                  5);
+        EXPECT_EQ(listing.text, expected);
+    }
+}
+
+// What a person reads
+
+std::string formatted(const std::string &line, const cli_assist_error_s &error, int32_t columns)
+{
+    const int32_t needed = cli_assist_format_error(line.c_str(), &error, columns, nullptr, 0);
+    std::vector<char> text(static_cast<size_t>(needed) + 1, 'u');
+    EXPECT_EQ(cli_assist_format_error(line.c_str(), &error, columns, text.data(), needed + 1),
+              needed);
+    EXPECT_EQ(std::strlen(text.data()), static_cast<size_t>(needed));
+    return text.data();
+}
+
+struct FormatRow {
+    const char *line;
+    cli_assist_error_s error;
+    int32_t columns;
+    const char *expected;
+};
+
+TEST(CliAssistFormat, shows_the_line_the_place_and_the_reason)
+{
+    // clang-format off
+    constexpr FormatRow rows[] = {
+        {"show foo",        {CLI_ASSIST_UNKNOWN, 5, 3, ""},          80, "  show foo\n       ^\n% unknown word\n"},
+        {"vlan 5000",       {CLI_ASSIST_UNKNOWN, 5, 4, "VLAN: 1 to 4094"}, 80,
+                                                                         "  vlan 5000\n       ^\n% VLAN: 1 to 4094\n"},
+        {"sh",              {CLI_ASSIST_AMBIGUOUS, 0, 2, ""},        80, "  sh\n  ^\n% ambiguous word\n"},
+        {"clear  ",         {CLI_ASSIST_INCOMPLETE, 5, 0, ""},       80, "  clear  \n       ^\n% incomplete command\n"},
+        {"a \tb",           {CLI_ASSIST_UNKNOWN, 3, 1, ""},          80, "  a ?b\n     ^\n% unknown word\n"},
+        {"\x1b[2J x",       {CLI_ASSIST_UNKNOWN, 5, 1, "no\ntype"},  80, "  ?[2J x\n       ^\n% no?type\n"},
+        {"\xc3\xa4\xe4 x",  {CLI_ASSIST_UNKNOWN, 4, 1, ""},          80, "  \xc3\xa4? x\n     ^\n% unknown word\n"},
+        {"\xe6\xb0\xb4 x",  {CLI_ASSIST_UNKNOWN, 4, 1, ""},          80, "  \xe6\xb0\xb4 x\n     ^\n% unknown word\n"},
+        {"",                {CLI_ASSIST_NO_MEMORY, 0, 0, ""},        80, "  \n  ^\n% out of memory\n"},
+        {"show foo",        {CLI_ASSIST_UNKNOWN, 5, 3, ""},           0, "  show foo\n       ^\n% unknown word\n"},
+        {"show foo",        {CLI_ASSIST_UNKNOWN, 5, 3, ""},          -1, "  show foo\n       ^\n% unknown word\n"},
+        // A screen of 10 columns has 7 for the line, and an error past them is in the middle.
+        {"0123456789",      {CLI_ASSIST_UNKNOWN, 6, 4, ""},          10, "  0123456\n        ^\n% unknown word\n"},
+        {"0123456789",      {CLI_ASSIST_UNKNOWN, 7, 3, ""},          10, "  456789\n     ^\n% unknown word\n"},
+        {"0123456789",      {CLI_ASSIST_UNKNOWN, 10, 0, ""},         10, "  789\n     ^\n% unknown word\n"},
+        {"01234567890abc",  {CLI_ASSIST_UNKNOWN, 8, 0, ""},          10, "  567890a\n     ^\n% unknown word\n"},
+        {"\xe6\xb0\xb4\xe6\xb0\xb4 x", {CLI_ASSIST_UNKNOWN, 7, 1, ""}, 7, "   \xe6\xb0\xb4 \n      ^\n% unknown word\n"},
+        {"xy",              {CLI_ASSIST_UNKNOWN, 1, 1, ""},           1, "  y\n  ^\n% unknown word\n"},
+        {"show",            {CLI_ASSIST_OK, 0, 0, ""},               80, ""},
+        {"  ",              {CLI_ASSIST_EMPTY, 0, 0, ""},            80, ""},
+    };
+    // clang-format on
+    for (const FormatRow &row : rows)
+        EXPECT_EQ(formatted(row.line, row.error, row.columns), row.expected) << row.line;
+}
+
+TEST(CliAssistFormat, cuts_what_has_no_room_between_characters)
+{
+    const cli_assist_error_s error = {CLI_ASSIST_UNKNOWN, 3, 1, ""};
+    const char *line = "\xc3\xa4 x";
+    const std::string whole = formatted(line, error, 80);
+    for (size_t room = 0; room <= whole.size() + 1; room++) {
+        std::vector<char> out(room + 1, 'u');
+        EXPECT_EQ(cli_assist_format_error(line, &error, 80, out.data(), static_cast<int32_t>(room)),
+                  length_of(whole));
+        ASSERT_EQ(out[room], 'u');
+        if (room == 0)
+            continue;
+        const std::string cut = out.data();
+        EXPECT_EQ(whole.compare(0, cut.size(), cut), 0) << cut;
+        EXPECT_NE(cut.back(), '\xc3');
+    }
+}
+
+TEST(CliAssistFormat, takes_a_missing_line)
+{
+    const cli_assist_error_s error = {CLI_ASSIST_UNKNOWN, 3, 1, ""};
+    EXPECT_EQ(cli_assist_format_error(nullptr, &error, 80, nullptr, 0), 22);
 }
 
 TEST(CliAssistMemory, a_parse_without_it_runs_nothing)
@@ -573,7 +675,7 @@ TEST(CliAssistMemory, a_parse_without_it_runs_nothing)
         const Assisted assisted(graph.root, "show interface eth0");
         if (!assisted.end) {
             EXPECT_EQ(assisted.error.reason, CLI_ASSIST_NO_MEMORY);
-            EXPECT_EQ(assisted.error.level, nullptr);
+            EXPECT_STREQ(assisted.error.why, "");
             EXPECT_EQ(assisted.matches, nullptr);
             places += assisted.text().substr(std::strlen("out of memory ")) + " ";
         }
@@ -588,7 +690,7 @@ TEST(CliAssistMemory, help_without_it_lists_nothing)
     Graph graph;
     const int failures = fail_each_allocation([&](const auto &fail_from_here) {
         fail_from_here();
-        const int count = cli_assist_help(graph.root, "show int a", 10, nullptr, nullptr);
+        const int count = cli_assist_help(graph.root, nullptr, "show int a", 10, nullptr, nullptr);
         EXPECT_TRUE(count == 0 || count == 2) << count;
         return count == 2;
     });
@@ -616,7 +718,8 @@ TEST(CliAssistMemory, candidates_without_it_are_none)
     const Assisted assisted(graph.root, "clear c");
     const int failures = fail_each_allocation([&](const auto &fail_from_here) {
         fail_from_here();
-        const int count = cli_assist_candidates("clear c", &assisted.error, nullptr, nullptr);
+        const int count = cli_assist_candidates(graph.root, nullptr, "clear c", &assisted.error, 0,
+                                                nullptr, nullptr);
         EXPECT_TRUE(count == 0 || count == 2) << count;
         return count == 2;
     });
@@ -1128,7 +1231,8 @@ class AgreementCase {
             EXPECT_EQ(static_cast<size_t>(error.at), model_.open_quote);
         }
         Listing candidates;
-        cli_assist_candidates(line_.c_str(), &error, Listing::add, &candidates);
+        cli_assist_candidates(root_, nullptr, line_.c_str(), &error, INT32_MAX, Listing::add,
+                              &candidates);
         EXPECT_EQ(candidates.nodes, expected_candidates(error));
     }
 
@@ -1141,12 +1245,22 @@ class AgreementCase {
         case CLI_ASSIST_QUOTES:
             return {};
         case CLI_ASSIST_AMBIGUOUS:
-            return takers(error.level, line_.substr(at, static_cast<size_t>(error.len)));
+            return takers(level_before(at), line_.substr(at, static_cast<size_t>(error.len)));
         case CLI_ASSIST_INCOMPLETE:
             return help_on(root_, whole_words() + " ").nodes;
         default:
             return help_on(root_, line_.substr(0, at)).nodes;
         }
+    }
+
+    // The alternatives of the word at a place, up to which all match.
+    const cli_pnode_s *level_before(size_t at) const
+    {
+        const Truth before(root_, line_.substr(0, at));
+        const cli_pnode_s *level = root_;
+        for (const cli_pmatch_s *match = before.parsed.matches; match; match = match->next)
+            level = match->node->child;
+        return level;
     }
 
     static std::vector<const cli_pnode_s *> takers(const cli_pnode_s *level,

@@ -125,9 +125,9 @@ TEST(Concurrency, AGraphIsParsedByManyThreads)
                       "MATCHED 11 look=[look]@0+5 around=[around]@5+6");
             ASSERT_EQ(Parsed(first, "look 'x").text(), "BAD_QUOTES 5");
             cli_assist_completion_s completion;
-            ASSERT_EQ(cli_assist_complete(first, "look a", 6, &completion), 0);
+            ASSERT_EQ(cli_assist_complete(first, nullptr, "look a", 6, &completion), 0);
             ASSERT_STREQ(completion.insert, "round ");
-            ASSERT_EQ(cli_assist_help(first, "l", 1, nullptr, nullptr), 2);
+            ASSERT_EQ(cli_assist_help(first, nullptr, "l", 1, nullptr, nullptr), 2);
         }
     });
 }

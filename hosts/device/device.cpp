@@ -57,7 +57,7 @@ std::string choices_of(const char *line, const cli_assist_error_s &error)
 {
     std::string choices;
     if (calls.listed <= most_listed)
-        cli_assist_candidates(line, &error, add_choice, &choices);
+        cli_assist_candidates(graph(), nullptr, line, &error, INT32_MAX, add_choice, &choices);
     calls.listed += choices.size();
     return choices;
 }
@@ -140,7 +140,7 @@ void run_text(Console &console, const char *line)
         refresh_graph(now_ms());
     cli_pmatch_s *matches = nullptr;
     cli_assist_error_s error;
-    const cli_pnode_s *end = cli_assist_parse(graph(), line, &matches, &error);
+    const cli_pnode_s *end = cli_assist_parse(graph(), nullptr, line, &matches, &error);
     const std::unique_ptr<cli_pmatch_s, decltype(&cli_match_free)> owner(matches, cli_match_free);
     if (end)
         run({console, line, matches}, end);

@@ -188,11 +188,18 @@ constexpr Layout layouts[] = {
     FIELD(cli_assist_completion_s, choices,   260),
     FIELD(cli_assist_completion_s, is_text,   264),
 
-    SIZE(cli_assist_error_s,                   24),
+    SIZE(cli_assist_error_s,                  140),
     FIELD(cli_assist_error_s, reason,           0),
     FIELD(cli_assist_error_s, at,               4),
     FIELD(cli_assist_error_s, len,              8),
-    FIELD(cli_assist_error_s, level,           16),
+    FIELD(cli_assist_error_s, why,             12),
+
+    SIZE(cli_assist_filter_s,                  40),
+    FIELD(cli_assist_filter_s, size,            0),
+    FIELD(cli_assist_filter_s, user,            8),
+    FIELD(cli_assist_filter_s, fit,            16),
+    FIELD(cli_assist_filter_s, values,         24),
+    FIELD(cli_assist_filter_s, attr,           32),
 };
 // clang-format on
 
