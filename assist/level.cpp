@@ -90,12 +90,12 @@ struct Left {
 int32_t narrow(const Level &level, const char *text, const char *word, Left &out_left, Why *why)
 {
     out_left = {};
-    const Begun begun = {word, std::strlen(word), false, false};
+    const size_t len = std::strlen(word);
     for (const cli_pnode_s *n = level.first; !is_list_end(n); n = n->next) {
-        if (is_begun_keyword(n, begun)) {
+        if (n->type == PNODE_KEYWORD && has_texts(n) && std::strncmp(n->keyword, word, len) == 0) {
             if (fit_of(level, n, word, why) == CLI_ASSIST_FIT_NO)
                 continue;
-            const bool is_whole = n->keyword[begun.len] == '\0';
+            const bool is_whole = n->keyword[len] == '\0';
             if (is_whole && !out_left.exact)
                 out_left.exact = n;
             out_left.abbreviated.add(n);

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -111,6 +113,67 @@ inline void check_completion(cli_pnode_s *root, const std::string &line)
                longer.find('\\') == longer.npos) {
         FUZZ_REQUIRE(static_cast<int>(help_of(root, longer).size()) >= made.choices);
     }
+}
+
+// A filter from an input: what it says depends on node, word and words before alone.
+struct ChosenFilter {
+    std::string choices;
+    cli_assist_filter_s record = {sizeof(record), this, fit, values, 0};
+
+    size_t choice(const cli_pnode_s *node, const std::string &word,
+                  const cli_pmatch_s *before) const
+    {
+        size_t at = word.size() + node->type;
+        for (const char c : word)
+            at = at * 31 + static_cast<unsigned char>(c);
+        for (; before; before = before->next)
+            at += static_cast<size_t>(before->pos) + std::strlen(before->token);
+        return choices.empty() ? 2 : static_cast<unsigned char>(choices[at % choices.size()]);
+    }
+
+    static int32_t fit(void *user, const cli_pnode_s *node, const char *word,
+                       const cli_pmatch_s *before, const char **why)
+    {
+        const size_t chosen = static_cast<const ChosenFilter *>(user)->choice(node, word, before);
+        *why = chosen & 32 ? "a reason" : nullptr;
+        return static_cast<int32_t>(chosen % 7) - 1;
+    }
+
+    static void values(void *user, const cli_pnode_s *node, const char *begun,
+                       const cli_pmatch_s *before, cli_assist_value_fn value, void *ctx)
+    {
+        static constexpr const char *texts[] = {"s", "two words", "", "12", "\\", nullptr};
+        const auto &filter = *static_cast<const ChosenFilter *>(user);
+        for (size_t count = filter.choice(node, begun, before) % 8; count > 0; count--)
+            value(ctx, texts[count % std::size(texts)], count % 2 ? nullptr : "help");
+    }
+};
+
+// With a filter nothing is promised but that a line which runs is matched whole, and that
+// what is refused is said to be so at a place.
+inline void check_filtered(cli_pnode_s *root, const std::string &line, const ChosenFilter &filter)
+{
+    const Block block(line);
+    const auto len = static_cast<int32_t>(line.size());
+    Choices choices;
+    cli_assist_help(root, &filter.record, block.get(), len, add_choice, &choices);
+    cli_assist_completion_s made;
+    cli_assist_complete(root, &filter.record, block.get(), len, &made);
+    FUZZ_REQUIRE(made.insert_len == static_cast<int32_t>(std::strlen(made.insert)));
+    cli_pmatch_s *matches = nullptr;
+    cli_assist_error_s error;
+    const cli_pnode_s *end = cli_assist_parse(root, &filter.record, block.get(), &matches, &error);
+    FUZZ_REQUIRE((end != nullptr) == (error.reason == CLI_ASSIST_OK));
+    FUZZ_REQUIRE((end != nullptr) == (matches != nullptr));
+    FUZZ_REQUIRE(error.at >= 0 && error.at + error.len <= len);
+    cli_match_free(matches);
+    const int all =
+        cli_assist_candidates(root, &filter.record, block.get(), &error, 3, add_choice, &choices);
+    FUZZ_REQUIRE(error.reason != CLI_ASSIST_AMBIGUOUS || all >= 2);
+    char text[64];
+    const int32_t needed = cli_assist_format_error(block.get(), &error, 20, text, sizeof(text));
+    FUZZ_REQUIRE(std::strlen(text) <= static_cast<size_t>(needed) &&
+                 std::count(text, text + std::strlen(text), '\n') <= 3);
 }
 
 // Without memory nothing is offered that is not there.

@@ -17,6 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     varno_fuzz::check_assist_parse(graph.root(), line);
     varno_fuzz::check_completion(graph.root(), line);
     varno_fuzz::help_of(graph.root(), line);
+    varno_fuzz::check_filtered(graph.root(), line, {std::string(in.take_until('\0'))});
     if (fail_after >= 240)
         varno_fuzz::check_failures(graph.root(), line, fail_after - 239);
     return 0;

@@ -632,7 +632,7 @@ TEST(CliAssistFormat, shows_the_line_the_place_and_the_reason)
         {"0123456789",      {CLI_ASSIST_UNKNOWN, 7, 3, ""},          10, "  456789\n     ^\n% unknown word\n"},
         {"0123456789",      {CLI_ASSIST_UNKNOWN, 10, 0, ""},         10, "  789\n     ^\n% unknown word\n"},
         {"01234567890abc",  {CLI_ASSIST_UNKNOWN, 8, 0, ""},          10, "  567890a\n     ^\n% unknown word\n"},
-        {"\xe6\xb0\xb4\xe6\xb0\xb4 x", {CLI_ASSIST_UNKNOWN, 7, 1, ""}, 7, "   \xe6\xb0\xb4 \n      ^\n% unknown word\n"},
+        {"\xe6\xb0\xb4\xe6\xb0\xb4 x", {CLI_ASSIST_UNKNOWN, 7, 1, ""}, 7, "    x\n    ^\n% unknown word\n"},
         {"xy",              {CLI_ASSIST_UNKNOWN, 1, 1, ""},           1, "  y\n  ^\n% unknown word\n"},
         {"show",            {CLI_ASSIST_OK, 0, 0, ""},               80, ""},
         {"  ",              {CLI_ASSIST_EMPTY, 0, 0, ""},            80, ""},
@@ -1040,9 +1040,46 @@ class AgreementCase {
             check_completion();
         }
         check_parse();
+        if (line_.size() % 4 == 0)
+            check_idle_filter();
     }
 
   private:
+    static int32_t fit_any(void *, const cli_pnode_s *, const char *, const cli_pmatch_s *,
+                           const char **)
+    {
+        return CLI_ASSIST_FIT_TAKES;
+    }
+
+    // A filter that leaves everything changes nothing.
+    void check_idle_filter() const
+    {
+        constexpr cli_assist_filter_s idle = {sizeof(idle), nullptr, fit_any, nullptr, 0};
+        const char *line = line_.c_str();
+        Listing listing;
+        cli_assist_help(root_, &idle, line, length_of(line_), Listing::add, &listing);
+        EXPECT_EQ(listing.nodes, listing_.nodes);
+        Completed done = {};
+        done.result = cli_assist_complete(root_, &idle, line, length_of(line_), &done.record);
+        EXPECT_EQ(done.text(), completed(root_, line_).text());
+        const Assisted plain(root_, line);
+        Assisted filtered(root_, "");
+        filtered.end = cli_assist_parse(root_, &idle, line, &filtered.matches, &filtered.error);
+        EXPECT_EQ(filtered.end, plain.end);
+        EXPECT_EQ(filtered.error.reason, plain.error.reason);
+        EXPECT_EQ(filtered.error.at, plain.error.at);
+        EXPECT_EQ(filtered.error.len, plain.error.len);
+        const cli_pmatch_s *match = filtered.matches;
+        for (const cli_pmatch_s *m = plain.matches; m && match; m = m->next, match = match->next) {
+            EXPECT_EQ(m->node, match->node);
+            EXPECT_EQ(m->pos, match->pos);
+        }
+        Listing candidates;
+        cli_assist_candidates(root_, &idle, line, &filtered.error, INT32_MAX, Listing::add,
+                              &candidates);
+        EXPECT_EQ(candidates.text, candidates_of(root_, line));
+    }
+
     std::string before_word() const { return line_.substr(0, at_); }
 
     static bool is_passed(const Truth &before)
