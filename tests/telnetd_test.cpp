@@ -621,6 +621,20 @@ TEST(Telnetd, WithoutDescriptorsClientsAreRefusedAndThoseThereAreServed)
     EXPECT_TRUE(TelnetClient(server.port()).receives(prompt));
 }
 
+// Listeners share the process's descriptors: none may lose what it refuses clients with
+// to a client of another's.
+TEST(Telnetd, EveryClientHearsSomethingHoweverManyComeWithoutDescriptors)
+{
+    TelnetServer server({"--threads", "8"}, 100);
+    for (int turn = 0; turn < 10; turn++) {
+        std::vector<TelnetClient> clients;
+        for (int i = 0; i < 60; i++)
+            clients.emplace_back(server.port());
+        for (TelnetClient &client : clients)
+            ASSERT_TRUE(client.receives_any());
+    }
+}
+
 TEST(Telnetd, AnIdleSessionIsToldAndClosed)
 {
     TelnetServer server({"--idle-timeout", "1"});
@@ -985,6 +999,16 @@ TEST(TelnetdOptions, WhatCannotBeIsRefusedBeforeAnythingIsServed)
                     WEXITSTATUS(ended.status) != 124)
             << row.words << " " << ended.status;
         EXPECT_TRUE(has(ended.text, row.why)) << ended.text;
+    }
+}
+
+TEST(TelnetdOptions, DescriptorsThatAreTooFewForTheThreadsAreCountedBefore)
+{
+    for (int descriptors = 14; descriptors <= 40; descriptors += 2) {
+        const std::string limit = "ulimit -n " + std::to_string(descriptors) + ";";
+        const Ended ended = run_to_end("--threads 8 --port 0", limit);
+        EXPECT_EQ(WEXITSTATUS(ended.status), EXIT_FAILURE) << ended.text;
+        EXPECT_TRUE(has(ended.text, "descriptors are too few for 8 threads, which take 80\n"));
     }
 }
 

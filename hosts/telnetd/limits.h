@@ -1,13 +1,15 @@
 #ifndef VARNO_TELNETD_LIMITS_H
 #define VARNO_TELNETD_LIMITS_H
 
-// How many sessions the process has, in all and by address; for all threads.
+// What the process has room for, for all threads: sessions, in all and by address, and
+// a descriptor for when there are no more.
 
 #include <mutex>
 #include <string>
 #include <unordered_map>
 
 #include "settings.h"
+#include "spare_descriptor.h"
 
 namespace telnetd {
 
@@ -21,12 +23,14 @@ class Limits {
     void leave(const std::string &group);
 
     unsigned sessions();
+    SpareDescriptor &spare() { return spare_; }
 
   private:
     const Settings &settings_;
     std::mutex mutex_;
     unsigned sessions_ = 0;
     std::unordered_map<std::string, unsigned> by_group_;
+    SpareDescriptor spare_;
 };
 
 } // namespace telnetd

@@ -1,14 +1,14 @@
 // Accepting: who there is no room for hears a sentence, without a session, a handle
 // or a wait. The socket is polled rather than handed to libuv as a stream, so that
-// the number of clients taken in a turn is bounded and a shortage of descriptors is
-// ours to meet.
+// the number of clients taken in a turn is bounded and a shortage of descriptors can
+// be met.
 
 #include "listener.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <new>
 
-#include <fcntl.h>
 #include <spdlog/spdlog.h>
 #include <unistd.h>
 
@@ -23,16 +23,6 @@ constexpr uint64_t refusal_log_ms = 1000;
 
 // What the kernel keeps of a client's unread output; by itself it goes to megabytes.
 constexpr int send_buffer = 65536;
-
-int open_spare()
-{
-    return open("/dev/null", O_RDONLY | O_CLOEXEC);
-}
-
-bool is_shortage(int error)
-{
-    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
-}
 
 } // namespace
 
@@ -54,8 +44,7 @@ int open_socket(const sockaddr_storage &address, bool is_shared)
     return -1;
 }
 
-Listener::Listener(Worker &worker, int socket)
-    : worker_(worker), socket_(socket), spare_(open_spare())
+Listener::Listener(Worker &worker, int socket) : worker_(worker), socket_(socket)
 {
     uv_poll_init(worker.loop(), &poll_, socket);
     uv_timer_init(worker.loop(), &pause_);
@@ -63,7 +52,7 @@ Listener::Listener(Worker &worker, int socket)
     start();
 }
 
-void Listener::close()
+void Listener::stop()
 {
     const auto on_closed = [](uv_handle_t *handle) {
         auto *listener = static_cast<Listener *>(handle->data);
@@ -73,14 +62,10 @@ void Listener::close()
     uv_close(reinterpret_cast<uv_handle_t *>(&poll_), on_closed);
     uv_close(reinterpret_cast<uv_handle_t *>(&pause_), on_closed);
     ::close(socket_);
-    if (spare_ >= 0)
-        ::close(spare_);
 }
 
 void Listener::start()
 {
-    if (spare_ < 0)
-        spare_ = open_spare();
     uv_poll_start(&poll_, UV_READABLE, [](uv_poll_t *handle, int, int) {
         static_cast<Listener *>(handle->data)->accept_some();
     });
@@ -94,16 +79,21 @@ void Listener::pause()
     uv_timer_start(&pause_, on_time, pause_ms, 0);
 }
 
+// Nothing may be thrown through libuv: without memory a client hears nothing.
 void Listener::accept_some()
 {
+    SpareDescriptor &spare = worker_.limits().spare();
+    sockaddr_storage address;
+    const auto refuse_last = [&](int fd) {
+        refuse(fd, address, "Too many sessions, try again later (no descriptors)");
+    };
     for (int tries = 0; tries < most_accepted; tries++) {
-        sockaddr_storage address = {};
-        socklen_t len = sizeof(address);
-        const int fd = accept4(socket_, reinterpret_cast<sockaddr *>(&address), &len,
-                               SOCK_NONBLOCK | SOCK_CLOEXEC);
+        const int fd = spare.accept(socket_, address, refuse_last);
         if (fd >= 0)
             admit(fd, address);
-        else if (errno == EAGAIN || (is_shortage(errno) && !meet_shortage()))
+        else if (SpareDescriptor::is_shortage(errno))
+            return pause();
+        else if (errno == EAGAIN)
             return;
     }
 }
@@ -111,38 +101,21 @@ void Listener::accept_some()
 void Listener::admit(int fd, const sockaddr_storage &address)
 {
     try {
-        const Client client = describe(address);
-        if (const char *why = worker_.serve(fd, fd, client))
-            refuse(fd, client.name, why);
+        if (const char *why = worker_.serve(fd, fd, describe(address)))
+            refuse(fd, address, why);
     } catch (const std::bad_alloc &) {
         ::close(fd);
     }
 }
 
-// Gives up the spare descriptor for the time of a refusal. Returns: false when that
-// did not help, or when another thread was faster.
-bool Listener::meet_shortage()
-{
-    if (spare_ >= 0)
-        ::close(spare_);
-    // cppcheck-suppress nullPointer ; nobody asks who it is
-    const int fd = accept4(socket_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (fd >= 0)
-        refuse(fd, "a client", "Too many sessions, try again later (no descriptors)");
-    spare_ = open_spare();
-    const bool is_met = fd >= 0 && spare_ >= 0;
-    if (!is_met)
-        pause();
-    return is_met;
-}
-
 // The sentence fits the empty buffer of a new connection. What the client has sent so
 // far is read, because a close with unread input is a reset, which could overtake it.
-void Listener::refuse(int fd, const std::string &who, const char *why)
+void Listener::refuse(int fd, const sockaddr_storage &address, const char *why)
 {
-    const std::string sentence = std::string(why) + "\r\n"; // first: it may throw
+    char sentence[128];
+    const int len = std::snprintf(sentence, sizeof(sentence), "%s\r\n", why);
     char ignored[4096];
-    send(fd, sentence.data(), sentence.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    send(fd, sentence, static_cast<size_t>(len), MSG_DONTWAIT | MSG_NOSIGNAL);
     shutdown(fd, SHUT_WR);
     recv(fd, ignored, sizeof(ignored), MSG_DONTWAIT);
     ::close(fd);
@@ -150,9 +123,13 @@ void Listener::refuse(int fd, const std::string &who, const char *why)
     const uint64_t now = uv_now(worker_.loop());
     if (refusal_logged_at_ != 0 && now - refusal_logged_at_ < refusal_log_ms)
         return;
-    spdlog::warn("{} refused: {} ({} since the last such line)", who, why, refusals_);
     refusal_logged_at_ = now;
-    refusals_ = 0;
+    try {
+        spdlog::warn("{} refused: {} ({} since the last such line)", describe(address).name, why,
+                     refusals_);
+        refusals_ = 0;
+    } catch (const std::bad_alloc &) { // they are counted in the next such line
+    }
 }
 
 } // namespace telnetd

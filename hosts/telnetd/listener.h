@@ -3,8 +3,6 @@
 
 // A listening socket and who is let in.
 
-#include <string>
-
 #include <uv.h>
 
 #include "address.h"
@@ -25,19 +23,17 @@ class Listener {
     Listener &operator=(const Listener &) = delete;
 
     // Frees itself once its handles are closed.
-    void close();
+    void stop();
 
   private:
     void start();
     void pause();
     void accept_some();
     void admit(int fd, const sockaddr_storage &address);
-    bool meet_shortage();
-    void refuse(int fd, const std::string &who, const char *why);
+    void refuse(int fd, const sockaddr_storage &address, const char *why);
 
     Worker &worker_;
     int socket_;
-    int spare_; // a descriptor to give up when there are no more
     uv_poll_t poll_;
     uv_timer_t pause_;
     int open_handles_ = 2;

@@ -129,25 +129,36 @@ void Threads::on_done()
         uv_close(reinterpret_cast<uv_handle_t *>(&signal), nullptr);
 }
 
-// As many descriptors as this process may have: one is a session.
-void raise_descriptor_limit()
+// As many descriptors as this process may have: one is a session. libuv ends the process
+// where it gets too few for its loops, so these are counted before.
+bool raise_descriptor_limit(unsigned threads)
 {
+    constexpr rlim_t for_process = 16;
+    constexpr rlim_t for_thread = 8; // a loop takes 4 to 6, and each has a socket
+    const rlim_t least = for_process + threads * for_thread;
     rlimit limit = {};
     getrlimit(RLIMIT_NOFILE, &limit);
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_max >= least)
+        return true;
+    spdlog::critical("{} descriptors are too few for {} threads, which take {}", limit.rlim_max,
+                     threads, least);
+    return false;
 }
 
-void prepare_process()
+bool prepare_process(unsigned threads)
 {
     static const device::Host host = {
         "varno-telnetd", [](device::Console &console, long seconds, const std::string &text) {
             return static_cast<Connection *>(console.host)->remind(seconds, text);
         }};
-    raise_descriptor_limit();
+    if (!raise_descriptor_limit(threads))
+        return false;
     std::signal(SIGPIPE, SIG_IGN);
     assert_set_handler(tsession_assertion_handler, nullptr);
     device::open(host);
+    return true;
 }
 
 uint16_t port_of(int socket)
@@ -196,7 +207,8 @@ void announce(const sockaddr_storage &address)
 
 int run_server(const Settings &settings)
 {
-    prepare_process();
+    if (!prepare_process(settings.threads))
+        return EXIT_FAILURE;
     sockaddr_storage address;
     parse_address(settings.address, settings.port, address);
     const std::vector<int> sockets = open_sockets(address, settings.threads);
@@ -217,7 +229,8 @@ int run_server(const Settings &settings)
 
 int serve_standard_streams(const Settings &settings)
 {
-    prepare_process();
+    if (!prepare_process(1))
+        return EXIT_FAILURE;
     sockaddr_storage address = {};
     socklen_t len = sizeof(address);
     getpeername(STDIN_FILENO, reinterpret_cast<sockaddr *>(&address), &len);

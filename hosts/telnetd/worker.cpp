@@ -42,6 +42,17 @@ Worker::Worker(const Settings &settings, Limits &limits)
     uv_check_init(&loop_, &after_events_);
     uv_idle_init(&loop_, &no_waiting_);
     stop_request_.data = after_events_.data = this;
+    take_descriptors();
+}
+
+// With its first stream libuv opens a descriptor that it keeps: now, since a shortage
+// that is being met would lose the spare one to it.
+void Worker::take_descriptors()
+{
+    uv_pipe_t first;
+    uv_pipe_init(&loop_, &first, 0);
+    uv_close(handle_of(first), nullptr);
+    uv_run(&loop_, UV_RUN_NOWAIT);
 }
 
 Worker::~Worker()
@@ -87,7 +98,7 @@ void Worker::request_stop()
 void Worker::stop()
 {
     if (listener_)
-        listener_->close();
+        listener_->stop();
     static_cast<void>(listener_.release()); // it goes when its handles are closed
     for (auto next = connections_.begin(); next != connections_.end();) // it may go at once
         (*next++)->dismiss("The server is going down", "the server is going down");

@@ -54,6 +54,7 @@ class Worker {
     uv_buf_t room() { return uv_buf_init(buffer_, read_size); }
 
   private:
+    void take_descriptors();
     void stop();
     void go_on();
     void end_if_done();

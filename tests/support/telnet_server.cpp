@@ -274,6 +274,15 @@ testing::AssertionResult TelnetClient::receives(std::string_view text)
     return testing::AssertionSuccess();
 }
 
+testing::AssertionResult TelnetClient::receives_any()
+{
+    while (received_.empty()) {
+        if (!read_some() && (is_over_ || !wait_for(fd_, POLLIN)))
+            return testing::AssertionFailure() << (is_over_ ? "it has ended" : "nothing has come");
+    }
+    return testing::AssertionSuccess();
+}
+
 bool TelnetClient::is_reset() const
 {
     int error = 0;

@@ -78,6 +78,8 @@ class TelnetClient {
     bool has_received(std::string_view text);
     // Waits for a text behind those that were found before.
     testing::AssertionResult receives(std::string_view text);
+    // Waits for the first words, whatever they are.
+    testing::AssertionResult receives_any();
     // Reads to the end, which is in order: nothing is lost.
     testing::AssertionResult is_closed();
     // It came to another end, or has since.

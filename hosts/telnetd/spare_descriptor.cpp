@@ -1,0 +1,75 @@
+// The mutex is held from the moment the spare is given up until it is back: otherwise
+// another thread's client would get it and keep it. Only what a command opens for a
+// moment can come in between, and nobody is accepted until the spare is back.
+
+#include "spare_descriptor.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace telnetd {
+namespace {
+
+int accept_next(int socket, sockaddr_storage &out_address)
+{
+    socklen_t len = sizeof(out_address);
+    out_address = {};
+    return accept4(socket, reinterpret_cast<sockaddr *>(&out_address), &len,
+                   SOCK_NONBLOCK | SOCK_CLOEXEC);
+}
+
+} // namespace
+
+SpareDescriptor::SpareDescriptor()
+{
+    take();
+}
+
+SpareDescriptor::~SpareDescriptor()
+{
+    give_up();
+}
+
+bool SpareDescriptor::is_shortage(int error)
+{
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+// The system asks for a free descriptor before it looks whether somebody waits, so a
+// shortage may be told where there is nobody to refuse.
+int SpareDescriptor::accept(int socket, sockaddr_storage &out_address,
+                            const std::function<void(int)> &refuse)
+{
+    const std::lock_guard lock(mutex_);
+    if (!take())
+        return -1;
+    int client = accept_next(socket, out_address);
+    if (client >= 0 || !is_shortage(errno))
+        return client;
+    give_up();
+    client = accept_next(socket, out_address);
+    const int error = client >= 0 ? ECONNREFUSED : errno;
+    if (client >= 0)
+        refuse(client);
+    take();
+    errno = error;
+    return -1;
+}
+
+bool SpareDescriptor::take()
+{
+    if (descriptor_ < 0)
+        descriptor_ = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    return descriptor_ >= 0;
+}
+
+void SpareDescriptor::give_up()
+{
+    if (descriptor_ >= 0)
+        close(descriptor_);
+    descriptor_ = -1;
+}
+
+} // namespace telnetd
