@@ -109,7 +109,7 @@ struct Walk {
 DevicePlay::DevicePlay()
 {
     playing = this;
-    device::open({"fuzz", start_timer});
+    device::start({"fuzz", start_timer});
     for (Person &person : people_)
         sit_down(person);
 }
@@ -118,8 +118,8 @@ DevicePlay::~DevicePlay()
 {
     for (Person &person : people_)
         leave(person);
-    device::thread_close();
-    device::close();
+    device::release_thread();
+    device::stop();
     playing = nullptr;
 }
 

@@ -165,12 +165,12 @@ class FewDescriptors {
 
 class Device : public testing::Test {
   protected:
-    void SetUp() override { device::open({"device-test", start_timer}); }
+    void SetUp() override { device::start({"device-test", start_timer}); }
 
     void TearDown() override
     {
-        device::thread_close();
-        device::close();
+        device::release_thread();
+        device::stop();
         EXPECT_EQ(tracked_outstanding(nullptr), tracked_outstanding("mkey_t"));
     }
 };
@@ -228,13 +228,13 @@ TEST_F(Device, ATimersTextIsCleanedAndGivenToTheHost)
 
 TEST(DeviceWithoutTimers, SaysSo)
 {
-    device::open({"device-test", nullptr});
+    device::start({"device-test", nullptr});
     {
         Guest guest;
         EXPECT_TRUE(has(guest.type("timer 5 x\r"), "There are no timers\r\n"));
     }
-    device::thread_close();
-    device::close();
+    device::release_thread();
+    device::stop();
 }
 
 TEST_F(Device, ExitAndEndOfInputCloseTheSession)
@@ -432,7 +432,7 @@ TEST_F(Device, AnAliasWhoseTextHasChangedMeanwhileRunsTheNewOne)
     EXPECT_TRUE(has(guest.type("x\r"), "\r\none\r\n"));
     std::thread([] {
         Guest("another thread").type("no alias x\ralias x echo two\r");
-        device::thread_close();
+        device::release_thread();
     }).join();
     EXPECT_TRUE(has(guest.type("x\r"), "\r\ntwo\r\n"));
 }
@@ -540,7 +540,7 @@ TEST_F(Device, NodesAreReleasedAndLaterAgainWhateverAllocationFails)
                                         &matches) == PARSE_MATCHED;
         cli_match_free(matches);
         device::set_interface_names({"eth1"});
-        device::thread_close();
+        device::release_thread();
         return is_there;
     };
     EXPECT_EQ(varno_test::fail_each_allocation(act), 8); // two nodes of a record and three texts
@@ -781,7 +781,7 @@ TEST_F(Device, AFileHearsTheTracesOfAllSessions)
         EXPECT_FALSE(has(guest.type("echo a\rdebug on\rdebug off\r"), "(debug)"));
         EXPECT_FALSE(has(guest.type("echo b\r"), "(debug)"));
     }
-    device::close();
+    device::stop();
     std::fclose(file);
     EXPECT_EQ(count_of(text, "(debug): Got token [echo], trying to match\n"), 2U);
     EXPECT_EQ(g_trace_max_level < 0, true);
@@ -833,7 +833,7 @@ void on_two_threads(const std::function<void(Guest &guest, int own, std::barrier
             act(guest, own, step);
             step.arrive_and_wait();
         }
-        device::thread_close();
+        device::release_thread();
     };
     std::thread other(run, 1);
     run(0);

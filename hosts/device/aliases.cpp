@@ -1,4 +1,4 @@
-// One table behind a mutex, and a count of its changes by which each thread sees that
+// One table with a mutex, and a count of its changes by which each thread sees that
 // its nodes are out of date.
 
 #include "aliases.h"
@@ -47,7 +47,7 @@ bool is_alias_name(const char *name)
 
 enum class Added { yes, is_taken, is_full };
 
-Added add(const char *name, const char *text)
+Added add_to_table(const char *name, const char *text)
 {
     const std::lock_guard lock(table.mutex);
     if (find(name) != table.aliases.end())
@@ -59,7 +59,7 @@ Added add(const char *name, const char *text)
     return Added::yes;
 }
 
-bool remove(const char *name)
+bool remove_from_table(const char *name)
 {
     const std::lock_guard lock(table.mutex);
     const auto alias = find(name);
@@ -113,7 +113,8 @@ void add_alias(const Command &command)
                longest_alias_name);
         return;
     }
-    const Added added = is_builtin(name) ? Added::is_taken : add(name, text_from(command, "TEXT"));
+    const Added added =
+        is_builtin(name) ? Added::is_taken : add_to_table(name, text_from(command, "TEXT"));
     if (added == Added::is_taken)
         refuse(command.console, "This name is taken\n");
     if (added == Added::is_full)
@@ -122,7 +123,7 @@ void add_alias(const Command &command)
 
 void remove_alias(const Command &command)
 {
-    if (!remove(word_of(command, "NAME")))
+    if (!remove_from_table(word_of(command, "NAME")))
         refuse(command.console, "No such alias\n");
 }
 

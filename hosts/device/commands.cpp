@@ -15,7 +15,7 @@ namespace {
 constexpr long most_numbers = 1000000;
 constexpr long longest_timer = 24L * 60 * 60;
 
-// A row a call: the entry behind those that were shown.
+// A row a call: the entry after those that were shown.
 class History : public Rows {
   public:
     bool write(Console &console) override

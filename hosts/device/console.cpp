@@ -71,15 +71,6 @@ void refuse(Console &console, const char *format, ...)
     std::fprintf(stderr, "%s:%d: %s", console.source, console.line, text.c_str());
 }
 
-std::string cleaned(const char *text)
-{
-    std::string clean = text;
-    std::replace_if(
-        clean.begin(), clean.end(),
-        [](unsigned char c) { return c < 0x20 || (c >= 0x7f && c < 0xa0); }, '?');
-    return clean;
-}
-
 bool Lines::write(Console &console)
 {
     if (is_over())

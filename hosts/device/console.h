@@ -6,6 +6,7 @@
 #include <memory>
 #include <utility>
 
+#include "clean_text.h"
 #include "device.h"
 
 namespace device {
@@ -17,10 +18,6 @@ void print(Console &console, const char *format, ...) VARNO_PRINTF(2, 3);
 // place, and ends there.
 void refuse(Console &console, const char *format, ...) VARNO_PRINTF(2, 3);
 
-// Returns: a text that is no constant of ours, fit to be printed: control characters,
-// those of 8 bits too, are question marks.
-std::string cleaned(const char *text);
-
 // A long output, as far as it has come.
 class Rows {
   public:
@@ -29,7 +26,7 @@ class Rows {
     virtual bool write(Console &console) = 0;
 };
 
-// Has the rows written, a page at a time in a session, and released behind the last
+// Has the rows written, a page at a time in a session, and released after the last
 // one or when the reader has had enough.
 void write_long(Console &console, std::unique_ptr<Rows> rows);
 

@@ -62,7 +62,7 @@ std::string choices_of(const char *line, const cli_assist_error_s &error)
     return choices;
 }
 
-// A batch names its place in front: there the reason comes first.
+// A batch names its place first: there the reason comes first.
 void explain(Console &console, const char *line, const cli_assist_error_s &error)
 {
     const std::string reason = cli_assist_strreason(error.reason);
@@ -80,19 +80,19 @@ const Host &host()
     return the_host;
 }
 
-void open(const Host &host)
+void start(const Host &host)
 {
     the_host = host;
     open_traces();
 }
 
-void close()
+void stop()
 {
     close_traces();
     forget_aliases();
 }
 
-void thread_close()
+void release_thread()
 {
     release_graph();
 }

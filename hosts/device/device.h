@@ -3,7 +3,7 @@
 
 // A small device's command line for the Linux machine it runs on, as a host sees it.
 // One device serves the sessions of all threads of a process; every function but
-// device_open and device_close may run on any of them, each session on its own.
+// start and stop may run on any of them, each session on its own.
 
 #include <varno/tsession.h>
 
@@ -36,18 +36,18 @@ struct Host {
 
 // Once per process, before its first session; registers the library's traces and
 // receives them.
-void open(const Host &host);
-// Has the library's traces of all sessions written to a file as well, until close; before
+void start(const Host &host);
+// Has the library's traces of all sessions written to a file as well, until stop; before
 // the first one.
 void trace_to(FILE *file);
 // After the last session.
-void close();
+void stop();
 
 // The first alternative of a session's parse graph: this thread's, made at its first
-// call. It stays the first until thread_close.
+// call. It stays the first until release_thread.
 cli_pnode_s *graph();
 // Releases what the device keeps for this thread, when its sessions are freed.
-void thread_close();
+void release_thread();
 
 // Lists a session that has been created, whose user pointer is the console. Control
 // characters of the peer's name are shown as question marks.
@@ -56,7 +56,7 @@ void attach(Console &console, const std::string &peer);
 void detach(Console &console);
 
 // tsession_input, with the dynamic commands brought up to date before and, with "debug
-// on", the library's traces of the call shown behind it. The console outlives the call.
+// on", the library's traces of the call shown after it. The console outlives the call.
 void take_input(Console &console, const void *bytes, size_t count);
 
 // The line callback of a session, and what its event callback is to pass on.

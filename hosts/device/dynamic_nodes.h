@@ -18,7 +18,7 @@ struct Choice {
 
 class DynamicNodes {
   public:
-    // The nodes stand behind one that stays, and lead to the same next level.
+    // The nodes come after one that stays, and lead to the same next level.
     DynamicNodes(cli_pnode_s &before, cli_pnode_s &child);
     ~DynamicNodes();
     DynamicNodes(const DynamicNodes &) = delete;

@@ -59,8 +59,8 @@ cli_pnode_s number(const char *label, const char *help, cli_pnode_s *child)
     return word(PNODE_INT32, label, help, child, &NONE);
 }
 
-// From the last words to the first. Where any number of words may follow, behind each
-// stands the end, or the same node again.
+// From the last words to the first. Where any number of words may follow, after each
+// comes the end, or the same node again.
 struct Graph {
     // clang-format off
     cli_pnode_s end_version    = end_of(show_version);

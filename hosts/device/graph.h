@@ -18,7 +18,7 @@ void release_graph();
 // Nothing of this thread may be matching or running a line. now: in milliseconds.
 void refresh_graph(int64_t now);
 
-// The aliases alone, behind a line that has run; records of its match may live on.
+// The aliases alone, after a line that has run; records of its match may live on.
 void refresh_aliases();
 
 // Makes the interface nodes these; a name that cannot be typed as it stands has none.

@@ -5,7 +5,7 @@
 
 namespace device {
 
-// What open was given; all empty before.
+// What start was given; all empty before.
 const Host &host();
 
 } // namespace device

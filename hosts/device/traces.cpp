@@ -45,12 +45,6 @@ void hear(void *, int, int, const char *text)
         std::fprintf(trace_file, "%s\n", text);
 }
 
-char shown(char c)
-{
-    const auto byte = static_cast<unsigned char>(c);
-    return byte < 0x20 || (byte >= 0x7f && byte < 0xa0) ? '?' : c;
-}
-
 } // namespace
 
 // A trace goes in whole or not at all.
@@ -61,9 +55,8 @@ void Traces::add(const char *text)
         dropped_++;
         return;
     }
-    for (size_t i = 0; i < len; i++)
-        bytes_[used_++] = shown(text[i]);
-    bytes_[used_++] = '\n';
+    const std::string row = cleaned(text) + "\n";
+    used_ += row.copy(bytes_ + used_, std::size(bytes_) - used_);
 }
 
 // Writing traces too; nobody listens then.

@@ -59,7 +59,10 @@ Connection &owner_of(Handle *handle)
 
 } // namespace
 
-Connection::Connection(Worker &worker, const Client &client) : worker_(worker), client_(client) {}
+Connection::Connection(Worker &worker, const Client &client)
+    : worker_(worker), client_(client),
+      output_([this](int error) { take_turn([this, error] { on_sent(error); }); })
+{}
 
 // Nothing may be thrown through libuv: a connection that there is no memory for ends.
 template <typename Act>
@@ -78,12 +81,12 @@ void Connection::take_turn(const Act &act)
 
 // Opening
 
-void Connection::open(int input, int output)
+void Connection::start(int input, int output)
 {
     uv_timer_init(worker_.loop(), &alarm_);
     alarm_.data = this;
     open_handles_++;
-    opened_at_ = heard_at_ = progress_at_ = uv_now(worker_.loop());
+    opened_at_ = heard_at_ = uv_now(worker_.loop());
     spdlog::info("{} connected, {} of {} sessions", client_.name, worker_.limits().sessions(),
                  worker_.settings().max_sessions);
     take_turn([=, this] {
@@ -100,7 +103,7 @@ bool Connection::open_streams(int input, int output)
     if (!is_one)
         other_output_ = std::make_unique<Stream>(Stream{});
     Stream &out = is_one ? input_ : *other_output_;
-    output_ = &out.stream;
+    output_.attach(&out.stream);
     return open_stream(input_, input) == 0 && (is_one || open_stream(out, output) == 0);
 }
 
@@ -181,7 +184,7 @@ void Connection::take_held()
         std::string().swap(held_); // an idle session keeps no room for input
 }
 
-// A line at most: what one brings about may be much. Keys meant for the line behind a
+// A line at most: what one brings about may be much. Keys meant for the line after a
 // long output wait for its end, but an interrupt may be what ends it.
 size_t Connection::next_slice(std::string_view held) const
 {
@@ -199,14 +202,14 @@ void Connection::take_event(const tsession_event_s &event)
     device::take_event(console_, event);
     switch (event.kind) {
     case TSESSION_TERMINAL:
-        return spdlog::debug("{} is a {}", client_.name, cleaned(event.text));
+        return spdlog::debug("{} is a {}", client_.name, for_log(event.text));
     case TSESSION_FAULT:
-        spdlog::error("{} internal fault: {}", client_.name, cleaned(event.text));
+        spdlog::error("{} internal fault: {}", client_.name, for_log(event.text));
         return note_reason("internal fault");
     }
 }
 
-void Connection::go_on()
+void Connection::resume()
 {
     take_turn([this] {
         has_read_enough_ = false;
@@ -220,30 +223,15 @@ void Connection::go_on()
 
 // Output
 
-size_t Connection::queued() const
-{
-    return sending_.size() + waiting_.size();
-}
-
 void Connection::send(const char *bytes, size_t count)
 {
     if (has_failed_)
         return;
-    if (sending_.empty()) {
-        const uv_buf_t buffer =
-            uv_buf_init(const_cast<char *>(bytes), static_cast<unsigned>(count));
-        const int sent = uv_try_write(output_, &buffer, 1);
-        if (sent < 0 && sent != UV_EAGAIN)
-            return fail(uv_strerror(sent));
-        bytes += std::max(sent, 0);
-        count -= static_cast<size_t>(std::max(sent, 0));
-    }
-    waiting_.append(bytes, count);
-    if (queued() > worker_.settings().backlog)
+    if (const int error = output_.send(bytes, count))
+        return fail(uv_strerror(error));
+    if (output_.size() > worker_.settings().backlog)
         return fail("too much output waits");
-    if (sending_.empty())
-        send_rest();
-    is_blocked_ = queued() > worker_.settings().backlog / 4;
+    is_blocked_ = output_.size() > worker_.settings().backlog / 4;
     if (is_blocked_)
         tsession_set_writable(console_.session, 0);
 }
@@ -254,31 +242,11 @@ void Connection::resume_output()
         tsession_set_writable(console_.session, 1);
 }
 
-void Connection::send_rest()
+void Connection::on_sent(int error)
 {
-    std::string().swap(sending_);
-    sending_.swap(waiting_);
-    unsent_seen_ = sending_.size();
-    progress_at_ = uv_now(worker_.loop());
-    if (sending_.empty())
-        return;
-    const uv_buf_t buffer = uv_buf_init(sending_.data(), static_cast<unsigned>(sending_.size()));
-    write_.data = this;
-    const auto on_written = [](uv_write_t *request, int status) {
-        Connection &connection = owner_of(request);
-        connection.take_turn([&connection, status] { connection.on_sent(status); });
-    };
-    if (const int error = uv_write(&write_, output_, &buffer, 1, on_written))
+    if (error != 0)
         fail(uv_strerror(error));
-}
-
-void Connection::on_sent(int status)
-{
-    if (status != 0)
-        fail(uv_strerror(status));
-    else
-        send_rest();
-    if (is_blocked_ && queued() <= worker_.settings().backlog / 8) {
+    if (is_blocked_ && output_.size() <= worker_.settings().backlog / 8) {
         is_blocked_ = false;
         worker_.schedule(*this);
     }
@@ -301,10 +269,10 @@ void Connection::fail(const char *reason)
 void Connection::dismiss(const char *message, const char *reason)
 {
     if (phase_ == Phase::open)
-        take_turn([=, this] { see_off(message, reason); });
+        take_turn([=, this] { close_session(message, reason); });
 }
 
-void Connection::see_off(const char *message, const char *reason)
+void Connection::close_session(const char *message, const char *reason)
 {
     note_reason(reason);
     tsession_print(console_.session, "%s\n", message);
@@ -315,11 +283,11 @@ void Connection::settle()
 {
     if (phase_ == Phase::open && !has_failed_)
         settle_session();
-    if (phase_ == Phase::draining && sending_.empty())
+    if (phase_ == Phase::draining && output_.is_empty())
         start_lingering();
     if (has_failed_ || (phase_ == Phase::lingering && has_input_ended_))
         return tear_down();
-    steer_reading();
+    update_reading();
     set_alarm();
 }
 
@@ -359,7 +327,8 @@ void Connection::start_lingering()
         Connection &connection = owner_of(request);
         connection.take_turn([&connection, status] { connection.on_shut_down(status); });
     };
-    if (uv_shutdown(&shutdown_, output_, on_shut_down) != 0)
+    uv_stream_t *stream = other_output_ ? &other_output_->stream : &input_.stream;
+    if (uv_shutdown(&shutdown_, stream, on_shut_down) != 0)
         has_failed_ = true;
 }
 
@@ -398,7 +367,7 @@ void Connection::tear_down()
     worker_.forget(*this);
 }
 
-void Connection::steer_reading()
+void Connection::update_reading()
 {
     const bool has_room = held_.size() < Worker::read_size;
     const bool is_wanted = has_room && !has_read_enough_ && !has_input_ended_;
@@ -450,7 +419,7 @@ uint64_t Connection::stall_ms() const
 
 uint64_t Connection::stall_at() const
 {
-    return sending_.empty() ? never : progress_at_ + stall_ms();
+    return output_.is_empty() ? never : output_.advanced_at() + stall_ms();
 }
 
 void Connection::set_alarm()
@@ -503,13 +472,8 @@ void Connection::show_reminders(uint64_t now)
 // A client may take its output as slowly as it likes, but not rest.
 void Connection::check_progress(uint64_t now)
 {
-    if (now < stall_at())
-        return;
-    const size_t unsent = uv_stream_get_write_queue_size(output_);
-    if (unsent == unsent_seen_)
+    if (now >= stall_at() && !output_.has_advanced())
         fail("the client takes no output");
-    unsent_seen_ = unsent;
-    progress_at_ = now;
 }
 
 // Reading a long output is no idleness.
@@ -517,10 +481,10 @@ void Connection::check_idle(uint64_t now)
 {
     if (now < idle_at())
         return;
-    if (tsession_has_more(console_.session) || !sending_.empty())
+    if (tsession_has_more(console_.session) || !output_.is_empty())
         heard_at_ = now;
     else
-        see_off("Idle for too long", "idle");
+        close_session("Idle for too long", "idle");
 }
 
 } // namespace telnetd

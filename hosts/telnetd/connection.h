@@ -13,6 +13,7 @@
 
 #include "../device/device.h"
 #include "address.h"
+#include "output_queue.h"
 
 namespace telnetd {
 
@@ -26,10 +27,10 @@ class Connection {
 
     // Starts the session; from then on the connection frees itself. The descriptors of
     // input and output, which may be one, are its own now.
-    void open(int input, int output);
+    void start(int input, int output);
 
     // Takes up input that was held back and output that made a pause.
-    void go_on();
+    void resume();
 
     // Tells the user, and closes the session.
     void dismiss(const char *message, const char *reason);
@@ -74,20 +75,18 @@ class Connection {
     void take_event(const tsession_event_s &event);
 
     void send(const char *bytes, size_t count);
-    void send_rest();
     void resume_output();
-    void on_sent(int status);
+    void on_sent(int error);
     void on_shut_down(int status);
-    size_t queued() const;
 
     void settle();
     void settle_session();
-    void see_off(const char *message, const char *reason);
+    void close_session(const char *message, const char *reason);
     void start_draining();
     void start_lingering();
     void tear_down();
     void fail(const char *reason);
-    void steer_reading();
+    void update_reading();
 
     uint64_t escape_at() const;
     uint64_t idle_at() const;
@@ -109,15 +108,12 @@ class Connection {
 
     Stream input_ = {};
     std::unique_ptr<Stream> other_output_; // where input and output are not one
-    uv_stream_t *output_ = nullptr;
+    OutputQueue output_;
     uv_timer_t alarm_;
-    uv_write_t write_;
     uv_shutdown_t shutdown_;
     int open_handles_ = 0;
 
-    std::string held_;    // input that the session has not been given
-    std::string sending_; // what libuv is about to write,
-    std::string waiting_; // and what comes behind it
+    std::string held_; // input that the session has not been given
     bool is_reading_ = false;
     bool has_read_enough_ = false; // in this turn
     bool has_input_ended_ = false;
@@ -127,10 +123,8 @@ class Connection {
     // By the loop's clock, in milliseconds
     uint64_t opened_at_ = 0;
     uint64_t heard_at_ = 0;           // the client has sent something
-    uint64_t progress_at_ = 0;        // or has taken something, while output waits
     uint64_t escape_at_ = UINT64_MAX; // the wait for the rest of a sequence is over
     uint64_t close_at_ = 0;           // once it is closed: whatever is left to send
-    size_t unsent_seen_ = 0;          // when there was progress last
     std::vector<Reminder> reminders_;
 };
 

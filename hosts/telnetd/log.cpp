@@ -14,6 +14,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include "../device/clean_text.h"
+
 namespace telnetd {
 namespace {
 
@@ -22,7 +24,7 @@ constexpr size_t longest_text = 200;
 
 // A pipe that polls as writable takes PIPE_BUF bytes at once. The descriptor itself
 // stays as it is: non-blocking mode would be that of whoever shares it.
-bool write_at_once(const char *line, size_t count)
+bool write_if_ready(const char *line, size_t count)
 {
     pollfd ready = {STDERR_FILENO, POLLOUT, 0};
     return poll(&ready, 1, 0) == 1 && (ready.revents & POLLOUT) != 0 &&
@@ -36,7 +38,7 @@ class StandardError : public spdlog::sinks::base_sink<std::mutex> {
         if (lost_ > 0)
             fmt::format_to(std::back_inserter(line), "({} lines lost)\n", lost_);
         formatter_->format(message, line);
-        lost_ = write_at_once(line.data(), line.size()) ? 0 : lost_ + 1;
+        lost_ = write_if_ready(line.data(), line.size()) ? 0 : lost_ + 1;
     }
 
     void flush_() override {}
@@ -58,12 +60,9 @@ void log_to_syslog()
         spdlog::syslog_logger_mt("syslog", logger_name, LOG_PID, LOG_DAEMON));
 }
 
-std::string cleaned(const std::string &text)
+std::string for_log(const std::string &text)
 {
-    std::string clean = text.substr(0, longest_text);
-    std::replace_if(
-        clean.begin(), clean.end(), [](unsigned char c) { return c < ' ' || c >= 127; }, '?');
-    return clean;
+    return device::cleaned(text.substr(0, longest_text));
 }
 
 } // namespace telnetd

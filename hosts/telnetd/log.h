@@ -11,11 +11,11 @@ namespace telnetd {
 // dropped and counted, rather than have all sessions wait for it.
 void log_to_standard_error();
 
-// To the system's log: behind inetd, standard error is the client.
+// To the system's log: under inetd, standard error is the client.
 void log_to_syslog();
 
 // Returns: a text from the wire, short and without control characters.
-std::string cleaned(const std::string &text);
+std::string for_log(const std::string &text);
 
 } // namespace telnetd
 

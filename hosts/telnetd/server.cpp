@@ -157,7 +157,7 @@ bool prepare_process(unsigned threads)
         return false;
     std::signal(SIGPIPE, SIG_IGN);
     assert_set_handler(tsession_assertion_handler, nullptr);
-    device::open(host);
+    device::start(host);
     return true;
 }
 
@@ -222,7 +222,7 @@ int run_server(const Settings &settings)
         threads.start(settings, limits, [socket](Worker &worker) { worker.listen(socket); });
     announce(address);
     threads.wait();
-    device::close();
+    device::stop();
     spdlog::info("ended");
     return EXIT_SUCCESS;
 }
@@ -240,7 +240,7 @@ int serve_standard_streams(const Settings &settings)
     threads.start(settings, limits,
                   [&client](Worker &worker) { worker.serve(STDIN_FILENO, STDOUT_FILENO, client); });
     threads.wait();
-    device::close();
+    device::stop();
     return EXIT_SUCCESS;
 }
 

@@ -1,5 +1,5 @@
 // A turn of the loop: what has come is taken, then each connection that has more to
-// do goes on once. So none keeps the others waiting.
+// do resumes once. So none keeps the others waiting.
 
 #include "worker.h"
 
@@ -73,7 +73,7 @@ const char *Worker::serve(int input, int output, const Client &client)
     try {
         auto connection = std::make_unique<Connection>(*this, client);
         connections_.insert(connection.get());
-        connection.release()->open(input, output);
+        connection.release()->start(input, output);
         return nullptr;
     } catch (const std::bad_alloc &) {
         limits_.leave(client.group);
@@ -83,11 +83,13 @@ const char *Worker::serve(int input, int output, const Client &client)
 
 void Worker::run()
 {
-    const auto go_on = [](uv_check_t *handle) { static_cast<Worker *>(handle->data)->go_on(); };
-    uv_check_start(&after_events_, go_on);
+    const auto resume_scheduled = [](uv_check_t *handle) {
+        static_cast<Worker *>(handle->data)->resume_scheduled();
+    };
+    uv_check_start(&after_events_, resume_scheduled);
     end_if_done();
     uv_run(&loop_, UV_RUN_DEFAULT);
-    device::thread_close();
+    device::release_thread();
 }
 
 void Worker::request_stop()
@@ -112,13 +114,13 @@ void Worker::schedule(Connection &connection)
     uv_idle_start(&no_waiting_, [](uv_idle_t *) {});
 }
 
-void Worker::go_on()
+void Worker::resume_scheduled()
 {
     uv_idle_stop(&no_waiting_);
     const std::vector<Connection *> due = std::exchange(scheduled_, {});
     for (Connection *connection : due) {
         connection->is_scheduled = false;
-        connection->go_on();
+        connection->resume();
     }
 }
 

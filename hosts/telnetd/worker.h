@@ -45,7 +45,7 @@ class Worker {
     void request_stop();
 
     // For its connections.
-    void schedule(Connection &connection); // go_on in a turn of the loop that is to come
+    void schedule(Connection &connection); // resume in a turn of the loop that is to come
     void forget(Connection &connection);   // it is gone, but for its handles
     uv_loop_t *loop() { return &loop_; }
     tsession_shared_s *shared() { return shared_; }
@@ -56,7 +56,7 @@ class Worker {
   private:
     void take_descriptors();
     void stop();
-    void go_on();
+    void resume_scheduled();
     void end_if_done();
 
     const Settings &settings_;

@@ -26,7 +26,7 @@ void run_line(Console &console, const std::string &line)
 
 int end_batch(const Console &console)
 {
-    device::thread_close();
+    device::release_thread();
     const bool is_written = std::fflush(stdout) == 0;
     if (!is_written)
         std::perror("varno-tty: standard output");

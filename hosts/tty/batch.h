@@ -7,7 +7,7 @@
 
 #include <string>
 
-// Runs commands with ";" between them; one in quotes or behind a backslash is text.
+// Runs commands with ";" between them; one in quotes or after a backslash is text.
 // Returns: the exit status, 0 or 1.
 int batch_run_text(const std::string &text);
 

@@ -21,7 +21,6 @@ namespace {
 
 constexpr int ending_signals[] = {SIGHUP, SIGINT, SIGTERM};
 constexpr int other_signals[] = {SIGWINCH, SIGTSTP, SIGCONT};
-constexpr std::string_view paste_on = "\033[?2004h";
 constexpr char paste_off[] = "\033[?2004l";
 
 struct Local {
@@ -50,8 +49,6 @@ char bytes[65536]; // of input
 
 void write_output(tsession_s *, void *, const char *text, size_t count)
 {
-    if (std::string_view(text, count).find(paste_on) != std::string_view::npos)
-        terminal_set_undo(paste_off);
     local.has_output_failed = local.has_output_failed || !terminal_write(text, count);
 }
 
@@ -62,6 +59,14 @@ void take_event(tsession_s *, void *, const tsession_event_s *event)
         std::snprintf(local.fault, std::size(local.fault), "%s", event->text);
         local.status = EX_SOFTWARE;
     }
+}
+
+// A process that dies gives the terminal back as a session does that ends. Terminals that
+// do not know bracketed paste ignore the end of it, all but the one without sequences.
+void set_undo()
+{
+    const bool has_sequences = std::string_view(tsession_terminal(local.console.session)) != "dumb";
+    terminal_set_undo(has_sequences ? paste_off : "");
 }
 
 // Events of the loop
@@ -117,6 +122,7 @@ void on_other_signal(uv_signal_t *, int signum)
     if (signum == SIGCONT) {
         terminal_enter_raw();
         tsession_set_terminal(s, tsession_terminal(s)); // sets it up again
+        set_undo();
     }
     const TerminalSize size = terminal_size();
     tsession_resize(s, size.columns, size.rows);
@@ -222,6 +228,7 @@ void run_loop()
     }
     device::attach(local.console, "this terminal");
     tsession_start(local.console.session);
+    set_undo();
     uv_run(local.loop, UV_RUN_DEFAULT);
     tsession_close(local.console.session);
 }
@@ -240,7 +247,7 @@ int run_local_session()
     close_loop();
     device::detach(local.console);
     tsession_free(local.console.session);
-    device::thread_close();
+    device::release_thread();
     terminal_leave_raw();
     if (local.fault[0])
         std::fprintf(stderr, "varno-tty: %s\n", local.fault);

@@ -1,4 +1,4 @@
-// varno-tty: a device's command line on this terminal, as a batch, or behind sshd.
+// varno-tty: a device's command line on this terminal, as a batch, or under sshd.
 
 #include <varno/platform_default.h>
 
@@ -59,15 +59,15 @@ int main(int argc, char **argv)
     CLI11_PARSE(options, argc, argv);
     choices.has_commands = commands->count() > 0;
     choices.has_file = file->count() > 0;
-    device::open({"varno-tty", timer_start});
+    device::start({"varno-tty", timer_start});
     if (!choices.trace.empty() && !start_trace(choices.trace)) {
         std::perror(choices.trace.c_str());
         return EXIT_FAILURE;
     }
 
     const int status = run(choices);
-    device::close();
-    // Only the decoders' arrays of keys stay behind, as stroker_free_context says.
+    device::stop();
+    // Only the decoders' arrays of keys stay, as stroker_free_context says.
     assert(tracked_outstanding(nullptr) == tracked_outstanding("mkey_t"));
     return status;
 }
