@@ -384,7 +384,7 @@ TEST(Telnetd, AClientThatNeverReadsCostsLittleAndIsDropped)
 // It has taken a part of what the server is about to send.
 TEST(Telnetd, AClientThatStopsReadingIsDropped)
 {
-    TelnetServer server({"--stall-timeout", "1", "--backlog", much_waits});
+    TelnetServer server({"--stall-timeout", "4", "--backlog", much_waits});
     TelnetClient other(server.port()), client(server.port());
     let_output_rest(other, client);
     EXPECT_TRUE(client.receives("\r\n60000\r\n"));

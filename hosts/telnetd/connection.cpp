@@ -31,6 +31,8 @@ constexpr uint64_t never = UINT64_MAX;
 constexpr size_t most_reminders = 8;
 constexpr size_t longest_slice = 256;
 
+constexpr std::string_view no_session = "Too many sessions, try again later (no memory)\r\n";
+
 constexpr char interrupt_key = 3;   // Ctrl-C
 constexpr char telnet_command = -1; // IAC, which begins an interrupt too
 
@@ -90,8 +92,12 @@ void Connection::start(int input, int output)
     spdlog::info("{} connected, {} of {} sessions", client_.name, worker_.limits().sessions(),
                  worker_.settings().max_sessions);
     take_turn([=, this] {
-        if (!open_streams(input, output) || !create_session())
+        if (!open_streams(input, output))
+            return fail("out of descriptors");
+        if (!create_session()) {
+            send(no_session.data(), no_session.size());
             return fail("out of memory or descriptors");
+        }
         tsession_write_clean(console_.session, worker_.settings().motd.c_str());
         tsession_start(console_.session);
     });
@@ -232,7 +238,7 @@ void Connection::send(const char *bytes, size_t count)
     if (output_.size() > worker_.settings().backlog)
         return fail("too much output waits");
     is_blocked_ = output_.size() > worker_.settings().backlog / 4;
-    if (is_blocked_)
+    if (is_blocked_ && console_.session)
         tsession_set_writable(console_.session, 0);
 }
 
