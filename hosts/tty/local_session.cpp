@@ -227,8 +227,8 @@ void run_loop()
         return;
     }
     device::attach(local.console, "this terminal");
-    tsession_start(local.console.session);
     set_undo();
+    tsession_start(local.console.session);
     uv_run(local.loop, UV_RUN_DEFAULT);
     tsession_close(local.console.session);
 }
