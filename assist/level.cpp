@@ -227,13 +227,21 @@ struct BegunValues {
     }
 };
 
+// A record that is too short for its functions, or lacks the one that must be there, is a
+// mistake of the host's: it hides everything rather than nothing.
+bool is_usable(const cli_assist_filter_s &filter)
+{
+    return filter.size >= sizeof(filter) && filter.fit;
+}
+
 } // namespace
 
 Level level_of(const cli_pnode_s *first, const cli_assist_filter_s *filter,
                const cli_pmatch_s *before)
 {
     const bool is_asked =
-        filter && !is_list_end(first) && (filter->attr == 0 || (first->attr & filter->attr) != 0);
+        filter && !is_list_end(first) &&
+        (!is_usable(*filter) || filter->attr == 0 || (first->attr & filter->attr) != 0);
     return {first, is_asked ? filter : nullptr, before};
 }
 
@@ -241,7 +249,7 @@ int32_t fit_of(const Level &level, const cli_pnode_s *n, const char *word, Why *
 {
     if (!level.filter)
         return CLI_ASSIST_FIT_TAKES;
-    if (!level.filter->fit)
+    if (!is_usable(*level.filter))
         return CLI_ASSIST_FIT_NO;
     const char *text = nullptr;
     const int32_t fit = level.filter->fit(level.filter->user, n, word, level.before, &text);

@@ -412,6 +412,9 @@ TEST(CliAssistFilter, without_its_function_leaves_nothing)
     device.filter.fit = nullptr;
     EXPECT_EQ(device.language().parse("show brief"), "unknown word 0+4");
     EXPECT_EQ(device.language().help("").text, "");
+    device.filter = device.rules.filter(2);
+    device.filter.size--;
+    EXPECT_EQ(device.language().parse("show brief"), "unknown word 0+4");
     device.filter = device.rules.filter();
     device.filter.values = nullptr;
     EXPECT_EQ(device.language().help("show e").text, "NAME");

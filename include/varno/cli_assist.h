@@ -74,10 +74,10 @@ typedef void (*cli_assist_values_fn)(void *user, const cli_pnode_s *node, const 
  * left out only by FIT_VALUE; beside any other fit, FIT_BEGINS included, it is
  * ambiguous. FIT_BEGINS alone takes no word. A number must be one to cli_parse, too.
  *
- * A filter's calls must return, or leave by an exception: records are held for them,
- * and while their values are listed. */
+ * With a filter, its functions and those that choices go to may leave by an exception,
+ * but not by longjmp: the records of the words before are held meanwhile. */
 struct cli_assist_filter_s {
-    size_t size;                 /* of this record, for later versions */
+    size_t size;                 /* sizeof(cli_assist_filter_s); with less, nothing fits */
     void *user;                  /* first argument of both */
     cli_assist_fit_fn fit;       /* must be there: without it nothing fits */
     cli_assist_values_fn values; /* NULL: no node has values to list */

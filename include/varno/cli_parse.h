@@ -12,7 +12,9 @@
  * escapes count, is decided by the platform (token_copy in varno/platform.h).
  *
  * A node whose name or keyword is NULL (a text copy without memory) matches
- * nothing, and a NULL link ends a list as &NONE does. */
+ * nothing, and a NULL link ends a list as &NONE does.
+ *
+ * What "Requires" says is checked; docs/assertions.md has the reported texts. */
 
 #include <varno/api.h>
 
@@ -83,18 +85,19 @@ VARNO_API extern cli_pnode_s NONE;
  *
  * len is the line's length, strlen(line), or less. With less, the quotes are
  * still checked up to the terminator and the last token runs past len, to its
- * own end. A len past the terminator fails "!*out_match" after the last token.
+ * own end. A len past the terminator is a failed assertion after the last token.
  *
  * Without memory: for a record, the parse ends there and returns PARSE_MATCHED
  * with the tokens before it, *consumed at the start of the one that was lost; so
  * a host runs a command only when *consumed is the line's length and there are
  * records. For a token's text, a first token gives PARSE_EMPTY with *consumed
- * len, a later one fails "!*out_match".
+ * len, a later one is a failed assertion.
  *
  * The least and the greatest number of 64 bits are refused, as overflows are, while
  * errno holds ERANGE; the parser does not clear it, so a host does before the call.
  *
- * Requires: "!*out_match", "tok && c > 0 && at >= 0" (the platform's token_copy).
+ * Requires: len at most the line's; a token_copy that finds a token only with characters
+ *           of the line.
  * Returns:  a PARSE_ result. *consumed: how many characters were accepted: up to
  *           the quote without partner, up to the first token that failed (white
  *           space before it included), or all of them. Both results stay
@@ -116,7 +119,7 @@ VARNO_API void cli_match_free(cli_pmatch_s *matches);
  *          there is none or either argument is NULL. */
 VARNO_API cli_pmatch_s *cli_match_by_name(cli_pmatch_s *matches, const char *name);
 
-/* Requires: "p && m".
+/* Requires: a list and a node.
  * Returns:  the first record that matched this node; NULL when there is none. */
 VARNO_API cli_pmatch_s *cli_match_by_node(cli_pmatch_s *matches, const cli_pnode_s *node);
 

@@ -15,7 +15,9 @@
  * it second; an empty callback is skipped. The trace callback alone must be
  * there before anything is traced, and every command is traced. A callback must
  * neither free the context nor change the buffer; it may leave by an exception or
- * longjmp, the context then stays usable. */
+ * longjmp, the context then stays usable.
+ *
+ * What "Requires" says is checked; docs/assertions.md has the reported texts. */
 
 #include <varno/api.h>
 
@@ -108,13 +110,13 @@ VARNO_API void telnet_set_callback_brk(telparser_s *ctx, telnet_brk_fn fn, void 
  * DO NAWS, WILL SUPPRESS-GO-AHEAD, DO SUPPRESS-GO-AHEAD, DO TERMINAL-TYPE, and
  * SB TERMINAL-TYPE SEND, which does not wait for the client's WILL. NAWS is
  * offered as well as asked for; some clients send their size only then.
- * Requires: "ctx && out_len", "ctx->trace_fn".
+ * Requires: a context with a trace callback, and out_len.
  * Returns:  the 24 bytes, a constant of the library; *out_len is 24.
  * Calls:    trace once. */
 VARNO_API const unsigned char *telnet_make_options(telparser_s *ctx, int32_t *out_len);
 
 /* Traces a printf-like message; what exceeds 255 characters is cut.
- * Requires: "ctx->trace_fn".
+ * Requires: a context with a trace callback.
  * Calls:    trace once. */
 VARNO_API void telnet_trace(telparser_s *ctx, const char *format, ...) VARNO_PRINTF(2, 3);
 
@@ -136,12 +138,12 @@ VARNO_API void telnet_trace(telparser_s *ctx, const char *format, ...) VARNO_PRI
  * escaped 255 in its values it is mostly traced as malformed, six bytes of it
  * skipped and the rest data, or waits for another end. With an end mark inside
  * its nine bytes, or a 255 right before its end and another end after it, it is
- * reported and then fails "len == 9". A subnegotiation of any other option leaves
+ * reported and is then a failed assertion. A subnegotiation of any other option leaves
  * its last byte, 240, in the stream as data. A subnegotiation that never ends is
  * never consumed and grows with every read: the host bounds what it keeps.
  *
- * Requires: "buf && buflen > 0 && ctx"; with a 255 in the buffer also
- *           "ctx->trace_fn"; of the bytes, "len == 9".
+ * Requires: a context, and at least one byte; with a 255 among them also a trace
+ *           callback, and no window size as described above.
  * Returns:  the number of bytes used, 0..buflen + 1. The caller keeps the rest
  *           and presents it again, followed by the next bytes.
  * Calls:    receive, window size, terminal type, break: once for each found, in
@@ -149,7 +151,7 @@ VARNO_API void telnet_trace(telparser_s *ctx, const char *format, ...) VARNO_PRI
 VARNO_API int32_t telnet_consume(telparser_s *ctx, const unsigned char *buf, int32_t buflen);
 
 /* Looks up a command's row, TN_NVT_SE..TN_NVT_IAC (240..255).
- * Requires: "ctx->trace_fn" for any other code.
+ * Requires: for any other code, a context with a trace callback.
  * Returns:  the row, a constant of the library; NULL for any other code.
  * Calls:    trace once for any other code. */
 VARNO_API const telnet_command_s *telnet_iac_command_name(telparser_s *ctx, int code);
