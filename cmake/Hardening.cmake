@@ -10,8 +10,9 @@ endif()
 
 check_cxx_compiler_flag(-fcf-protection=full VARNO_HAS_CF_PROTECTION) # x86 alone
 
+# The last one that fits holds, and a build may be within its sources.
 set(no_folders
-    -ffile-prefix-map=${PROJECT_BINARY_DIR}=. -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=.)
 
 foreach(target IN ITEMS
         varno_objects varno varno_platform varno_session
