@@ -8,6 +8,7 @@
 #include "support/assertion.h"
 #include "support/editor.h"
 #include "support/failing_allocator.h"
+#include "support/left_behind.h"
 #include "support/parse_nodes.h"
 
 #include <varno/cli_assist.h>
@@ -174,13 +175,6 @@ World::World()
     stop_failing();
 }
 
-void release_history_texts(prompt_s *p)
-{
-    prompt_history_s *t = p->history.cqh_first;
-    for (int i = 0; i < p->history_count && p->history.cqh_first != nullptr; i++, t = t->next)
-        tracked_free(t->command, "BYTE*");
-}
-
 void release_node(cli_pnode_s *node)
 {
     if (!node)
@@ -198,7 +192,7 @@ World::~World()
     }
     mc_root_free(trie, nullptr, nullptr);
     if (stroker)
-        stroker_free_context(stroker);
+        free_decoder(stroker);
     telnet_free_context(telnet);
     tsession_free(s);
     tsession_free(other);

@@ -2,6 +2,7 @@
 
 #include "support/assertion.h"
 #include "support/editor.h"
+#include "support/left_behind.h"
 #include "support/memory.h"
 
 #include <varno/platform.h>
@@ -24,8 +25,7 @@ class History : public testing::Test {
     // The text copies are the test's to release: prompt_free leaves them.
     ~History() override
     {
-        for (prompt_history_s *t = p->history.cqh_first; t != end(); t = t->next)
-            tracked_free(t->command, "BYTE*");
+        varno_test::release_history_texts(p);
         prompt_free(p);
         EXPECT_EQ(tracked_outstanding(nullptr), 0u);
     }

@@ -4,6 +4,7 @@
 
 #include "support/assertion.h"
 #include "support/editor.h"
+#include "support/left_behind.h"
 
 #include <varno/platform.h>
 #include <varno/stroker.h>
@@ -381,7 +382,7 @@ TEST_F(LyingSearch, AMatchWithoutALengthIsFatalToTheDecoder)
         EXPECT_ASSERTION(stroker_consume(decoder, bytes, 1, &wait), "longest_match_len == buflen",
                          "stroker");
     }
-    stroker_free_context(decoder);
+    varno_test::free_decoder(decoder);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "support/assertion.h"
 #include "support/editor.h"
 #include "support/failing_allocator.h"
+#include "support/left_behind.h"
 #include "support/parse_nodes.h"
 #include "support/trie.h"
 
@@ -140,7 +141,7 @@ TEST(SingleFailure, OfABindingLeavesTheDecoderAsItWas)
             EXPECT_EQ(bind(), 0) << "works once there is memory";
         }
         EXPECT_EQ(decoded(ctx, "\033[1~"), Keys({VIRTKEY_END, VIRTKEY_ENTER}));
-        stroker_free_context(ctx);
+        free_decoder(ctx);
         return refused;
     });
     EXPECT_EQ(failures, 7) << "a record, two arrays, two nodes and their entries";
@@ -282,6 +283,7 @@ TEST(SingleFailure, OfAHistoryEntryLeavesTheHistoryAsItWas)
             EXPECT_EQ(prompt_history_add(p, 1), 0);
             EXPECT_EQ(history_of(p), Texts({"new", "old"})) << "works once there is memory";
         }
+        release_history_texts(p);
         prompt_free(p);
         return refused;
     });
@@ -307,6 +309,7 @@ TEST(SingleFailure, OfAnEntryOfAFullHistoryCostsTheOldestOne)
         before["BYTE*"] -= met ? 1 : 0;
         before["all"] -= met ? 2 : 0;
         EXPECT_EQ(books(), before);
+        release_history_texts(p);
         prompt_free(p);
         return met;
     });

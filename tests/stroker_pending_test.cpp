@@ -4,6 +4,7 @@
 
 #include "keys/decoder_internal.h"
 #include "support/assertion.h"
+#include "support/left_behind.h"
 
 #include <cstdint>
 #include <limits>
@@ -35,7 +36,7 @@ namespace {
 
 struct Pending : testing::Test {
     Pending() { stroker_bind_sequence_to_vkey(ctx, "\033[A", VIRTKEY_UP); }
-    ~Pending() override { stroker_free_context(ctx); }
+    ~Pending() override { varno_test::free_decoder(ctx); }
 
     int32_t consume(const char *bytes, int32_t len = 1)
     {
@@ -44,14 +45,6 @@ struct Pending : testing::Test {
 
     stroker_s *ctx = stroker_create_context();
     timeval wait = {-7, -7};
-};
-
-// A binding record as the decoder lays it out.
-struct Binding {
-    mkey_t *sequence;
-    uint32_t sequence_len;
-    mkey_t *virtual_keys;
-    uint32_t virtual_keys_len;
 };
 
 // Follows the keys of a text to their node.
@@ -83,14 +76,14 @@ TEST_F(Pending, BindingsArraysEndWithZeroAfterTheirKeys)
             ASSERT_EQ(stroker_bind_sequence_to_vkeys(decoder, seq.c_str(), given,
                                                      static_cast<int>(vkeys_len)),
                       0);
-            const auto *m = static_cast<const Binding *>(node_of(decoder, seq)->value);
+            const auto *m = static_cast<const stroker_binding *>(node_of(decoder, seq)->value);
             EXPECT_EQ(m->sequence_len, len);
             EXPECT_EQ(m->sequence[len - 1], mkey_t{'x'});
             EXPECT_EQ(m->sequence[len], 0u);
             EXPECT_EQ(m->virtual_keys_len, vkeys_len);
             EXPECT_EQ(m->virtual_keys[vkeys_len - 1], given[vkeys_len - 1]);
             EXPECT_EQ(m->virtual_keys[vkeys_len], 0u);
-            stroker_free_context(decoder);
+            varno_test::free_decoder(decoder);
         }
     }
 }
@@ -225,8 +218,8 @@ TEST_F(Pending, ExtremeTimesAreCheckedNotUndefined)
 TEST_F(Pending, MatchOfAnotherLengthThanItsBindingIsAnAssertion)
 {
     mc_node_s *node = node_of(ctx, "\033[A");
-    Binding broken = {nullptr, 4, nullptr, 1};
-    Binding empty = {nullptr, 3, nullptr, 0};
+    stroker_binding broken = {nullptr, 4, nullptr, 1};
+    stroker_binding empty = {nullptr, 3, nullptr, 0};
     void *binding = node->value;
     node->value = &broken;
     EXPECT_ASSERTION(consume("\033[A", 3), "first_complete_len == t->sequence_len", "stroker");

@@ -20,14 +20,6 @@ constexpr char keys_tag[] = "mkey_t";
 constexpr int32_t keys_per_call = 2048;
 constexpr int usec_per_sec = 1000000;
 
-// What a bound sequence stands for; the arrays end with a 0 after their keys.
-struct stroker_binding {
-    mkey_t *sequence;
-    uint32_t sequence_len; // 1..32
-    mkey_t *virtual_keys;
-    uint32_t virtual_keys_len; // at least 1
-};
-
 void free_binding(stroker_binding *m)
 {
     tracked_free(m->virtual_keys, keys_tag);

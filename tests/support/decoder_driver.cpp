@@ -1,5 +1,6 @@
 #include "decoder_driver.h"
 
+#include "left_behind.h"
 #include "spelling.h"
 
 #include <varno/stroker.h>
@@ -47,7 +48,7 @@ std::pair<std::string_view, std::string_view> two_texts(std::string_view rest)
 class DecoderDriver : public ScriptDriver {
   public:
     DecoderDriver() { stroker_set_callback_chars(decoder_, take_keys, this); }
-    ~DecoderDriver() override { stroker_free_context(decoder_); }
+    ~DecoderDriver() override { free_decoder(decoder_); }
 
     void act(std::string_view verb, std::string_view rest) override
     {
