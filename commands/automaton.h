@@ -1,0 +1,91 @@
+#ifndef VARNO_COMMANDS_AUTOMATON_H
+#define VARNO_COMMANDS_AUTOMATON_H
+
+// All definitions of a mode as one deterministic automaton, made of parse nodes: a node is a
+// transition, a level of alternatives is a state. What definitions begin alike with is there
+// once, so that a word is looked at once, however many commands go on from it.
+
+#include "notation.h"
+
+#include <varno/cli_parse.h>
+
+#include <cstdint>
+
+namespace varno::commands {
+
+// A level whose alternatives have to be narrowed before a word is matched: cli_pnode_s::attr.
+constexpr uint32_t attr_narrowed = 1;
+
+struct Definition {
+    const char *syntax;
+    const char *help;
+    bool is_command; // else it documents the last word of its syntax
+    int32_t mode;
+};
+
+// A word position of a definition that is followed at run time, because it has a set or a
+// <a|b>$which. Positions of one definition are numbered in one go.
+struct Position {
+    int32_t symbol;
+    int32_t first_step; // steps [first_step, end_step) lead on from here
+    int32_t end_step;
+    bool is_end;
+    std::string_view which; // the argument that the word is, of <a|b>$which
+};
+
+// From one position to another. A set's option is entered at most once: the option's bit.
+struct Step {
+    int32_t to;
+    uint64_t options;
+};
+
+// A definition that is followed, in one of its forms.
+struct Form {
+    int32_t first_step;
+    int32_t end_step;
+};
+
+// What an EOLS node's func points at: the command that ends here, in one of its forms.
+struct End {
+    int32_t definition;
+    int32_t form; // index of forms, if it is followed; else -1
+};
+
+// The forms that go on through a node, where some have sets: what its func points at.
+struct Through {
+    bool has_others; // forms without sets, too
+    int32_t first_form;
+    int32_t end_form; // indices of form_lists
+};
+
+// A word or an argument, wherever it stands. Arguments come first.
+struct Symbol {
+    std::string_view text;
+    ArgumentType type;
+    bool is_keyword;
+};
+
+struct Graph {
+    Array<cli_pnode_s> nodes;
+    Array<int32_t> roots; // by mode: the first node of its first level; -1: no command
+    Array<Symbol> symbols; // empty once the graph is built
+    Array<ArgumentType> types; // by the aux_int of an argument's node
+    Array<char> texts;     // of nodes
+    Array<End> ends;
+    Array<Through> throughs;
+    Array<int32_t> form_lists;
+    Array<Form> forms;
+    Array<Position> positions;
+    Array<Step> steps;
+};
+
+// Builds the graph of all modes. What is wrong is added to findings; with an error among
+// them, or without memory, the graph is of no use. Returns: false without memory.
+bool build_graph(const Array<Definition> &definitions, int32_t modes, const TypeNames &types,
+                 Findings &findings, Graph &out_graph);
+
+void release_graph(Graph &graph);
+
+} // namespace varno::commands
+
+#endif
