@@ -11,7 +11,8 @@
 
 namespace varno::commands {
 
-template <typename Item> struct Array {
+template <typename Item>
+struct Array {
     static_assert(std::is_trivially_copyable_v<Item>);
 
     Item *items = nullptr;
@@ -50,8 +51,8 @@ template <typename Item> struct Array {
 
     bool grow_by(size_t added)
     {
-        auto *grown = is_short ? nullptr
-                               : static_cast<Item *>(crealloc(items, sizeof(Item), room, added));
+        auto *grown =
+            is_short ? nullptr : static_cast<Item *>(crealloc(items, sizeof(Item), room, added));
         is_short = !grown;
         if (!grown)
             return false;

@@ -32,7 +32,12 @@ struct Place {
     bool repeats;
     bool may_be_used_up; // it is in an option, or comes after one
     std::string_view which;
+    int32_t twin;   // the same word in the form without "no", or itself
+    int32_t help;   // of a twin: the row that documents it, or none
+    uint32_t noted; // of a twin: problems that have been noted, one bit each
 };
+
+static_assert(static_cast<int>(Problem::help_of_nothing) < 32);
 
 // A definition as it is, or what its [no] makes of it.
 struct Draft {
@@ -118,23 +123,33 @@ bool is_before(const Symbol &one, const Symbol &other)
     return a.least != b.least ? a.least < b.least : a.most < b.most;
 }
 
+bool is_earlier(const Finding &one, const Finding &other)
+{
+    if (one.row != other.row)
+        return one.row < other.row;
+    return one.column != other.column ? one.column < other.column : one.problem < other.problem;
+}
+
 // Leaves a build from any depth; it ends in Builder::build.
 struct OutOfMemory {};
 
-template <typename Item> int32_t count(const Array<Item> &array)
+template <typename Item>
+int32_t count(const Array<Item> &array)
 {
     return static_cast<int32_t>(array.used);
 }
 
 // Returns the new item's index.
-template <typename Item> int32_t add(Array<Item> &array, const Item &item)
+template <typename Item>
+int32_t add(Array<Item> &array, const Item &item)
 {
     if (!array.add(item))
         throw OutOfMemory{};
     return count(array) - 1;
 }
 
-template <typename Item> void fill(Array<Item> &array, size_t wanted, const Item &item)
+template <typename Item>
+void fill(Array<Item> &array, size_t wanted, const Item &item)
 {
     while (array.used < wanted)
         add(array, item);
@@ -157,12 +172,15 @@ class Builder {
             gather_steps();
             check_forms();
             make_states();
+            for (Edge &one : edges_)
+                describe_edge(one);
             if (findings_.errors == 0)
                 make_nodes();
         } catch (const OutOfMemory &) {
             is_built = false;
         }
         release();
+        std::sort(findings_.list.begin(), findings_.list.end(), is_earlier);
         return is_built && !findings_.list.is_short;
     }
 
@@ -173,12 +191,21 @@ class Builder {
     State &state(int32_t i) { return states_[static_cast<size_t>(i)]; }
     Edge &edge(int32_t i) { return edges_[static_cast<size_t>(i)]; }
     Symbol &symbol(int32_t i) { return graph_.symbols[static_cast<size_t>(i)]; }
-    const Definition &definition_of(int32_t at) { return definition(form(place(at).form).definition); }
+    const Definition &definition_of(int32_t at)
+    {
+        return definition(form(place(at).form).definition);
+    }
 
+    // Says of a word once what is wrong with it, however many states it is in.
     void note(Problem problem, int32_t at, int32_t other = none)
     {
+        const uint32_t bit = uint32_t{1} << static_cast<int>(problem);
+        uint32_t &noted = place(place(at).twin).noted;
+        if ((noted & bit) != 0)
+            return;
+        noted |= bit;
         findings_.row = form(place(at).form).definition;
-        findings_.add(problem, place(at).column, other);
+        findings_.add(problem, place(at).column, other == findings_.row ? none : other);
     }
 
     // Places
@@ -224,6 +251,15 @@ class Builder {
         form(index).is_followed |= options_ > 0;
         mark_last_word(index);
         mark_used_up(first_link);
+        if (is_negated)
+            find_twins(index);
+    }
+
+    // But for "no" the places of a negated form are those of the one before it.
+    void find_twins(int32_t negated)
+    {
+        for (int32_t at = form(negated).first_place + 1; at < form(negated).end_place; at++)
+            place(at).twin = form(negated - 1).first_place + at - form(negated).first_place - 1;
     }
 
     // From the first option on a word may be one that is not possible any more.
@@ -261,8 +297,15 @@ class Builder {
     {
         const int32_t of = count(forms_) - 1;
         const int32_t number = add(graph_.symbols, word);
-        const int32_t at = add(places_,
-                               {of, number, 0, 0, column, false, false, repeats, false, which});
+        Place made = {};
+        made.form = of;
+        made.symbol = number;
+        made.column = column;
+        made.repeats = repeats;
+        made.which = which;
+        made.twin = count(places_);
+        made.help = none;
+        const int32_t at = add(places_, made);
         add(entries_, {at, 0});
         add(exits_, at);
         if (repeats)
@@ -318,8 +361,8 @@ class Builder {
             all.may_be_empty |= add_part(i, false, node.which).may_be_empty;
             i = notation_->nodes[static_cast<size_t>(i)].next;
         }
-        all.may_be_empty |= node.kind == NodeKind::option ||
-                            (node.kind == NodeKind::unless_no && is_negated_);
+        all.may_be_empty |=
+            node.kind == NodeKind::option || (node.kind == NodeKind::unless_no && is_negated_);
         return all;
     }
 
@@ -381,8 +424,9 @@ class Builder {
     {
         for (int32_t i = 0; i < count(graph_.symbols); i++)
             add(order_, i);
-        std::sort(order_.begin(), order_.end(),
-                  [&](int32_t one, int32_t other) { return is_before(symbol(one), symbol(other)); });
+        std::sort(order_.begin(), order_.end(), [&](int32_t one, int32_t other) {
+            return is_before(symbol(one), symbol(other));
+        });
         for (const int32_t i : order_) {
             if (different_.used == 0 || !is_same_symbol(different_[different_.used - 1], symbol(i)))
                 add(different_, symbol(i));
@@ -444,7 +488,7 @@ class Builder {
                 const int32_t one = steps_[static_cast<size_t>(i)].to;
                 const int32_t other = steps_[static_cast<size_t>(j)].to;
                 if (one != other && place(one).symbol == place(other).symbol)
-                    return note(Problem::option_begins_like_next, std::max(one, other));
+                    return note(Problem::begins_alike, std::max(one, other));
             }
         }
     }
@@ -510,7 +554,7 @@ class Builder {
         gather_targets(first);
         for (int32_t i = first; i < state(at).end_edge; i++) {
             edge_of_symbol_[static_cast<size_t>(edge(i).symbol)] = none;
-            describe_edge(edge(i));
+            find_documentation(edge(i));
             const int32_t to = find_state(edge(i));
             edge(i).to = to;
         }
@@ -536,8 +580,7 @@ class Builder {
     // The state with what may follow an edge, which is made if there is none yet.
     int32_t find_state(const Edge &from)
     {
-        const int32_t made =
-            add(states_, {count(members_), 0, find_end(from), none, 0, 0});
+        const int32_t made = add(states_, {count(members_), 0, find_end(from), none, 0, 0});
         for (int32_t i = from.first_target; i < from.end_target; i++)
             add_places(place(target(i)).first_step, place(target(i)).end_step);
         sort_members(made);
@@ -580,38 +623,64 @@ class Builder {
                 continue;
             if (ending == none)
                 ending = place(target(i)).form;
-            else
+            else if (ending != place(target(i)).form) // else its alternatives are alike
                 note(Problem::same_words, target(i), form(ending).definition);
         }
         return ending;
+    }
+
+    // A row that is no command documents the word that it ends with, wherever else the
+    // definitions have that: an option of a set may come after each of the others.
+    void find_documentation(Edge &out)
+    {
+        for (int32_t i = out.first_target; i < out.end_target; i++)
+            out.is_command |= definition_of(target(i)).is_command;
+        for (int32_t i = out.first_target; i < out.end_target; i++) {
+            if (definition_of(target(i)).is_command || !place(target(i)).is_end)
+                continue;
+            if (!out.is_command)
+                note(Problem::help_of_nothing, target(i));
+            document_edge(out, target(i));
+        }
+    }
+
+    void document_edge(const Edge &documented, int32_t end)
+    {
+        const int32_t of = form(place(end).form).definition;
+        for (int32_t i = documented.first_target; i < documented.end_target; i++) {
+            int32_t &known = place(place(target(i)).twin).help;
+            if (known != none && std::strcmp(help_of(known), help_of(of)) != 0)
+                note(Problem::help_twice, end, known);
+            else
+                known = of;
+        }
     }
 
     // A word's help is that of the row that documents it, else that of the first command whose
     // last fixed word it is.
     void describe_edge(Edge &out)
     {
-        int32_t documented_at = none;
+        if (!out.is_command)
+            return;
         int32_t command_help = none;
         for (int32_t i = out.first_target; i < out.end_target; i++) {
             const Place &to = place(target(i));
-            const int32_t of = form(to.form).definition;
-            if (definition(of).is_command) {
-                out.is_command = true;
-                if (to.is_last_word && command_help == none)
-                    command_help = of;
-            } else if (to.is_end) {
-                if (out.help != none && std::strcmp(help_of(of), help_of(out.help)) != 0)
-                    note(Problem::help_twice, target(i), out.help);
-                out.help = of;
-                documented_at = target(i);
-            }
+            if (out.help == none)
+                out.help = place(to.twin).help;
+            if (to.is_last_word && command_help == none && definition_of(target(i)).is_command)
+                command_help = form(to.form).definition;
         }
-        if (documented_at != none && !out.is_command)
-            note(Problem::help_of_nothing, documented_at);
         if (out.help == none)
             out.help = command_help;
-        if (out.is_command && symbol(out.symbol).is_keyword && *help_of(out.help) == '\0')
-            note(Problem::no_help, target(out.first_target));
+        const Symbol &word = symbol(out.symbol);
+        if (word.is_keyword && *help_of(out.help) == '\0')
+            note(Problem::no_help, some_place(out));
+        char range[64];
+        const size_t added = word.type.kind == TypeKind::range
+                                 ? 2 + describe_type(word.type, range, std::size(range))
+                                 : 0;
+        if (std::strlen(help_of(out.help)) + added > widest_help)
+            note(Problem::wide_help, some_place(out));
     }
 
     const char *help_of(int32_t of) const
@@ -636,10 +705,7 @@ class Builder {
         }
     }
 
-    bool is_argument(const Edge &one)
-    {
-        return one.is_command && !symbol(one.symbol).is_keyword;
-    }
+    bool is_argument(const Edge &one) { return one.is_command && !symbol(one.symbol).is_keyword; }
 
     // A place of a command that an edge leads to.
     int32_t some_place(const Edge &one)
@@ -762,7 +828,7 @@ class Builder {
         for (size_t i = first; i < graph_.nodes.used; i++) {
             const bool is_last = i + 1 == graph_.nodes.used;
             graph_.nodes[i].next = is_last ? &NONE : &graph_.nodes[i + 1];
-            graph_.nodes[i].attr = is_narrowed ? attr_narrowed : 0;
+            graph_.nodes[i].attr |= is_narrowed ? attr_narrowed : 0;
         }
     }
 
@@ -786,17 +852,15 @@ class Builder {
         NodeDraft draft = {note_forms(one), none};
         node.child = child == none ? &NONE : graph_.nodes.begin() + child;
         node.type = word.is_keyword ? PNODE_KEYWORD : PNODE_STRING;
+        node.attr = !word.is_keyword && word.type.kind == TypeKind::line ? attr_rest : 0;
         node.help = help_of(one.help);
         node.aux_int = one.symbol;
         if (!word.is_keyword)
             draft.help = describe_argument(node.help, word.type);
-        if (std::strlen(draft.help == none ? node.help : text_at(draft.help)) > widest_help)
-            note(Problem::wide_help, some_place(one));
         add(graph_.nodes, node);
         add(draft_of_node_, draft);
-        return draft.record != none ||
-               (!word.is_keyword && word.type.kind != TypeKind::word &&
-                word.type.kind != TypeKind::secret);
+        return draft.record != none || (!word.is_keyword && word.type.kind != TypeKind::word &&
+                                        word.type.kind != TypeKind::secret);
     }
 
     // What a row says of an argument, and the range; without a row what the type is. A
@@ -851,8 +915,7 @@ class Builder {
                 node.func = &graph_.throughs[static_cast<size_t>(draft.record)];
             if (draft.help != none)
                 node.help = text_at(draft.help);
-            node.name = node.keyword =
-                text_at(text_of_symbol_[static_cast<size_t>(node.aux_int)]);
+            node.name = node.keyword = text_at(text_of_symbol_[static_cast<size_t>(node.aux_int)]);
         }
         keep_types();
     }
@@ -915,11 +978,11 @@ class Builder {
     Array<int32_t> targets_;
     Array<Target> drafts_;
     Array<int32_t> roots_;
-    Array<int32_t> state_by_head_; // by first member; where there is none, by the form that ends
+    Array<int32_t> state_by_head_;  // by first member; where there is none, by the form that ends
     Array<int32_t> edge_of_symbol_; // of the level that is being made
     Array<int32_t> kept_form_;
     Array<int32_t> text_of_symbol_; // where in the graph's texts
-    Array<int32_t> node_of_state_; // the first of its level, or none
+    Array<int32_t> node_of_state_;  // the first of its level, or none
     Array<NodeDraft> draft_of_node_;
     Array<int32_t> order_; // of symbols
     Array<Symbol> different_;

@@ -15,6 +15,8 @@ namespace varno::commands {
 
 // A level whose alternatives have to be narrowed before a word is matched: cli_pnode_s::attr.
 constexpr uint32_t attr_narrowed = 1;
+// A node that takes the rest of the line as it is typed.
+constexpr uint32_t attr_rest = 2;
 
 struct Definition {
     const char *syntax;
@@ -67,10 +69,10 @@ struct Symbol {
 
 struct Graph {
     Array<cli_pnode_s> nodes;
-    Array<int32_t> roots; // by mode: the first node of its first level; -1: no command
-    Array<Symbol> symbols; // empty once the graph is built
+    Array<int32_t> roots;      // by mode: the first node of its first level; -1: no command
+    Array<Symbol> symbols;     // empty once the graph is built
     Array<ArgumentType> types; // by the aux_int of an argument's node
-    Array<char> texts;     // of nodes
+    Array<char> texts;         // of nodes
     Array<End> ends;
     Array<Through> throughs;
     Array<int32_t> form_lists;

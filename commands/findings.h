@@ -28,11 +28,10 @@ enum class Problem : uint8_t {
     negation_without_no,
     nesting_too_deep,
     // Errors of definitions together
-    unknown_mode,
     same_words,
     types_overlap,
     two_names,
-    option_begins_like_next,
+    begins_alike,
     help_twice,
     // Warnings
     no_help,

@@ -48,10 +48,10 @@ class Reader {
 
     void read()
     {
+        notation_.root = no_node;
         skip_blanks();
-        notation_.is_negatable =
-            syntax_.substr(at_).starts_with(negation) && syntax_.substr(at_ + negation.size())
-                                                             .starts_with(' ');
+        notation_.is_negatable = syntax_.substr(at_).starts_with(negation) &&
+                                 syntax_.substr(at_ + negation.size()).starts_with(' ');
         if (notation_.is_negatable)
             at_ += negation.size();
         skip_blanks();

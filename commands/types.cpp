@@ -182,14 +182,23 @@ bool can_begin_range(const ArgumentType &type, std::string_view begun)
         return false;
     if (number == 0)
         return type.most >= 0; // more zeros, then whatever there is
-    const bool is_negative = begun.starts_with('-');
-    auto low = static_cast<__int128>(number);
-    __int128 count = 1;
-    for (; low >= INT64_MIN && low <= INT64_MAX; low *= 10, count *= 10) {
-        const __int128 first = is_negative ? low - (count - 1) : low;
-        const __int128 last = is_negative ? low : low + (count - 1);
-        if (first <= type.most && last >= type.least)
+    // Compared without signs: the range's numbers on this side of zero.
+    const bool is_negative = number < 0;
+    const auto magnitude = [](int64_t signed_number) {
+        const auto bits = static_cast<uint64_t>(signed_number);
+        return signed_number < 0 ? 0 - bits : bits;
+    };
+    if (is_negative ? type.least >= 0 : type.most < 0)
+        return false;
+    const uint64_t least = is_negative ? magnitude(std::min<int64_t>(type.most, 0))
+                                       : magnitude(std::max<int64_t>(type.least, 0));
+    const uint64_t most = magnitude(is_negative ? type.least : type.most);
+    uint64_t count = 1;
+    for (uint64_t low = magnitude(number); low <= most; low *= 10, count *= 10) {
+        if (low + (count - 1) >= least)
             return true;
+        if (low > most / 10)
+            return false;
     }
     return false;
 }
@@ -217,11 +226,30 @@ bool can_begin_ipv4(std::string_view begun)
 // rest: it is enough to try these ends.
 bool can_begin_ipv6(std::string_view begun)
 {
-    constexpr std::string_view ends[] = {"", "0", "::", ":", ":0", "0.0.0.0", "0.0.0", "0.0",
-                                         ".0.0.0", ".0.0", ".0", ":0:0:0:0:0:0:0", ":0:0:0:0:0:0",
-                                         ":0:0:0:0:0", ":0:0:0:0", ":0:0:0", ":0:0",
-                                         "0:0:0:0:0:0:0:0", "0:0:0:0:0:0:0", "0:0:0:0:0:0",
-                                         "0:0:0:0:0", "0:0:0:0", "0:0:0", "0:0"};
+    constexpr std::string_view ends[] = {"",
+                                         "0",
+                                         "::",
+                                         ":",
+                                         ":0",
+                                         "0.0.0.0",
+                                         "0.0.0",
+                                         "0.0",
+                                         ".0.0.0",
+                                         ".0.0",
+                                         ".0",
+                                         ":0:0:0:0:0:0:0",
+                                         ":0:0:0:0:0:0",
+                                         ":0:0:0:0:0",
+                                         ":0:0:0:0",
+                                         ":0:0:0",
+                                         ":0:0",
+                                         "0:0:0:0:0:0:0:0",
+                                         "0:0:0:0:0:0:0",
+                                         "0:0:0:0:0:0",
+                                         "0:0:0:0:0",
+                                         "0:0:0:0",
+                                         "0:0:0",
+                                         "0:0"};
     char text[INET6_ADDRSTRLEN];
     return std::any_of(std::begin(ends), std::end(ends), [&](std::string_view end) {
         Value value = {};
@@ -251,9 +279,8 @@ bool can_begin_prefix(TypeKind kind, std::string_view begun)
 
 bool can_begin_mac(std::string_view begun)
 {
-    return std::any_of(std::begin(mac_spellings), std::end(mac_spellings), [&](const auto &one) {
-        return read_mac(one, begun, nullptr) > 0;
-    });
+    return std::any_of(std::begin(mac_spellings), std::end(mac_spellings),
+                       [&](const auto &one) { return read_mac(one, begun, nullptr) > 0; });
 }
 
 bool can_begin_hex(std::string_view begun)
@@ -414,9 +441,10 @@ bool can_begin(const ArgumentType &type, std::string_view begun)
 size_t describe_type(const ArgumentType &type, char *text, size_t size)
 {
     const char *help = type_rows[static_cast<size_t>(type.kind)].help;
-    const int len = type.kind == TypeKind::range
-                        ? std::snprintf(text, size, "%" PRId64 " to %" PRId64, type.least, type.most)
-                        : std::snprintf(text, size, "%s", help);
+    const int len =
+        type.kind == TypeKind::range
+            ? std::snprintf(text, size, "%" PRId64 " to %" PRId64, type.least, type.most)
+            : std::snprintf(text, size, "%s", help);
     return std::min(static_cast<size_t>(std::max(len, 0)), size - 1);
 }
 

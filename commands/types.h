@@ -29,7 +29,7 @@ enum class TypeKind : uint8_t {
 
 struct ArgumentType {
     TypeKind kind;
-    int32_t registered; // which of the program's types, else 0
+    int32_t registered;  // which of the program's types, else 0
     int64_t least, most; // of a range, else 0
 };
 
