@@ -33,18 +33,20 @@ void fail(cli_assist_error_s &out_error, int32_t reason, int32_t at, int32_t len
         std::memcpy(out_error.why, why.text, std::size(why.text));
 }
 
-// Quotes come first: where they are wrong, so may all words be.
+// Quotes come first: where they are wrong, so may all words be. Only what takes the rest
+// of a line takes an open one.
 const cli_pnode_s *run_line(Walk &walk, cli_assist_error_s &out_error)
 {
     const char *quote = string_check_quotes(walk.text);
-    if (quote) {
-        fail(out_error, CLI_ASSIST_QUOTES, static_cast<int32_t>(quote - walk.text), 1, {});
-        return nullptr;
-    }
+    const auto quote_at = static_cast<int32_t>(quote ? quote - walk.text : 0);
     Word word = {};
     while (find_word(walk, word)) {
         Why why = {};
         const int32_t reason = pass_word(walk, word, &why);
+        if (reason != CLI_ASSIST_OK && quote) {
+            fail(out_error, CLI_ASSIST_QUOTES, quote_at, 1, {});
+            return nullptr;
+        }
         if (reason != CLI_ASSIST_OK) {
             fail(out_error, reason, word.at, word.end - word.at, why);
             return nullptr;

@@ -166,7 +166,8 @@ int32_t match_filtered(const Level &level, const char *text, cli_pmatch_s **out_
     if (narrowed != CLI_ASSIST_OK)
         return narrowed;
     const LevelOfCopies copies(left);
-    const int32_t reason = match_among(copies.first(), text, out_match);
+    const bool is_rest = takes_rest(level, copies.first()) && is_list_end(copies.first()->next);
+    const int32_t reason = match_among(copies.first(), is_rest ? "-" : text, out_match);
     if (reason != CLI_ASSIST_OK)
         return reason;
     // The graph's own node, as cli_parse gives it.
@@ -262,6 +263,11 @@ bool is_begun_keyword(const cli_pnode_s *n, const Begun &begun)
 {
     return n->type == PNODE_KEYWORD && has_texts(n) && *n->keyword != '\0' &&
            std::strncmp(n->keyword, begun.value, begun.len) == 0;
+}
+
+bool takes_rest(const Level &level, const cli_pnode_s *n)
+{
+    return level.filter && n->type == PNODE_STRING && (n->attr & level.filter->rest) != 0;
 }
 
 int32_t match_word(const Level &level, const char *text, cli_pmatch_s **out_match, Why *why)

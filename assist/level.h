@@ -67,7 +67,11 @@ int32_t fit_of(const Level &level, const cli_pnode_s *n, const char *word, Why *
 // cannot be typed.
 bool is_begun_keyword(const cli_pnode_s *n, const Begun &begun);
 
-// Matches a text with one word. The record is set only with CLI_ASSIST_OK.
+// A string that takes the rest of the line, as the filter says.
+bool takes_rest(const Level &level, const cli_pnode_s *n);
+
+// Matches a text with one word. The record is set only with CLI_ASSIST_OK; of what takes the
+// rest of the line it has no token yet that counts.
 int32_t match_word(const Level &level, const char *text, cli_pmatch_s **out_match, Why *why);
 
 // Copies the value of a text's only word, quotes and escapes removed. Returns false

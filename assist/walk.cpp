@@ -23,6 +23,22 @@ Place find_place(Walk &walk, Word &out_word)
     return Place::word;
 }
 
+// From a word on, all of the line is the token. Returns false without memory.
+bool take_rest(const Walk &walk, const Word &word, cli_pmatch_s *match)
+{
+    const char *rest = walk.text + word.at;
+    const char *last = spanws_back(walk.text, walk.len);
+    char *token = tracked_strdup(rest, "BYTE");
+    if (!token)
+        return false;
+    token[last + 1 - rest] = '\0';
+    tracked_free(match->token, "BYTE");
+    match->token = token;
+    match->pos = word.at;
+    match->len = walk.len - walk.done;
+    return true;
+}
+
 } // namespace
 
 bool begin_walk(Walk &walk, const cli_pnode_s *root, const cli_assist_filter_s *filter,
@@ -81,10 +97,15 @@ int32_t pass_word(Walk &walk, const Word &word, Why *why)
     if (reason != CLI_ASSIST_OK)
         return reason;
     match->pos += walk.done;
+    const bool is_rest = takes_rest(walk.level, match->node);
+    if (is_rest && !take_rest(walk, word, match)) {
+        cli_match_free(match);
+        return CLI_ASSIST_NO_MEMORY;
+    }
     *walk.tail = match;
     walk.tail = &match->next;
     walk.level = level_of(match->node->child, walk.filter, *walk.matches);
-    walk.done = word.next;
+    walk.done = is_rest ? walk.len : word.next;
     return reason;
 }
 

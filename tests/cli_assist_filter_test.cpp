@@ -47,7 +47,7 @@ struct Rules {
 
     cli_assist_filter_s filter(uint32_t attr = 0)
     {
-        return {sizeof(cli_assist_filter_s), this, fit, values, attr};
+        return {sizeof(cli_assist_filter_s), this, fit, values, attr, 0};
     }
 
     static bool begins(const std::string &text, const std::string &word)
@@ -390,6 +390,61 @@ TEST(CliAssistFilter, ranks_what_takes_a_word)
     EXPECT_EQ(with_keyword.parse("7up"), "runs 7up");
     const Language without_any = {level_of({&range, &value}), &filter};
     EXPECT_EQ(without_any.parse("r"), "unknown word 0+1"); // two reasons are none
+}
+
+struct Rest {
+    const char *line;
+    int32_t reason;
+    int32_t at;        // of the error
+    const char *token; // of the rest
+};
+
+// clang-format off
+constexpr Rest rests[] = {
+    {"say hello",            CLI_ASSIST_OK,         0, "hello"},
+    {"say  it's \"one\\ \t",   CLI_ASSIST_OK,         0, "it's \"one\\"},
+    {"say \"a b\" c | d",    CLI_ASSIST_OK,         0, "\"a b\" c | d"},
+    {"say '",                CLI_ASSIST_OK,         0, "'"},
+    {"say",                  CLI_ASSIST_INCOMPLETE, 3, nullptr},
+    {"sa'y it",              CLI_ASSIST_QUOTES,     2, nullptr},
+    {"tell it's",            CLI_ASSIST_QUOTES,     7, nullptr},
+    {"say nobody",           CLI_ASSIST_OK,         0, nullptr},
+    {"say nobody 'else",     CLI_ASSIST_QUOTES,     11, nullptr},
+};
+// clang-format on
+
+TEST(CliAssistFilter, a_string_takes_the_rest_of_a_line_as_it_is_typed)
+{
+    cli_pnode_s say = keyword_node("say");
+    cli_pnode_s tell = keyword_node("tell");
+    cli_pnode_s nobody = keyword_node("nobody");
+    cli_pnode_s text = parse_node(PNODE_STRING, "TEXT", "TEXT");
+    cli_pnode_s word = parse_node(PNODE_STRING, "WORD", "WORD");
+    cli_pnode_s end = parse_node(PNODE_EOLS, "end", "");
+    say.child = &nobody;
+    nobody.next = &text;
+    tell.child = &word;
+    nobody.child = text.child = word.child = &end;
+    nobody.next->attr = 2;
+    say.next = &tell;
+    Rules rules;
+    cli_assist_filter_s filter = rules.filter();
+    filter.rest = 2;
+    for (const Rest &rest : rests) {
+        cli_pmatch_s *matches = nullptr;
+        cli_assist_error_s error;
+        const cli_pnode_s *found = cli_assist_parse(&say, &filter, rest.line, &matches, &error);
+        EXPECT_EQ(error.reason, rest.reason) << rest.line;
+        EXPECT_EQ(error.at, rest.at) << rest.line;
+        const cli_pmatch_s *last = matches ? cli_match_by_node(matches, &text) : nullptr;
+        EXPECT_EQ(last != nullptr, rest.token != nullptr) << rest.line;
+        if (last && rest.token) {
+            EXPECT_EQ(found, &end);
+            EXPECT_STREQ(last->token, rest.token);
+            EXPECT_EQ(last->len, length_of(rest.line) - 4); // with the white space around it
+        }
+        cli_match_free(matches);
+    }
 }
 
 TEST(CliAssistFilter, asks_only_about_levels_that_are_marked)

@@ -83,6 +83,10 @@ struct cli_assist_filter_s {
     cli_assist_values_fn values; /* NULL: no node has values to list */
     uint32_t attr;               /* a level is asked about if the attr of its first node has one
                                     of these bits, and else left to cli_parse; 0: each is */
+    uint32_t rest;               /* a string whose attr has one of these bits, on a level that is
+                                    asked about, takes the rest of the line as it is typed, without
+                                    white space at its end: quotes and backslashes are characters
+                                    of it, and it is one word; 0: none does */
 };
 
 /* Receives one thing that may be typed: a keyword, a label or a value, and its help
