@@ -165,6 +165,9 @@ int32_t match_filtered(const Level &level, const char *text, cli_pmatch_s **out_
     const int32_t narrowed = narrow(level, text, word, left, why);
     if (narrowed != CLI_ASSIST_OK)
         return narrowed;
+    // Quotes with nothing in them begin no keyword.
+    if (*word == '\0' && left.values.count == 1 && takes_rest(level, left.values.nodes[0]))
+        left.abbreviated = {};
     const LevelOfCopies copies(left);
     const bool is_rest = takes_rest(level, copies.first()) && is_list_end(copies.first()->next);
     const int32_t reason = match_among(copies.first(), is_rest ? "-" : text, out_match);
