@@ -73,7 +73,7 @@ const std::string to_begin = "\001";
 
 tsession_config_s widest()
 {
-    tsession_config_s config = {};
+    tsession_config_s config = TSESSION_CONFIG_INIT;
     config.columns = 256;
     return config;
 }
@@ -122,7 +122,7 @@ struct LineAtBegin : LineAct {
 
 tsession_config_s remembering(int lines)
 {
-    tsession_config_s config = {};
+    tsession_config_s config = TSESSION_CONFIG_INIT;
     config.history_limit = lines;
     return config;
 }
@@ -447,7 +447,7 @@ class ParseAct : public Act {
 
 tsession_config_s with_graph(cli_pnode_s *graph)
 {
-    tsession_config_s config = {};
+    tsession_config_s config = TSESSION_CONFIG_INIT;
     config.graph = graph;
     return config;
 }
@@ -493,7 +493,7 @@ class SessionsAct : public Act {
     {
         if (!shared_)
             give_up("tsession_shared_create");
-        tsession_config_s config = {};
+        tsession_config_s config = TSESSION_CONFIG_INIT;
         config.shared = shared_;
         for (int i = 0; i < count; i++)
             terminals_.emplace_back(config);

@@ -33,7 +33,7 @@ void drop(tsession_s *, void *, const char *, size_t) {}
 
 tsession_s *open_session(tsession_shared_s *shared)
 {
-    tsession_config_s config = {};
+    tsession_config_s config = TSESSION_CONFIG_INIT;
     config.transport = TSESSION_TELNET;
     config.shared = shared;
     config.output = drop;

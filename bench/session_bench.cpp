@@ -173,7 +173,7 @@ class TelnetAct : public Act {
   private:
     tsession_s *open()
     {
-        tsession_config_s config = {};
+        tsession_config_s config = TSESSION_CONFIG_INIT;
         config.transport = TSESSION_TELNET;
         config.terminal_type = "vt100";
         config.shared = shared_;
@@ -197,7 +197,7 @@ class TypingAct : public Act {
   public:
     TypingAct() : shared_(tsession_shared_create())
     {
-        tsession_config_s config = {};
+        tsession_config_s config = TSESSION_CONFIG_INIT;
         config.shared = shared_;
         config.output = drop;
         s_ = shared_ ? tsession_create(&config) : nullptr;

@@ -32,7 +32,7 @@ long resident_kib()
 
 void open_use_close(tsession_shared_s *shared, long count)
 {
-    tsession_config_s config = {};
+    tsession_config_s config = TSESSION_CONFIG_INIT;
     config.transport = TSESSION_TELNET;
     config.shared = shared;
     config.output = drop;

@@ -1,5 +1,6 @@
 /* A device's command line in thirty lines, on standard input and output: editing and
  * history, help with "?", completion with Tab and errors explained, for three commands. */
+#include <varno/cli_parse.h>
 #include <varno/tsession.h>
 
 #include <poll.h>
@@ -50,16 +51,16 @@ static void output(tsession_s *s, void *user, const char *bytes, size_t count)
 
 int main(void)
 {
-    tsession_config_s config = {.prompt = "demo> ", .graph = &show, .output = output, .line = run};
-    config.terminal_type = getenv("TERM");
+    const tsession_config_s config = {sizeof(config), .prompt = "demo> ", .graph = &show,
+                                      .terminal_type = getenv("TERM"), .output = output, .line = run};
     tsession_s *s = tsession_create(&config);
     if (!s)
         return EXIT_FAILURE;
     tsession_start(s);
     struct pollfd input = {.fd = STDIN_FILENO, .events = POLLIN};
     char bytes[512];
-    for (ssize_t count = 1; count > 0 && !tsession_is_closed(s);) {
-        if (poll(&input, 1, tsession_wait(s)) == 0)
+    for (ssize_t count = 1; !tsession_is_closed(s) && (count > 0 || tsession_wait(s) == 0);) {
+        if (count <= 0 || poll(&input, (nfds_t) tsession_wants_input(s), tsession_wait(s)) == 0)
             tsession_time_out(s);
         else if ((count = read(STDIN_FILENO, bytes, sizeof(bytes))) > 0)
             tsession_input(s, bytes, (size_t) count);

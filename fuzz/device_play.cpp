@@ -125,7 +125,7 @@ DevicePlay::~DevicePlay()
 
 void DevicePlay::sit_down(Person &person)
 {
-    tsession_config_s config = {};
+    tsession_config_s config = TSESSION_CONFIG_INIT;
     config.columns = 80;
     config.rows = rows;
     config.terminal_type = "xterm";
@@ -183,6 +183,8 @@ void DevicePlay::timers_run_out()
 void DevicePlay::input(const std::string &bytes)
 {
     device::take_input(person_->console, bytes.data(), bytes.size());
+    while (tsession_wait(person_->console.session) == 0)
+        device::time_out(person_->console);
     for (Person &person : people_) {
         check_record(person.console.session);
         check_row(person.console.session, *person.terminal);
@@ -198,7 +200,8 @@ void DevicePlay::type_command(InputReader &in)
     const Walk walk(in);
     cli_pmatch_s *matches = nullptr;
     cli_assist_error_s error;
-    const cli_pnode_s *end = cli_assist_parse(device::graph(), nullptr, walk.line.c_str(), &matches, &error);
+    const cli_pnode_s *end =
+        cli_assist_parse(device::graph(), nullptr, walk.line.c_str(), &matches, &error);
     cli_match_free(matches);
     FUZZ_REQUIRE(!walk.is_exact || end == walk.end);
     input(walk.line + "\r");

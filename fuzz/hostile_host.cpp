@@ -7,6 +7,8 @@
 #include "session_check.h"
 #include "session_play.h"
 
+#include <varno/varno.h>
+
 namespace varno_fuzz {
 namespace {
 
@@ -98,7 +100,7 @@ void HostileHost::open(Slot &slot)
     FUZZ_REQUIRE(slot.calls == 0);
     check_dialogues(slot);
     const int kind = in_.byte();
-    tsession_config_s config = {};
+    tsession_config_s config = TSESSION_CONFIG_INIT;
     config.transport = kind & 1 ? TSESSION_TELNET : TSESSION_PLAIN;
     config.is_unpaged = kind & 2;
     config.columns = 60;
@@ -111,6 +113,7 @@ void HostileHost::open(Slot &slot)
     config.event = event;
     slot.session = tsession_create(&config);
     slot.is_gone = false;
+    slot.is_over = false;
     call(slot, [&] { tsession_start(slot.session); });
 }
 
@@ -225,10 +228,10 @@ void HostileHost::change(Slot &slot, int kind)
     default:
         return tsession_history(
             s,
-            [](void *ctx, int, const char *line) {
-                tsession_write_clean(static_cast<tsession_s *>(ctx), line);
+            [](tsession_s *writer, void *, void *, int32_t, const char *line) {
+                tsession_write_clean(writer, line);
             },
-            s);
+            nullptr);
     }
 }
 
@@ -241,6 +244,7 @@ HostileHost::Slot &HostileHost::slot_of(tsession_s *s, void *user)
 {
     auto &slot = *static_cast<Slot *>(user);
     FUZZ_REQUIRE(!slot.session || slot.session == s || slot.calls == 0);
+    FUZZ_REQUIRE(!slot.is_over);
     return slot;
 }
 
@@ -257,9 +261,12 @@ void HostileHost::line(tsession_s *s, void *user, const char *, const cli_pnode_
     slot_of(s, user).host->told(slot_of(s, user));
 }
 
-void HostileHost::event(tsession_s *s, void *user, const tsession_event_s *)
+void HostileHost::event(tsession_s *s, void *user, const tsession_event_s *event)
 {
     Slot &slot = slot_of(s, user);
+    slot.is_over = event->kind == TSESSION_CLOSED;
+    if (slot.is_over)
+        return;
     FUZZ_REQUIRE(slot.session);
     slot.host->told(slot);
 }

@@ -35,6 +35,7 @@ class HostileHost {
         tsession_s *session = nullptr; // NULL: freed, and not to be called any more
         int calls = 0;                 // on it that have not returned
         bool is_gone = true;
+        bool is_over = false; // TSESSION_CLOSED was told: nothing else is any more
         std::deque<Dialogue> dialogues;
     };
     struct Thrown {};

@@ -11,12 +11,12 @@
 namespace varno_fuzz {
 namespace {
 
-// The question as far as it leaves eight columns, and the end of an answer too long.
+// The question's last row, and the end of an answer too long.
 std::string shown_dialogue(const tsession_s *s)
 {
     const varno::Question &question = *s->question;
     const auto columns = static_cast<size_t>(s->columns) - 1;
-    const std::string text = std::string(question.text).substr(0, columns - 8);
+    const std::string text = question.text;
     if (question.is_secret)
         return text;
     const std::string answer(question.answer, static_cast<size_t>(question.len));
@@ -30,7 +30,7 @@ std::string wanted_text(const tsession_s *s)
     case varno::Mode::line:
         return prompt_active_model(s->prompt)->buf;
     case varno::Mode::pager:
-        return "--More--";
+        return s->pager.shows_keys ? "space: page, Enter: row, q: quit" : "--More--";
     default:
         return shown_dialogue(s);
     }
@@ -50,7 +50,6 @@ void check_record(const tsession_s *s)
     FUZZ_REQUIRE(
         std::all_of(ps.buf, ps.buf + ps.buf_used, [](char c) { return c >= ' ' && c < 127; }));
     FUZZ_REQUIRE(s->prompt->history_count <= s->prompt->history_limit);
-    FUZZ_REQUIRE(!tsession_has_more(s) || s->mode == varno::Mode::pager);
     const bool is_asked = s->mode == varno::Mode::question || s->mode == varno::Mode::key_question;
     FUZZ_REQUIRE(is_asked == (s->question != nullptr));
     FUZZ_REQUIRE(!is_asked || (s->question->len >= 0 && s->question->len < varno::answer_capacity));
@@ -58,9 +57,11 @@ void check_record(const tsession_s *s)
 
 void check_row(const tsession_s *s, const varno_test::Terminal &terminal)
 {
-    if (s->is_closed || !s->is_row_shown)
+    if (s->is_closed || !s->is_row_shown || s->mode == varno::Mode::search)
         return;
     std::string wanted = wanted_text(s);
+    if (std::any_of(wanted.begin(), wanted.end(), [](char c) { return c < 0; }))
+        return; // beyond ASCII the emulator's widths are another library's
     const int cursor = s->mode == varno::Mode::line ? prompt_active_model(s->prompt)->virtual_cursor
                                                     : static_cast<int>(wanted.size());
     const std::string row = terminal.row(terminal.cursor_row());

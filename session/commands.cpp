@@ -17,11 +17,7 @@
 namespace varno {
 namespace {
 
-constexpr int help_column = 18;
 constexpr int debug_level = 7; // of the library's traces
-
-// So much of lists one call may bring about: a key costs its sender a byte.
-constexpr size_t most_listed = output_capacity;
 
 // Commands are bound once for many sessions: they find theirs through the print callback
 // of its prompt, which is set once and for all.
@@ -30,155 +26,187 @@ tsession_s *session_of(const prompt_s *p)
     return static_cast<tsession_s *>(p->pinfo.print_ctx);
 }
 
-// Help, completion, errors
-
-void print_choice(void *user, const cli_pnode_s *, const char *text, const char *help)
+void insert_text(tsession_s *s, const char *text, int32_t len)
 {
-    auto *s = static_cast<tsession_s *>(user);
-    s->listed += std::strlen(text) + std::strlen(help);
-    write_text(s, "  ");
-    write_clean(s, text, std::strlen(text));
-    if (*help) {
-        const auto len = static_cast<int>(std::min<size_t>(std::strlen(text), help_column));
-        char gap[help_column + 2];
-        std::snprintf(gap, std::size(gap), "%*s", std::max(help_column - len, 1), "");
-        write_text(s, gap);
-        write_clean(s, help, std::strlen(help));
-    }
-    write_text(s, "\n");
+    for (int32_t i = 0; i < len; i++)
+        insert_character(s, text[i]);
 }
+
+// What a graph makes of the keys "?", Tab and Enter
 
 bool is_in_quotes(const pstate *ps)
 {
     return cli_assist_in_quotes(ps->buf, ps->cursor_location) != 0;
 }
 
-void list_choices(tsession_s *s)
-{
-    if (s->listed > most_listed)
-        return;
-    const pstate &ps = s->prompt->ps;
-    leave_row(s);
-    cli_assist_help(s->graph, nullptr, ps.buf, ps.cursor_location, print_choice, s);
-}
-
 int expand_token(prompt_s *p, pstate *ps, const char *, void *, void *)
 {
     tsession_s *s = session_of(p);
     if (!s->graph || is_in_quotes(ps))
-        prompt_insert_char_at_cursor(p, '?');
+        insert_character(s, '?');
     else
         list_choices(s);
     return 0;
 }
 
-void insert_text(prompt_s *p, const char *text)
-{
-    for (; *text; text++)
-        prompt_insert_char_at_cursor(p, *text);
-}
-
-// The first Tab completes as far as it can; a second one right behind it lists.
-// Inside quotes a Tab is text; a row has no place for one but as a blank.
+// The first Tab completes as far as it can; a second one right after it lists.
+// Inside quotes a Tab is text; a row has no place for one but as a blank. A part of a
+// completion would be another word.
 int complete_token(prompt_s *p, pstate *ps, const char *, void *, void *)
 {
     tsession_s *s = session_of(p);
     const bool is_second = s->last_tab + 1 == s->edit_count && s->tab_used == ps->buf_used;
     cli_assist_completion_s completion;
     if (is_in_quotes(ps))
-        prompt_insert_char_at_cursor(p, ' ');
-    else if (cli_assist_complete(s->graph, nullptr, ps->buf, ps->cursor_location, &completion) ==
-                 0 &&
-             completion.insert_len > 0)
-        insert_text(p, completion.insert);
-    else if (is_second)
+        insert_character(s, ' ');
+    else if (cli_assist_complete(s->graph, s->filter, ps->buf, ps->cursor_location, &completion) !=
+                 0 ||
+             ps->buf_used + completion.insert_len >= line_capacity)
+        ring(s);
+    else if (completion.insert_len > 0)
+        insert_text(s, completion.insert, completion.insert_len);
+    else if (!is_second)
+        ring(s);
+    if (is_second && s->tab_used == ps->buf_used)
         list_choices(s);
     s->last_tab = s->edit_count;
     s->tab_used = ps->buf_used;
     return 0;
 }
 
-// The line again, cut so that the place shows, and a caret under it.
-void point_at(tsession_s *s, const char *line, int32_t at)
+int execute(prompt_s *p, pstate *, const char *, void *, void *)
 {
-    constexpr int32_t indent = 2;
-    const int32_t room = s->columns - 1 - indent;
-    const int32_t from = at < room ? 0 : at - room / 2;
-    const size_t shown = strnlen(line + from, static_cast<size_t>(room));
-    write_text(s, "  ");
-    write_clean(s, line + from, shown);
-    write_text(s, "\n");
-    for (int32_t column = indent + at - from; column > 0; column--)
-        write_text(s, " ");
-}
-
-void explain(tsession_s *s, const char *line, const cli_assist_error_s &error)
-{
-    point_at(s, line, error.at);
-    write_text(s, "^ ");
-    write_text(s, cli_assist_strreason(error.reason));
-    write_text(s, "\n");
-    if (s->listed <= most_listed)
-        cli_assist_candidates(s->graph, nullptr, line, &error, INT32_MAX, print_choice, s);
-}
-
-// Execution
-
-void call_line(tsession_s *s, const char *line, const cli_pnode_s *action, cli_pmatch_s *matches)
-{
-    if (!s->line_fn)
-        return;
-    const bool was_in_command = std::exchange(s->is_in_command, true);
-    s->line_fn(s, s->user, line, action, matches);
-    s->is_in_command = was_in_command;
-}
-
-void run_matched(tsession_s *s, const char *line)
-{
-    cli_pmatch_s *matches = nullptr;
-    cli_assist_error_s error;
-    const cli_pnode_s *action = cli_assist_parse(s->graph, nullptr, line, &matches, &error);
-    if (!action) {
-        if (error.reason != CLI_ASSIST_EMPTY)
-            explain(s, line, error);
-        return;
-    }
-    try {
-        call_line(s, line, action, matches);
-    } catch (...) {
-        cli_match_free(matches);
-        throw;
-    }
-    cli_match_free(matches);
-}
-
-// The command works on a copy: it may ask for another line.
-int execute(prompt_s *p, pstate *ps, const char *, void *, void *)
-{
-    tsession_s *s = session_of(p);
-    leave_row(s);
-    char line[sizeof(pstate::buf)];
-    std::memcpy(line, ps->buf, std::size(line));
-    prompt_history_add(p, 1); // without memory the line is not remembered
-    prompt_history_reset_state(p);
-    prompt_clear_command(p);
-    if (s->graph)
-        run_matched(s, line);
-    else
-        call_line(s, line, nullptr, nullptr);
-    run_pager(s);
+    run_typed_line(session_of(p));
     return 0;
 }
 
 int accept_token(prompt_s *p, pstate *, const char *, void *, void *)
 {
-    prompt_insert_char_at_cursor(p, ' ');
+    insert_character(session_of(p), ' ');
     return 0;
 }
 
 int drop_typed_line(prompt_s *p, pstate *, const char *, void *, void *)
 {
     interrupt(session_of(p), TSESSION_INTERRUPT);
+    return 0;
+}
+
+// Text that no binding claims. What is no character of a line cannot be typed.
+int insert_keys(prompt_s *p, pstate *, const char *, void *, void *, const mkey_t *keys,
+                int32_t count)
+{
+    for (int32_t i = 0; i < count; i++) {
+        if (keys[i] >= ' ' && keys[i] < 127)
+            insert_character(session_of(p), static_cast<char>(keys[i]));
+        else
+            ring(session_of(p));
+    }
+    return 0;
+}
+
+// Moves and deletions
+
+// The built-in of the library, which says nothing where it has nothing to do.
+template <prompt_command_fn builtin>
+int or_ring(prompt_s *p, pstate *ps, const char *invoked, void *ctx, void *argument)
+{
+    const int32_t used = ps->buf_used;
+    const int32_t cursor = ps->cursor_location;
+    builtin(p, ps, invoked, ctx, argument);
+    if (ps->buf_used == used && ps->cursor_location == cursor)
+        ring(session_of(p));
+    return 0;
+}
+
+// The same; what it deletes can be brought back. Whatever was deleted began where the
+// cursor is afterwards.
+template <prompt_command_fn builtin>
+int kill(prompt_s *p, pstate *ps, const char *invoked, void *ctx, void *argument)
+{
+    const pstate before = *ps;
+    or_ring<builtin>(p, ps, invoked, ctx, argument);
+    Aside *aside = ps->buf_used < before.buf_used ? aside_of(session_of(p)) : nullptr;
+    if (aside) {
+        aside->killed_len = before.buf_used - ps->buf_used;
+        std::memcpy(aside->killed, before.buf + ps->cursor_location,
+                    static_cast<size_t>(aside->killed_len));
+    }
+    return 0;
+}
+
+// Blanks and the word before the cursor, as other editors have it; the library's takes a
+// blank before the word, and before the cursor only blanks where there are some.
+int delete_word_back(prompt_s *p, pstate *ps, const char *, void *, void *)
+{
+    int32_t from = ps->cursor_location;
+    while (from > 0 && ps->buf[from - 1] == ' ')
+        from--;
+    while (from > 0 && ps->buf[from - 1] != ' ')
+        from--;
+    if (from < ps->cursor_location)
+        prompt_backspace(p, ps->cursor_location - from);
+    return 0;
+}
+
+int yank(prompt_s *p, pstate *ps, const char *, void *, void *)
+{
+    tsession_s *s = session_of(p);
+    const Aside *aside = s->aside;
+    if (!aside || aside->killed_len == 0 || ps->buf_used + aside->killed_len >= line_capacity)
+        ring(s);
+    else
+        insert_text(s, aside->killed, aside->killed_len);
+    return 0;
+}
+
+// The character before the cursor moves on over the one at it; at the end the last two
+// change places.
+int transpose(prompt_s *p, pstate *ps, const char *, void *, void *)
+{
+    if (ps->buf_used < 2 || ps->cursor_location == 0) {
+        ring(session_of(p));
+        return 0;
+    }
+    const int32_t second = std::min(ps->cursor_location, ps->buf_used - 1);
+    std::swap(ps->buf[second - 1], ps->buf[second]);
+    prompt_set_cursor_location(p, second + 1);
+    return 0;
+}
+
+// The history. What was being typed comes back after the newest line.
+
+int history_older(prompt_s *p, pstate *, const char *, void *, void *)
+{
+    tsession_s *s = session_of(p);
+    const prompt_history_s *shown = p->history_browse;
+    if (p->history_count > 0 && (shown || put_line_aside(s)))
+        prompt_history_previous(p, 0);
+    if (p->history_browse == shown)
+        ring(s);
+    else
+        s->is_overlong = false;
+    return 0;
+}
+
+int history_newer(prompt_s *p, pstate *, const char *, void *, void *)
+{
+    tsession_s *s = session_of(p);
+    if (!p->history_browse) {
+        ring(s);
+    } else if (p->history_browse == p->history.cqh_first) {
+        prompt_history_reset_state(p);
+        bring_line_back(s);
+    } else {
+        prompt_history_next(p, 0);
+        s->is_overlong = false;
+    }
+    return 0;
+}
+
+int search_history(prompt_s *p, pstate *, const char *, void *, void *)
+{
+    begin_search(session_of(p));
     return 0;
 }
 
@@ -212,7 +240,7 @@ void say(tsession_s *s, const char *text)
 void say_no_command(tsession_s *s, const char *name)
 {
     end_row(s);
-    prompt_clear_command(s->prompt);
+    begin_line(s);
     write_text(s, "No command for [");
     write_clean(s, name, std::strlen(name));
     write_text(s, "]\t\n");
@@ -243,6 +271,7 @@ void run_by_name(tsession_s *s, const char *name)
 int invoke(prompt_s *p, pstate *ps, const char *, void *, void *)
 {
     tsession_s *s = session_of(p);
+    s->is_turn_over = true;
     draw_row(s);
     const char *quote = string_check_quotes(ps->buf);
     char token[sizeof(pstate::buf)];
@@ -279,17 +308,33 @@ int do_nothing(prompt_s *, pstate *, const char *, void *, void *)
 // library's table.
 // clang-format off
 constexpr prompt_builtin_s session_commands[] = {
-    {"accept-token",        accept_token},
-    {"expand-token",        expand_token},
-    {"complete-token",      complete_token},
-    {"execute",             execute},
-    {"redisplay",           redisplay},
-    {"echo",                echo},
-    {"invoke",              invoke},
-    {"execute-and-restore", execute_and_restore},
-    {"drop-line",           drop_typed_line},
-    {"swallow",             do_nothing},
-    {nullptr,               nullptr},
+    {"accept-token",             accept_token},
+    {"expand-token",             expand_token},
+    {"complete-token",           complete_token},
+    {"execute",                  execute},
+    {"move-character-back",      or_ring<p_builtin_charback_cb>},
+    {"move-character-forward",   or_ring<p_builtin_charfwd_cb>},
+    {"move-word-back",           or_ring<p_builtin_wordback_cb>},
+    {"move-word-forward",        or_ring<p_builtin_wordfwd_cb>},
+    {"delete-character-back",    or_ring<p_builtin_delcharback_cb>},
+    {"delete-character-forward", or_ring<p_builtin_delcharfwd_cb>},
+    {"delete-word-back",         kill<delete_word_back>},
+    {"delete-word-forward",      kill<p_builtin_delwordfwd_cb>},
+    {"delete-begin",             kill<p_builtin_delbol_cb>},
+    {"delete-end",               kill<p_builtin_deleol_cb>},
+    {"delete-command",           kill<p_builtin_delall_cb>},
+    {"yank-first",               yank},
+    {"transpose-characters",     transpose},
+    {"history-previous",         history_older},
+    {"history-next",             history_newer},
+    {"search-history",           search_history},
+    {"redisplay",                redisplay},
+    {"echo",                     echo},
+    {"invoke",                   invoke},
+    {"execute-and-restore",      execute_and_restore},
+    {"drop-line",                drop_typed_line},
+    {"swallow",                  do_nothing},
+    {nullptr,                    nullptr},
 };
 
 // A key by itself.
@@ -298,8 +343,8 @@ constexpr mkey_t one[] = {key, 0};
 
 constexpr mkey_t ctrl(char letter) { return static_cast<mkey_t>(letter - '@'); }
 
-// Command name and key, beyond the default key map. Ctrl-D on an empty line never
-// comes here.
+// Command name and key, beyond the default key map or in place of its row for the same
+// key. Ctrl-D on an empty line never comes here.
 constexpr prompt_keymap_s session_keys[] = {
     {"drop-line",                one<ctrl('C')>},
     {"delete-character-back",    one<ctrl('H')>},
@@ -310,6 +355,8 @@ constexpr prompt_keymap_s session_keys[] = {
     {"move-end",                 one<VIRTKEY_END>},
     {"move-word-back",           one<key_word_left>},
     {"move-word-forward",        one<key_word_right>},
+    {"search-history",           one<ctrl('R')>},
+    {"transpose-characters",     one<ctrl('T')>},
     {nullptr,                    nullptr},
 };
 // clang-format on
@@ -331,11 +378,32 @@ bool bind_builtins(prompt_s *p)
     return true;
 }
 
+bool is_key_replaced(const mkey_t *keys)
+{
+    const auto *row = session_keys;
+    while (row->name && (row->keys[0] != keys[0] || keys[1] != 0))
+        row++;
+    return row->name != nullptr;
+}
+
+bool bind_default_keys(prompt_s *p)
+{
+    for (const prompt_keymap_s *row = ostra_keys; row->name; row++) {
+        int32_t count = 0;
+        while (row->keys[count] != 0)
+            count++;
+        if (!is_key_replaced(row->keys) &&
+            prompt_bind_keys(p, row->name, row->keys, count, nullptr) != 0)
+            return false;
+    }
+    return true;
+}
+
 bool bind_commands_and_keys(prompt_s *p)
 {
     return bind_builtins(p) && prompt_util_bind_commands(p, session_commands, nullptr) == 0 &&
-           prompt_util_bind_keys(p, ostra_keys, nullptr) == 0 &&
-           prompt_util_bind_keys(p, session_keys, nullptr) == 0 && mc_optimize(p->keys) == 0;
+           bind_default_keys(p) && prompt_util_bind_keys(p, session_keys, nullptr) == 0 &&
+           mc_optimize(p->keys) == 0;
 }
 
 // Returns NULL without memory.
@@ -367,7 +435,7 @@ bool borrow_bindings(tsession_s *s)
 bool bind_editor(tsession_s *s)
 {
     prompt_s *p = s->prompt;
-    prompt_util_bind_insert(p);
+    prompt_bind_insert(p, nullptr, nullptr, insert_keys, nullptr);
     prompt_set_print_callback(p, print_to_session, s);
     s->owns_bindings = trace_wants(g_varno_trace_module_id, debug_level) != 0;
     return s->owns_bindings ? bind_commands_and_keys(p) : borrow_bindings(s);
@@ -386,6 +454,60 @@ void release_shared_bindings(tsession_shared_s *shared)
 {
     if (shared->bound)
         prompt_free(shared->bound);
+}
+
+void insert_character(tsession_s *s, char c)
+{
+    if (prompt_is_full(s->prompt)) {
+        if (!std::exchange(s->is_overlong, true))
+            ring(s);
+        return;
+    }
+    prompt_insert_char_at_cursor(s->prompt, c);
+}
+
+void begin_line(tsession_s *s)
+{
+    prompt_history_reset_state(s->prompt);
+    prompt_clear_command(s->prompt);
+    s->is_overlong = false;
+    if (s->aside)
+        s->aside->has_typed = false;
+}
+
+Aside *aside_of(tsession_s *s)
+{
+    if (!s->aside)
+        s->aside = static_cast<Aside *>(tracked_calloc(1, sizeof(Aside), "Aside"));
+    return s->aside;
+}
+
+// An empty line needs no place. Returns false without memory: then it stays where it is.
+bool put_line_aside(tsession_s *s)
+{
+    if (s->prompt->ps.buf_used == 0 && !s->aside)
+        return true;
+    Aside *aside = aside_of(s);
+    if (!aside)
+        return false;
+    aside->typed = s->prompt->ps;
+    aside->has_typed = true;
+    aside->is_overlong = s->is_overlong;
+    return true;
+}
+
+void bring_line_back(tsession_s *s)
+{
+    Aside *aside = s->aside;
+    if (!aside || !aside->has_typed) {
+        prompt_clear_command(s->prompt);
+        s->is_overlong = false;
+        return;
+    }
+    prompt_set_content(s->prompt, &aside->typed);
+    prompt_set_dirty(s->prompt);
+    s->is_overlong = aside->is_overlong;
+    aside->has_typed = false;
 }
 
 } // namespace varno

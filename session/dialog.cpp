@@ -30,9 +30,9 @@ int call_producer(tsession_s *s, const Pager &begun, int is_cancelled)
 {
     const Pager pager = begun;
     const bool was_in_command = std::exchange(s->is_in_command, true);
-    const int has_more = pager.produce(s, s->user, pager.ctx, is_cancelled);
+    const int answer = pager.produce(s, s->user, pager.ctx, is_cancelled);
     s->is_in_command = was_in_command;
-    return has_more;
+    return answer;
 }
 
 void end_pager(tsession_s *s)
@@ -59,35 +59,32 @@ bool produce(tsession_s *s)
 {
     const size_t used = s->out ? s->out->used : 0;
     const int32_t rows_left = s->pager.rows_left;
+    if (std::exchange(s->is_after_message, false) && s->column > 0)
+        write_text(s, "\n");
     s->pager.is_running = true;
-    const bool has_more = call_producer(s, s->pager, 0) != 0;
+    s->pager.is_woken = false;
+    const int answer = call_producer(s, s->pager, 0);
     s->pager.is_running = false;
-    if (!has_more)
+    if (answer == TSESSION_DONE)
         end_pager(s);
     else if (s->pager.is_cancelled && !s->is_closed)
         cancel_pager(s);
     if (s->mode != Mode::pager || s->is_closed)
         return false;
+    s->pager.is_late = answer == TSESSION_LATER && !s->pager.is_woken;
     const bool wrote = (s->out && s->out->used != used) || s->pager.rows_left != rows_left;
     const size_t used_now = s->out ? s->out->used : 0;
     s->pager.gathered += used_now < used ? used_now : used_now - used; // less: it was delivered
     // Without a buffer nothing counts its bytes: one call at a time.
-    return s->out && wrote && s->pager.gathered <= page_bytes;
-}
-
-// Gone before anybody hears of it: an answer may be a password.
-void forget_answer(Question &question)
-{
-    volatile char *byte = question.answer;
-    for (size_t i = 0; i < sizeof(question.answer); i++)
-        byte[i] = '\0';
+    return answer != TSESSION_LATER && s->out && wrote && s->pager.gathered <= page_bytes;
 }
 
 void end_question(tsession_s *s, bool is_answered, mkey_t key)
 {
-    if (s->out) // else a callback that fails would be asked without an end
+    if (s->out && !s->is_ended) // else a callback that fails would be asked without an end
         leave_row(s);
     s->mode = Mode::line;
+    s->is_turn_over = true;
     Question asked = *s->question;
     drop_question(s);
     const bool was_in_command = std::exchange(s->is_in_command, true);
@@ -96,8 +93,19 @@ void end_question(tsession_s *s, bool is_answered, mkey_t key)
     else if (asked.key_fn)
         asked.key_fn(s, s->user, asked.ctx, is_answered ? static_cast<int>(key) : -1);
     s->is_in_command = was_in_command;
-    forget_answer(asked);
-    run_pager(s); // which the answer may have begun
+    explicit_bzero(asked.answer, sizeof(asked.answer)); // it may be a password
+    run_pager(s);                                       // which the answer may have begun
+}
+
+// An answer that was cut would be another one.
+void refuse_answer(tsession_s *s)
+{
+    leave_row(s);
+    write_text(s, text_of(s, &tsession_texts_s::long_answer));
+    write_text(s, "\n");
+    explicit_bzero(s->question->answer, sizeof(s->question->answer));
+    s->question->len = 0;
+    s->question->is_overlong = false;
 }
 
 bool is_answer_character(mkey_t key)
@@ -108,8 +116,11 @@ bool is_answer_character(mkey_t key)
 void add_to_answer(tsession_s *s, mkey_t key)
 {
     Question &question = *s->question;
-    if (question.len >= answer_capacity - 1)
+    if (question.len >= answer_capacity - 1) {
+        if (!std::exchange(question.is_overlong, true))
+            ring(s);
         return;
+    }
     const char c = static_cast<char>(key);
     question.answer[question.len++] = c;
     if (question.is_secret)
@@ -125,8 +136,10 @@ void add_to_answer(tsession_s *s, mkey_t key)
 void take_from_answer(tsession_s *s)
 {
     Question &question = *s->question;
-    if (question.len == 0)
+    if (question.len == 0) {
+        ring(s);
         return;
+    }
     question.answer[--question.len] = '\0';
     if (question.is_secret)
         return;
@@ -140,28 +153,35 @@ void take_from_answer(tsession_s *s)
 
 void edit_answer(tsession_s *s, mkey_t key)
 {
-    if (key == VIRTKEY_DELETE || key == ctrl_h || key == VIRTKEY_BACKSPACE)
+    if (key == VIRTKEY_DELETE || key == ctrl_h || key == VIRTKEY_BACKSPACE) {
         take_from_answer(s);
-    if (key == ctrl_u) {
+    } else if (key == ctrl_u) {
         hide_row(s);
-        std::fill_n(s->question->answer, std::exchange(s->question->len, 0), '\0');
-    }
-    if (is_answer_character(key))
+        explicit_bzero(s->question->answer, sizeof(s->question->answer));
+        s->question->len = 0;
+        s->question->is_overlong = false;
+    } else if (is_answer_character(key)) {
         add_to_answer(s, key);
+    } else {
+        ring(s);
+    }
 }
 
+// The text stands behind the record.
 int begin_question(tsession_s *s, Mode mode, const char *text, const Question &kind)
 {
     if (s->mode != Mode::line || s->is_closed)
         return -1;
-    auto *question = static_cast<Question *>(tracked_malloc(sizeof(Question), question_tag));
+    const size_t capacity = std::strlen(text ? text : "") + 1;
+    auto *question =
+        static_cast<Question *>(tracked_malloc(sizeof(Question) + capacity, question_tag));
     if (!question)
         return -1;
     hide_row(s);
     s->nheld = 0;
     *question = kind;
-    const int32_t room = std::min(s->columns - 1 - least_answer_columns, answer_capacity - 1);
-    clean_row(question->text, static_cast<size_t>(room) + 1, text ? text : "");
+    question->text = reinterpret_cast<char *>(question + 1);
+    clean_row(question->text, capacity, text ? text : "");
     s->question = question;
     s->mode = mode;
     return 0;
@@ -173,68 +193,45 @@ void drop_question(tsession_s *s)
 {
     if (!s->question)
         return;
-    forget_answer(*s->question);
+    explicit_bzero(s->question->answer, sizeof(s->question->answer));
     tracked_free(s->question, question_tag);
     s->question = nullptr;
 }
-
-// Runs until the screen is full, the host has enough, or the end.
-void run_pager(tsession_s *s)
-{
-    if (s->mode != Mode::pager || s->is_closed || s->pager.is_waiting || s->pager.is_running ||
-        !s->is_writable)
-        return;
-    s->pager.gathered = 0;
-    do {
-        s->pager.is_waiting = s->pager.rows_left <= 0;
-    } while (!s->pager.is_waiting && produce(s));
-}
-
-namespace {
 
 bool is_resting(const tsession_s *s)
 {
     return s->mode == Mode::pager && !s->pager.is_waiting;
 }
 
-// Writes on until the output waits for a key or ends; false when it still rests, for
-// want of a reader or of rows, or because it is too long for one call.
-bool write_rest(tsession_s *s)
+// Runs until the screen is full, the host has enough, or the end.
+void run_pager(tsession_s *s)
 {
-    constexpr int32_t most_parts = 32;
-    if (s->pager.is_running)
-        return false;
-    while (s->pager.parts_ahead < most_parts && is_resting(s) && s->is_writable) {
-        s->pager.parts_ahead++;
-        run_pager(s);
-        if (s->pager.gathered == 0)
-            break;
-    }
-    return !is_resting(s);
-}
-
-void turn_page(tsession_s *s, mkey_t key)
-{
-    if (key != ' ' && key != VIRTKEY_RETURN)
+    if (!is_resting(s) || s->is_closed || s->pager.is_running || s->pager.is_late ||
+        !s->is_writable)
         return;
-    hide_row(s);
-    s->pager.is_waiting = false;
-    s->pager.rows_left = key == ' ' ? s->pager.page_rows : 1;
-    run_pager(s);
+    s->is_turn_over = true;
+    s->pager.gathered = 0;
+    do {
+        s->pager.is_waiting = s->pager.rows_left <= 0;
+    } while (!s->pager.is_waiting && produce(s));
 }
 
-} // namespace
-
-// What was typed ahead of an output that has only made a pause is for whoever gets the
-// keys when it is through.
 bool pager_key(tsession_s *s, mkey_t key)
 {
-    if (key == 'q' || key == 'Q' || key == ctrl_c)
+    const bool is_enter = key == VIRTKEY_RETURN || key == VIRTKEY_ENTER;
+    if (key == ' ' || is_enter) {
+        hide_row(s);
+        s->pager.is_waiting = false;
+        s->pager.shows_keys = false;
+        s->pager.rows_left = is_enter ? 1 : s->pager.page_rows;
+        run_pager(s);
+    } else if (key == '?') {
+        hide_row(s);
+        s->pager.shows_keys = true;
+    } else {
         cancel_pager(s);
-    else if (s->pager.is_waiting)
-        turn_page(s, key);
-    else
-        return !write_rest(s);
+        return key == 'q' || key == ctrl_c;
+    }
     return true;
 }
 
@@ -242,13 +239,18 @@ bool pager_key(tsession_s *s, mkey_t key)
 void question_key(tsession_s *s, mkey_t key)
 {
     draw_row(s);
+    const bool is_enter = key == VIRTKEY_RETURN || key == VIRTKEY_ENTER;
     if (key == ctrl_c)
         end_question(s, false, key);
-    else if (s->mode == Mode::key_question && (is_answer_character(key) || key == VIRTKEY_RETURN))
+    else if (s->mode == Mode::key_question && (is_answer_character(key) || is_enter))
+        end_question(s, true, is_enter ? VIRTKEY_RETURN : key);
+    else if (s->mode == Mode::key_question)
+        ring(s);
+    else if (is_enter && s->question->is_overlong)
+        refuse_answer(s);
+    else if (is_enter)
         end_question(s, true, key);
-    else if (s->mode == Mode::question && key == VIRTKEY_RETURN)
-        end_question(s, true, key);
-    else if (s->mode == Mode::question)
+    else
         edit_answer(s, key);
 }
 
@@ -256,6 +258,8 @@ void cancel_dialog(tsession_s *s)
 {
     if (s->mode == Mode::pager)
         cancel_pager(s);
+    else if (s->mode == Mode::search)
+        end_search(s);
     else if (s->mode != Mode::line)
         end_question(s, false, 0);
 }
@@ -267,6 +271,7 @@ int begin_pager(tsession_s *s, tsession_produce_fn produce_fn, void *ctx)
     hide_row(s);
     s->mode = Mode::pager;
     s->nheld = 0;
+    s->is_after_message = false;
     s->pager = {};
     s->pager.produce = produce_fn;
     s->pager.ctx = ctx;

@@ -34,9 +34,11 @@ size_t edit(tsession_s *s, const mkey_t *keys, size_t count)
     std::copy_n(keys, taken, run + held);
     const auto len = static_cast<int>(held + taken);
     s->nheld = 0;
-    if (run[0] != tab) // a Tab further on is not right behind one before, wherever input is cut
+    if (run[0] != tab) // a Tab further on is not right after one before, wherever input is cut
         s->edit_count++;
     const int used = prompt_consume(s->prompt, run, len);
+    if (s->prompt->ps.buf_used == 0)
+        s->is_overlong = false;
     if (used > 0 && static_cast<size_t>(used) >= held)
         return static_cast<size_t>(used) - held;
     // What is left begins a sequence, which is shorter than the room for it.
@@ -50,6 +52,7 @@ size_t edit(tsession_s *s, const mkey_t *keys, size_t count)
 size_t edit_step(tsession_s *s, const mkey_t *keys, size_t count)
 {
     if (is_end_of_input(s, keys[0])) {
+        s->is_turn_over = true;
         raise_event(s, TSESSION_END_OF_INPUT, nullptr);
         return 1;
     }
@@ -58,16 +61,31 @@ size_t edit_step(tsession_s *s, const mkey_t *keys, size_t count)
     return edit(s, keys, static_cast<size_t>(end - keys));
 }
 
+// A paste ends an output and a question for a key, as no key of theirs.
 void insert_pasted(tsession_s *s, const unsigned char *bytes, size_t count)
 {
     s->nheld = 0;
+    if (s->mode == Mode::pager || s->mode == Mode::key_question)
+        cancel_dialog(s);
     for (size_t i = 0; i < count; i++) {
-        if (s->mode == Mode::line && bytes[i] >= ' ' && bytes[i] < 127)
-            prompt_insert_char_at_cursor(s->prompt, static_cast<char>(bytes[i]));
-        else if (s->mode == Mode::question)
+        if (s->mode == Mode::question)
             question_key(s, bytes[i]);
+        else if (s->mode == Mode::search)
+            search_key(s, bytes[i]);
+        else if (s->mode == Mode::line && bytes[i] >= ' ' && bytes[i] < 127)
+            insert_character(s, static_cast<char>(bytes[i]));
+        else
+            ring(s);
     }
     s->edit_count++;
+}
+
+void insert_pasted_enter(tsession_s *s)
+{
+    constexpr mkey_t enter = VIRTKEY_RETURN;
+    if (s->mode == Mode::pager || s->mode == Mode::key_question)
+        cancel_dialog(s);
+    take_keys(s, &enter, 1);
 }
 
 void take_size(void *user, int columns, int rows)
@@ -94,21 +112,42 @@ void take_terminal_name(void *user, const char *name)
     raise_event(s, TSESSION_TERMINAL, terminal_type_name(s->type));
 }
 
-// ESC and a character are one key to a dialogue, and none that it knows.
-size_t dialogue_step(tsession_s *s, const mkey_t *keys, size_t count)
+// What its end has begun, if anything, asks nobody for the same key.
+size_t pager_step(tsession_s *s, mkey_t key)
 {
-    if (*keys == VIRTKEY_ESC)
-        return std::min<size_t>(count, 2);
-    if (s->mode == Mode::pager)
-        return pager_key(s, *keys) ? 1 : 0;
+    if (!is_resting(s) && !pager_key(s, key) && s->mode == Mode::line)
+        return 0;
+    return 1;
+}
+
+// ESC and a character are one key to a question, and none that it knows.
+size_t question_step(tsession_s *s, const mkey_t *keys, size_t count)
+{
+    if (*keys == VIRTKEY_ESC && count > 1) {
+        ring(s);
+        return 2;
+    }
     question_key(s, *keys);
     return 1;
 }
 
+// What was typed before it is dropped, as by a Ctrl-C.
+void interrupt_by_telnet(void *user, int32_t kind)
+{
+    tsession_s *s = session_of(user);
+    drop_type_ahead(s);
+    begin_keyboard(s);
+    interrupt(s, kind);
+}
+
 void answer_presence(void *user)
 {
-    if (!session_of(user)->is_closed)
-        write_text(session_of(user), "[Yes]\n");
+    tsession_s *s = session_of(user);
+    if (s->is_closed)
+        return;
+    begin_message(s);
+    write_text(s, text_of(s, &tsession_texts_s::presence));
+    write_text(s, "\n");
 }
 
 void send_reply(void *user, const unsigned char *bytes, size_t count)
@@ -119,6 +158,23 @@ void send_reply(void *user, const unsigned char *bytes, size_t count)
 
 } // namespace
 
+void take_keys(tsession_s *s, const mkey_t *keys, size_t count)
+{
+    while (count > 0 && !s->is_closed) {
+        size_t taken = 1;
+        if (s->mode == Mode::line)
+            taken = edit_step(s, keys, count);
+        else if (s->mode == Mode::search)
+            taken = search_key(s, *keys) ? 1 : 0;
+        else if (s->mode == Mode::pager)
+            taken = pager_step(s, *keys);
+        else
+            taken = question_step(s, keys, count);
+        keys += taken;
+        count -= taken;
+    }
+}
+
 // What is typed is dropped, and stays readable above the fresh prompt. What ends an
 // output or a question is told only if it is a break.
 void interrupt(tsession_s *s, int32_t kind)
@@ -126,26 +182,18 @@ void interrupt(tsession_s *s, int32_t kind)
     if (s->is_closed)
         return;
     s->nheld = 0;
+    s->is_turn_over = true;
+    if (s->mode == Mode::search)
+        end_search(s);
     const bool is_told = s->mode == Mode::line || kind == TSESSION_BREAK;
     if (s->mode != Mode::line) {
         cancel_dialog(s);
     } else {
         leave_row(s);
-        prompt_history_reset_state(s->prompt);
-        prompt_clear_command(s->prompt);
+        begin_line(s);
     }
     if (is_told)
         raise_event(s, kind, nullptr);
-}
-
-void take_keys(tsession_s *s, const mkey_t *keys, size_t count)
-{
-    while (count > 0 && !s->is_closed) {
-        const size_t taken =
-            s->mode == Mode::line ? edit_step(s, keys, count) : dialogue_step(s, keys, count);
-        keys += taken;
-        count -= taken;
-    }
 }
 
 KeyEvents key_events(tsession_s *s)
@@ -156,12 +204,7 @@ KeyEvents key_events(tsession_s *s)
                    size_t count) { take_keys(session_of(user), keys, count); },
         .text = [](void *user, const unsigned char *bytes,
                    size_t count) { insert_pasted(session_of(user), bytes, count); },
-        .pasted_enter =
-            [](void *user) {
-                constexpr mkey_t enter = VIRTKEY_RETURN;
-                if (session_of(user)->mode != Mode::key_question)
-                    take_keys(session_of(user), &enter, 1);
-            },
+        .pasted_enter = [](void *user) { insert_pasted_enter(session_of(user)); },
     };
 }
 
@@ -171,11 +214,11 @@ TelnetEvents telnet_events(tsession_s *s)
     return {
         .user = s,
         .data = [](void *user, const unsigned char *bytes,
-                   size_t count) { session_of(user)->keyboard.consume(bytes, count); },
+                   size_t count) { add_type_ahead(session_of(user), bytes, count); },
         .size = take_size,
         .terminal = take_terminal_name,
-        .interrupt = [](void *user) { interrupt(session_of(user), TSESSION_INTERRUPT); },
-        .brk = [](void *user) { interrupt(session_of(user), TSESSION_BREAK); },
+        .interrupt = [](void *user) { interrupt_by_telnet(user, TSESSION_INTERRUPT); },
+        .brk = [](void *user) { interrupt_by_telnet(user, TSESSION_BREAK); },
         .are_you_there = answer_presence,
         .reply = send_reply,
     };

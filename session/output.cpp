@@ -64,6 +64,20 @@ void take_row(tsession_s *s)
         s->pager.rows_left--;
 }
 
+// Of a character beyond ASCII the last byte takes its columns; its beginning is kept.
+int32_t columns_beyond_ascii(tsession_s *s, unsigned char byte)
+{
+    if ((byte & 0xc0) != 0x80)
+        s->npartial = 0;
+    s->partial[s->npartial++] = byte;
+    const Character found =
+        first_character(reinterpret_cast<const char *>(s->partial), s->npartial);
+    if (found.is_cut)
+        return 0;
+    s->npartial = 0;
+    return found.columns;
+}
+
 // The columns that a byte of text takes; those of a control sequence take none.
 int32_t columns_of(tsession_s *s, char c)
 {
@@ -74,11 +88,14 @@ int32_t columns_of(tsession_s *s, char c)
         s->escape = ends ? Escape::none : begins_csi ? Escape::csi : s->escape;
         return 0;
     }
+    if (static_cast<unsigned char>(c) >= 0x80)
+        return columns_beyond_ascii(s, static_cast<unsigned char>(c));
+    s->npartial = 0;
     if (c == '\033')
         s->escape = Escape::begun;
     if (c == '\t')
         return std::clamp(s->columns - 1 - s->column, 0, tab_stop - s->column % tab_stop);
-    return static_cast<unsigned char>(c) >= ' ';
+    return c >= ' ';
 }
 
 // The cursor behind more text; a row that is full wraps with the next character.
@@ -232,6 +249,15 @@ void write_text(tsession_s *s, const char *bytes, size_t count)
         bytes += run + 1;
         count -= run + 1;
     }
+}
+
+void begin_message(tsession_s *s)
+{
+    if (!is_resting(s) || s->is_in_command)
+        return;
+    if (s->column > 0)
+        write_text(s, "\n");
+    s->is_after_message = true;
 }
 
 void write_text(tsession_s *s, const char *text)

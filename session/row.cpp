@@ -7,13 +7,17 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <string_view>
+#include <utility>
 
+#include "characters.h"
 #include "session.h"
 
 namespace varno {
 namespace {
 
-constexpr char pager_text[] = "--More--";
+// A question's text leaves at least so many columns for the answer.
+constexpr int32_t least_answer_columns = 8;
 
 int32_t shown_columns(tsession_s *s)
 {
@@ -73,38 +77,86 @@ void draw_line(tsession_s *s)
     s->shown_offset = p->display_offset;
 }
 
-// A smaller window may have no room for the whole question: then its beginning shows.
-int32_t question_columns(const tsession_s *s)
+// The bytes of a text that take at most so many columns, and how many they take.
+size_t beginning_of(const char *text, int32_t columns, int32_t *out_columns)
 {
-    return std::min(static_cast<int32_t>(std::strlen(s->question->text)),
-                    s->columns - 1 - least_answer_columns);
+    size_t bytes = 0;
+    *out_columns = 0;
+    for (size_t left = std::strlen(text); left > 0;) {
+        const Character next = first_character(text + bytes, left);
+        if (*out_columns + next.columns > columns)
+            break;
+        *out_columns += next.columns;
+        bytes += next.len;
+        left -= next.len;
+    }
+    return bytes;
 }
 
+// The same, up to the last blank in it.
+size_t row_of(const char *text, int32_t columns)
+{
+    int32_t taken;
+    const size_t bytes = beginning_of(text, columns, &taken);
+    const std::string_view row(text, bytes);
+    const size_t blank = row.find_last_of(' ');
+    return text[bytes] == '\0' || blank == row.npos ? bytes : blank + 1;
+}
+
+// What has no room beside an answer goes to rows of its own, above.
 void draw_question(tsession_s *s)
 {
     if (s->is_row_shown)
         return;
+    Question &question = *s->question;
+    while (answer_columns(s) < least_answer_columns) {
+        const size_t part = row_of(question.text, s->columns - 1);
+        emit(s, question.text, part);
+        emit(s, "\r\n");
+        question.text += part;
+    }
     // Of an answer that is too long for the row its end shows.
-    const Question &question = *s->question;
     const int32_t shown = question.is_secret ? 0 : std::min(question.len, answer_columns(s));
-    emit(s, question.text, static_cast<size_t>(question_columns(s)));
+    emit(s, question.text);
     emit(s, question.answer + question.len - shown, static_cast<size_t>(shown));
-    s->row_len = question_columns(s) + shown;
+    s->row_len = s->columns - 1 - answer_columns(s) + shown;
 }
 
 void draw_pager(tsession_s *s)
 {
     if (s->is_row_shown)
         return;
-    emit(s, pager_text);
-    s->row_len = static_cast<int32_t>(std::size(pager_text)) - 1;
+    const auto text = s->pager.shows_keys ? &tsession_texts_s::more_keys : &tsession_texts_s::more;
+    const char *shown = text_of(s, text);
+    emit(s, shown, beginning_of(shown, s->columns - 1, &s->row_len));
+}
+
+void draw_search(tsession_s *s)
+{
+    if (s->is_row_shown)
+        return;
+    char row[512];
+    s->row_len = search_row(s, row, s->columns - 1);
+    emit(s, row);
+}
+
+bool can_erase(const tsession_s *s)
+{
+    return std::strcmp(terminal_type_name(s->type), "dumb") != 0;
 }
 
 } // namespace
 
+int32_t columns_of(const char *text)
+{
+    int32_t columns;
+    beginning_of(text, INT32_MAX / 2, &columns);
+    return columns;
+}
+
 int32_t answer_columns(const tsession_s *s)
 {
-    return s->columns - 1 - question_columns(s);
+    return s->columns - 1 - columns_of(s->question->text);
 }
 
 // Without memory for the output nothing is drawn, and all of it once there is.
@@ -114,8 +166,9 @@ void draw_row(tsession_s *s)
         s->is_row_shown = false;
         return;
     }
-    // Rows are still to come, perhaps the rest of one.
-    if (s->mode == Mode::pager && !s->pager.is_waiting)
+    if (std::exchange(s->is_bell_due, false))
+        emit(s, "\a");
+    if (is_resting(s)) // rows are still to come, perhaps the rest of one
         return;
     if (!s->is_row_shown && s->column > 0)
         write_text(s, "\n");
@@ -130,6 +183,9 @@ void draw_row(tsession_s *s)
     case Mode::pager:
         draw_pager(s);
         break;
+    case Mode::search:
+        draw_search(s);
+        break;
     }
     s->is_row_shown = true;
 }
@@ -143,6 +199,22 @@ void hide_row(tsession_s *s)
     emit(s, "\r");
     emit_blanks(s, std::min(shown_columns(s), s->columns - 1));
     emit(s, "\r");
+}
+
+void erase_row(tsession_s *s)
+{
+    if (!can_erase(s))
+        return hide_row(s);
+    if (s->is_row_shown) {
+        emit(s, "\r\033[J");
+        s->is_row_shown = false;
+        s->column = 0;
+    }
+}
+
+void ring(tsession_s *s)
+{
+    s->is_bell_due = true;
 }
 
 void leave_row(tsession_s *s)

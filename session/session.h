@@ -16,6 +16,7 @@ namespace varno {
 
 constexpr size_t output_capacity = 65536;
 constexpr int32_t answer_capacity = 128;
+constexpr int32_t line_capacity = 256; // of the editor, with the terminator
 
 // Where the output of a transaction is gathered; kept in a free list between them.
 struct OutputBuffer {
@@ -30,6 +31,7 @@ enum class Mode : uint8_t {
     pager,        // a long output
     question,     // a line of answer
     key_question, // one key of answer
+    search,       // the history
 };
 
 // A control sequence in a command's output takes no column.
@@ -38,13 +40,16 @@ enum class Escape : uint8_t { none, begun, csi };
 struct Pager {
     tsession_produce_fn produce;
     void *ctx;
-    int32_t rows_left;   // until the screen is full
-    int32_t parts_ahead; // written because keys were typed ahead
-    int32_t page_rows;   // of a screen, as paging was when it began
-    bool is_waiting;     // for a key
-    bool is_running;     // the producer is being called
-    bool is_cancelled;   // by a key or a command meanwhile
-    size_t gathered;     // bytes since it began or went on
+    int32_t rows_left; // until the screen is full
+    int32_t page_rows; // of a screen, as paging was when it began
+    int32_t listed;    // rows written of a list of choices
+    bool is_waiting;   // for a key
+    bool shows_keys;   // which keys there are
+    bool is_running;   // the producer is being called
+    bool is_cancelled; // by a key or a command meanwhile
+    bool is_late;      // the producer has nothing yet, and nobody has woken it
+    bool is_woken;     // while it was running
+    size_t gathered;   // bytes since it began or went on
 };
 
 struct Question {
@@ -52,14 +57,40 @@ struct Question {
     tsession_key_fn key_fn;
     void *ctx;
     bool is_secret;
+    bool is_overlong; // more was typed than an answer holds
     int32_t len;
-    char text[answer_capacity];
     char answer[answer_capacity];
+    char *text; // what is not yet on rows of its own; behind it in memory its beginning
+};
+
+// Input that is kept, bytes [begin, end) of data(). A key finds room in the record.
+struct TypeAhead {
+    unsigned char *bytes; // NULL while the few are enough
+    size_t allocated;
+    size_t begin, end;
+    unsigned char few[32];
+
+    unsigned char *data() { return bytes ? bytes : few; }
+    const unsigned char *data() const { return bytes ? bytes : few; }
+    size_t capacity() const { return bytes ? allocated : sizeof(few); }
+};
+
+// What the line editor has put aside; there once it is needed.
+struct Aside {
+    pstate typed; // the line that was being typed when browsing or searching began
+    bool has_typed;
+    bool is_overlong; // that line
+    int32_t killed_len;
+    char killed[line_capacity]; // what was deleted last by words or to an end
+    int32_t pattern_len;
+    int32_t found; // the entry that a search shows, from 1, the newest; 0: none yet
+    char pattern[64];
 };
 
 } // namespace varno
 
 struct tsession_shared_s {
+    int32_t holders; // who created it, and sessions
     varno::OutputBuffer *free_buffers;
     prompt_s *bound; // nobody types into it: sessions borrow its commands and keys
 };
@@ -68,10 +99,12 @@ struct tsession_s {
     tsession_shared_s *shared;
 
     int32_t transport;
-    bool owns_shared;
     bool leaves_assertions;
     bool is_paged;
-    cli_pnode_s *graph;
+    int32_t escape_wait_ms;
+    const tsession_texts_s *texts;
+    const cli_pnode_s *graph;
+    const cli_assist_filter_s *filter;
     void *user;
     tsession_output_fn output_fn;
     tsession_line_fn line_fn;
@@ -85,8 +118,11 @@ struct tsession_s {
     bool is_closed;
     bool is_ended; // closed, and the terminal's set-up is undone
     bool is_free_asked;
-    bool is_in_command; // a line callback, a producer or an answer is running
+    bool is_closed_told; // nobody hears of the session any more
+    bool is_in_command;  // a line callback, a producer or an answer is running
     bool is_writable;
+    bool is_turn_over; // this call has run a line, or shown a list or a part of an output
+    bool is_bell_due;
 
     // The terminal
     const varno::TerminalType *type;
@@ -96,14 +132,18 @@ struct tsession_s {
     varno::Escape escape; // what the output is in the middle of
     int32_t columns;
     int32_t rows;
-    int32_t column;       // of the terminal's cursor, while output is written
-    size_t listed;        // bytes of choices written in this transaction
-    int32_t row_len;      // columns that a question or the pager has written there
-    int32_t shown_offset; // display_offset as drawn last
+    int32_t column;           // of the terminal's cursor, while output is written
+    unsigned char partial[4]; // the beginning of a character of the output
+    uint8_t npartial;
+    bool is_after_message; // rows of an output begin on one of their own
+    int32_t row_len;       // columns that a question or the pager has written there
+    int32_t shown_offset;  // display_offset as drawn last
 
     // Input
     varno::TelnetFront telnet;
     varno::Keyboard keyboard;
+    varno::TypeAhead type_ahead;
+    bool is_taking; // from it
     varno::Mode mode;
     mkey_t held[32]; // the beginning of a bound sequence
     int32_t nheld;
@@ -112,7 +152,11 @@ struct tsession_s {
     int32_t tab_used;    // and the characters of the line behind it
 
     prompt_s *prompt;
-    bool owns_bindings; // else its commands and keys are borrowed
+    varno::Aside *aside; // or NULL
+    bool is_overlong;    // more was typed than the line holds
+    bool remembers;      // lines
+    char *running_line;  // what is to be remembered of it; "": nothing
+    bool owns_bindings;  // else its commands and keys are borrowed
     char prompt_text[31];
     varno::Pager pager;
     varno::Question *question; // while one is asked; else NULL
@@ -139,6 +183,8 @@ int print_to_session(prompt_s *p, void *ctx, const char *format, ...) VARNO_PRIN
 void write_text(tsession_s *s, const char *bytes, size_t count);
 void write_text(tsession_s *s, const char *text);
 void write_clean(tsession_s *s, const char *text, size_t count);
+// What does not belong to an output that rests begins a row of its own.
+void begin_message(tsession_s *s);
 
 // The last row (row.cpp)
 
@@ -146,30 +192,80 @@ void write_clean(tsession_s *s, const char *text, size_t count);
 void draw_row(tsession_s *s);
 // Takes the row away, so that output can be written in its place.
 void hide_row(tsession_s *s);
+// The same after the window has changed: the terminal may have wrapped the row anew.
+void erase_row(tsession_s *s);
+// Answers what cannot be done; once a call.
+void ring(tsession_s *s);
 // Leaves the row where it is, drawn to the last edit, and goes to a fresh one below.
 void leave_row(tsession_s *s);
 // The same for a row that shows what it is to show.
 void end_row(tsession_s *s);
-// A question's text leaves at least so many columns for the answer.
-constexpr int32_t least_answer_columns = 8;
+// What a session says by itself, as the host wants it.
+const char *text_of(const tsession_s *s, const char *tsession_texts_s::*text);
+// The columns of a text that is clean.
+int32_t columns_of(const char *text);
 // What the row has left beside the question.
 int32_t answer_columns(const tsession_s *s);
 
 // The line editor's commands (commands.cpp)
 
 bool bind_editor(tsession_s *s);
+// What has no room rings, and is noted: such a line is not run.
+void insert_character(tsession_s *s, char c);
+// Empties the line: it was run or dropped.
+void begin_line(tsession_s *s);
+// Returns NULL without memory.
+Aside *aside_of(tsession_s *s);
+// The line that was being typed: put aside, and brought back.
+bool put_line_aside(tsession_s *s);
+void bring_line_back(tsession_s *s);
 void release_editor(tsession_s *s);
 void release_shared_bindings(tsession_shared_s *shared);
+
+// Lines (lines.cpp)
+
+// Runs the line of the editor.
+void run_typed_line(tsession_s *s);
+int32_t run_line(tsession_s *s, const char *line);
+// Lists what may be typed at the cursor, paged.
+void list_choices(tsession_s *s);
+
+// The history (history.cpp)
+
+// Returns 0, or -1 without memory or where none are remembered.
+int remember(tsession_s *s, const char *line);
+void forget_history(tsession_s *s);
+// Returns false when there is none.
+bool forget_newest(tsession_s *s);
+void begin_search(tsession_s *s);
+// Returns whether it has taken the key; if not, the mode is the line's.
+bool search_key(tsession_s *s, mkey_t key);
+void end_search(tsession_s *s);
+// Writes the row of a search, at most columns wide. Returns its columns.
+int32_t search_row(const tsession_s *s, char *row, int32_t columns);
+
+// Input that waits (type_ahead.cpp)
+
+// Takes input: does what may be done in this call, and keeps the rest.
+void add_type_ahead(tsession_s *s, const unsigned char *bytes, size_t count);
+void drop_type_ahead(tsession_s *s);
+bool has_type_ahead(const tsession_s *s);
+bool wants_input(const tsession_s *s);
+// Whether something waits for nothing but a call; one step of it.
+bool has_work(const tsession_s *s);
+void do_work(tsession_s *s);
 
 // Long outputs and questions (dialog.cpp)
 
 // Each returns 0, or -1 when something runs already.
 int begin_pager(tsession_s *s, tsession_produce_fn produce_fn, void *ctx);
+// An output that has more, and asks nobody for a key.
+bool is_resting(const tsession_s *s);
 int begin_line_question(tsession_s *s, const char *text, bool is_secret, tsession_answer_fn fn,
                         void *ctx);
 int begin_key_question(tsession_s *s, const char *text, tsession_key_fn fn, void *ctx);
 void run_pager(tsession_s *s);
-// Returns whether it has taken the key; if not, the mode has changed.
+// At a full screen. Returns whether it has taken the key; if not, the output has ended.
 bool pager_key(tsession_s *s, mkey_t key);
 void question_key(tsession_s *s, mkey_t key);
 void cancel_dialog(tsession_s *s);
@@ -187,6 +283,7 @@ void interrupt(tsession_s *s, int32_t kind);
 
 // Life (tsession.cpp)
 
+void begin_keyboard(tsession_s *s);
 void raise_event(tsession_s *s, int32_t kind, const char *text);
 void use_terminal_type(tsession_s *s, const TerminalType *type);
 

@@ -23,7 +23,20 @@ constexpr char shared_tag[] = "tsession_shared_s";
 
 constexpr int32_t default_columns = 80;
 constexpr int32_t default_rows = 24;
-constexpr int32_t escape_wait_ms = 500;
+constexpr int32_t default_escape_wait_ms = 500;
+constexpr int32_t default_history_limit = 100;
+
+constexpr tsession_texts_s default_texts = {
+    sizeof(tsession_texts_s),
+    "--More--",
+    "space: page, Enter: row, q: quit",
+    "% internal fault, this session ends",
+    "% too much input, this session ends",
+    "% line too long, 255 characters at most",
+    "% answer too long, 127 characters at most",
+    "[Yes]",
+    {}, // cli_assist_strreason has them
+};
 
 // Room that a line needs beside its prompt: both guards, a scroll step, the cursor's
 // column and the last one, which is never used.
@@ -39,23 +52,28 @@ struct Fault {
 // The innermost call on this thread catches a fault.
 thread_local bool is_catching = false;
 
-// prompt_free leaves the texts of its history allocated.
-void release_history_texts(prompt_s *p)
+void release_shared(tsession_shared_s *shared)
 {
-    const auto *end = reinterpret_cast<prompt_history_s *>(&p->history);
-    for (prompt_history_s *entry = p->history.cqh_first; entry != end; entry = entry->next)
-        tracked_free(entry->command, "BYTE*");
+    if (!shared || --shared->holders > 0)
+        return;
+    release_shared_bindings(shared);
+    while (OutputBuffer *buffer = shared->free_buffers) {
+        shared->free_buffers = buffer->next;
+        tracked_free(buffer, "OutputBuffer");
+    }
+    tracked_free(shared, shared_tag);
 }
 
 void destroy(tsession_s *s)
 {
     drop_question(s);
+    drop_type_ahead(s);
     if (s->prompt) {
-        release_history_texts(s->prompt);
+        forget_history(s);
         release_editor(s);
     }
-    if (s->owns_shared)
-        tsession_shared_free(s->shared);
+    tracked_free(s->aside, "Aside");
+    release_shared(s->shared);
     tracked_free(s, session_tag);
 }
 
@@ -88,7 +106,8 @@ void end_by_fault(tsession_s *s, const Fault &fault)
     s->is_closed = true;
     s->is_ended = true;
     emit(s, s->is_row_shown || s->column > 0 ? "\r\n" : "");
-    emit(s, "% internal fault, this session ends\r\n");
+    emit(s, text_of(s, &tsession_texts_s::fault));
+    emit(s, "\r\n");
     send_paste_off(s);
     s->is_row_shown = false;
     s->column = 0;
@@ -142,6 +161,8 @@ void finish_transaction(tsession_s *s)
         });
         catch_faults(s, [s] { deliver(s); });
     } while (is_unfinished(s));
+    if (s->is_closed && !std::exchange(s->is_closed_told, true))
+        catch_faults(s, [s] { raise_event(s, TSESSION_CLOSED, nullptr); });
 }
 
 void leave_transaction(tsession_s *s)
@@ -161,7 +182,7 @@ void transact(tsession_s *s, const Callable &body)
 {
     if (s->depth++ == 0) {
         take_buffer(s);
-        s->listed = 0;
+        s->is_turn_over = false;
     }
     try {
         catch_faults(s, body);
@@ -185,13 +206,14 @@ int32_t clamped(int32_t value, int32_t unknown, int32_t least, int32_t most)
     return value <= 0 ? unknown : std::clamp(value, least, most);
 }
 
-// Hands size and prompt to the editor; the prompt is cut to what leaves room to edit.
+// Hands size and prompt to the editor; of a prompt that leaves no room to edit its end
+// shows, where a device says which mode it is in.
 void fit_editor(tsession_s *s)
 {
     prompt_set_dimension(s->prompt, s->columns, s->rows);
-    char text[sizeof(tsession_s::prompt_text)];
-    const auto room = static_cast<size_t>(s->columns - editing_columns);
-    strlcpy2(text, s->prompt_text, std::min(room, std::size(text) - 1));
+    const size_t len = std::strlen(s->prompt_text);
+    const size_t room = std::min(static_cast<size_t>(s->columns - editing_columns), len);
+    const char *text = s->prompt_text + len - room;
     prompt_set_prompt_empty(s->prompt, text);
     prompt_set_prompt_normal(s->prompt, text);
 }
@@ -200,21 +222,49 @@ void set_size(tsession_s *s, int32_t columns, int32_t rows)
 {
     s->columns = clamped(columns, default_columns, 20, 256);
     s->rows = clamped(rows, default_rows, 2, 512);
+    s->prompt->display_offset = 0; // a wider window shows as much as it can
     fit_editor(s);
 }
 
-// The editor counts a byte as a column: a character beyond ASCII is shown as "?".
+// The editor counts a byte as a column: a character beyond ASCII is shown as "?". A long
+// prompt keeps its end.
 void set_prompt_text(tsession_s *s, const char *text)
 {
-    char clean[4 * sizeof(tsession_s::prompt_text)];
-    const size_t len = clean_row(clean, std::size(clean), text);
+    size_t count = 0;
+    for (const char *at = text; *at; at += first_character(at, std::strlen(at)).len)
+        count++;
     size_t used = 0;
-    for (size_t at = 0; at < len && used < std::size(s->prompt_text) - 1; used++) {
-        const Character next = first_character(clean + at, len - at);
-        s->prompt_text[used] = next.len == 1 ? clean[at] : '?';
+    for (const char *at = text; *at; count--) {
+        const Character next = first_character(at, std::strlen(at));
+        if (count < sizeof(s->prompt_text))
+            s->prompt_text[used++] = next.len == 1 && !next.is_unsafe ? *at : '?';
         at += next.len;
     }
     s->prompt_text[used] = '\0';
+}
+
+// A program may have been built with a header that knows more members or less: those
+// that are not there have their defaults, others must not be set.
+bool read_config(tsession_config_s *out, const tsession_config_s *config)
+{
+    const auto *bytes = reinterpret_cast<const unsigned char *>(config);
+    *out = {};
+    std::memcpy(out, config, std::min(config->size, sizeof(*out)));
+    for (size_t at = sizeof(*out); at < config->size; at++) {
+        if (bytes[at] != 0)
+            return false;
+    }
+    const bool is_transport_known =
+        out->transport == TSESSION_PLAIN || out->transport == TSESSION_TELNET;
+    return out->size >= sizeof(out->size) && is_transport_known && out->columns >= 0 &&
+           out->rows >= 0 && out->history_limit >= -1 && out->escape_wait_ms >= 0 &&
+           (!out->texts || out->texts->size == sizeof(tsession_texts_s));
+}
+
+void set_history_limit(tsession_s *s, int32_t limit)
+{
+    s->remembers = limit >= 0;
+    s->prompt->history_limit = limit > 0 ? limit : default_history_limit;
 }
 
 void copy_config(tsession_s *s, const tsession_config_s *config)
@@ -222,7 +272,11 @@ void copy_config(tsession_s *s, const tsession_config_s *config)
     s->transport = config->transport;
     s->leaves_assertions = config->leave_assertions != 0;
     s->is_paged = config->is_unpaged == 0;
+    s->escape_wait_ms =
+        config->escape_wait_ms > 0 ? config->escape_wait_ms : default_escape_wait_ms;
+    s->texts = config->texts;
     s->graph = config->graph;
+    s->filter = config->filter;
     s->user = config->user;
     s->output_fn = config->output;
     s->line_fn = config->line;
@@ -235,25 +289,38 @@ void copy_config(tsession_s *s, const tsession_config_s *config)
 bool set_up(tsession_s *s, const tsession_config_s *config)
 {
     s->shared = config->shared ? config->shared : tsession_shared_create();
-    s->owns_shared = !config->shared;
-    s->prompt = s->shared ? prompt_create() : nullptr;
+    if (!s->shared)
+        return false;
+    if (config->shared)
+        s->shared->holders++;
+    s->prompt = prompt_create();
     if (!s->prompt || !bind_editor(s))
         return false;
-    if (config->history_limit > 0)
-        s->prompt->history_limit = config->history_limit;
+    set_history_limit(s, config->history_limit);
     set_size(s, config->columns, config->rows);
     s->type = find_terminal_type(config->terminal_type);
-    s->keyboard.begin(key_events(s), s->type);
+    begin_keyboard(s);
     return true;
 }
 
 } // namespace
 
+const char *text_of(const tsession_s *s, const char *tsession_texts_s::*text)
+{
+    return s->texts && s->texts->*text ? s->texts->*text : default_texts.*text;
+}
+
+void begin_keyboard(tsession_s *s)
+{
+    s->keyboard.begin(key_events(s), s->type);
+}
+
+// Once a free is asked for, all that is told is that the session has closed.
 void raise_event(tsession_s *s, int32_t kind, const char *text)
 {
     const bool is_size = kind == TSESSION_SIZE;
     const tsession_event_s event = {kind, is_size ? s->columns : 0, is_size ? s->rows : 0, text};
-    if (s->event_fn)
+    if (s->event_fn && (!s->is_free_asked || kind == TSESSION_CLOSED))
         s->event_fn(s, s->user, &event);
 }
 
@@ -274,20 +341,16 @@ using namespace varno;
 
 tsession_shared_s *tsession_shared_create(void)
 {
-    return static_cast<tsession_shared_s *>(
-        tracked_calloc(1, sizeof(tsession_shared_s), shared_tag));
+    auto *shared =
+        static_cast<tsession_shared_s *>(tracked_calloc(1, sizeof(tsession_shared_s), shared_tag));
+    if (shared)
+        shared->holders = 1;
+    return shared;
 }
 
 void tsession_shared_free(tsession_shared_s *shared)
 {
-    if (!shared)
-        return;
-    release_shared_bindings(shared);
-    while (OutputBuffer *buffer = shared->free_buffers) {
-        shared->free_buffers = buffer->next;
-        tracked_free(buffer, "OutputBuffer");
-    }
-    tracked_free(shared, shared_tag);
+    release_shared(shared);
 }
 
 void tsession_assertion_handler(void *, const char *condition, const char *source, int line)
@@ -298,11 +361,14 @@ void tsession_assertion_handler(void *, const char *condition, const char *sourc
 
 tsession_s *tsession_create(const tsession_config_s *config)
 {
+    tsession_config_s wanted;
+    if (!read_config(&wanted, config))
+        return nullptr;
     auto *s = static_cast<tsession_s *>(tracked_calloc(1, sizeof(tsession_s), session_tag));
     if (!s)
         return nullptr;
-    copy_config(s, config);
-    if (set_up(s, config))
+    copy_config(s, &wanted);
+    if (set_up(s, &wanted))
         return s;
     destroy(s);
     return nullptr;
@@ -315,7 +381,6 @@ void tsession_free(tsession_s *s)
     s->is_free_asked = true;
     s->is_closed = true;
     s->output_fn = nullptr;
-    s->event_fn = nullptr;
     if (s->depth == 0)
         transact(s, [] {});
 }
@@ -341,31 +406,46 @@ void tsession_input(tsession_s *s, const void *bytes, size_t count)
         if (s->transport == TSESSION_TELNET)
             s->telnet.consume(input, count);
         else
-            s->keyboard.consume(input, count);
+            add_type_ahead(s, input, count);
     });
+}
+
+int tsession_wants_input(const tsession_s *s)
+{
+    return wants_input(s);
 }
 
 int32_t tsession_wait(const tsession_s *s)
 {
-    return !s->is_closed && s->keyboard.is_pending() ? escape_wait_ms : -1;
+    if (has_work(s))
+        return 0;
+    return !s->is_closed && s->keyboard.is_pending() ? s->escape_wait_ms : -1;
 }
 
 void tsession_time_out(tsession_s *s)
 {
-    if (!s->is_closed && s->keyboard.is_pending())
+    if (has_work(s))
+        transact(s, [s] { do_work(s); });
+    else if (!s->is_closed && s->keyboard.is_pending())
         transact(s, [s] { s->keyboard.time_out(); });
 }
 
 void tsession_write(tsession_s *s, const char *bytes, size_t count)
 {
     if (!s->is_closed && count > 0)
-        transact(s, [=] { write_text(s, bytes, count); });
+        transact(s, [=] {
+            begin_message(s);
+            write_text(s, bytes, count);
+        });
 }
 
 void tsession_write_clean(tsession_s *s, const char *text)
 {
     if (!s->is_closed && *text)
-        transact(s, [=] { write_clean(s, text, std::strlen(text)); });
+        transact(s, [=] {
+            begin_message(s);
+            write_clean(s, text, std::strlen(text));
+        });
 }
 
 char *tsession_clean(char *clean, size_t capacity, const char *text)
@@ -376,13 +456,28 @@ char *tsession_clean(char *clean, size_t capacity, const char *text)
 
 void tsession_print(tsession_s *s, const char *format, ...)
 {
-    char text[1024];
     va_list arguments;
     va_start(arguments, format);
-    const int len = std::vsnprintf(text, std::size(text), format, arguments);
+    tsession_vprint(s, format, arguments);
     va_end(arguments);
-    if (len > 0)
-        tsession_write(s, text, std::min(static_cast<size_t>(len), std::size(text) - 1));
+}
+
+void tsession_vprint(tsession_s *s, const char *format, va_list arguments)
+{
+    char text[1024];
+    va_list again;
+    va_copy(again, arguments);
+    const int len = std::vsnprintf(text, std::size(text), format, arguments);
+    const size_t size = len < 0 ? 0 : static_cast<size_t>(len) + 1;
+    char *longer =
+        size > std::size(text) ? static_cast<char *>(tracked_malloc(size, "text")) : text;
+    if (longer && longer != text)
+        std::vsnprintf(longer, size, format, again);
+    va_end(again);
+    if (size > 0)
+        tsession_write(s, longer ? longer : text, longer ? size - 1 : std::size(text) - 1);
+    if (longer != text)
+        tracked_free(longer, "text");
 }
 
 int tsession_page(tsession_s *s, tsession_produce_fn produce, void *ctx)
@@ -396,16 +491,20 @@ int tsession_page(tsession_s *s, tsession_produce_fn produce, void *ctx)
     return result;
 }
 
+void tsession_wake(tsession_s *s)
+{
+    s->pager.is_late = false;
+    s->pager.is_woken = true;
+}
+
 void tsession_set_writable(tsession_s *s, int is_writable)
 {
     s->is_writable = is_writable != 0;
-    if (s->is_writable && !s->is_closed && s->mode == Mode::pager)
-        transact(s, [s] { run_pager(s); });
 }
 
 int tsession_has_more(const tsession_s *s)
 {
-    return !s->is_closed && s->mode == Mode::pager && !s->pager.is_waiting;
+    return !s->is_closed && (is_resting(s) || has_type_ahead(s));
 }
 
 int tsession_ask(tsession_s *s, const char *question, int is_secret, tsession_answer_fn answer,
@@ -434,13 +533,12 @@ void tsession_set_prompt(tsession_s *s, const char *prompt)
     });
 }
 
-// What the row showed is taken away first: it may have wrapped.
 void tsession_resize(tsession_s *s, int32_t columns, int32_t rows)
 {
     if (s->is_closed)
         return;
     transact(s, [=] {
-        hide_row(s);
+        erase_row(s);
         set_size(s, columns, rows);
         if (s->pager.page_rows != INT32_MAX)
             s->pager.page_rows = s->rows - 1;
@@ -458,7 +556,7 @@ void tsession_set_paged(tsession_s *s, int is_paged)
     s->is_paged = is_paged != 0;
 }
 
-void tsession_set_graph(tsession_s *s, cli_pnode_s *graph)
+void tsession_set_graph(tsession_s *s, const cli_pnode_s *graph)
 {
     s->graph = graph;
 }
@@ -494,12 +592,54 @@ void *tsession_user(const tsession_s *s)
     return s->user;
 }
 
+int32_t tsession_run_line(tsession_s *s, const char *line)
+{
+    int32_t result = -1;
+    transact(s, [&] {
+        if (s->is_closed || s->mode != Mode::line)
+            return;
+        hide_row(s);
+        s->is_turn_over = true;
+        result = run_line(s, line);
+    });
+    return result;
+}
+
+int tsession_history_add(tsession_s *s, const char *line)
+{
+    return std::strlen(line) < line_capacity ? remember(s, line) : -1;
+}
+
+int tsession_history_amend(tsession_s *s, const char *line)
+{
+    const char *wanted = line ? line : "";
+    if (std::strlen(wanted) >= line_capacity || !s->remembers)
+        return -1;
+    if (s->running_line) {
+        std::memcpy(s->running_line, wanted, std::strlen(wanted) + 1);
+        return 0;
+    }
+    if (!forget_newest(s))
+        return -1;
+    return line ? remember(s, line) : 0;
+}
+
+void tsession_history_clear(tsession_s *s)
+{
+    forget_history(s);
+}
+
+void tsession_history_set_limit(tsession_s *s, int32_t limit)
+{
+    set_history_limit(s, limit);
+}
+
 void tsession_history(tsession_s *s, tsession_history_fn entry, void *ctx)
 {
     transact(s, [=] {
         const auto *end = reinterpret_cast<prompt_history_s *>(&s->prompt->history);
-        int number = 0;
+        int32_t number = 0;
         for (prompt_history_s *t = s->prompt->history.cqh_last; t != end; t = t->prev)
-            entry(ctx, ++number, t->command);
+            entry(s, s->user, ctx, ++number, t->command);
     });
 }

@@ -137,7 +137,7 @@ int produce_row(tsession_s *s, void *, void *, int is_cancelled)
 
 tsession_config_s config_of(World *w)
 {
-    tsession_config_s config = {};
+    tsession_config_s config = TSESSION_CONFIG_INIT;
     config.graph = &w->show;
     config.user = w;
     config.shared = w->shared;
@@ -237,6 +237,8 @@ void World::expect_usable()
     if (s && !tsession_is_closed(s)) {
         tsession_set_graph(s, &show);
         tsession_input(s, "\x03\x03show ip\r", 10);
+        while (tsession_wait(s) == 0)
+            tsession_time_out(s);
         EXPECT_GE(lines, 1);
     }
 }
@@ -505,6 +507,22 @@ bool time_out_escape(World &w)
 {
     tsession_input(w.s, "\033", 1);
     tsession_time_out(w.s);
+    return true;
+}
+
+void take_entry(tsession_s *, void *, void *, int32_t, const char *) {}
+
+VARNO_PRINTF(2, 3) void vprint(tsession_s *s, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    tsession_vprint(s, format, arguments);
+    va_end(arguments);
+}
+
+bool vprint_text(World &w)
+{
+    vprint(w.s, "%2000d\n", 1);
     return true;
 }
 
@@ -787,7 +805,15 @@ const Row rows[] = {
     GIVES(never,   tsession_rows,         (w.s) == 24),
     GIVES(never,   tsession_terminal,     (w.s)),
     GIVES(never,   tsession_user,         (w.s) == &w),
-    DOES (goes_on, tsession_history,      w.s, [](void *, int, const char *) {}, nullptr),
+    DOES (goes_on, tsession_history,      w.s, take_entry, nullptr),
+    GIVES(refuses, tsession_history_add,  (w.s, "another") == 0),
+    GIVES(never,   tsession_history_amend, (w.s, nullptr) == -1), // there is none
+    DOES (never,   tsession_history_clear, w.s),
+    DOES (never,   tsession_history_set_limit, w.s, 10),
+    GIVES(goes_on, tsession_run_line,     (w.s, "w ip") != -1),
+    ACT  (goes_on, tsession_vprint,       vprint_text),
+    DOES (never,   tsession_wake,         w.s),
+    GIVES(never,   tsession_wants_input,  (w.s) == 1),
     DOES (never,   tsession_assertion_handler, nullptr, "condition", "source", 1),
 
     // The platform

@@ -149,7 +149,7 @@ class Recorded {
   public:
     Recorded(tsession_shared_s *shared, const char *type)
     {
-        tsession_config_s config = {};
+        tsession_config_s config = TSESSION_CONFIG_INIT;
         config.transport = TSESSION_TELNET;
         config.terminal_type = type;
         config.graph = graph();
@@ -169,7 +169,12 @@ class Recorded {
     Recorded(const Recorded &) = delete;
     Recorded &operator=(const Recorded &) = delete;
 
-    void input(std::string_view bytes) { tsession_input(s_, bytes.data(), bytes.size()); }
+    void input(std::string_view bytes)
+    {
+        tsession_input(s_, bytes.data(), bytes.size());
+        while (tsession_wait(s_) == 0)
+            tsession_time_out(s_);
+    }
     bool is_closed() const { return tsession_is_closed(s_) != 0; }
     const std::string &log() const { return log_; }
 

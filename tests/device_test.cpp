@@ -41,7 +41,7 @@ class Guest {
     explicit Guest(const std::string &peer = "a test", const char *type = "vt100",
                    int32_t transport = TSESSION_PLAIN)
     {
-        tsession_config_s config = {};
+        tsession_config_s config = TSESSION_CONFIG_INIT;
         config.transport = transport;
         config.terminal_type = type;
         config.graph = device::graph();
@@ -69,6 +69,8 @@ class Guest {
     {
         sent_.clear();
         device::take_input(console_, text.data(), text.size());
+        while (tsession_wait(console_.session) == 0)
+            device::time_out(console_);
         return sent_;
     }
 
@@ -77,6 +79,8 @@ class Guest {
     {
         sent_.clear();
         tsession_input(console_.session, text.data(), text.size());
+        while (tsession_wait(console_.session) == 0)
+            tsession_time_out(console_.session);
         return sent_;
     }
 
@@ -189,7 +193,7 @@ TEST_F(Device, CommandsAnswer)
         {"show sessions",          "> show sessions\n"
                                    "    No  Terminal      Size         Idle  Peer\n"
                                    "*    1  vt100          80 x 24        0  a test\n>"},
-        {"show history",           "> show history\n    1  show history\n>"},
+        {"show history",           "> show history\n>"},
         {"show aliases",           "> show aliases\n>"},
         {"show numbers 2",         "> show numbers 2\n1\n2\n>"},
         {"show numbers 1000001",   "> show numbers 1000001\nCOUNT is 1 to 1000000\n>"},
@@ -203,7 +207,7 @@ TEST_F(Device, CommandsAnswer)
         {"prompt a  b",            "> prompt a  b\na  b\n"},
         {"alias a show version",   "> alias a show version\n>"},
         {"show interfaces none",   "> show interfaces none\n  show interfaces none\n"
-                                   "                  ^ unknown word\n  <cr>\n  lo "},
+                                   "                  ^\n% unknown word\n  <cr>\n  lo "},
     };
     // clang-format on
     for (const Answer &row : answers) {
@@ -283,7 +287,7 @@ TEST_F(Device, ALongOutputMayBeLeftInTheMiddle)
     for (const char *command : {"show numbers 100", "show interfaces", "show routes",
                                 "show sessions", "show memory", "show history"}) {
         Guest guest;
-        guest.type("terminal length 2\r" + std::string(command) + "\r");
+        guest.type("echo one\rterminal length 2\r" + std::string(command) + "\r");
         EXPECT_EQ(guest.row(), "--More--") << command;
     }
 }
@@ -326,7 +330,7 @@ TEST_F(Device, AnAliasIsSeenByEverySessionAndGoneForAll)
     EXPECT_TRUE(has(second.type("show aliases\r"), "\r\ngreet  echo \"good day\" to you\r\n"));
     EXPECT_TRUE(has(second.type("alias greet exit\r"), "This name is taken"));
     second.type("no alias greet\r");
-    EXPECT_TRUE(has(first.type("greet\r"), "^ unknown word"));
+    EXPECT_TRUE(has(first.type("greet\r"), "% unknown word"));
 }
 
 TEST_F(Device, AnAliasCanBeTypedRightBehindTheCommandThatMadeIt)
@@ -336,16 +340,16 @@ TEST_F(Device, AnAliasCanBeTypedRightBehindTheCommandThatMadeIt)
                                          "x\rno alias x\rx\r");
     EXPECT_TRUE(has(shown, "\r\none\r\n"));
     EXPECT_TRUE(has(shown, "\r\ntwo\r\n"));
-    EXPECT_EQ(count_of(shown, "^ unknown word"), 1U);
+    EXPECT_EQ(count_of(shown, "% unknown word"), 1U);
 }
 
 TEST_F(Device, AnAliasMayRemoveItselfAndTheOneThatRunsIt)
 {
     Guest guest;
     guest.type("alias inner no alias outer\ralias outer inner\router\r");
-    EXPECT_TRUE(has(guest.type("outer\r"), "^ unknown word"));
+    EXPECT_TRUE(has(guest.type("outer\r"), "% unknown word"));
     guest.type("alias once no alias once\ronce\r");
-    EXPECT_TRUE(has(guest.type("once\r"), "^ unknown word"));
+    EXPECT_TRUE(has(guest.type("once\r"), "% unknown word"));
     guest.type("alias maker alias made echo made\rmaker\r");
     EXPECT_TRUE(has(guest.type("made\r"), "\r\nmade\r\n"));
 }
@@ -368,21 +372,16 @@ TEST_F(Device, NamesOfAliasesAreCheckedAndThereAreOnlySoMany)
     EXPECT_TRUE(has(guest.type("alias more exit\r"), "There are 32 aliases already"));
 }
 
-// All of them at every line would come to more than a megabyte.
-TEST_F(Device, ThePlacesOfErrorsInAliasesAreShownButNotAllChoicesForEver)
+TEST_F(Device, ThePlacesOfErrorsInAliasesAreShown)
 {
     Guest guest;
     EXPECT_TRUE(has(guest.type("alias bad show vresion\rbad\r"),
-                    "  show vresion\r\n       ^ unknown word\r\n  version  "));
-    std::string lines;
-    for (int i = 0; i < 2000; i++)
-        lines += "bad\r";
-    EXPECT_LT(guest.type(lines).size(), 250000U);
-    EXPECT_TRUE(has(guest.type("bad\r"), "^ unknown word\r\n  version  "));
+                    "  show vresion\r\n       ^\r\n% unknown word\r\n  version  "));
+    EXPECT_TRUE(has(guest.type("bad\r"), "^\r\n% unknown word\r\n  version  "));
 }
 
 // Another session of the thread has its turn while a list of choices is being written.
-TEST_F(Device, AChangeInTheMiddleOfAListLeavesItsNodesAlone)
+TEST_F(Device, AListGoesOnAfterAChangeOfTheNodes)
 {
     Guest lister("a", "dumb");
     Guest changer("b", "dumb");
@@ -396,13 +395,10 @@ TEST_F(Device, AChangeInTheMiddleOfAListLeavesItsNodesAlone)
         changer.type("\r"); // and be released
         has_changed = true;
     };
-    std::string lists;
-    for (int i = 0; i < 12; i++)
-        lists += "?";
-    const std::string unchanged = lister.type(lists); // more than is gathered at once
     lister.meanwhile = change;
-    EXPECT_EQ(lister.type(lists), unchanged);
+    EXPECT_TRUE(has(lister.type("?"), "--More--"));
     EXPECT_TRUE(has_changed);
+    EXPECT_TRUE(has(lister.type(" "), "\r\n  n"));
     EXPECT_TRUE(has(changer.type("m\r"), "\r\nm\r\n"));
     EXPECT_TRUE(has(lister.type("n0\r"), "unknown word"));
 }
@@ -450,13 +446,13 @@ TEST_F(Device, InterfaceNamesFollowTheSystem)
     EXPECT_EQ(guest.row(), "> show interfaces wan ");
     EXPECT_TRUE(has(guest.type_only("\r"), "No such interface"));
     device::set_interface_names({"eth1", "ppp0"});
-    EXPECT_TRUE(has(guest.type_only("show interfaces wan\r"), "^ unknown word"));
+    EXPECT_TRUE(has(guest.type_only("show interfaces wan\r"), "% unknown word"));
     EXPECT_TRUE(has(guest.type_only("show interfaces ?"), "\r\n  eth1              an interface"
                                                           "\r\n  ppp0              an interface"));
     guest.type_only("\025show interfaces e\t");
     EXPECT_EQ(guest.row(), "> show interfaces eth1 ");
     device::set_interface_names({});
-    EXPECT_TRUE(has(guest.type_only("\025show interfaces eth1\r"), "^ unknown word"));
+    EXPECT_TRUE(has(guest.type_only("\025show interfaces eth1\r"), "% unknown word"));
 }
 
 TEST_F(Device, ANameThatCannotBeTypedHasNoNode)
@@ -509,7 +505,7 @@ TEST_F(Device, NamesOfInterfacesAreAskedForOnceASecond)
     Guest guest;
     const int64_t later = device::now_ms() + 5000;
     const auto is_there = [&guest](const std::string &name) {
-        return !has(guest.type_only("show interfaces " + name + "\r"), "^ unknown word");
+        return !has(guest.type_only("show interfaces " + name + "\r"), "% unknown word");
     };
     device::refresh_graph(later);
     device::set_interface_names({"gone"});
@@ -746,11 +742,9 @@ TEST_F(Device, TracesOfOneCallAreBoundedAndTheOthersCounted)
 {
     Guest guest;
     guest.type("debug on\r");
-    std::string lines;
-    for (int i = 0; i < 100; i++)
-        lines += "echo \"\033\"\r";
-    const std::string shown = guest.type(lines);
-    EXPECT_LT(shown.size(), 4096 + lines.size() * 4 + 1000);
+    const std::string keys(2000, '\002');
+    const std::string shown = guest.type(keys);
+    EXPECT_LT(shown.size(), 4096 + keys.size() * 4 + 1000);
     EXPECT_TRUE(has(shown, " more)\r\n"));
     EXPECT_FALSE(has(guest.type("\r"), " more)\r\n"));
 }

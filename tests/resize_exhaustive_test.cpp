@@ -45,7 +45,7 @@ class Resized {
     Resized(int transport, std::string_view typed) : terminal_(2, widest)
     {
         assert_set_handler(tsession_assertion_handler, nullptr);
-        tsession_config_s config = {};
+        tsession_config_s config = TSESSION_CONFIG_INIT;
         config.transport = transport;
         config.user = this;
         config.output = [](tsession_s *, void *user, const char *bytes, size_t count) {
@@ -53,6 +53,8 @@ class Resized {
         };
         config.event = [](tsession_s *, void *user, const tsession_event_s *event) {
             auto *self = static_cast<Resized *>(user);
+            if (event->kind == TSESSION_CLOSED)
+                return;
             self->told_ = {event->columns, event->rows};
             self->events_++;
             EXPECT_EQ(event->kind, TSESSION_SIZE);

@@ -88,7 +88,7 @@ class Playing {
   public:
     explicit Playing(tsession_shared_s *shared)
     {
-        tsession_config_s config = {};
+        tsession_config_s config = TSESSION_CONFIG_INIT;
         config.transport = TSESSION_TELNET;
         config.graph = graph();
         config.shared = shared;
@@ -133,9 +133,7 @@ class Playing {
     void input(std::string_view bytes)
     {
         tsession_input(session_, bytes.data(), bytes.size());
-        for (int i = 0; i < 100 && tsession_has_more(session_); i++)
-            tsession_set_writable(session_, 1);
-        if (tsession_wait(session_) >= 0)
+        for (int i = 0; i < 100 && tsession_wait(session_) >= 0; i++)
             tsession_time_out(session_);
     }
 

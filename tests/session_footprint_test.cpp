@@ -32,7 +32,7 @@ constexpr const char *terminals[] = {"xterm",  "vt100", "linux", "rxvt-unicode-2
 // A session of every kind of input and output.
 void use_session(int transport, const char *terminal, tsession_shared_s *shared)
 {
-    tsession_config_s config = {};
+    tsession_config_s config = TSESSION_CONFIG_INIT;
     config.transport = transport;
     config.terminal_type = terminal;
     config.shared = shared;

@@ -184,7 +184,7 @@ TEST(TelnetdWithARealClient, HelpAndCompletion)
     person.type("ver\t\r");
     EXPECT_TRUE(person.shows("varno> show version\nvarno-telnetd "));
     person.type("show nothing\r");
-    EXPECT_TRUE(person.shows("^ unknown word"));
+    EXPECT_TRUE(person.shows("^\n% unknown word\n"));
 }
 
 TEST(TelnetdWithARealClient, TheLineFollowsTheWindow)

@@ -27,7 +27,7 @@ void take_line(tsession_s *, void *, const char *line, const cli_pnode_s *, cli_
 
 void open_editor()
 {
-    tsession_config_s config = {};
+    tsession_config_s config = TSESSION_CONFIG_INIT;
     config.terminal_type = "vt100";
     config.columns = 80;
     config.rows = 24;

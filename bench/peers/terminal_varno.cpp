@@ -44,7 +44,7 @@ int main()
         return 1;
     cfmakeraw(&mode);
     tcsetattr(STDIN_FILENO, TCSANOW, &mode);
-    tsession_config_s config = {};
+    tsession_config_s config = TSESSION_CONFIG_INIT;
     config.terminal_type = "vt100";
     config.prompt = "> ";
     config.output = send;

@@ -29,7 +29,7 @@ class History : public Rows {
     }
 
   private:
-    static void take_entry(void *ctx, int number, const char *line)
+    static void take_entry(tsession_s *, void *, void *ctx, int32_t number, const char *line)
     {
         auto &rows = *static_cast<History *>(ctx);
         if (number == rows.shown_)

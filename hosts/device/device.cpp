@@ -20,16 +20,12 @@
 namespace device {
 namespace {
 
-// So many choices the errors of one input may list: a line costs its sender little.
-constexpr size_t most_listed = 65536;
-
 Host the_host = {};
 
-// This thread's calls that have not returned, and what the outermost has listed.
+// This thread's calls that have not returned.
 struct Calls {
     int inputs = 0;
     int lines = 0;
-    size_t listed = 0;
 };
 
 thread_local Calls calls;
@@ -53,24 +49,24 @@ void add_choice(void *user, const cli_pnode_s *, const char *text, const char *h
     *static_cast<std::string *>(user) += "  " + name + cleaned(help) + "\n";
 }
 
-std::string choices_of(const char *line, const cli_assist_error_s &error)
-{
-    std::string choices;
-    if (calls.listed <= most_listed)
-        cli_assist_candidates(graph(), nullptr, line, &error, INT32_MAX, add_choice, &choices);
-    calls.listed += choices.size();
-    return choices;
-}
-
-// A batch names its place first: there the reason comes first.
+// A batch names its place first: there the reason comes first, and all candidates stand.
 void explain(Console &console, const char *line, const cli_assist_error_s &error)
 {
+    std::string choices;
+    const int32_t most =
+        console.session ? std::max(tsession_rows(console.session) / 2, 1) : INT32_MAX;
+    cli_assist_candidates(graph(), nullptr, line, &error, most, add_choice, &choices);
+    if (console.session) {
+        char text[1024];
+        cli_assist_format_error(line, &error, tsession_columns(console.session), text,
+                                sizeof(text));
+        refuse(console, "%s%s", text, choices.c_str());
+        return;
+    }
     const std::string reason = cli_assist_strreason(error.reason);
     const std::string shown = "  " + cleaned(line) + "\n";
     const std::string caret = std::string(static_cast<size_t>(error.at) + 2, ' ') + "^";
-    const std::string text =
-        console.session ? shown + caret + " " + reason : reason + "\n" + shown + caret;
-    refuse(console, "%s\n%s", text.c_str(), choices_of(line, error).c_str());
+    refuse(console, "%s\n%s%s\n%s", reason.c_str(), shown.c_str(), caret.c_str(), choices.c_str());
 }
 
 } // namespace
@@ -97,24 +93,37 @@ void release_thread()
     release_graph();
 }
 
+namespace {
+
 // Where a call on another session led here, its walk through the graph is not disturbed.
-void take_input(Console &console, const void *bytes, size_t count)
+template <typename Callable>
+void call_session(Console &console, const Callable &call)
 {
     const Nesting nesting(calls.inputs);
-    const int64_t now = now_ms();
     if (calls.inputs == 1 && calls.lines == 0) {
-        calls.listed = 0;
-        refresh_graph(now);
+        refresh_graph(now_ms());
     }
-    if (console.visitor)
-        console.visitor->last_input.store(now, std::memory_order_relaxed);
     note_terminal(console);
     {
         const TracedCall traced(console);
-        tsession_input(console.session, bytes, count);
+        call();
     }
     if (console.visitor && console.visitor->traces)
         console.visitor->traces->show(console.session);
+}
+
+} // namespace
+
+void take_input(Console &console, const void *bytes, size_t count)
+{
+    if (console.visitor)
+        console.visitor->last_input.store(now_ms(), std::memory_order_relaxed);
+    call_session(console, [&] { tsession_input(console.session, bytes, count); });
+}
+
+void time_out(Console &console)
+{
+    call_session(console, [&] { tsession_time_out(console.session); });
 }
 
 // The next line may be in the same input, and name an alias that this one has made.

@@ -59,6 +59,9 @@ void detach(Console &console);
 // on", the library's traces of the call shown after it. The console outlives the call.
 void take_input(Console &console, const void *bytes, size_t count);
 
+// tsession_time_out, with the same before and after it.
+void time_out(Console &console);
+
 // The line callback of a session, and what its event callback is to pass on.
 void run_line(tsession_s *s, void *console, const char *line, const cli_pnode_s *action,
               cli_pmatch_s *matches);

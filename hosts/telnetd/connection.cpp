@@ -134,7 +134,7 @@ int Connection::open_stream(Stream &stream, int fd)
 
 bool Connection::create_session()
 {
-    tsession_config_s config = {};
+    tsession_config_s config = TSESSION_CONFIG_INIT;
     config.transport = TSESSION_TELNET;
     config.prompt = "varno> ";
     config.graph = device::graph();
@@ -182,8 +182,7 @@ void Connection::take_held()
             resume_output(); // so that it takes what is typed ahead of the next long output
         device::take_input(console_, left.data(), count);
         left.remove_prefix(count);
-        const int32_t wait = tsession_wait(console_.session);
-        escape_at_ = wait < 0 ? never : uv_now(worker_.loop()) + static_cast<uint64_t>(wait);
+        note_wait();
     }
     held_.erase(0, held_.size() - left.size());
     if (held_.empty())
@@ -201,6 +200,12 @@ size_t Connection::next_slice(std::string_view held) const
     const size_t most = std::min(held.size(), longest_slice);
     const size_t line = held.find_first_of("\r\n");
     return line < most ? line + 1 : most;
+}
+
+void Connection::note_wait()
+{
+    const int32_t wait = tsession_wait(console_.session);
+    escape_at_ = wait <= 0 ? never : uv_now(worker_.loop()) + static_cast<uint64_t>(wait);
 }
 
 void Connection::take_event(const tsession_event_s &event)
@@ -244,8 +249,13 @@ void Connection::send(const char *bytes, size_t count)
 
 void Connection::resume_output()
 {
-    if (!is_blocked_ && !has_failed_)
-        tsession_set_writable(console_.session, 1);
+    if (is_blocked_ || has_failed_)
+        return;
+    tsession_set_writable(console_.session, 1);
+    if (tsession_wait(console_.session) != 0)
+        return;
+    device::time_out(console_);
+    note_wait();
 }
 
 void Connection::on_sent(int error)
@@ -463,7 +473,7 @@ void Connection::check_escape(uint64_t now)
     if (now < escape_at())
         return;
     escape_at_ = never;
-    tsession_time_out(console_.session);
+    device::time_out(console_);
 }
 
 void Connection::show_reminders(uint64_t now)

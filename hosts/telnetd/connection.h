@@ -76,6 +76,7 @@ class Connection {
 
     void send(const char *bytes, size_t count);
     void resume_output();
+    void note_wait();
     void on_sent(int error);
     void on_shut_down(int status);
 

@@ -32,6 +32,7 @@ struct Local {
         uv_pipe_t pipe;
     } input;
     bool is_file; // input is one: always ready, and nothing that a loop waits for
+    bool is_reading;
     bool has_input_ended;
     bool has_output_failed;
     uv_timer_t escape_timer;
@@ -43,7 +44,7 @@ struct Local {
 };
 
 Local local = {};
-char bytes[65536]; // of input
+char bytes[16384]; // of input
 
 // What the session calls
 
@@ -73,7 +74,7 @@ void set_undo()
 
 void on_escape_delay(uv_timer_t *)
 {
-    tsession_time_out(local.console.session);
+    device::time_out(local.console);
 }
 
 void take_input(ssize_t count)
@@ -92,8 +93,8 @@ void read_file()
 
 void on_more(uv_idle_t *)
 {
-    if (tsession_has_more(local.console.session))
-        tsession_set_writable(local.console.session, 1);
+    if (tsession_wait(local.console.session) == 0)
+        device::time_out(local.console);
     else if (local.is_file)
         read_file();
 }
@@ -128,7 +129,22 @@ void on_other_signal(uv_signal_t *, int signum)
     tsession_resize(s, size.columns, size.rows);
 }
 
-// Behind whatever happened: what there is to wait for. Input that has ended ends the
+void read_while_wanted(bool is_wanted)
+{
+    if (local.is_file || is_wanted == local.is_reading)
+        return;
+    local.is_reading = is_wanted;
+    const auto give_room = [](uv_handle_t *, size_t, uv_buf_t *room) {
+        *room = uv_buf_init(bytes, std::size(bytes));
+    };
+    const auto on_input = [](uv_stream_t *, ssize_t count, const uv_buf_t *) { take_input(count); };
+    if (is_wanted)
+        uv_read_start(&local.input.stream, give_room, on_input);
+    else
+        uv_read_stop(&local.input.stream);
+}
+
+// After whatever happened: what there is to wait for. Input that has ended ends the
 // session when its last output is out.
 void before_waiting(uv_prepare_t *)
 {
@@ -137,12 +153,13 @@ void before_waiting(uv_prepare_t *)
         tsession_close(s);
     if (tsession_is_closed(s) || local.has_output_failed)
         uv_stop(local.loop);
+    read_while_wanted(tsession_wants_input(s) != 0);
     const int32_t wait = tsession_wait(s);
-    if (wait < 0)
+    if (wait <= 0)
         uv_timer_stop(&local.escape_timer);
     else if (!uv_is_active(reinterpret_cast<uv_handle_t *>(&local.escape_timer)))
         uv_timer_start(&local.escape_timer, on_escape_delay, static_cast<uint64_t>(wait), 0);
-    if (local.is_file || tsession_has_more(s))
+    if (local.is_file || wait == 0)
         uv_idle_start(&local.more, on_more);
     else
         uv_idle_stop(&local.more);
@@ -161,13 +178,9 @@ int start_reading()
                                : uv_pipe_init(local.loop, &input.pipe, 0);
     if (error == 0 && type != UV_TTY)
         error = uv_pipe_open(&input.pipe, STDIN_FILENO);
-    if (error != 0)
-        return error;
-    const auto give_room = [](uv_handle_t *, size_t, uv_buf_t *room) {
-        *room = uv_buf_init(bytes, std::size(bytes));
-    };
-    const auto on_input = [](uv_stream_t *, ssize_t count, const uv_buf_t *) { take_input(count); };
-    return uv_read_start(&input.stream, give_room, on_input);
+    if (error == 0)
+        read_while_wanted(true);
+    return error;
 }
 
 template <size_t count>
@@ -203,7 +216,7 @@ void close_loop()
 tsession_s *create_session()
 {
     const TerminalSize size = terminal_size();
-    tsession_config_s config = {};
+    tsession_config_s config = TSESSION_CONFIG_INIT;
     config.terminal_type = std::getenv("TERM");
     config.columns = size.columns;
     config.rows = size.rows;

@@ -7,11 +7,23 @@
  * process, reach an assertion or grow memory.
  *
  * A session has no file descriptor, clock, thread or event loop. Every function
- * runs on the caller's thread and never blocks; a session is used by one thread at
- * a time. Callbacks get the session first and the configuration's user pointer
+ * runs on the caller's thread and never blocks. A session and what it shares are used
+ * by one thread at a time, all together; they may migrate to another thread between
+ * two calls. Callbacks get the session first and the configuration's user pointer
  * second, and may call any function of this header on any session, tsession_free
  * and tsession_close on their own included: from then on the session takes nothing
  * more, and it ends when the outermost call on it returns.
+ *
+ * A host's loop, for any number of sessions: hand over what the client sends with
+ * tsession_input while tsession_wants_input says so; after every call ask
+ * tsession_wait how long to wait for more, and when that time has passed, or at once
+ * if it is 0, call tsession_time_out; free the session when it is closed.
+ *
+ * One call runs at most one line, shows at most one list, one page or one part of an
+ * output, so that nobody waits for another's pile of lines. Input that comes
+ * meanwhile is kept, in order, and tsession_wait is 0 as long as some of it can be taken.
+ * Ctrl-C, and telnet's IP and BRK, are found at once in what is kept: they end what runs
+ * and drop what was typed before them.
  *
  * All that a session sends during one call leaves in one output callback, just
  * before the call returns; only output beyond 64 KiB leaves earlier, and without
@@ -21,11 +33,11 @@
  * A callback that leaves by an exception closes its session, and what that call had
  * gathered is dropped; longjmp may not cross a session's call. */
 
+#include <stdarg.h>
 #include <stddef.h>
 #include <stdint.h>
 
 #include <varno/api.h>
-#include <varno/cli_parse.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -34,7 +46,15 @@ extern "C" {
 typedef struct tsession_s tsession_s;               /* one session; opaque */
 typedef struct tsession_shared_s tsession_shared_s; /* what sessions of a thread share; opaque */
 typedef struct tsession_config_s tsession_config_s;
+typedef struct tsession_texts_s tsession_texts_s;
 typedef struct tsession_event_s tsession_event_s;
+
+/* The parse graph's records, of cli_parse.h. */
+typedef struct cli_pnode_s cli_pnode_s;
+typedef struct cli_pmatch_s cli_pmatch_s;
+
+/* What narrows the graph, of cli_assist.h. */
+typedef struct cli_assist_filter_s cli_assist_filter_s;
 
 /* What the bytes are. */
 enum {
@@ -42,7 +62,8 @@ enum {
     TSESSION_TELNET = 1 /* a telnet client's (RFC 854) */
 };
 
-/* What may be told of a session. */
+/* What may be told of a session. Later versions may tell more: ignore what you do not
+ * know. */
 enum {
     TSESSION_INTERRUPT = 1,    /* Ctrl-C or telnet's IP dropped a typed line; what ends a long
                                   output or a question is not told */
@@ -50,11 +71,15 @@ enum {
     TSESSION_BREAK = 3,        /* telnet's BRK; what was typed or running was dropped */
     TSESSION_SIZE = 4,         /* the client told its window size: columns, rows as in force */
     TSESSION_TERMINAL = 5,     /* the client told its terminal type: text is the one in force */
-    TSESSION_FAULT = 6         /* a failed assertion ended the session: text says which */
+    TSESSION_FAULT = 6,        /* a failed assertion ended the session: text says which */
+    TSESSION_OVERFLOW = 7,     /* more input came than is kept, or there was no memory to keep
+                                  it: the session ends, which its user has been told */
+    TSESSION_CLOSED = 8        /* once for every session, the last that is told of it: nothing
+                                  is sent and no callback is called any more */
 };
 
 struct tsession_event_s {
-    int32_t kind;          /* TSESSION_INTERRUPT ... TSESSION_FAULT */
+    int32_t kind;          /* TSESSION_INTERRUPT ... TSESSION_CLOSED */
     int32_t columns, rows; /* of TSESSION_SIZE, else 0 */
     const char *text;      /* of TSESSION_TERMINAL and TSESSION_FAULT, for the call; else NULL */
 };
@@ -72,10 +97,17 @@ typedef void (*tsession_line_fn)(tsession_s *s, void *user, const char *line,
 
 typedef void (*tsession_event_fn)(tsession_s *s, void *user, const tsession_event_s *event);
 
+/* What the producer of a long output answers. */
+enum {
+    TSESSION_DONE = 0, /* that was all */
+    TSESSION_MORE = 1, /* there is more */
+    TSESSION_LATER = 2 /* nothing yet: ask again after tsession_wake */
+};
+
 /* Writes the next row, or a few, of a long output with tsession_write and its kin.
- * Returns: 1 when there is more, 0 at the end. Called once more with is_cancelled not
- *          0 when the reader had enough or the session ends: release ctx, write
- *          nothing; the result is then ignored. */
+ * Returns: TSESSION_DONE, TSESSION_MORE or TSESSION_LATER. Called once more with
+ *          is_cancelled not 0 when the reader had enough or the session ends: release
+ *          ctx, write nothing; the result is then ignored. */
 typedef int (*tsession_produce_fn)(tsession_s *s, void *user, void *ctx, int is_cancelled);
 
 /* Receives the answer to a question, terminated, for the call; NULL when it was
@@ -85,30 +117,57 @@ typedef void (*tsession_answer_fn)(tsession_s *s, void *user, void *ctx, const c
 /* Receives the key that answers a question, 32..126 or 13; -1 when it was cancelled. */
 typedef void (*tsession_key_fn)(tsession_s *s, void *user, void *ctx, int key);
 
-/* How a session is to be. Start from all zero bytes: every member has a default. */
+/* What a session says by itself. A NULL is the text in quotes; the others live as long
+ * as the session. */
+struct tsession_texts_s {
+    size_t size;             /* sizeof(tsession_texts_s) */
+    const char *more;        /* "--More--": a full screen asks for a key */
+    const char *more_keys;   /* "space: page, Enter: row, q: quit": which keys there are */
+    const char *fault;       /* "% internal fault, this session ends" */
+    const char *overflow;    /* "% too much input, this session ends" */
+    const char *long_line;   /* "% line too long, 255 characters at most" */
+    const char *long_answer; /* "% answer too long, 127 characters at most" */
+    const char *presence;    /* "[Yes]": telnet's Are You There */
+    const char *reasons[9];  /* by CLI_ASSIST_...: "unknown word", ... */
+};
+
+/* How a session is to be. Start from TSESSION_CONFIG_INIT: every other member has a
+ * default. */
 struct tsession_config_s {
+    size_t size;               /* sizeof(tsession_config_s) of the program's header */
     int32_t transport;         /* TSESSION_PLAIN or TSESSION_TELNET */
     const char *terminal_type; /* NULL, or one that is not known: vt100 */
     int32_t columns, rows;     /* of the terminal; 0: unknown, 80 and 24; clamped to 20..256
                                   columns and 2..512 rows */
     const char *prompt;    /* cut to 30 characters, and to what leaves room to edit; NULL: "> " */
-    int32_t history_limit; /* lines remembered; 0 or less: 100 */
+    int32_t history_limit; /* lines remembered; 0: 100; -1: none */
     int32_t is_unpaged;    /* not 0: long outputs are not paged */
-    int32_t leave_assertions;  /* not 0: a failed assertion is the platform's affair alone */
-    cli_pnode_s *graph;        /* first alternative of the parse graph's top level, or NULL */
+    int32_t leave_assertions;      /* not 0: a failed assertion is the platform's affair alone */
+    int32_t escape_wait_ms;        /* how long an ESC may be the beginning of a key's sequence;
+                                  0: 500 */
+    const tsession_texts_s *texts; /* NULL: all as they are; lives as long as the session */
+    const cli_pnode_s *graph;      /* first alternative of the parse graph's top level, or NULL */
     tsession_shared_s *shared; /* from tsession_shared_create; NULL: the session makes its own */
     void *user;                /* handed to every callback */
     tsession_output_fn output; /* NULL: output is dropped, as for the other two */
     tsession_line_fn line;
     tsession_event_fn event;
+    const cli_assist_filter_s *filter; /* of help, completion and parsing; NULL: none; lives as
+                                          long as the session */
 };
+
+#define TSESSION_CONFIG_INIT                                                                       \
+    {                                                                                              \
+        sizeof(tsession_config_s), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0               \
+    }
 
 /* What the sessions of one thread share: the line editor's commands and keys, 7 KB, and
  * the places where output is gathered, 64 KB for each session that is called inside
  * another's callback. A session that is created while debug traces are on has commands
  * and keys of its own.
  * Returns: NULL without memory.
- * Owns:    the caller, until its last session is freed; then at any time. */
+ * Owns:    the caller and each session that uses it hold it; it goes with the last. Free
+ *          drops the caller's hold; NULL is allowed. */
 VARNO_API tsession_shared_s *tsession_shared_create(void);
 VARNO_API void tsession_shared_free(tsession_shared_s *shared);
 
@@ -120,31 +179,39 @@ VARNO_API void tsession_assertion_handler(void *ctx, const char *condition, cons
                                           int line);
 
 /* Makes a session; nothing is sent yet, and no callback runs. config, which is not
- * NULL, is copied, its texts too.
- * Returns:  NULL without memory.
+ * NULL, is copied; prompt and terminal type, too.
+ * Returns:  NULL without memory, and for a configuration that this library does not know:
+ *           a size of 0, values that are none of those above, members that it has not.
  * Owns:     the caller; released with tsession_free. */
 VARNO_API tsession_s *tsession_create(const tsession_config_s *config);
 
-/* Ends a session without another byte; a running output or question is cancelled.
- * Inside one of its callbacks: once the call that led there returns. NULL is allowed. */
+/* Ends a session without another byte; a running output or question is cancelled, and
+ * TSESSION_CLOSED is told if it has not been. Inside one of its callbacks: once the call
+ * that led there returns. NULL is allowed. */
 VARNO_API void tsession_free(tsession_s *s);
 
 /* Opens the dialogue: telnet's negotiation, the terminal's set-up, the first prompt.
  * Input before it is ignored. Text written before it stands above the prompt. */
 VARNO_API void tsession_start(tsession_s *s);
 
-/* Takes what came from the terminal: any bytes, any split, any amount; the work is
- * linear in it and nothing of the caller's memory is kept. Enter is CR, LF, CR LF
- * or CR NUL. Lists of choices end at about 64 KiB a call; a host gives no input while it
- * cannot send what an input brings about. A closed session ignores it. */
+/* Takes what came from the terminal: any bytes, any split; all of it, what cannot be
+ * done in this call is kept. Enter is CR, LF, CR LF or CR NUL. A host that does not ask
+ * tsession_wants_input, until 64 KiB are kept, has the session ended (TSESSION_OVERFLOW).
+ * A closed session ignores input. */
 VARNO_API void tsession_input(tsession_s *s, const void *bytes, size_t count);
 
-/* Returns: how many milliseconds the host should wait for more input before it calls
- *          tsession_time_out, because an escape sequence has begun; -1: no wait. Ask
- *          after every tsession_input; more input cancels the wait. */
+/* Returns: 0 while the host is to stop reading from the client, because 4 KiB of input
+ *          or more are kept; else 1. */
+VARNO_API int tsession_wants_input(const tsession_s *s);
+
+/* Returns: how long the host is to wait for input before it calls tsession_time_out:
+ *          0 while there is work that waits only for the caller (input that is kept, a
+ *          long output that has more), some milliseconds while an escape sequence has
+ *          begun, -1 for ever. Ask after every call on the session. */
 VARNO_API int32_t tsession_wait(const tsession_s *s);
 
-/* The wait has run out: a lone ESC is the ESC key. */
+/* Does one step of the work that waits; without any, the wait has run out, and a lone
+ * ESC is the ESC key. */
 VARNO_API void tsession_time_out(tsession_s *s);
 
 /* Output. A line feed is sent as CR LF. Inside a line callback or a producer it is
@@ -166,34 +233,43 @@ VARNO_API void tsession_write_clean(tsession_s *s, const char *text);
  * Returns: clean. */
 VARNO_API char *tsession_clean(char *clean, size_t capacity, const char *text);
 
-/* Formats as printf does, up to 1023 characters, then writes as tsession_write. */
+/* Formats as printf does, then writes as tsession_write; without memory for more, the
+ * first 1023 bytes. */
 VARNO_API void tsession_print(tsession_s *s, const char *format, ...) VARNO_PRINTF(2, 3);
+VARNO_API void tsession_vprint(tsession_s *s, const char *format, va_list arguments)
+    VARNO_PRINTF(2, 0);
 
-/* Starts a long output: produce is called for rows as long as the screen has room and
- * the host can take output. A full screen asks for a key: space shows the next page,
- * Enter the next row, q or Ctrl-C end the output. What fits the screen asks nothing.
- * The prompt comes back at the end. What is typed ahead of an output that only rests
- * is kept for the line behind it, unless that output is over 1 MB, has nothing to
- * write, or the host cannot take it.
+/* Starts a long output: produce is called for rows as long as the screen has room, up
+ * to about 32 KiB a call. A full screen asks for a key: space shows the next page, Enter
+ * the next row, q or Ctrl-C end the output, ? says which keys there are; any other key,
+ * or a paste, ends the output and begins the next line. What fits the screen asks
+ * nothing. The prompt comes back at the end. An output that only rests, for want of a
+ * reader or of rows, asks nobody for a key: what is typed is kept.
  * Returns: 0; -1 when one runs already or the session is closed. */
 VARNO_API int tsession_page(tsession_s *s, tsession_produce_fn produce, void *ctx);
 
-/* Says whether the host can take more output; a long output pauses while it cannot,
- * and goes on in the call that says that it can again. It can at first. */
+/* A producer that has answered TSESSION_LATER is to be asked again: tsession_wait is then
+ * 0. May be called at any time, by the producer too. */
+VARNO_API void tsession_wake(tsession_s *s);
+
+/* Says whether the host can take more output. While it cannot, a long output rests, and
+ * input is kept; tsession_wait is 0 when it can again and there is more to do. It can at
+ * first. */
 VARNO_API void tsession_set_writable(tsession_s *s, int is_writable);
 
-/* Returns: not 0 while a long output waits only for tsession_set_writable, also for
- *          one more call with 1 where a call has produced as much as is gathered. */
+/* Returns: not 0 while a long output rests or input is kept. */
 VARNO_API int tsession_has_more(const tsession_s *s);
 
 /* Asks for a line of up to 127 characters, which is not kept in the history, and not
- * shown if is_secret is not 0. Backspace, Ctrl-U, Enter and Ctrl-C work.
+ * shown if is_secret is not 0. Backspace, Ctrl-U, Enter and Ctrl-C work. A longer answer
+ * is refused, and asked for again. A question wider than the screen takes several rows.
  * Returns: 0; -1 when a question or a long output runs already, or closed, or without
  *          memory. */
 VARNO_API int tsession_ask(tsession_s *s, const char *question, int is_secret,
                            tsession_answer_fn answer, void *ctx);
 
-/* Asks for one key. Returns: as tsession_ask. */
+/* Asks for one key. A paste is none: it cancels the question and begins the next line.
+ * Returns: as tsession_ask. */
 VARNO_API int tsession_ask_key(tsession_s *s, const char *question, tsession_key_fn answer,
                                void *ctx);
 
@@ -207,7 +283,7 @@ VARNO_API void tsession_set_paged(tsession_s *s, int is_paged);
 
 /* Tells the graph's first alternative. The graph belongs to the host and may change
  * between calls; when its first alternative becomes another node, each session is told. */
-VARNO_API void tsession_set_graph(tsession_s *s, cli_pnode_s *graph);
+VARNO_API void tsession_set_graph(tsession_s *s, const cli_pnode_s *graph);
 
 /* Closes the session: the terminal's set-up is undone, output so far is sent, input
  * is ignored from now on. Once it is closed and the call that led there has
@@ -221,11 +297,39 @@ VARNO_API int32_t tsession_rows(const tsession_s *s);
 VARNO_API const char *tsession_terminal(const tsession_s *s);
 VARNO_API void *tsession_user(const tsession_s *s);
 
-/* Receives a remembered line, numbered from 1; terminated, for the call. */
-typedef void (*tsession_history_fn)(void *ctx, int number, const char *line);
+/* Runs a line as if it had been typed, also in a session that never started, and inside
+ * a line callback: what is wrong with it is written, what begins with "!" or "#" is a
+ * comment where there is a graph. It is not remembered. A long output that it begins goes
+ * on as any does.
+ * Returns: how it ended: 0 (CLI_ASSIST_OK) when it was run or is a comment, else the
+ *          CLI_ASSIST_... that says why not; -1 while an output or a question runs, or
+ *          closed. */
+VARNO_API int32_t tsession_run_line(tsession_s *s, const char *line);
 
-/* Calls entry for each remembered line, oldest first; entry gives this session no
- * input. */
+/* History. A line is remembered after its command has run; blank lines, and one that is
+ * the same as the newest, are not. */
+
+/* Remembers a line, up to 255 characters. Returns: 0; -1 for a longer one, without
+ * memory, or while none are remembered. */
+VARNO_API int tsession_history_add(tsession_s *s, const char *line);
+
+/* Changes what is remembered of the line that is being run, or else the newest one; NULL:
+ * as if it had never been typed. Returns: as tsession_history_add; -1 also when there is
+ * none. */
+VARNO_API int tsession_history_amend(tsession_s *s, const char *line);
+
+/* Forgets all lines. */
+VARNO_API void tsession_history_clear(tsession_s *s);
+
+/* How many are remembered from now on, as in the configuration. */
+VARNO_API void tsession_history_set_limit(tsession_s *s, int32_t limit);
+
+/* Receives a remembered line, numbered from 1; terminated, for the call. */
+typedef void (*tsession_history_fn)(tsession_s *s, void *user, void *ctx, int32_t number,
+                                    const char *line);
+
+/* Calls entry for each remembered line, oldest first; entry neither gives this session
+ * input nor changes its history. */
 VARNO_API void tsession_history(tsession_s *s, tsession_history_fn entry, void *ctx);
 
 #ifdef __cplusplus

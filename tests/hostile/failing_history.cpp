@@ -1,4 +1,4 @@
-// Loaded in front of the session library's tsession_history: a device's command that
+// Loaded before the session library's tsession_history: a device's command that
 // breaks a precondition of the library, which "show history" is then.
 
 #include <varno/telnet_parser.h>

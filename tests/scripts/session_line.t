@@ -30,8 +30,9 @@ INPUT "  "<cr>
 ! an unknown word is pointed at, with what may stand there
 SESSION plain 60 xterm
 INPUT "show frob"<cr>
-  above4 "  show frob"
-  above3 "       ^ unknown word"
+  above5 "  show frob"
+  above4 "       ^"
+  above3 "% unknown word"
   above2 "  long              many rows"
   above "  version           the version"
   row "> |"
@@ -39,34 +40,39 @@ INPUT "show frob"<cr>
 ! an ambiguous word lists the words it begins
 SESSION plain 60 xterm
 INPUT "s"<cr>
-  above4 "  s"
-  above3 "  ^ ambiguous word"
+  above5 "  s"
+  above4 "  ^"
+  above3 "% ambiguous word"
   above2 "  show              what there is"
   above "  sure              ask for a key"
 
-! an incomplete command is pointed at behind its last word
+! an incomplete command is pointed at after its last word
 SESSION plain 60 xterm
 INPUT "show"<cr>
-  above4 "  show"
-  above3 "      ^ incomplete command"
+  above5 "  show"
+  above4 "      ^"
+  above3 "% incomplete command"
 
 ! a quote without its partner is pointed at
 SESSION plain 60 xterm
 INPUT "show 'ver"<cr>
-  above2 "  show 'ver"
-  above "       ^ unmatched quote"
+  above3 "  show 'ver"
+  above2 "       ^"
+  above "% unmatched quote"
 
 ! the empty word is refused where a number is due
 SESSION plain 60 xterm
 INPUT "width <quot><quot>"<cr>
-  above3 "  width <quot><quot>"
-  above2 "        ^ empty word"
+  above4 "  width <quot><quot>"
+  above3 "        ^"
+  above2 "% empty word"
 
 ! the place of an error in a line longer than the terminal still shows
 SESSION plain 30 xterm
 INPUT "show version and a tail that does not fit"<cr>
-  above3 "  show version and a tail tha"
-  above2 "               ^ unknown word"
+  above4 "  show version and a tail tha"
+  above3 "               ^"
+  above2 "% unknown word"
 cuts differ: how far a long line scrolls depends on what is drawn in one round
 
 ! a question mark lists what may come next and leaves the line

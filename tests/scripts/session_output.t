@@ -41,17 +41,58 @@ INPUT "q"
   above "row 23"
   row "> |"
 
-! Ctrl-C ends a long output, other keys are ignored
+! Ctrl-C ends a long output
 SESSION plain 60 xterm
 INPUT "show long"<cr>
   line show long
-INPUT "xyz"<up><esc>"b"
-  row "--More--|"
 INPUT <c-c>
   cancelled after 11
   row "> |"
 
-! lines behind an output that makes a pause are run when it is through
+! a key that a full screen does not know ends the output and begins the next line
+SESSION plain 60 xterm
+INPUT "show long"<cr>
+  line show long
+INPUT "exi"
+  cancelled after 11
+  row "> exi|"
+
+! so does a key of the editor
+SESSION plain 60 xterm
+INPUT "show long"<cr>
+  line show long
+INPUT <up>
+  cancelled after 11
+  row "> show long|"
+
+! and a paste, whole
+SESSION plain 60 xterm
+INPUT "show long"<cr>
+  line show long
+INPUT <esc>"[200~ qshow ver"<esc>"[201~"
+  cancelled after 11
+  row ">  qshow ver|"
+
+! a full screen says which keys there are
+SESSION plain 60 xterm
+INPUT "show long"<cr>
+  line show long
+INPUT "?"
+  row "space: page, Enter: row, q: quit|"
+INPUT <cr>
+  above "row 12"
+  row "--More--|"
+
+! a full screen after a smaller window shows a smaller page
+SESSION plain 60 xterm
+INPUT "show long"<cr>
+  line show long
+RESIZE 60 6
+INPUT " "
+  above "row 16"
+  row "--More--|"
+
+! lines after an output that makes a pause are run when it is through
 SESSION plain 60 xterm
 UNPAGED
 ROWS 20000
@@ -89,11 +130,12 @@ WRITE "news<lf>"
 
 ! a long output pauses while the host can take no more
 SESSION plain 60 xterm
+INPUT "show long"
 WRITABLE 0
-INPUT "show long"<cr>
-  line show long
-  above "> show long"
+INPUT <cr>
+  row "> show long|"
 WRITABLE 1
+  line show long
   above "row 11"
   row "--More--|"
 
@@ -127,9 +169,21 @@ INPUT "login"<cr>"abc"<c-u>"x"<cr>
 
 ! an answer holds 127 characters
 SESSION plain 60 xterm
-INPUT "login"<cr>"<x61 200>"<cr>
+INPUT "login"<cr>"<x61 127>"<cr>
   line login
   answer aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa
+
+! a longer answer is refused, and asked for again
+SESSION plain 60 xterm
+INPUT "login"<cr>"<x61 127>"
+  line login
+INPUT "bc"
+  bell 1
+INPUT <cr>
+  above "% answer too long, 127 characters at most"
+  row "Password: |"
+INPUT "d"<cr>
+  answer d
 
 ! an answer that is not secret shows, and its end where it is too long
 SESSION plain 20 xterm
@@ -154,15 +208,22 @@ INPUT "sure"<cr><esc>"b"<up>
 INPUT "n"
   key 110
 
-! a paste does not answer a question for one key
+! a paste does not answer a question for one key: it cancels it and is the next line
 SESSION plain 60 xterm
-INPUT "sure"<cr><esc>"[200~y"<cr><esc>"[201~"
+INPUT "sure"<cr><esc>"[200~show ver"<cr>"x"<esc>"[201~"
   line sure
-  row "Sure? |"
-INPUT "n"
-  key 110
+  key -1
+  line show ver
+  row "> x|"
 
-! an ESC in front of a question begins no command behind it
+! a paste answers a question
+SESSION plain 60 xterm
+INPUT "name"<cr><esc>"[200~somebody"<cr>"show ver"<esc>"[201~"
+  line name
+  answer somebody
+  row "> show ver|"
+
+! an ESC before a question begins no command after it
 SESSION plain 60 xterm
 INPUT "login"<esc>
 TIMEOUT
@@ -170,6 +231,14 @@ INPUT <cr>
   line login
 INPUT "x"<cr>
   answer x
+
+! a question wider than the screen takes several rows
+SESSION plain 20 xterm
+ASK "Which of them is it to be (all, some, none)? "
+  above3 "Which of them is"
+  above2 "it to be (all,"
+  above "some, none)?"
+  row "|"
 
 ! one key answers
 SESSION plain 60 xterm
@@ -247,6 +316,7 @@ INPUT "c"
 SESSION plain 60 xterm
 INPUT "exit"<cr>"show ver"<cr>
   line exit
+  over
   closed 1
 INPUT "show ver"<cr>
 
@@ -255,10 +325,11 @@ SESSION plain 60 xterm
 INPUT "fault"<cr>"show ver"<cr>
   line fault
   fault p && m (cli_parse
+  over
   above "% internal fault, this session ends"
   closed 1
 
-! a shorter prompt leaves nothing of the longer row behind
+! a shorter prompt leaves nothing of the longer row
 SESSION plain 60 xterm
 PROMPT "a-long-prompt# "
 INPUT "show ver"

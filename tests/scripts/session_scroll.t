@@ -19,12 +19,12 @@ INPUT <esc>"f"
 INPUT "c"
   row ">$<x61 67> c|<x62 7>$"
 
-! at the least width a long prompt is cut so that the line still scrolls
+! at the least width a long prompt shows its end, and the line still scrolls
 SESSION plain 20 xterm
 PROMPT "a-device-with-a-long-name# "
 INPUT "abcdefghijklmnopqrstuvwxyz"
 INPUT <c-a>
-  row "a-device|abcdefghij$"
+  row "g-name# |abcdefghij$"
 INPUT <c-e>
   closed 0
 

@@ -75,6 +75,7 @@ HEX 61 62 ff f3
 SESSION telnet 80 vt100
 HEX 65 78 69 74 0d 00 ff fa 18 00 6c 69 6e 75 78 ff f0 ff f4 ff f6 ff fa 1f 00 28 00 0c ff f0 ff fd 05
   line exit
+  over
   closed 1
 
 ! Are You There is answered above the line

@@ -1,5 +1,6 @@
 #include "session_driver.h"
 
+#include <algorithm>
 #include <sstream>
 #include <vector>
 
@@ -40,6 +41,7 @@ class SessionDriver : public ScriptDriver {
 
     void act(std::string_view verb, std::string_view rest) override
     {
+        bells_ = 0;
         const auto bytes = stream(verb, rest);
         if (bytes)
             feed(*bytes);
@@ -54,7 +56,19 @@ class SessionDriver : public ScriptDriver {
         else if (verb == "PROMPT")
             tsession_set_prompt(session(), bytes_of(rest).c_str());
         else if (verb == "WRITABLE")
-            tsession_set_writable(session(), rest == "1");
+            set_writable(rest == "1");
+        else if (verb == "ASK")
+            tsession_ask(session(), bytes_of(rest).c_str(), 0, nullptr, nullptr);
+        else if (verb == "PAGE")
+            host_->begin_long();
+        else if (verb == "LATER")
+            host_->is_late = rest == "1";
+        else if (verb == "WAKE")
+            tsession_wake(session());
+        else if (verb == "WORK")
+            host_->work();
+        else if (verb == "ONCE")
+            host_->hand_over(typed(rest));
         else if (verb == "UNPAGED")
             tsession_set_paged(session(), 0);
         else if (verb == "ROWS")
@@ -74,6 +88,10 @@ class SessionDriver : public ScriptDriver {
             return spell(row_above(word.size() > 5 ? word[5] - '0' : 1));
         if (word == "wait")
             return std::to_string(tsession_wait(session()));
+        if (word == "bell")
+            return std::to_string(bells_);
+        if (word == "wants")
+            return std::to_string(tsession_wants_input(session()));
         if (word == "closed")
             return std::to_string(tsession_is_closed(session()));
         return std::nullopt;
@@ -101,7 +119,7 @@ class SessionDriver : public ScriptDriver {
 
     void open(const std::vector<std::string> &words)
     {
-        tsession_config_s config = {};
+        tsession_config_s config = TSESSION_CONFIG_INIT;
         config.transport = words.at(0) == "telnet" ? TSESSION_TELNET : TSESSION_PLAIN;
         config.columns = std::stoi(words.at(1));
         config.terminal_type = words.at(2).c_str();
@@ -110,6 +128,12 @@ class SessionDriver : public ScriptDriver {
     }
 
     void write(const std::string &text) { tsession_write(session(), text.data(), text.size()); }
+
+    void set_writable(bool is_writable)
+    {
+        tsession_set_writable(session(), is_writable);
+        host_->work();
+    }
 
     void resize(const std::vector<std::string> &words)
     {
@@ -131,7 +155,9 @@ class SessionDriver : public ScriptDriver {
             outcome_ += event + "\n";
             noted_.push_back(event);
         }
-        note_replies(host_->take_sent());
+        const std::string sent = host_->take_sent();
+        bells_ += std::count(sent.begin(), sent.end(), '\a');
+        note_replies(sent);
     }
 
     // Telnet's commands among what was sent; the opening and data are left out.
@@ -158,6 +184,7 @@ class SessionDriver : public ScriptDriver {
     std::vector<std::string> noted_;
     std::string outcome_;
     bool is_opened_ = false;
+    long bells_ = 0; // that the last act brought about
 };
 
 } // namespace

@@ -72,6 +72,10 @@ const char *event_name(int kind)
         return "terminal";
     case TSESSION_FAULT:
         return "fault";
+    case TSESSION_OVERFLOW:
+        return "overflow";
+    case TSESSION_CLOSED:
+        return "over";
     default:
         return "unknown";
     }
@@ -105,7 +109,24 @@ SessionHost::~SessionHost()
 
 void SessionHost::input(std::string_view bytes)
 {
+    hand_over(bytes);
+    work();
+}
+
+void SessionHost::hand_over(std::string_view bytes)
+{
     tsession_input(session_, bytes.data(), bytes.size());
+}
+
+size_t SessionHost::find_interrupt(std::string_view bytes)
+{
+    return std::min(bytes.find_first_of("\x03\xff"), bytes.size());
+}
+
+void SessionHost::work()
+{
+    while (session_ && tsession_wait(session_) == 0)
+        tsession_time_out(session_);
 }
 
 std::string SessionHost::take_sent()
@@ -180,8 +201,8 @@ void SessionHost::run(const std::string &action, cli_pmatch_s *matches)
 {
     if (action == "version")
         tsession_print(session_, "version %d\n", 1);
-    else if (action == "long" && tsession_page(session_, produce, nullptr) == 0)
-        produced_ = 0;
+    else if (action == "long")
+        begin_long();
     else if (action == "login")
         tsession_ask(session_, "Password: ", 1, answer, nullptr);
     else if (action == "name")
@@ -198,6 +219,12 @@ void SessionHost::run(const std::string &action, cli_pmatch_s *matches)
         cli_match_by_node(nullptr, nullptr);
 }
 
+void SessionHost::begin_long()
+{
+    produced_ = 0;
+    tsession_page(session_, produce, nullptr);
+}
+
 int SessionHost::produce(tsession_s *s, void *user, void *, int is_cancelled)
 {
     auto *host = static_cast<SessionHost *>(user);
@@ -205,8 +232,10 @@ int SessionHost::produce(tsession_s *s, void *user, void *, int is_cancelled)
         host->events_.push_back("cancelled after " + std::to_string(host->produced_));
         return 0;
     }
+    if (host->is_late)
+        return TSESSION_LATER;
     tsession_print(s, "row %d\n", ++host->produced_);
-    return host->produced_ < host->long_rows;
+    return host->produced_ < host->long_rows ? TSESSION_MORE : TSESSION_DONE;
 }
 
 void SessionHost::answer(tsession_s *s, void *user, void *, const char *answer)

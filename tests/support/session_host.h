@@ -26,7 +26,16 @@ class SessionHost {
     tsession_s *session() { return session_; }
     Terminal &terminal() { return *terminal_; }
 
+    // Hands the bytes over, and does the work that they bring about.
     void input(std::string_view bytes);
+    // Only hands them over.
+    void hand_over(std::string_view bytes);
+    void work();
+
+    // Telnet's commands mean something at once, and so does a Ctrl-C, which drops what was
+    // typed before it and has not been taken. Returns where in the bytes the next one
+    // begins: where what stands before it is worked off first, no cut of a stream shows.
+    static size_t find_interrupt(std::string_view bytes);
 
     // What was sent since it was last asked, and in how many calls.
     std::string take_sent();
@@ -40,6 +49,8 @@ class SessionHost {
 
     // What commands do: rows of a long output, the size of an answer's question.
     int long_rows = 100;
+    bool is_late = false; // a long output has nothing yet
+    void begin_long();
 
     static cli_pnode_s *graph();
 

@@ -17,7 +17,7 @@ VTermPos cursor_of(VTerm *vt)
 Terminal::Terminal(int rows, int columns)
     : vt_(vterm_new(rows, columns)), screen_(vterm_obtain_screen(vt_))
 {
-    vterm_set_utf8(vt_, 0);
+    vterm_set_utf8(vt_, 1);
     vterm_screen_reset(screen_, 1);
 }
 
@@ -46,7 +46,8 @@ std::string Terminal::row(int row) const
         VTermScreenCell cell;
         vterm_screen_get_cell(screen_, {row, column}, &cell);
         if (cell.chars[0] != 0)
-            text[static_cast<size_t>(column)] = static_cast<char>(cell.chars[0]);
+            text[static_cast<size_t>(column)] =
+                cell.chars[0] < 128 ? static_cast<char>(cell.chars[0]) : '#';
     }
     return text;
 }

@@ -1,6 +1,7 @@
 /* The session library in C11: a line is typed into a session on plain bytes, its
  * command runs, and the session's output is gathered. Ends with 0 when all came out
  * as it should. */
+#include <varno/cli_parse.h>
 #include <varno/tsession.h>
 
 #include <stdio.h>
@@ -57,8 +58,8 @@ static void expect(tsession_s *s, const char *typed, const char *sent)
 int main(void)
 {
     struct screen screen = {.used = 0};
-    const tsession_config_s config = {
-        .prompt = "$ ", .graph = &show, .user = &screen, .output = gather, .line = run};
+    const tsession_config_s config = {.size = sizeof(config), .prompt = "$ ", .graph = &show,
+                                      .user = &screen, .output = gather, .line = run};
     tsession_s *s = tsession_create(&config);
     CHECK(s != NULL);
     if (!s)
