@@ -71,7 +71,7 @@ int main(void)
     expect(s, "sh\t", "show ");
     expect(s, "0x1f\r", "0x1f\r\nunit 0x1f\r\n\r$ ");
     expect(s, "hide\r",
-           "hide\r\n  hide\r\n  ^ unknown word\r\n"
+           "hide\r\n  hide\r\n  ^\r\n% unknown word\r\n"
            "  show              what there is\r\n\r$ ");
     tsession_close(s);
     CHECK(tsession_is_closed(s) && tsession_wait(s) == -1);
