@@ -14,6 +14,7 @@
 #include "support/session_host.h"
 #include "support/traces.h"
 
+#include <varno/cli_assist.h>
 #include <varno/platform_default.h>
 #include <varno/tsession.h>
 #include <varno/varno.h>
@@ -411,6 +412,215 @@ TEST_F(Session, AnExceptionOfACallbackClosesItsSession)
     EXPECT_EQ(tsession_is_closed(host.session), 1);
     host.input("y\r");
     tsession_free(host.session);
+}
+
+// The history, oldest first.
+Events remembered_by(tsession_s *s)
+{
+    Events lines;
+    tsession_history(
+        s,
+        [](tsession_s *, void *, void *ctx, int32_t, const char *line) {
+            static_cast<Events *>(ctx)->push_back(line);
+        },
+        &lines);
+    return lines;
+}
+
+TEST_F(Session, AConfigurationThatIsNotKnownIsRefused)
+{
+    const std::function<void(tsession_config_s &)> changes[] = {
+        [](tsession_config_s &config) { config.size = 0; },
+        [](tsession_config_s &config) { config.transport = 2; },
+        [](tsession_config_s &config) { config.columns = -1; },
+        [](tsession_config_s &config) { config.history_limit = -2; },
+        [](tsession_config_s &config) { config.escape_wait_ms = -1; },
+    };
+    for (const auto &change : changes) {
+        tsession_config_s config = config_of();
+        change(config);
+        EXPECT_EQ(tsession_create(&config), nullptr) << &change - changes;
+    }
+    struct Later {
+        tsession_config_s config = config_of();
+        long unknown = 0;
+    } later;
+    later.config.size = sizeof(later);
+    tsession_s *s = tsession_create(&later.config);
+    EXPECT_NE(s, nullptr) << "a member that is not set";
+    tsession_free(s);
+    later.unknown = 1;
+    EXPECT_EQ(tsession_create(&later.config), nullptr);
+    tsession_config_s early = config_of();
+    early.size = offsetof(tsession_config_s, filter);
+    s = tsession_create(&early);
+    EXPECT_NE(s, nullptr) << "a program of an earlier version";
+    tsession_free(s);
+}
+
+TEST_F(Session, ItsEndIsToldOnceAndLast)
+{
+    const std::function<void(tsession_s *)> ends[] = {
+        [](tsession_s *s) { tsession_close(s); },
+        [](tsession_s *s) { tsession_free(s); },
+        [](tsession_s *) { cli_match_by_node(nullptr, nullptr); },
+    };
+    for (const auto &end : ends) {
+        Scripted host;
+        int told = 0;
+        bool is_over = false;
+        host.event = [&](tsession_s *, int kind) {
+            EXPECT_FALSE(is_over);
+            is_over = kind == TSESSION_CLOSED;
+            told += is_over;
+        };
+        host.produce = [&](tsession_s *, int) {
+            EXPECT_FALSE(is_over);
+            return 1;
+        };
+        host.output = [&](tsession_s *) { EXPECT_FALSE(is_over); };
+        host.line = [&](tsession_s *s) {
+            tsession_page(s, Scripted::call_produce, nullptr);
+            end(s);
+        };
+        host.input("x\r");
+        EXPECT_EQ(told, 1);
+        if (&end != &ends[1])
+            tsession_free(host.session);
+        EXPECT_EQ(told, 1);
+    }
+}
+
+TEST_F(Session, ALineIsRememberedAfterItsCommandWhichMaySayHow)
+{
+    Scripted host;
+    Events seen;
+    host.line = [&](tsession_s *s) {
+        seen = remembered_by(s);
+        if (seen.size() == 1)
+            tsession_history_amend(s, "password ***");
+        else if (seen.size() == 2)
+            tsession_history_amend(s, nullptr);
+    };
+    host.input("one\r");
+    EXPECT_EQ(seen, Events());
+    host.input("password secret\r");
+    EXPECT_EQ(remembered_by(host.session), Events({"one", "password ***"}));
+    host.input("never\r");
+    EXPECT_EQ(remembered_by(host.session), Events({"one", "password ***"}));
+    EXPECT_EQ(tsession_history_add(host.session, "added"), 0);
+    EXPECT_EQ(tsession_history_add(host.session, std::string(256, 'x').c_str()), -1);
+    EXPECT_EQ(tsession_history_amend(host.session, "amended"), 0);
+    EXPECT_EQ(remembered_by(host.session), Events({"one", "password ***", "amended"}));
+    EXPECT_EQ(tsession_history_amend(host.session, nullptr), 0);
+    EXPECT_EQ(remembered_by(host.session), Events({"one", "password ***"}));
+    tsession_history_clear(host.session);
+    EXPECT_EQ(remembered_by(host.session), Events());
+    EXPECT_EQ(tsession_history_amend(host.session, nullptr), -1);
+    tsession_history_set_limit(host.session, -1);
+    host.input("off\r");
+    EXPECT_EQ(remembered_by(host.session), Events());
+    tsession_free(host.session);
+}
+
+TEST_F(Session, ALineOfTheHostsRunsAsIfTyped)
+{
+    std::string sent;
+    tsession_config_s config = config_of();
+    config.user = &sent;
+    config.output = [](tsession_s *, void *user, const char *bytes, size_t count) {
+        static_cast<std::string *>(user)->append(bytes, count);
+    };
+    config.line = [](tsession_s *s, void *, const char *line, const cli_pnode_s *, cli_pmatch_s *) {
+        tsession_print(s, "ran %s\n", line);
+    };
+    tsession_s *s = tsession_create(&config); // and never started
+    EXPECT_EQ(tsession_run_line(s, "show version"), CLI_ASSIST_OK);
+    EXPECT_EQ(tsession_run_line(s, "# a comment"), CLI_ASSIST_OK);
+    EXPECT_EQ(std::exchange(sent, {}), "ran show version\r\n");
+    EXPECT_EQ(tsession_run_line(s, "nonsense"), CLI_ASSIST_UNKNOWN);
+    EXPECT_EQ(std::exchange(sent, {}).find("  nonsense\r\n  ^\r\n% unknown word\r\n"), 0u);
+    EXPECT_EQ(tsession_run_line(s, std::string(256, 'x').c_str()), CLI_ASSIST_TOO_LONG);
+    EXPECT_EQ(std::exchange(sent, {}), "% line too long, 255 characters at most\r\n");
+    tsession_close(s);
+    EXPECT_EQ(tsession_run_line(s, "show version"), -1);
+    tsession_free(s);
+}
+
+TEST_F(Session, ItsTextsCanBeSet)
+{
+    tsession_texts_s texts = {};
+    texts.size = sizeof(texts);
+    texts.more = "[more]";
+    texts.reasons[CLI_ASSIST_UNKNOWN] = "unbekanntes Wort";
+    tsession_config_s config = config_of();
+    config.texts = &texts;
+    SessionHost host(config);
+    host.input("nonsense\r");
+    EXPECT_NE(host.take_sent().find("% unbekanntes Wort\r\n"), std::string::npos);
+    host.input("show long\r");
+    EXPECT_EQ(host.row(), "[more]|");
+    texts.size = 1;
+    EXPECT_EQ(tsession_create(&config), nullptr);
+}
+
+TEST_F(Session, APageFromOutsideAfterAnEarlierOneIsWhole)
+{
+    SessionHost host(config_of());
+    host.input("show long\rq");
+    host.take_events();
+    host.begin_long();
+    EXPECT_EQ(host.row(), "--More--|");
+    EXPECT_EQ(host.terminal().row(0).substr(0, 5), "row 1") << "eleven rows";
+    host.input("q");
+    EXPECT_EQ(host.take_events(), Events({"cancelled after 11"}));
+}
+
+TEST_F(Session, TheContextOfAQuestionForAKeyIsHandedBack)
+{
+    Scripted host;
+    int key = 0;
+    const tsession_key_fn answer = [](tsession_s *, void *, void *ctx, int got) {
+        *static_cast<int *>(ctx) = got;
+    };
+    EXPECT_EQ(tsession_ask_key(host.session, "Sure? ", answer, &key), 0);
+    host.input("y");
+    EXPECT_EQ(key, 'y');
+    tsession_free(host.session);
+}
+
+TEST_F(Session, AFaultWhileAQuestionIsOpenDoesNotAskAgain)
+{
+    Scripted host;
+    tsession_ask(host.session, "Name: ", 0, Scripted::call_answer, nullptr);
+    host.sent.clear();
+    host.line = [](tsession_s *) { cli_match_by_node(nullptr, nullptr); };
+    host.event = [](tsession_s *, int kind) {
+        if (kind == TSESSION_END_OF_INPUT)
+            cli_match_by_node(nullptr, nullptr);
+    };
+    host.answer = [](tsession_s *s, const char *answer) {
+        if (answer) {
+            tsession_ask(s, "Again: ", 0, Scripted::call_answer, nullptr);
+            cli_match_by_node(nullptr, nullptr);
+        }
+    };
+    host.input("x\r");
+    EXPECT_EQ(host.sent.find("Again: "), std::string::npos) << host.sent;
+    EXPECT_EQ(tsession_is_closed(host.session), 1);
+    tsession_free(host.session);
+}
+
+TEST_F(Session, BracketedPasteIsSwitchedOffOnce)
+{
+    Scripted host;
+    host.sent.clear();
+    host.line = [](tsession_s *s) { tsession_close(s); };
+    host.input("x\r");
+    tsession_free(host.session);
+    const size_t at = host.sent.find("\033[?2004l");
+    EXPECT_NE(at, std::string::npos);
+    EXPECT_EQ(host.sent.find("\033[?2004l", at + 1), std::string::npos);
 }
 
 TEST_F(Session, AnEndlessOutputDoesNotHoldTheCall)
