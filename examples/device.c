@@ -9,28 +9,29 @@
 
 #include <unistd.h>
 
-typedef void action_fn(tsession_s *s, cli_pmatch_s *words);
-
-static void show_time(tsession_s *s, cli_pmatch_s *words)
+static void show_time(tsession_s *s, void *user, const char *line, const cli_pnode_s *end,
+                      cli_pmatch_s *words)
 {
     tsession_print(s, "%s", ctime(&(time_t){time(NULL)}));
 }
 
 /* A word that was typed has no control characters. */
-static void echo(tsession_s *s, cli_pmatch_s *words)
+static void echo(tsession_s *s, void *user, const char *line, const cli_pnode_s *end,
+                 cli_pmatch_s *words)
 {
     tsession_print(s, "%s\n", cli_match_by_name(words, "word")->token);
 }
 
-static void leave(tsession_s *s, cli_pmatch_s *words)
+static void leave(tsession_s *s, void *user, const char *line, const cli_pnode_s *end,
+                  cli_pmatch_s *words)
 {
     tsession_close(s);
 }
 
 /* The commands, last words first. The end of each points at its action. */
-static cli_pnode_s time_end = {"end", .type = PNODE_EOLS, .func = &(action_fn *){show_time}};
-static cli_pnode_s echo_end = {"end", .type = PNODE_EOLS, .func = &(action_fn *){echo}};
-static cli_pnode_s exit_end = {"end", .type = PNODE_EOLS, .func = &(action_fn *){leave}};
+static cli_pnode_s time_end = {"end", .type = PNODE_EOLS, .func = &(tsession_line_fn){show_time}};
+static cli_pnode_s echo_end = {"end", .type = PNODE_EOLS, .func = &(tsession_line_fn){echo}};
+static cli_pnode_s exit_end = {"end", .type = PNODE_EOLS, .func = &(tsession_line_fn){leave}};
 static cli_pnode_s exit_word = {"exit", "exit", "leave", PNODE_KEYWORD, .child = &exit_end};
 static cli_pnode_s what = {"word", "WORD", "what to print", PNODE_STRING, .child = &echo_end};
 static cli_pnode_s echo_word = {"echo", "echo", "print", PNODE_KEYWORD, &what, .next = &exit_word};
@@ -40,7 +41,7 @@ static cli_pnode_s show = {"show", "show", "tell", PNODE_KEYWORD, &clock_word, .
 static void run(tsession_s *s, void *user, const char *line, const cli_pnode_s *end,
                 cli_pmatch_s *words)
 {
-    (*(action_fn **) end->func)(s, words);
+    (*(tsession_line_fn *) end->func)(s, user, line, end, words);
 }
 
 static void output(tsession_s *s, void *user, const char *bytes, size_t count)
@@ -51,14 +52,16 @@ static void output(tsession_s *s, void *user, const char *bytes, size_t count)
 
 int main(void)
 {
-    const tsession_config_s config = {sizeof(config), .prompt = "demo> ", .graph = &show,
-                                      .terminal_type = getenv("TERM"), .output = output, .line = run};
+    tsession_config_s config = {sizeof(config),     .graph = &show,
+                                .output = output,   .line = run,
+                                .prompt = "demo> ", .terminal_type = getenv("TERM")};
     tsession_s *s = tsession_create(&config);
     if (!s)
         return EXIT_FAILURE;
     tsession_start(s);
     struct pollfd input = {.fd = STDIN_FILENO, .events = POLLIN};
     char bytes[512];
+    /* What was typed before the input ended is still run. */
     for (ssize_t count = 1; !tsession_is_closed(s) && (count > 0 || tsession_wait(s) == 0);) {
         if (count <= 0 || poll(&input, (nfds_t) tsession_wants_input(s), tsession_wait(s)) == 0)
             tsession_time_out(s);
