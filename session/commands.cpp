@@ -119,6 +119,16 @@ int or_ring(prompt_s *p, pstate *ps, const char *invoked, void *ctx, void *argum
     return 0;
 }
 
+void keep_killed(tsession_s *s, const pstate &before, int32_t from)
+{
+    const int32_t len = before.buf_used - s->prompt->ps.buf_used;
+    Aside *aside = len > 0 ? aside_of(s) : nullptr;
+    if (!aside)
+        return;
+    aside->killed_len = len;
+    std::memcpy(aside->killed, before.buf + from, static_cast<size_t>(len));
+}
+
 // The same; what it deletes can be brought back. Whatever was deleted began where the
 // cursor is afterwards.
 template <prompt_command_fn builtin>
@@ -126,12 +136,19 @@ int kill(prompt_s *p, pstate *ps, const char *invoked, void *ctx, void *argument
 {
     const pstate before = *ps;
     or_ring<builtin>(p, ps, invoked, ctx, argument);
-    Aside *aside = ps->buf_used < before.buf_used ? aside_of(session_of(p)) : nullptr;
-    if (aside) {
-        aside->killed_len = before.buf_used - ps->buf_used;
-        std::memcpy(aside->killed, before.buf + ps->cursor_location,
-                    static_cast<size_t>(aside->killed_len));
-    }
+    keep_killed(session_of(p), before, ps->cursor_location);
+    return 0;
+}
+
+// The same; blanks between the cursor and the word stay.
+int delete_word_forward(prompt_s *p, pstate *ps, const char *invoked, void *ctx, void *argument)
+{
+    const pstate before = *ps;
+    or_ring<p_builtin_delwordfwd_cb>(p, ps, invoked, ctx, argument);
+    int32_t from = ps->cursor_location;
+    while (from < ps->buf_used && before.buf[from] == ' ')
+        from++;
+    keep_killed(session_of(p), before, from);
     return 0;
 }
 
@@ -319,7 +336,7 @@ constexpr prompt_builtin_s session_commands[] = {
     {"delete-character-back",    or_ring<p_builtin_delcharback_cb>},
     {"delete-character-forward", or_ring<p_builtin_delcharfwd_cb>},
     {"delete-word-back",         kill<delete_word_back>},
-    {"delete-word-forward",      kill<p_builtin_delwordfwd_cb>},
+    {"delete-word-forward",      delete_word_forward},
     {"delete-begin",             kill<p_builtin_delbol_cb>},
     {"delete-end",               kill<p_builtin_deleol_cb>},
     {"delete-command",           kill<p_builtin_delall_cb>},

@@ -141,6 +141,7 @@ void take_from_answer(tsession_s *s)
         return;
     }
     question.answer[--question.len] = '\0';
+    question.is_overlong = question.is_overlong && question.len > 0;
     if (question.is_secret)
         return;
     if (question.len >= answer_columns(s)) {

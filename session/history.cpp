@@ -55,6 +55,7 @@ void change_pattern(tsession_s *s, mkey_t key)
         if (aside.pattern_len == static_cast<int32_t>(std::size(aside.pattern)) - 1)
             return ring(s);
         aside.pattern[aside.pattern_len++] = static_cast<char>(key);
+        aside.pattern[aside.pattern_len] = '\0';
         look_for(s, std::max(aside.found - 1, 0)); // what shows may have the longer one, too
     } else if (aside.pattern_len > 0) {
         aside.pattern[--aside.pattern_len] = '\0';
@@ -113,9 +114,11 @@ bool forget_newest(tsession_s *s)
 
 void begin_search(tsession_s *s)
 {
-    if (!aside_of(s) || (!s->prompt->history_browse && !put_line_aside(s)))
+    if (!aside_of(s))
         return ring(s);
     hide_row(s);
+    s->aside->before_search = s->prompt->ps;
+    s->aside->was_overlong_before_search = s->is_overlong;
     s->aside->pattern[0] = '\0';
     s->aside->pattern_len = 0;
     s->aside->found = 0;
@@ -136,8 +139,9 @@ bool search_key(tsession_s *s, mkey_t key)
     const bool is_erase = key == VIRTKEY_DELETE || key == ctrl_h || key == VIRTKEY_BACKSPACE;
     if (key == ctrl_g) {
         end_search(s);
-        prompt_history_reset_state(s->prompt);
-        bring_line_back(s);
+        prompt_set_content(s->prompt, &s->aside->before_search);
+        prompt_set_dirty(s->prompt);
+        s->is_overlong = s->aside->was_overlong_before_search;
         return true;
     }
     if (key == ctrl_r || is_erase || (key >= ' ' && key < 127)) {
@@ -167,8 +171,8 @@ int32_t search_row(const tsession_s *s, char *row, int32_t columns)
     const int32_t pattern_from = std::max(aside.pattern_len - pattern_columns, 0);
     const int32_t line_columns = std::max(columns - frame - (aside.pattern_len - pattern_from), 0);
     const int32_t place_end = ps.cursor_location + aside.pattern_len;
-    const int32_t line_from =
-        ps.buf_used <= line_columns ? 0 : std::max(place_end - line_columns, 0);
+    const int32_t most = std::max(ps.buf_used - line_columns, 0); // a part fills the row
+    const int32_t line_from = std::clamp(place_end - line_columns, 0, most);
     return std::snprintf(row, static_cast<size_t>(columns) + 1, "(search)'%s': %.*s",
                          aside.pattern + pattern_from, line_columns, ps.buf + line_from);
 }

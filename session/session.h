@@ -82,6 +82,8 @@ struct Aside {
     bool is_overlong; // that line
     int32_t killed_len;
     char killed[line_capacity]; // what was deleted last by words or to an end
+    pstate before_search;       // the line when it began
+    bool was_overlong_before_search;
     int32_t pattern_len;
     int32_t found; // the entry that a search shows, from 1, the newest; 0: none yet
     char pattern[64];

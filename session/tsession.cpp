@@ -540,8 +540,10 @@ void tsession_resize(tsession_s *s, int32_t columns, int32_t rows)
     transact(s, [=] {
         erase_row(s);
         set_size(s, columns, rows);
-        if (s->pager.page_rows != INT32_MAX)
+        if (s->pager.page_rows != INT32_MAX) {
             s->pager.page_rows = s->rows - 1;
+            s->pager.rows_left = std::min(s->pager.rows_left, s->pager.page_rows);
+        }
     });
 }
 

@@ -180,3 +180,33 @@ SESSION plain 30 xterm
 INPUT "abcdefghijklmnopqrstuvwxyz0123456789"
 RESIZE 60 12
   row "> abcdefghijklmnopqrstuvwxyz0123456789|"
+
+! a search looks for what was typed, and not for the end of the pattern before
+SESSION plain 60 xterm
+INPUT "show version"<cr><c-r>"version"<c-g>
+  line show version
+INPUT <c-r>"sh"
+  row "(search)'sh': show version|"
+
+! a search gives a remembered line back where that was being edited
+SESSION plain 60 xterm
+INPUT "show version"<cr><up>"x"<c-r>"sh"
+  line show version
+INPUT <c-g>
+  row "> show versionx|"
+
+! a search without a match shows the end of a long line, and nothing after it
+SESSION plain 20 xterm
+INPUT "abcdefghijklmnopqrst"<c-u>"0123456789"<c-r>"nothing"
+  row "(search)'g': 456789|"
+
+! Ctrl-Y brings back a word that was deleted after blanks
+SESSION plain 60 xterm
+INPUT "show  ip route"<left 10><esc>"d"<c-e><c-y>
+  row "> show  routeip |"
+
+! an answer that was too long and has been erased may be given again
+SESSION plain 60 xterm
+INPUT "login"<cr>"<x61 128>"<del 127>"y"<cr>
+  line login
+  answer y

@@ -342,3 +342,12 @@ INPUT "abc"
 WRITE "progress 50%"<cr>
   above "progress 50%"
   row "> abc|"
+
+! a page that has not begun fits a window that got smaller
+SESSION plain 60 xterm
+WRITABLE 0
+PAGE
+RESIZE 60 5
+WRITABLE 1
+  above "row 4"
+  row "--More--|"
