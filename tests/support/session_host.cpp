@@ -225,6 +225,14 @@ void SessionHost::begin_long()
     tsession_page(session_, produce, nullptr);
 }
 
+void SessionHost::ask(const char *question, bool is_for_a_key)
+{
+    if (is_for_a_key)
+        tsession_ask_key(session_, question, key_answer, nullptr);
+    else
+        tsession_ask(session_, question, 0, answer, nullptr);
+}
+
 int SessionHost::produce(tsession_s *s, void *user, void *, int is_cancelled)
 {
     auto *host = static_cast<SessionHost *>(user);

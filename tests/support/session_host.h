@@ -51,6 +51,7 @@ class SessionHost {
     int long_rows = 100;
     bool is_late = false; // a long output has nothing yet
     void begin_long();
+    void ask(const char *question, bool is_for_a_key);
 
     static cli_pnode_s *graph();
 
