@@ -1,7 +1,7 @@
 // Line to matched command: cli_parse and cli_match_free, an operation is one line. One
 // graph has 1,000 commands of three words, ten words on each level; the others have a
 // single level of 10 to 10,000 keywords. Each token costs two blocks, its copy and its
-// record, which the default platform takes out of its reserve.
+// record.
 
 #include "acts.h"
 #include "host.h"

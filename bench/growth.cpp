@@ -187,7 +187,7 @@ class EnterAct : public HistoryAct {
 // Bindings
 
 // What is too short to be timed is repeated in a pass.
-constexpr int rounds = 10;
+constexpr int turns = 10;
 
 // Ten of `count`, evenly spread.
 template <class Use>
@@ -228,7 +228,7 @@ class PromptAct : public Act {
 
     void run() override
     {
-        for (int round = 0; round < rounds; round++) {
+        for (int turn = 0; turn < turns; turn++) {
             for (const Keys &keys : pressed_)
                 prompt_consume(p_, keys.data(), static_cast<int>(keys.size()));
         }
@@ -236,7 +236,7 @@ class PromptAct : public Act {
 
     const char *problem() override
     {
-        const int pressed = static_cast<int>(pressed_.size()) * rounds;
+        const int pressed = static_cast<int>(pressed_.size()) * turns;
         const int commands = is_text_ ? 0 : pressed;
         return runs_ == commands && prompt_used(p_) == pressed - commands
                    ? nullptr
@@ -254,7 +254,7 @@ class PromptAct : public Act {
     {
         pressed_.push_back(keys);
         is_text_ = is_text;
-        operations = static_cast<int64_t>(pressed_.size() * keys.size()) * rounds;
+        operations = static_cast<int64_t>(pressed_.size() * keys.size()) * turns;
     }
 
   private:
@@ -328,7 +328,7 @@ class DecoderAct : public Act {
         stroker_bindings_prepare(decoder_);
         stroker_set_callback_chars(decoder_, take_keys, this);
         for_ten_of(count, [this](int number) { sent_.push_back(sequence_of(number)); });
-        operations = static_cast<int64_t>(sent_.size()) * rounds;
+        operations = static_cast<int64_t>(sent_.size()) * turns;
     }
 
     ~DecoderAct() override { stroker_free_context(decoder_); }
@@ -337,7 +337,7 @@ class DecoderAct : public Act {
 
     void run() override
     {
-        for (int round = 0; round < rounds; round++) {
+        for (int turn = 0; turn < turns; turn++) {
             for (const std::string &sequence : sent_)
                 consume(sequence);
         }
@@ -452,7 +452,7 @@ tsession_config_s with_graph(cli_pnode_s *graph)
     return config;
 }
 
-// Tab behind all but the last letter of a word. The rest of each line is typed by the
+// Tab after all but the last letter of a word. The rest of each line is typed by the
 // pass too, and counts for little.
 class TabAct : public Act {
   public:
@@ -489,7 +489,7 @@ class TabAct : public Act {
 class SessionsAct : public Act {
   public:
     explicit SessionsAct(int count)
-        : shared_(tsession_shared_create()), rounds_(std::max(1, 100 / count))
+        : shared_(tsession_shared_create()), turns_(std::max(1, 100 / count))
     {
         if (!shared_)
             give_up("tsession_shared_create");
@@ -497,7 +497,7 @@ class SessionsAct : public Act {
         config.shared = shared_;
         for (int i = 0; i < count; i++)
             terminals_.emplace_back(config);
-        operations = 2 * rounds_ * count;
+        operations = 2 * turns_ * count;
     }
 
     ~SessionsAct() override
@@ -508,7 +508,7 @@ class SessionsAct : public Act {
 
     void run() override
     {
-        for (int round = 0; round < rounds_; round++) {
+        for (int turn = 0; turn < turns_; turn++) {
             type_in_all("x");
             type_in_all("\177");
         }
@@ -532,7 +532,7 @@ class SessionsAct : public Act {
     }
 
     tsession_shared_s *shared_;
-    const int rounds_;
+    const int turns_;
     std::deque<Terminal> terminals_;
 };
 

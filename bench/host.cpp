@@ -18,7 +18,7 @@
 namespace varno_bench {
 namespace {
 
-// Collects one redraw, as a host that writes once a round would.
+// Collects one redraw, as a host that writes once for each redraw would.
 struct Screen {
     char text[4096];
     size_t used;

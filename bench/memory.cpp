@@ -1,6 +1,6 @@
 // Prints four numbers: the heap that an idle telnet session holds, in bytes and in the
 // library's blocks, and how often the library asks for memory for a line of three words
-// and for a key. The program stands in front of the platform's allocator and counts.
+// and for a key. The program's own functions of these names count, and call the platform's.
 
 #include <cstdio>
 #include <cstdlib>

@@ -191,7 +191,7 @@ class TelnetAct : public Act {
     std::array<tsession_s *, 64> newer_ = {};
 };
 
-// The whole of a session for a key: 60 reads of one byte on plain bytes, each a round
+// The whole of a session for a key: 60 reads of one byte on plain bytes, each a call
 // whose output the host gets.
 class TypingAct : public Act {
   public:

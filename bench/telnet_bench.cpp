@@ -38,7 +38,7 @@ class ParserAct : public TelnetAct {
     ~ParserAct() override { telnet_free_context(ctx_); }
 
   protected:
-    // What the parser leaves is kept, and new bytes go behind it; without any they are read
+    // What the parser leaves is kept, and new bytes go after it; without any they are read
     // where they are.
     void read(const char *from, size_t count) override
     {
@@ -54,7 +54,7 @@ class ParserAct : public TelnetAct {
     }
 
   private:
-    // The parser is called as long as it uses any, since it stops behind the last command.
+    // The parser is called as long as it uses any, since it stops after the last command.
     size_t consume(const char *unread, size_t count)
     {
         const auto *buf = reinterpret_cast<const unsigned char *>(unread);

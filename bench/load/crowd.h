@@ -17,7 +17,7 @@ struct Progress {
     std::atomic<long> open;  // sessions that had their first output
     std::atomic<long> ended; // sessions that are no more, or never were
     std::atomic<long> keys;
-    std::atomic<long> latest_ms; // how far a key was behind its time, at worst
+    std::atomic<long> latest_ms; // how late a key was, at worst
 };
 
 // Opens sessions at a bounded rate, has each type once may_type says so, and goes on

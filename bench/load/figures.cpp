@@ -18,7 +18,7 @@ std::string directory_of(pid_t process)
     return "/proc/" + std::to_string(process);
 }
 
-// The number behind a label such as "Pss:"; 0 when there is none.
+// The number after a label such as "Pss:"; 0 when there is none.
 double labelled(const std::string &path, const std::string &label)
 {
     std::ifstream file(path);

@@ -1,5 +1,5 @@
 // The time of an echo is from just before the key's bytes are handed to the kernel to
-// when the first output behind them has been read.
+// when the first output after them has been read.
 
 #include "probe.h"
 

@@ -9,7 +9,7 @@
 
 namespace varno_load {
 
-// The bytes of one key; there are keys_typed() of them, and behind the last comes the
+// The bytes of one key; there are keys_typed() of them, and after the last comes the
 // first. The line is empty before the first.
 std::string_view key_typed(size_t place);
 size_t keys_typed();

@@ -1,5 +1,5 @@
 // GNU readline through its callback interface, one byte a call as it wants it, without
-// a terminal behind it: its getc function reads from memory, its output stream writes
+// a terminal: its getc function reads from memory, its output stream writes
 // there. Horizontal scrolling, so that it has one row; no bell, no bracketed paste.
 
 #include "editor.h"

@@ -14,7 +14,7 @@ struct KeyScript {
     std::string set_up;            // typed once, into a fresh editor; not measured
     std::string before;            // typed before each pass, whatever the line is; not measured
     std::vector<std::string> keys; // a pass: the bytes of each key
-    std::string after;             // the line behind it, "|" where the cursor is
+    std::string after;             // the line after it, "|" where the cursor is
 };
 
 // Names in a fixed order.
