@@ -116,7 +116,10 @@ char *copy_value(const char *begin, const char *end)
         return nullptr;
     char *to = copy;
     for (token_walk walk = {begin, nullptr}; walk.at < end;) {
-        if (read_step(walk) == step::character)
+        const char *run = walk.at;
+        skip_plain(walk);
+        to = std::copy(run, walk.at, to);
+        if (walk.at < end && read_step(walk) == step::character)
             *to++ = walk.at[-1];
     }
     *to = '\0';

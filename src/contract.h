@@ -33,10 +33,13 @@ namespace varno {
 
 constexpr int debug_level = 7;
 
-// Somebody listens to the library's debug traces.
+// Somebody listens to the library's debug traces. As trace_wants, but the module's
+// identifier is looked at only when any module is listened to: an alternative of a level
+// that does not match costs 30 instructions instead of 32.
 inline bool wants_debug()
 {
-    return trace_wants(g_varno_trace_module_id, debug_level);
+    return debug_level <= __atomic_load_n(&g_trace_max_level, __ATOMIC_RELAXED) &&
+           trace_module_wants(g_varno_trace_module_id, debug_level) != 0;
 }
 
 } // namespace varno

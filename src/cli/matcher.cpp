@@ -5,6 +5,7 @@
 
 #include <varno/platform.h>
 
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdint>
@@ -167,6 +168,14 @@ void add_candidate(Candidates &candidates, cli_pnode_s *n, bool exact)
     candidates.exact_held = exact;
 }
 
+// Nothing after an exact keyword changes the result. But a number is still read where its
+// overflow would set errno, which a later parse sees, and what is looked at is traced.
+bool decides(Fit fit, char first)
+{
+    return fit == Fit::exact && std::isalpha(varno::signed_code(first)) != 0 &&
+           !varno::wants_debug();
+}
+
 // Matches the tokens of a line from `level` on. *consumed stays 0 until the end: an
 // assertion on the way leaves it so, and the list of records whole and the caller's.
 uint32_t parse_tokens(cli_pnode_s *level, const char *line, int32_t len, int32_t *consumed,
@@ -230,8 +239,11 @@ uint32_t cli_parse_match_token(cli_pnode_s *level, const char *token, cli_pnode_
     Candidates candidates = {nullptr, 0, false};
     for (cli_pnode_s *n = level; !is_list_end(n); n = n->next) {
         const Fit fit = fit_of(n, token, len);
-        if (fit != Fit::none)
+        if (fit != Fit::none) {
             add_candidate(candidates, n, fit == Fit::exact);
+            if (decides(fit, *token))
+                break;
+        }
         VARNO_DEBUG("checking next node");
     }
     *out_node = candidates.held;
