@@ -5,7 +5,6 @@
 
 #include <varno/platform.h>
 
-#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdint>
@@ -169,11 +168,11 @@ void add_candidate(Candidates &candidates, cli_pnode_s *n, bool exact)
 }
 
 // Nothing after an exact keyword changes the result. But a number is still read where its
-// overflow would set errno, which a later parse sees, and what is looked at is traced.
+// overflow would set errno, which a later parse sees, and what is looked at is traced. What
+// begins with a letter is no number: digits, signs and white space come before letters.
 bool decides(Fit fit, char first)
 {
-    return fit == Fit::exact && std::isalpha(varno::signed_code(first)) != 0 &&
-           !varno::wants_debug();
+    return fit == Fit::exact && varno::signed_code(first) > '9' && !varno::wants_debug();
 }
 
 // Matches the tokens of a line from `level` on. *consumed stays 0 until the end: an
