@@ -116,9 +116,8 @@ char *copy_value(const char *begin, const char *end)
         return nullptr;
     char *to = copy;
     for (token_walk walk = {begin, nullptr}; walk.at < end;) {
-        const char *run = walk.at;
-        skip_plain(walk);
-        to = std::copy(run, walk.at, to);
+        while (is_plain(*walk.at))
+            *to++ = *walk.at++;
         if (walk.at < end && read_step(walk) == step::character)
             *to++ = walk.at[-1];
     }
