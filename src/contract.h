@@ -18,14 +18,14 @@ extern "C" VARNO_API int g_varno_trace_module_id;
 // For the few conditions whose reported text is not their source text.
 #define VARNO_ASSERT_AS(condition, text)                                                           \
     do {                                                                                           \
-        if (!(condition)) [[unlikely]]                                                             \
+        if (!(condition))                                                                          \
             assert_fail(text, source_name, __LINE__);                                              \
     } while (0)
 
 // Evaluates its arguments only when somebody listens.
 #define VARNO_DEBUG(...)                                                                           \
     do {                                                                                           \
-        if (varno::wants_debug()) [[unlikely]]                                                     \
+        if (varno::wants_debug())                                                                  \
             trace_emit(g_varno_trace_module_id, varno::debug_level, "(debug): " __VA_ARGS__);      \
     } while (0)
 

@@ -15,6 +15,8 @@
 #include "char_class.h"
 #include "contract.h"
 
+using namespace varno;
+
 // Compared by address only. Its fields are what a host that prints a level sees, and
 // no link leads on from it, so a walk that runs too far stops here.
 constinit cli_pnode_s NONE = {
@@ -94,7 +96,7 @@ Fit fit_of_keyword(const cli_pnode_s *n, const char *token, size_t len)
 // find base 2 in "0b11", which is no number here.
 int base_of(const char *token)
 {
-    while (varno::is_space(*token))
+    while (is_space(*token))
         token++;
     if (*token == '+' || *token == '-')
         token++;

@@ -8,6 +8,8 @@
 #include "contract.h"
 #include "editor/insertion.h"
 
+using namespace varno;
+
 namespace {
 
 constexpr char source_name[] = "prompt";
@@ -40,7 +42,7 @@ int prompt_bind_command(prompt_s *p, const char *invoke_name, prompt_command_fn 
 {
     VARNO_ASSERT(p && invoke_name);
     // Text is no command: it comes with keys, which a command does not get.
-    if (std::strcmp(invoke_name, varno::insert_invocation) == 0 ||
+    if (std::strcmp(invoke_name, insert_invocation) == 0 ||
         std::strcmp(invoke_name, "insert-string") == 0)
         return -1;
     prompt_command_s *t = prompt_get_command(p, invoke_name);

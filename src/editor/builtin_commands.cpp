@@ -17,6 +17,8 @@
 #include "contract.h"
 #include "editor/insertion.h"
 
+using namespace varno;
+
 namespace {
 
 constexpr char source_name[] = "prompt_builtin";
@@ -394,7 +396,7 @@ int p_builtin_execute_cb(prompt_s *p, pstate *ps, const char *invoked, void *, v
 int p_builtin_insert_char_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *,
                              const mkey_t *buf, int32_t buflen)
 {
-    check_insertion(p, ps, invoked, varno::insert_invocation);
+    check_insertion(p, ps, invoked, insert_invocation);
     VARNO_ASSERT(buf);
     VARNO_ASSERT(buflen == 1);
     prompt_insert_char_at_cursor(p, static_cast<char>(*buf));
@@ -406,11 +408,11 @@ int p_builtin_insert_char_cb(prompt_s *p, pstate *ps, const char *invoked, void 
 int p_builtin_insert_string_cb(prompt_s *p, pstate *ps, const char *invoked, void *, void *,
                                const mkey_t *buf, int32_t buflen)
 {
-    check_insertion(p, ps, invoked, varno::insert_invocation);
+    check_insertion(p, ps, invoked, insert_invocation);
     VARNO_ASSERT(buflen >= 1);
     VARNO_ASSERT(buf);
     for (int32_t i = 0; i < buflen; i++) {
-        if (p->insert.char_fn && varno::is_text(buf[i]))
+        if (p->insert.char_fn && is_text(buf[i]))
             prompt_insert_char_at_cursor(p, static_cast<char>(buf[i]));
     }
     return 0;

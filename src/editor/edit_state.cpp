@@ -14,9 +14,9 @@
 #include "char_class.h"
 #include "contract.h"
 
-namespace {
+using namespace varno;
 
-using varno::is_space;
+namespace {
 
 constexpr char source_name[] = "prompt_manip";
 
@@ -440,7 +440,7 @@ int prompt_word_case(prompt_s *p, int upper)
     if (failed)
         return failed;
     for (char *c = ps->buf + start; c < ps->buf + start + len; c++)
-        *c = upper ? varno::to_upper(*c) : varno::to_lower(*c);
+        *c = upper ? to_upper(*c) : to_lower(*c);
     prompt_set_dirty(p);
     return 0;
 }
@@ -456,7 +456,7 @@ int prompt_capitalize_word(prompt_s *p)
         string_get_cursor_token(ps->buf, ps->buf_used, ps->cursor_location, &start, &len);
     if (failed)
         return failed;
-    ps->buf[start] = varno::to_upper(ps->buf[start]);
+    ps->buf[start] = to_upper(ps->buf[start]);
     prompt_set_dirty(p);
     return 0;
 }

@@ -10,6 +10,8 @@
 #include "contract.h"
 #include "editor/insertion.h"
 
+using namespace varno;
+
 namespace {
 
 constexpr char source_name[] = "prompt";
@@ -201,7 +203,7 @@ void prompt_insert_string(prompt_s *p, const mkey_t *buf, int buflen)
 {
     VARNO_ASSERT(p && buf && buflen > 0);
     if (p->insert.string_fn) {
-        p->insert.string_fn(p, &p->ps, varno::insert_invocation, p->insert.string_ctx, nullptr, buf,
+        p->insert.string_fn(p, &p->ps, insert_invocation, p->insert.string_ctx, nullptr, buf,
                             buflen);
         prompt_set_dirty(p);
     } else if (p->insert.char_fn) {
@@ -215,9 +217,9 @@ void prompt_insert_string(prompt_s *p, const mkey_t *buf, int buflen)
 void prompt_insert_char(prompt_s *p, mkey_t key)
 {
     VARNO_ASSERT(p);
-    if (!p->insert.char_fn || !varno::is_text(key))
+    if (!p->insert.char_fn || !is_text(key))
         return;
-    p->insert.char_fn(p, &p->ps, varno::insert_invocation, p->insert.char_ctx, nullptr, &key, 1);
+    p->insert.char_fn(p, &p->ps, insert_invocation, p->insert.char_ctx, nullptr, &key, 1);
     prompt_set_dirty(p);
 }
 

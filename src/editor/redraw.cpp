@@ -6,6 +6,8 @@
 #include "contract.h"
 #include "editor/terminal.h"
 
+using namespace varno;
+
 namespace {
 
 constexpr char source_name[] = "prompt";
@@ -54,6 +56,6 @@ void prompt_redraw_cursor(prompt_s *p)
         VARNO_ASSERT(old_loc - desired_loc < p->width);
         prompt_move_term_cursor_back(p, old_loc - desired_loc);
     }
-    varno::flush(p);
+    flush(p);
     mod->virtual_cursor = desired_loc;
 }

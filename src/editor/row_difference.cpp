@@ -12,13 +12,15 @@
 #include "editor/row_model.h"
 #include "editor/terminal.h"
 
+using namespace varno;
+
 namespace {
 
 constexpr char source_name[] = "prompt_model";
 
 void print_from(prompt_s *p, const prompt_model_s *mod, int32_t column)
 {
-    p->pinfo.print_fn(p, p->pinfo.print_ctx, "%s", varno::row_from(mod, column));
+    p->pinfo.print_fn(p, p->pinfo.print_ctx, "%s", row_from(mod, column));
 }
 
 constexpr int32_t word_columns = sizeof(uint64_t);
@@ -76,7 +78,7 @@ void write_shorter_row(prompt_s *p, const prompt_model_s *old, const prompt_mode
     VARNO_ASSERT(old->buf_len > 0);
     VARNO_ASSERT(old->virtual_cursor >= 0);
     VARNO_ASSERT(old->buf_len > mod->buf_len);
-    int32_t column = go_to_difference(p, old, common_columns(old, mod, varno::stored_columns(mod)));
+    int32_t column = go_to_difference(p, old, common_columns(old, mod, stored_columns(mod)));
     if (column < mod->buf_len) {
         print_from(p, mod, column);
         column = mod->buf_len;
@@ -91,7 +93,7 @@ void write_longer_row(prompt_s *p, const prompt_model_s *old, const prompt_model
     VARNO_ASSERT(old->buf_len > 0);
     VARNO_ASSERT(old->virtual_cursor >= 0);
     VARNO_ASSERT(old->buf_len <= mod->buf_len);
-    const int32_t columns = varno::stored_columns(old);
+    const int32_t columns = stored_columns(old);
     const int32_t same = common_columns(old, mod, columns);
     if (same == columns) {
         // The old row is the beginning of the new one. Only the characters up to the new
@@ -100,7 +102,7 @@ void write_longer_row(prompt_s *p, const prompt_model_s *old, const prompt_model
         if (mod->virtual_cursor > old->virtual_cursor)
             p->pinfo.print_fn(p, p->pinfo.print_ctx, "%.*s",
                               mod->virtual_cursor - old->virtual_cursor,
-                              varno::row_from(mod, old->virtual_cursor));
+                              row_from(mod, old->virtual_cursor));
         else if (mod->virtual_cursor < old->virtual_cursor)
             return_to(p, old->virtual_cursor, mod->virtual_cursor);
         return;
@@ -124,7 +126,7 @@ void prompt_print_model(prompt_s *p)
         if (mod->buf_len > mod->virtual_cursor)
             prompt_move_term_cursor_back(p, mod->buf_len - mod->virtual_cursor);
     }
-    varno::flush(p);
+    flush(p);
 }
 
 void prompt_redraw_model(prompt_s *p)
@@ -143,5 +145,5 @@ void prompt_redraw_model(prompt_s *p)
         write_shorter_row(p, old, mod);
     else
         write_longer_row(p, old, mod);
-    varno::flush(p);
+    flush(p);
 }

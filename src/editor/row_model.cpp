@@ -8,6 +8,8 @@
 
 #include "contract.h"
 
+using namespace varno;
+
 namespace {
 
 constexpr char source_name[] = "prompt_model";
@@ -16,7 +18,7 @@ constexpr char source_name[] = "prompt_model";
 // buf_len is the length of the whole rendering.
 void append(prompt_model_s *mod, std::string_view text)
 {
-    char *at = mod->buf + varno::stored_columns(mod);
+    char *at = mod->buf + stored_columns(mod);
     const auto room = static_cast<size_t>(std::end(mod->buf) - 1 - at);
     const size_t stored = std::min(text.size(), room);
     std::memcpy(at, text.data(), stored);

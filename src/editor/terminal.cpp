@@ -7,6 +7,8 @@
 #include "contract.h"
 #include "editor/row_model.h"
 
+using namespace varno;
+
 namespace {
 
 constexpr char source_name[] = "prompt";
@@ -19,8 +21,7 @@ void prompt_move_term_cursor_forward(prompt_s *p, int amount)
     if (!p->pinfo.print_fn || amount <= 0)
         return;
     const prompt_model_s *mod = prompt_active_model(p);
-    p->pinfo.print_fn(p, p->pinfo.print_ctx, "%.*s", amount,
-                      varno::row_from(mod, mod->virtual_cursor));
+    p->pinfo.print_fn(p, p->pinfo.print_ctx, "%.*s", amount, row_from(mod, mod->virtual_cursor));
 }
 
 // One call a column, so that a print callback has few formats to know and a budget of

@@ -11,6 +11,8 @@
 
 #include "contract.h"
 
+using namespace varno;
+
 namespace {
 
 constexpr char source_name[] = "mckeys";
@@ -28,7 +30,7 @@ bool is_character(mkey_t key)
 // Traces s[i], with its character where it has one.
 void trace_key(const char *what, int i, mkey_t key)
 {
-    if (!varno::wants_debug())
+    if (!wants_debug())
         return;
     if (is_character(key))
         VARNO_DEBUG("%s s[%d] = %u ('%c')", what, i, key, static_cast<int>(key));
@@ -197,7 +199,7 @@ int add_value(mc_node_s *t, int flags, void *value)
 mc_node_s *new_child(int j, mkey_t key)
 {
     mc_node_s *child = mc_root_alloc();
-    if (!child || !varno::wants_debug())
+    if (!child || !wants_debug())
         return child;
     if (is_character(key))
         VARNO_DEBUG("allocating new child 0x%zu at %d -- s[%d] = '%c'", address(child), j, j,
@@ -232,7 +234,7 @@ mc_node_s *make_chain(const mkey_t *s, int i, int len, mc_node_s **out_last)
 
 void trace_start(const mkey_t *s, int i)
 {
-    if (!varno::wants_debug())
+    if (!wants_debug())
         return;
     if (is_character(s[i]))
         VARNO_DEBUG("starting at %d (s[%d] = '%c'), going to add", i, i, static_cast<int>(s[i]));
@@ -287,8 +289,8 @@ int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int, mc_node_s **
     if (!root || !s || len <= 0)
         return -1;
     const bool first_only = first_complete && !longest_complete && !longest_match;
-    varno::Found first{};
-    varno::Found longest{};
+    Found first{};
+    Found longest{};
     mc_node_s *n = root;
     int count = -1; // of complete nodes, less one
     int i = 0;
@@ -313,10 +315,10 @@ int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int, mc_node_s **
             break;
         longest = {n, i + 1};
     }
-    const varno::Found match = i == len ? varno::Found{n, len} : varno::Found{};
-    varno::put(first, first_complete, first_complete_len);
-    varno::put(longest, longest_complete, longest_complete_len);
-    varno::put(match, longest_match, longest_match_len);
+    const Found match = i == len ? Found{n, len} : Found{};
+    put(first, first_complete, first_complete_len);
+    put(longest, longest_complete, longest_complete_len);
+    put(match, longest_match, longest_match_len);
     VARNO_DEBUG("returning %d", count);
     return count;
 }

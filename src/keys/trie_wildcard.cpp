@@ -7,9 +7,9 @@
 
 #include "contract.h"
 
-namespace {
+using namespace varno;
 
-using varno::Found;
+namespace {
 
 constexpr char source_name[] = "mckeys";
 
@@ -24,9 +24,9 @@ struct Answers {
 void put_results(const Answers &found, mc_node_s **shortest, int32_t *shortest_len,
                  mc_node_s **longest, int32_t *longest_len, mc_node_s **match, int32_t *match_len)
 {
-    varno::put(found.shortest, shortest, shortest_len);
-    varno::put(found.longest, longest, longest_len);
-    varno::put(found.match, match, match_len);
+    put(found.shortest, shortest, shortest_len);
+    put(found.longest, longest, longest_len);
+    put(found.match, match, match_len);
 }
 
 // The three answers as the traces spell them.

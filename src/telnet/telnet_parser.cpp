@@ -18,6 +18,8 @@
 #include "char_class.h"
 #include "contract.h"
 
+using namespace varno;
+
 namespace {
 
 constexpr char source_name[] = "telnet_parser";
@@ -189,7 +191,7 @@ constexpr auto consumed_message_texts = make_numbered<10>(CONSUMED_MESSAGE, "");
 
 void trace_consumed(telparser_s *ctx, int32_t n)
 {
-    if (static_cast<uint32_t>(n) < std::size(consumed_texts.text)) [[likely]]
+    if (static_cast<uint32_t>(n) < std::size(consumed_texts.text))
         emit(ctx, consumed_texts.text[n]);
     else
         trace(ctx, CONSUMED, n, "\n");
@@ -197,7 +199,7 @@ void trace_consumed(telparser_s *ctx, int32_t n)
 
 void trace_consumed_message(telparser_s *ctx, int32_t n)
 {
-    if (static_cast<uint32_t>(n) < std::size(consumed_message_texts.text)) [[likely]]
+    if (static_cast<uint32_t>(n) < std::size(consumed_message_texts.text))
         emit(ctx, consumed_message_texts.text[n]);
     else
         trace(ctx, CONSUMED_MESSAGE, n);
@@ -284,7 +286,7 @@ int32_t consume_terminal_type(telparser_s *ctx, const unsigned char *buf, int32_
     char lowered[terminal_name_max + 1];
     int32_t count = 0;
     for (; count < term_len && count < terminal_name_max; count++)
-        lowered[count] = varno::to_lower(static_cast<char>(name[count]));
+        lowered[count] = to_lower(static_cast<char>(name[count]));
     lowered[count] = '\0';
     if (ctx->term_fn)
         ctx->term_fn(ctx, ctx->term_user, lowered, term_len);
