@@ -12,8 +12,14 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/varno
 
 # The libraries find each other and the platform beside themselves; LD_LIBRARY_PATH
 # and a platform that the program loads first still go before.
-set_target_properties(varno varno_session PROPERTIES INSTALL_RPATH "$ORIGIN")
-install(TARGETS varno varno_session varno_platform EXPORT varno)
+set(libraries varno varno_session varno_platform)
+set(modules varno varno-session varno-platform)
+if(TARGET varno_server)
+    list(APPEND libraries varno_server)
+    list(APPEND modules varno-server)
+endif()
+set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(TARGETS ${libraries} EXPORT varno)
 
 install(EXPORT varno
     NAMESPACE varno::
@@ -43,15 +49,17 @@ foreach(dir IN ITEMS LIBDIR INCLUDEDIR)
 endforeach()
 # Who links static libraries links what they need too; with shared ones that is hidden.
 set(pc_private_modules "")
+set(pc_server_modules "")
 set(pc_private_libs "")
 if(NOT BUILD_SHARED_LIBS)
     set(pc_private_modules tinfo)
+    set(pc_server_modules libuv)
     set(pc_private_libs ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
     list(FILTER pc_private_libs INCLUDE REGEX "c\\+\\+") # a C compiler links the rest itself
     list(TRANSFORM pc_private_libs PREPEND -l)
     list(JOIN pc_private_libs " " pc_private_libs)
 endif()
-foreach(module IN ITEMS varno varno-session varno-platform)
+foreach(module IN LISTS modules)
     configure_file(
         ${CMAKE_CURRENT_LIST_DIR}/${module}.pc.in
         ${PROJECT_BINARY_DIR}/package/${module}.pc @ONLY)

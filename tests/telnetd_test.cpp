@@ -1,7 +1,7 @@
 // Drives varno-telnetd: with Debian's telnet client on a pseudo-terminal, as a person
 // would, and with bare sockets, as nobody should.
 
-#include "../hosts/telnetd/address.h"
+#include "../server/address.h"
 #include "support/guest.h"
 #include "support/telnet_server.h"
 
@@ -947,9 +947,9 @@ TEST(TelnetdAddress, ClientsOfAnIpv6NetworkAreOneGroup)
     // clang-format on
     for (const Described &row : rows) {
         sockaddr_storage address;
-        ASSERT_TRUE(telnetd::parse_address(row.address, 23, address));
-        EXPECT_EQ(telnetd::describe(address).name, row.name);
-        EXPECT_EQ(telnetd::describe(address).group, row.group);
+        ASSERT_TRUE(varno::parse_address(row.address, 23, address));
+        EXPECT_EQ(varno::describe(address).name, row.name);
+        EXPECT_EQ(varno::describe(address).address, row.group);
     }
 }
 
@@ -1010,7 +1010,7 @@ TEST(TelnetdOptions, DescriptorsThatAreTooFewForTheThreadsAreCountedBefore)
         const std::string limit = "ulimit -n " + std::to_string(descriptors) + ";";
         const Ended ended = run_to_end("--threads 8 --port 0", limit);
         EXPECT_EQ(WEXITSTATUS(ended.status), EXIT_FAILURE) << ended.text;
-        EXPECT_TRUE(has(ended.text, "descriptors are too few for 8 threads, which take 80\n"));
+        EXPECT_TRUE(has(ended.text, "8 threads, which take 80 descriptors: Too many open files\n"));
     }
 }
 

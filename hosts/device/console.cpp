@@ -75,8 +75,8 @@ bool Lines::write(Console &console)
 {
     if (is_over())
         return false;
-    const size_t end = text_.find('\n', at_) + 1;
-    print(console, "%.*s", static_cast<int>(end - at_), text_.c_str() + at_);
+    const size_t end = text_->find('\n', at_) + 1;
+    print(console, "%.*s", static_cast<int>(end - at_), text_->c_str() + at_);
     at_ = end;
     return !is_over();
 }

@@ -33,12 +33,15 @@ void write_long(Console &console, std::unique_ptr<Rows> rows);
 // The lines of a text, a row each; every one ends with a line feed.
 class Lines : public Rows {
   public:
-    explicit Lines(std::string text = {}) : text_(std::move(text)) {}
-    bool is_over() const { return at_ == text_.size(); }
+    explicit Lines(std::string text = {})
+        : text_(std::make_shared<const std::string>(std::move(text)))
+    {}
+    explicit Lines(std::shared_ptr<const std::string> text) : text_(std::move(text)) {}
+    bool is_over() const { return at_ == text_->size(); }
     bool write(Console &console) override;
 
   private:
-    std::string text_;
+    std::shared_ptr<const std::string> text_;
     size_t at_ = 0;
 };
 

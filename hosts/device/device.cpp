@@ -93,31 +93,49 @@ void release_thread()
     release_graph();
 }
 
+// Where a call on another session led here, its walk through the graph is not disturbed.
+void begin_turn(Console &console)
+{
+    calls.inputs++;
+    const int64_t now = now_ms();
+    if (calls.inputs == 1 && calls.lines == 0)
+        refresh_graph(now);
+    note_terminal(console);
+    if (!console.visitor)
+        return;
+    console.visitor->last_input.store(now, std::memory_order_relaxed);
+    console.visitor->traced_call.emplace(console);
+}
+
+void end_turn(Console &console)
+{
+    calls.inputs--;
+    if (!console.visitor)
+        return;
+    console.visitor->traced_call.reset();
+    if (console.visitor->traces)
+        console.visitor->traces->show(console.session);
+}
+
 namespace {
 
-// Where a call on another session led here, its walk through the graph is not disturbed.
-template <typename Callable>
-void call_session(Console &console, const Callable &call)
+template <typename Call>
+void call_session(Console &console, const Call &call)
 {
-    const Nesting nesting(calls.inputs);
-    if (calls.inputs == 1 && calls.lines == 0) {
-        refresh_graph(now_ms());
-    }
-    note_terminal(console);
-    {
-        const TracedCall traced(console);
+    begin_turn(console);
+    try {
         call();
+    } catch (...) {
+        end_turn(console);
+        throw;
     }
-    if (console.visitor && console.visitor->traces)
-        console.visitor->traces->show(console.session);
+    end_turn(console);
 }
 
 } // namespace
 
 void take_input(Console &console, const void *bytes, size_t count)
 {
-    if (console.visitor)
-        console.visitor->last_input.store(now_ms(), std::memory_order_relaxed);
     call_session(console, [&] { tsession_input(console.session, bytes, count); });
 }
 

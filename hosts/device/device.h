@@ -7,6 +7,7 @@
 
 #include <varno/tsession.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
 
@@ -55,12 +56,19 @@ void attach(Console &console, const std::string &peer);
 // Before the session is freed.
 void detach(Console &console);
 
-// tsession_input, with the dynamic commands brought up to date before and, with "debug
-// on", the library's traces of the call shown after it. The console outlives the call.
+// Before and after calls on a session in which lines may run: brings the dynamic commands
+// up to date and, with "debug on", shows the library's traces of the calls. The console
+// outlives them, the session may end.
+void begin_turn(Console &console);
+void end_turn(Console &console);
+// tsession_input as such a turn.
 void take_input(Console &console, const void *bytes, size_t count);
 
 // tsession_time_out, with the same before and after it.
 void time_out(Console &console);
+
+// Returns: a time that only goes on, in milliseconds, to a few of them.
+int64_t now_ms();
 
 // The line callback of a session, and what its event callback is to pass on.
 void run_line(tsession_s *s, void *console, const char *line, const cli_pnode_s *action,

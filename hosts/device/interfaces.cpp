@@ -1,8 +1,9 @@
-// The interfaces as the system knows them at the moment: state and addresses from
+// The interfaces as the system knew them within the last second: state and addresses from
 // getifaddrs, counters from sysfs.
 
 #include "interfaces.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -10,6 +11,8 @@
 #include <net/if.h>
 #include <netdb.h>
 #include <sys/socket.h>
+
+#include "reading.h"
 
 namespace device {
 namespace {
@@ -77,28 +80,40 @@ std::string description_of(const ifaddrs *first)
     return text + counters_of(name);
 }
 
-// As they were when the output began, but for their counters.
+struct Interface {
+    std::string name;
+    std::string description; // rows
+};
+
+std::optional<std::vector<Interface>> read_interfaces()
+{
+    const Addresses all = read_addresses();
+    std::vector<Interface> interfaces;
+    for (const std::string &name : interface_names()) {
+        if (const ifaddrs *first = find_interface(all.get(), name.c_str()))
+            interfaces.push_back({name, description_of(first)});
+    }
+    if (interfaces.empty())
+        return {};
+    return interfaces;
+}
+
+Reading<std::vector<Interface>> reading(read_interfaces);
+
 class Interfaces : public Rows {
   public:
-    bool is_known() const { return all_ && !names_.empty(); }
+    explicit Interfaces(std::shared_ptr<const std::vector<Interface>> all) : all_(std::move(all)) {}
 
     bool write(Console &console) override
     {
-        while (lines_.is_over() && described_ < names_.size())
-            describe_next();
+        if (lines_.is_over())
+            lines_ = Lines((*all_)[described_++].description);
         lines_.write(console);
-        return !lines_.is_over() || described_ < names_.size();
+        return !lines_.is_over() || described_ < all_->size();
     }
 
   private:
-    void describe_next()
-    {
-        if (const ifaddrs *first = find_interface(all_.get(), names_[described_++].c_str()))
-            lines_ = Lines(description_of(first));
-    }
-
-    const std::vector<std::string> names_ = interface_names();
-    const Addresses all_ = read_addresses();
+    const std::shared_ptr<const std::vector<Interface>> all_; // as they were in the beginning
     size_t described_ = 0;
     Lines lines_; // of the interface described last
 };
@@ -115,11 +130,15 @@ std::vector<std::string> interface_names()
     return names;
 }
 
+void forget_interfaces()
+{
+    reading.forget();
+}
+
 void show_interfaces(const Command &command)
 {
-    auto interfaces = std::make_unique<Interfaces>();
-    if (interfaces->is_known())
-        write_long(command.console, std::move(interfaces));
+    if (auto all = reading.get())
+        write_long(command.console, std::make_unique<Interfaces>(std::move(all)));
     else
         refuse(command.console, not_told);
 }
@@ -130,11 +149,14 @@ void show_interface(const Command &command)
     const cli_pmatch_s *last = command.matches;
     while (last->next)
         last = last->next;
-    const Addresses all = read_addresses();
-    if (const ifaddrs *first = find_interface(all.get(), last->node->keyword))
-        write_long(command.console, std::make_unique<Lines>(description_of(first)));
-    else
-        refuse(command.console, "%s", all ? "No such interface\n" : not_told);
+    const auto all = reading.get();
+    if (!all)
+        return refuse(command.console, not_told);
+    const auto is_it = [last](const Interface &one) { return one.name == last->node->keyword; };
+    const auto found = std::find_if(all->begin(), all->end(), is_it);
+    if (found == all->end())
+        return refuse(command.console, "No such interface\n");
+    write_long(command.console, std::make_unique<Lines>(found->description));
 }
 
 } // namespace device

@@ -1,5 +1,5 @@
-// Routes as the kernel lists them under /proc/net: read row by row as they are shown,
-// and believed only as far as each row reads like one.
+// Routes as the kernel lists them under /proc/net, believed only as far as each row reads
+// like one.
 
 #include "routes.h"
 
@@ -9,6 +9,8 @@
 #include <cstring>
 
 #include <arpa/inet.h>
+
+#include "reading.h"
 
 namespace device {
 namespace {
@@ -92,42 +94,31 @@ bool is_refused(const File &file)
     return !file && errno != ENOENT;
 }
 
-class Routes : public Rows {
-  public:
-    Routes() : ipv4_(std::fopen("/proc/net/route", "re")), is_known_(!is_refused(ipv4_))
-    {
-        ipv6_.reset(std::fopen("/proc/net/ipv6_route", "re"));
-        is_known_ = is_known_ && !is_refused(ipv6_);
-    }
-
-    bool is_known() const { return is_known_; }
-
-    bool write(Console &console) override
-    {
-        char row[256];
-        while (read_row(ipv4_.get(), row)) {
-            if (print_route(console, ipv4_route(row)))
-                return true;
-        }
-        while (read_row(ipv6_.get(), row)) {
-            if (print_route(console, ipv6_route(row)))
-                return true;
-        }
+// Appends the routes of a list. Returns: false when it is there and cannot be read.
+bool append_routes(std::string &out_text, const char *path,
+                   std::optional<std::string> (*route_of)(const char *))
+{
+    const File file(std::fopen(path, "re"));
+    if (is_refused(file))
         return false;
+    char row[256];
+    while (read_row(file.get(), row)) {
+        if (const std::optional<std::string> route = route_of(row))
+            out_text += *route + "\n";
     }
+    return true;
+}
 
-  private:
-    static bool print_route(Console &console, const std::optional<std::string> &route)
-    {
-        if (route)
-            print(console, "%s\n", route->c_str());
-        return route.has_value();
-    }
+std::optional<std::string> read_routes()
+{
+    std::string text;
+    if (append_routes(text, "/proc/net/route", ipv4_route) &&
+        append_routes(text, "/proc/net/ipv6_route", ipv6_route))
+        return text;
+    return {};
+}
 
-    File ipv4_;
-    File ipv6_;
-    bool is_known_;
-};
+Reading<std::string> reading(read_routes);
 
 } // namespace
 
@@ -167,11 +158,15 @@ std::optional<std::string> ipv6_route(const char *line)
     return spelled(route);
 }
 
+void forget_routes()
+{
+    reading.forget();
+}
+
 void show_routes(const Command &command)
 {
-    auto routes = std::make_unique<Routes>();
-    if (routes->is_known())
-        write_long(command.console, std::move(routes));
+    if (std::shared_ptr<const std::string> routes = reading.get())
+        write_long(command.console, std::make_unique<Lines>(std::move(routes)));
     else
         refuse(command.console, "The system does not tell its routes\n");
 }

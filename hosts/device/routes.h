@@ -15,6 +15,9 @@ std::optional<std::string> ipv4_route(const char *line);
 // The same for /proc/net/ipv6_route. The machine's own addresses and multicast are not shown.
 std::optional<std::string> ipv6_route(const char *line);
 
+// What was read of them is read anew.
+void forget_routes();
+
 void show_routes(const Command &command);
 
 } // namespace device

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 
 #include "commands.h"
 #include "traces.h"
@@ -18,12 +19,10 @@ struct Visitor {
     std::string terminal;
     int columns = 0;
     int rows = 0;
-    std::atomic<int64_t> last_input = 0; // in milliseconds, as now_ms has it
-    std::shared_ptr<Traces> traces;      // the own thread's alone; NULL: debug is off
+    std::atomic<int64_t> last_input = 0;   // in milliseconds, as now_ms has it
+    std::shared_ptr<Traces> traces;        // the own thread's alone; NULL: debug is off
+    std::optional<TracedCall> traced_call; // while this session has its turn
 };
-
-// Returns: a time that only goes on, to a few milliseconds.
-int64_t now_ms();
 
 // Copies the terminal's type and size as they are in force now.
 void note_terminal(Console &console);

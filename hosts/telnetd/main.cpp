@@ -7,15 +7,13 @@
 #include <string>
 
 #include <CLI/CLI.hpp>
-#include <netinet/in.h>
+#include <arpa/inet.h>
 #include <spdlog/spdlog.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "address.h"
 #include "log.h"
-#include "server.h"
-#include "settings.h"
+#include "service.h"
 
 namespace {
 
@@ -24,14 +22,15 @@ using telnetd::Settings;
 struct Choices {
     Settings settings;
     std::string motd_file;
-    bool is_stdio = false;
     bool is_verbose = false;
 };
 
 std::string check_address(const std::string &text)
 {
-    sockaddr_storage address;
-    return telnetd::parse_address(text, 0, address) ? "" : text + " is no numeric address";
+    in6_addr address;
+    const bool is_numeric = inet_pton(AF_INET, text.c_str(), &address) == 1 ||
+                            inet_pton(AF_INET6, text.c_str(), &address) == 1;
+    return is_numeric ? "" : text + " is no numeric address";
 }
 
 template <typename Number>
@@ -47,6 +46,13 @@ void declare_number(CLI::App &options, const char *name, Number &value, Number l
 void declare(CLI::App &options, Choices &choices)
 {
     Settings &settings = choices.settings;
+    server_config_s &server = settings.server;
+    server.threads = 1;
+    server.max_sessions = 1000;
+    server.max_per_address = 100;
+    server.idle_seconds = 600;
+    server.stall_seconds = 60;
+    server.backlog = 262144;
     options.name("varno-telnetd");
     options.set_version_flag("--version", "varno-telnetd " VARNO_TELNETD_VERSION);
     options.add_option("--listen", settings.address, "Numeric address to listen on")
@@ -55,21 +61,21 @@ void declare(CLI::App &options, Choices &choices)
         ->capture_default_str();
     declare_number<uint16_t>(options, "--port", settings.port, 0, 65535,
                              "TCP port; 0 is any that is free");
-    declare_number(options, "--threads", settings.threads, 1U, 256U, "Threads that serve");
-    declare_number(options, "--max-sessions", settings.max_sessions, 1U, 1000000U,
+    declare_number(options, "--threads", server.threads, 1U, 256U, "Threads that serve");
+    declare_number(options, "--max-sessions", server.max_sessions, 1U, 1000000U,
                    "Sessions at once");
-    declare_number(options, "--max-per-address", settings.max_per_address, 1U, 1000000U,
+    declare_number(options, "--max-per-address", server.max_per_address, 1U, 1000000U,
                    "Sessions at once of an address, or of an IPv6 network of 64 bits");
-    declare_number(options, "--idle-timeout", settings.idle_seconds, 0U, 10000000U,
+    declare_number(options, "--idle-timeout", server.idle_seconds, 0U, 10000000U,
                    "Seconds without input that end a session; 0 is never");
-    declare_number(options, "--stall-timeout", settings.stall_seconds, 1U, 10000000U,
+    declare_number(options, "--stall-timeout", server.stall_seconds, 1U, 10000000U,
                    "Seconds after which a client that takes no output is dropped");
-    declare_number<size_t>(options, "--backlog", settings.backlog, 131072, size_t{1} << 30,
+    declare_number<size_t>(options, "--backlog", server.backlog, 131072, size_t{1} << 30,
                            "Bytes of output that may wait for a client, 131072 or more; at a "
                            "quarter its input and long outputs pause");
     options.add_option("--motd", choices.motd_file, "File to show before the first prompt")
         ->type_name("FILE");
-    options.add_flag("--stdio", choices.is_stdio,
+    options.add_flag("--stdio", choices.settings.is_stdio,
                      "Serve one client on standard input and output, for inetd; log to syslog");
     options.add_flag("--verbose", choices.is_verbose, "Log more");
     options.footer("SIGTERM, SIGINT and SIGHUP close all sessions in order and end the server; "
@@ -110,10 +116,8 @@ int run(Choices &choices)
         spdlog::set_level(spdlog::level::debug);
     if (!choices.motd_file.empty() && !read_motd(choices.motd_file, choices.settings.motd))
         return EXIT_FAILURE;
-    if (!choices.is_stdio)
-        return run_server(choices.settings);
-    if (has_client())
-        return serve_standard_streams(choices.settings);
+    if (!choices.settings.is_stdio || has_client())
+        return serve(choices.settings);
     spdlog::critical("--stdio: standard input and output are to be sockets or pipes");
     return EXIT_FAILURE;
 }
@@ -127,7 +131,7 @@ int main(int argc, char **argv)
     Choices choices;
     declare(options, choices);
     CLI11_PARSE(options, argc, argv);
-    if (choices.is_stdio && has_client())
+    if (choices.settings.is_stdio && has_client())
         telnetd::log_to_syslog();
     else
         telnetd::log_to_standard_error();

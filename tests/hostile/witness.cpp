@@ -13,7 +13,7 @@ namespace varno_test {
 namespace {
 
 constexpr int deadline_ms = 10000;
-constexpr int quiet_ms = 50;     // the server has said all for now
+constexpr int quiet_ms = 200;    // the server has said all for now
 constexpr int echo_quiet_ms = 3; // at peace, no more of an echo comes
 constexpr int a_moment_ms = 1;   // between two keys
 
@@ -36,6 +36,7 @@ Witness::Witness(int port) : fd_(connect_to(port))
     EXPECT_TRUE(hears("varno> "));
     for (const std::string_view key : keys)
         send(key); // from then on the history is as at each round's beginning
+    EXPECT_TRUE(hears("unknown word")); // among the last answers
     while (read_some(quiet_ms)) {
     }
     learn();

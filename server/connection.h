@@ -1,7 +1,9 @@
-#ifndef VARNO_TELNETD_CONNECTION_H
-#define VARNO_TELNETD_CONNECTION_H
+#ifndef VARNO_SERVER_CONNECTION_H
+#define VARNO_SERVER_CONNECTION_H
 
 // One client: the session, what it has still to read and to send, and its deadlines.
+
+#include <varno/server.h>
 
 #include <cstdint>
 #include <memory>
@@ -11,17 +13,16 @@
 
 #include <uv.h>
 
-#include "../device/device.h"
 #include "address.h"
 #include "output_queue.h"
 
-namespace telnetd {
+namespace varno {
 
 class Worker;
 
 class Connection {
   public:
-    Connection(Worker &worker, const Client &client);
+    Connection(Worker &worker, const Peer &peer, uint64_t number);
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
 
@@ -29,16 +30,26 @@ class Connection {
     // input and output, which may be one, are its own now.
     void start(int input, int output);
 
-    // Takes up input that was held back and output that made a pause.
-    void resume();
+    // Does the next of the work that there is: a line, or a millisecond of keys, and a
+    // portion of a long output.
+    void take_turn();
 
-    // Tells the user, and closes the session.
-    void dismiss(const char *message, const char *reason);
+    // Shows a text on a row of its own.
+    void tell(const char *text);
+    // The same, and closes the session.
+    void dismiss(const char *text, const char *reason);
 
-    // Shows a text later on. Returns: false when too many wait already.
-    bool remind(long seconds, const std::string &text);
+    // Runs a task, now or later. Returns: -1 without memory.
+    void run(server_task_fn task, void *ctx);
+    int run_later(uint32_t milliseconds, server_task_fn task, void *ctx);
 
-    bool is_scheduled = false; // its worker's
+    uint64_t number() const { return info_.number; }
+    const server_client_s &info() const { return info_; }
+
+    // Its worker's.
+    bool is_scheduled = false;
+    uint64_t had_turn_at = 0; // by uv_hrtime
+    bool had_all_done = true; // after that turn nothing was left to do
 
   private:
     enum class Phase {
@@ -55,14 +66,15 @@ class Connection {
         uv_pipe_t pipe;
     };
 
-    struct Reminder {
+    struct Later {
         uint64_t at;
-        std::string text;
+        server_task_fn task;
+        void *ctx;
     };
 
     // Every way in from the loop: what happens there, and what follows from it.
     template <typename Act>
-    void take_turn(const Act &act);
+    void enter(const Act &act);
 
     bool open_streams(int input, int output);
     int open_stream(Stream &stream, int fd);
@@ -70,42 +82,46 @@ class Connection {
     void free_session();
 
     void take_bytes(ssize_t count, const char *bytes);
-    void take_held();
-    size_t next_slice(std::string_view held) const;
-    void take_event(const tsession_event_s &event);
+    void advance_session();
+    bool has_work() const;
+    void take_line(void *user, const char *line, const cli_pnode_s *action, cli_pmatch_s *matches);
+    void take_event(void *user, const tsession_event_s &event);
 
     void send(const char *bytes, size_t count);
-    void resume_output();
     void note_wait();
     void on_sent(int error);
     void on_shut_down(int status);
 
+    void write_row(const char *text);
+    void close_session(const char *text, const char *reason);
     void settle();
     void settle_session();
-    void close_session(const char *message, const char *reason);
     void start_draining();
     void start_lingering();
     void tear_down();
+    void note_reason(const char *reason);
     void fail(const char *reason);
     void update_reading();
 
-    uint64_t escape_at() const;
     uint64_t idle_at() const;
     uint64_t stall_ms() const;
     uint64_t stall_at() const;
     void set_alarm();
     void on_alarm();
-    void check_escape(uint64_t now);
-    void show_reminders(uint64_t now);
-    void check_progress(uint64_t now);
+    void run_due(uint64_t now);
     void check_idle(uint64_t now);
-    void note_reason(const char *reason);
 
     Worker &worker_;
-    Client client_;
-    device::Console console_ = {};
+    const server_config_s &config_; // the server's
+    const Peer peer_;
+    const server_client_s info_;
+    tsession_s *session_ = nullptr;
+    void *session_user_ = nullptr;
+    tsession_line_fn host_line_ = nullptr;
+    tsession_event_fn host_event_ = nullptr;
+    bool is_let_in_ = false; // the host has begun something for it
     Phase phase_ = Phase::open;
-    const char *reason_ = nullptr; // why it ends, as the log says
+    const char *reason_ = nullptr; // why it ends, as the host is told
 
     Stream input_ = {};
     std::unique_ptr<Stream> other_output_; // where input and output are not one
@@ -116,19 +132,21 @@ class Connection {
 
     std::string held_; // input that the session has not been given
     bool is_reading_ = false;
-    bool has_read_enough_ = false; // in this turn
+    bool has_read_enough_ = false; // until its next turn
+    bool has_run_line_ = false;    // in this turn
+    bool is_time_out_due_ = false; // the wait for the rest of a sequence is over
     bool has_input_ended_ = false;
     bool is_blocked_ = false; // too much output waits
     bool has_failed_ = false;
+    bool is_entered_ = false; // by the loop
 
     // By the loop's clock, in milliseconds
-    uint64_t opened_at_ = 0;
     uint64_t heard_at_ = 0;           // the client has sent something
     uint64_t escape_at_ = UINT64_MAX; // the wait for the rest of a sequence is over
     uint64_t close_at_ = 0;           // once it is closed: whatever is left to send
-    std::vector<Reminder> reminders_;
+    std::vector<Later> later_;
 };
 
-} // namespace telnetd
+} // namespace varno
 
 #endif

@@ -1,5 +1,5 @@
-#ifndef VARNO_TELNETD_SPARE_DESCRIPTOR_H
-#define VARNO_TELNETD_SPARE_DESCRIPTOR_H
+#ifndef VARNO_SERVER_SPARE_DESCRIPTOR_H
+#define VARNO_SERVER_SPARE_DESCRIPTOR_H
 
 // Accepting clients when the process may have no more descriptors: one is kept for that,
 // for all threads.
@@ -7,9 +7,7 @@
 #include <functional>
 #include <mutex>
 
-#include <sys/socket.h>
-
-namespace telnetd {
+namespace varno {
 
 class SpareDescriptor {
   public:
@@ -23,7 +21,7 @@ class SpareDescriptor {
     // Returns: a descriptor; -1 with errno: EAGAIN when nobody waits, what is_shortage
     //          knows when nobody can be taken at the moment, anything else for a client
     //          that is dealt with.
-    int accept(int socket, sockaddr_storage &out_address, const std::function<void(int)> &refuse);
+    int accept(int socket, const std::function<void(int)> &refuse);
 
     static bool is_shortage(int error);
 
@@ -35,6 +33,6 @@ class SpareDescriptor {
     int descriptor_ = -1;
 };
 
-} // namespace telnetd
+} // namespace varno
 
 #endif

@@ -7,29 +7,63 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <new>
 
-#include <spdlog/spdlog.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+#include "server_s.h"
 #include "worker.h"
 
-namespace telnetd {
+namespace varno {
 namespace {
 
 constexpr int most_accepted = 32; // in a turn of the loop
 constexpr uint64_t pause_ms = 200;
-constexpr uint64_t refusal_log_ms = 1000;
+constexpr uint64_t refusal_told_ms = 1000;
 
 // What the kernel keeps of a client's unread output; by itself it goes to megabytes.
 constexpr int send_buffer = 65536;
 
+int close_failed(int fd)
+{
+    const int error = errno;
+    close(fd);
+    errno = error;
+    return -1;
+}
+
+int make_socket(int family)
+{
+    return socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+}
+
+// Returns: whether somebody listens on the socket of this name.
+bool is_in_use(const sockaddr_un &address)
+{
+    const int fd = make_socket(AF_UNIX);
+    const bool answers = fd >= 0 && (connect(fd, reinterpret_cast<const sockaddr *>(&address),
+                                             sizeof(address)) == 0 ||
+                                     errno != ECONNREFUSED);
+    if (fd >= 0)
+        close(fd);
+    return answers;
+}
+
+bool is_socket(const char *path)
+{
+    struct stat status;
+    return lstat(path, &status) == 0 && S_ISSOCK(status.st_mode);
+}
+
 } // namespace
 
-int open_socket(const sockaddr_storage &address, bool is_shared)
+int open_tcp_socket(const sockaddr_storage &address, bool is_shared)
 {
     const int on = 1;
-    const int fd = socket(address.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    const int fd = make_socket(address.ss_family);
     if (fd < 0)
         return -1;
     setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
@@ -38,10 +72,32 @@ int open_socket(const sockaddr_storage &address, bool is_shared)
         bind(fd, reinterpret_cast<const sockaddr *>(&address), length_of(address)) == 0 &&
         listen(fd, SOMAXCONN) == 0)
         return fd;
+    return close_failed(fd);
+}
+
+// A socket that nobody listens on any more is what a server leaves that was killed.
+int open_unix_socket(const char *path, unsigned mode)
+{
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    if (std::strlen(path) >= sizeof(address.sun_path)) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    std::strcpy(address.sun_path, path);
+    const int fd = make_socket(AF_UNIX);
+    if (fd < 0)
+        return -1;
+    if (is_socket(path) && !is_in_use(address))
+        unlink(path);
+    if (bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0)
+        return close_failed(fd);
+    if (chmod(path, static_cast<mode_t>(mode)) == 0 && listen(fd, SOMAXCONN) == 0)
+        return fd;
     const int error = errno;
-    close(fd);
+    unlink(path);
     errno = error;
-    return -1;
+    return close_failed(fd);
 }
 
 Listener::Listener(Worker &worker, int socket) : worker_(worker), socket_(socket)
@@ -61,7 +117,7 @@ void Listener::stop()
     };
     uv_close(reinterpret_cast<uv_handle_t *>(&poll_), on_closed);
     uv_close(reinterpret_cast<uv_handle_t *>(&pause_), on_closed);
-    ::close(socket_);
+    close(socket_);
 }
 
 void Listener::start()
@@ -79,18 +135,15 @@ void Listener::pause()
     uv_timer_start(&pause_, on_time, pause_ms, 0);
 }
 
-// Nothing may be thrown through libuv: without memory a client hears nothing.
 void Listener::accept_some()
 {
-    SpareDescriptor &spare = worker_.limits().spare();
-    sockaddr_storage address;
-    const auto refuse_last = [&](int fd) {
-        refuse(fd, address, "Too many sessions, try again later (no descriptors)");
+    const auto refuse_last = [this](int fd) {
+        refuse(fd, "Too many sessions, try again later (no descriptors)");
     };
     for (int tries = 0; tries < most_accepted; tries++) {
-        const int fd = spare.accept(socket_, address, refuse_last);
+        const int fd = worker_.server().spare.accept(socket_, refuse_last);
         if (fd >= 0)
-            admit(fd, address);
+            admit(fd);
         else if (SpareDescriptor::is_shortage(errno))
             return pause();
         else if (errno == EAGAIN)
@@ -98,38 +151,44 @@ void Listener::accept_some()
     }
 }
 
-void Listener::admit(int fd, const sockaddr_storage &address)
+// Nothing may be thrown through libuv: without memory a client hears nothing.
+void Listener::admit(int fd)
 {
     try {
-        if (const char *why = worker_.serve(fd, fd, describe(address)))
-            refuse(fd, address, why);
+        if (const char *why = worker_.serve(fd, fd, describe_peer_of(fd)))
+            refuse(fd, why);
     } catch (const std::bad_alloc &) {
-        ::close(fd);
+        close(fd);
     }
 }
 
 // The sentence fits the empty buffer of a new connection. What the client has sent so
 // far is read, because a close with unread input is a reset, which could overtake it.
-void Listener::refuse(int fd, const sockaddr_storage &address, const char *why)
+void Listener::refuse(int fd, const char *why)
 {
+    tell_refusal(fd, why); // first, as long as it is connected
     char sentence[128];
     const int len = std::snprintf(sentence, sizeof(sentence), "%s\r\n", why);
     char ignored[4096];
     send(fd, sentence, static_cast<size_t>(len), MSG_DONTWAIT | MSG_NOSIGNAL);
     shutdown(fd, SHUT_WR);
     recv(fd, ignored, sizeof(ignored), MSG_DONTWAIT);
-    ::close(fd);
+    close(fd);
+}
+
+void Listener::tell_refusal(int fd, const char *why)
+{
     refusals_++;
+    worker_.server().figures.refused++;
     const uint64_t now = uv_now(worker_.loop());
-    if (refusal_logged_at_ != 0 && now - refusal_logged_at_ < refusal_log_ms)
+    if (refusal_told_at_ != 0 && now - refusal_told_at_ < refusal_told_ms)
         return;
-    refusal_logged_at_ = now;
+    refusal_told_at_ = now;
     try {
-        spdlog::warn("{} refused: {} ({} since the last such line)", describe(address).name, why,
-                     refusals_);
+        worker_.server().tell_refusal(describe_peer_of(fd), why, refusals_);
         refusals_ = 0;
-    } catch (const std::bad_alloc &) { // they are counted in the next such line
+    } catch (const std::bad_alloc &) { // they are counted the next time
     }
 }
 
-} // namespace telnetd
+} // namespace varno

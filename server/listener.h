@@ -1,46 +1,48 @@
-#ifndef VARNO_TELNETD_LISTENER_H
-#define VARNO_TELNETD_LISTENER_H
+#ifndef VARNO_SERVER_LISTENER_H
+#define VARNO_SERVER_LISTENER_H
 
 // A listening socket and who is let in.
 
 #include <uv.h>
 
 #include "address.h"
-#include "settings.h"
 
-namespace telnetd {
+namespace varno {
 
 class Worker;
 
 // Opens a socket that listens; several may share a port, if all of them say so.
 // Returns: -1 with errno.
-int open_socket(const sockaddr_storage &address, bool is_shared);
+int open_tcp_socket(const sockaddr_storage &address, bool is_shared);
+int open_unix_socket(const char *path, unsigned mode);
 
 class Listener {
   public:
+    // Takes over the socket.
     Listener(Worker &worker, int socket);
     Listener(const Listener &) = delete;
     Listener &operator=(const Listener &) = delete;
 
-    // Frees itself once its handles are closed.
+    // Lets nobody in any more. It frees itself once its handles are closed.
     void stop();
 
   private:
     void start();
     void pause();
     void accept_some();
-    void admit(int fd, const sockaddr_storage &address);
-    void refuse(int fd, const sockaddr_storage &address, const char *why);
+    void admit(int fd);
+    void refuse(int fd, const char *why);
+    void tell_refusal(int fd, const char *why);
 
     Worker &worker_;
     int socket_;
     uv_poll_t poll_;
     uv_timer_t pause_;
     int open_handles_ = 2;
-    uint64_t refusal_logged_at_ = 0;
+    uint64_t refusal_told_at_ = 0;
     unsigned long refusals_ = 0; // since then
 };
 
-} // namespace telnetd
+} // namespace varno
 
 #endif

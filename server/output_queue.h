@@ -1,5 +1,5 @@
-#ifndef VARNO_TELNETD_OUTPUT_QUEUE_H
-#define VARNO_TELNETD_OUTPUT_QUEUE_H
+#ifndef VARNO_SERVER_OUTPUT_QUEUE_H
+#define VARNO_SERVER_OUTPUT_QUEUE_H
 
 // Output that its client has not taken yet, in order.
 
@@ -9,7 +9,7 @@
 
 #include <uv.h>
 
-namespace telnetd {
+namespace varno {
 
 // Lives until its stream is closed.
 class OutputQueue {
@@ -49,6 +49,6 @@ class OutputQueue {
     uint64_t advanced_at_ = 0;
 };
 
-} // namespace telnetd
+} // namespace varno
 
 #endif

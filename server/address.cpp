@@ -8,7 +8,7 @@
 #include <netinet/in.h>
 #include <uv.h>
 
-namespace telnetd {
+namespace varno {
 namespace {
 
 const sockaddr_in &ip4(const sockaddr_storage &address)
@@ -28,19 +28,19 @@ std::string number(const sockaddr *address)
     return text;
 }
 
-Client describe_ip4(const sockaddr_in &address)
+Peer describe_ip4(const sockaddr_in &address)
 {
     const std::string host = number(reinterpret_cast<const sockaddr *>(&address));
-    return {host + ":" + std::to_string(ntohs(address.sin_port)), host};
+    return {host + ":" + std::to_string(ntohs(address.sin_port)), host, -1, -1, -1};
 }
 
-Client describe_ip6(const sockaddr_in6 &address)
+Peer describe_ip6(const sockaddr_in6 &address)
 {
     const std::string host = number(reinterpret_cast<const sockaddr *>(&address));
     sockaddr_in6 network = address;
     std::fill(network.sin6_addr.s6_addr + 8, std::end(network.sin6_addr.s6_addr), 0);
     return {"[" + host + "]:" + std::to_string(ntohs(address.sin6_port)),
-            number(reinterpret_cast<const sockaddr *>(&network))};
+            number(reinterpret_cast<const sockaddr *>(&network)), -1, -1, -1};
 }
 
 } // namespace
@@ -57,20 +57,13 @@ socklen_t length_of(const sockaddr_storage &address)
     return address.ss_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
 }
 
-bool is_loopback(const sockaddr_storage &address)
-{
-    if (address.ss_family == AF_INET6)
-        return IN6_IS_ADDR_LOOPBACK(&ip6(address).sin6_addr);
-    return ntohl(ip4(address).sin_addr.s_addr) >> 24 == IN_LOOPBACKNET;
-}
-
 // An IPv4 client of an IPv6 socket is told as what it is.
-Client describe(const sockaddr_storage &address)
+Peer describe(const sockaddr_storage &address)
 {
     if (address.ss_family == AF_INET)
         return describe_ip4(ip4(address));
     if (address.ss_family != AF_INET6)
-        return {"local", "local"};
+        return {"local", "local", -1, -1, -1};
     if (!IN6_IS_ADDR_V4MAPPED(&ip6(address).sin6_addr))
         return describe_ip6(ip6(address));
     sockaddr_in mapped = {};
@@ -81,4 +74,20 @@ Client describe(const sockaddr_storage &address)
     return describe_ip4(mapped);
 }
 
-} // namespace telnetd
+Peer describe_peer_of(int fd)
+{
+    sockaddr_storage address = {};
+    socklen_t len = sizeof(address);
+    getpeername(fd, reinterpret_cast<sockaddr *>(&address), &len);
+    Peer peer = describe(address);
+    ucred who = {};
+    len = sizeof(who);
+    if (address.ss_family == AF_UNIX && getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &who, &len) == 0) {
+        peer.pid = who.pid;
+        peer.uid = who.uid;
+        peer.gid = who.gid;
+    }
+    return peer;
+}
+
+} // namespace varno

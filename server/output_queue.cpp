@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace telnetd {
+namespace varno {
 
 int OutputQueue::send(const char *bytes, size_t count)
 {
@@ -50,4 +50,4 @@ bool OutputQueue::has_advanced()
     return has_shrunk;
 }
 
-} // namespace telnetd
+} // namespace varno

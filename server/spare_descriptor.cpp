@@ -7,17 +7,16 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
-namespace telnetd {
+namespace varno {
 namespace {
 
-int accept_next(int socket, sockaddr_storage &out_address)
+int accept_next(int socket)
 {
-    socklen_t len = sizeof(out_address);
-    out_address = {};
-    return accept4(socket, reinterpret_cast<sockaddr *>(&out_address), &len,
-                   SOCK_NONBLOCK | SOCK_CLOEXEC);
+    // cppcheck-suppress nullPointer ; who it is can be asked later
+    return accept4(socket, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
 }
 
 } // namespace
@@ -39,17 +38,16 @@ bool SpareDescriptor::is_shortage(int error)
 
 // The system asks for a free descriptor before it looks whether somebody waits, so a
 // shortage may be told where there is nobody to refuse.
-int SpareDescriptor::accept(int socket, sockaddr_storage &out_address,
-                            const std::function<void(int)> &refuse)
+int SpareDescriptor::accept(int socket, const std::function<void(int)> &refuse)
 {
     const std::lock_guard lock(mutex_);
     if (!take())
         return -1;
-    int client = accept_next(socket, out_address);
+    int client = accept_next(socket);
     if (client >= 0 || !is_shortage(errno))
         return client;
     give_up();
-    client = accept_next(socket, out_address);
+    client = accept_next(socket);
     const int error = client >= 0 ? ECONNREFUSED : errno;
     if (client >= 0)
         refuse(client);
@@ -72,4 +70,4 @@ void SpareDescriptor::give_up()
     descriptor_ = -1;
 }
 
-} // namespace telnetd
+} // namespace varno

@@ -1,0 +1,70 @@
+/* A device's command line for telnet clients in forty lines: as many sessions as there are
+ * users, on the port of 127.0.0.1 that is given, until the process is told to end. */
+#include <varno/server.h>
+
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <time.h>
+
+typedef void action_fn(tsession_s *s, cli_pmatch_s *words);
+
+static void show_time(tsession_s *s, cli_pmatch_s *words)
+{
+    tsession_print(s, "%s", ctime(&(time_t){time(NULL)}));
+}
+
+static void echo(tsession_s *s, cli_pmatch_s *words)
+{
+    tsession_print(s, "%s\n", cli_match_by_name(words, "word")->token);
+}
+
+static void leave(tsession_s *s, cli_pmatch_s *words)
+{
+    tsession_close(s);
+}
+
+/* The commands, last words first. The end of each points at its action. */
+static cli_pnode_s time_end = {"end", .type = PNODE_EOLS, .func = &(action_fn *){show_time}};
+static cli_pnode_s echo_end = {"end", .type = PNODE_EOLS, .func = &(action_fn *){echo}};
+static cli_pnode_s exit_end = {"end", .type = PNODE_EOLS, .func = &(action_fn *){leave}};
+static cli_pnode_s exit_word = {"exit", "exit", "leave", PNODE_KEYWORD, .child = &exit_end};
+static cli_pnode_s what = {"word", "WORD", "what to print", PNODE_STRING, .child = &echo_end};
+static cli_pnode_s echo_word = {"echo", "echo", "print", PNODE_KEYWORD, &what, .next = &exit_word};
+static cli_pnode_s clock_word = {"time", "time", "the clock", PNODE_KEYWORD, .child = &time_end};
+static cli_pnode_s show = {"show", "show", "tell", PNODE_KEYWORD, &clock_word, .next = &echo_word};
+
+static void run(tsession_s *s, void *user, const char *line, const cli_pnode_s *end,
+                cli_pmatch_s *words)
+{
+    (*(action_fn **) end->func)(s, words);
+}
+
+static int begin(server_s *server, void *user, const server_client_s *client,
+                 tsession_config_s *session)
+{
+    session->prompt = "demo> ";
+    session->graph = &show;
+    session->line = run;
+    return 0;
+}
+
+static void stop(server_s *server, void *user, int signum)
+{
+    server_stop(server, "The device is going down");
+}
+
+int main(int argc, char **argv)
+{
+    server_config_s config = SERVER_CONFIG_INIT;
+    config.begin = begin;
+    server_s *server = server_create(&config);
+    if (!server || server_on_signal(server, SIGTERM, stop) != 0)
+        return EXIT_FAILURE;
+    const int port = server_listen_tcp(server, "127.0.0.1", (uint16_t) atoi(argv[argc - 1]));
+    printf("port %d\n", port);
+    fflush(stdout);
+    const int status = port < 0 ? -1 : server_run(server);
+    server_free(server);
+    return status == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}

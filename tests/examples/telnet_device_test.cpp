@@ -1,0 +1,90 @@
+// The example of a telnet device, used by two people at real telnet clients.
+
+#include "support/guest.h"
+
+#include <cstdio>
+#include <string>
+
+#include <csignal>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using varno_test::Guest;
+
+// The example's process, listening.
+class Device {
+  public:
+    Device()
+    {
+        int ends[2];
+        EXPECT_EQ(pipe(ends), 0);
+        pid_ = fork();
+        if (pid_ == 0) {
+            dup2(ends[1], STDOUT_FILENO);
+            close(ends[0]);
+            close(ends[1]);
+            execl(VARNO_TELNET_DEVICE_PROGRAM, "telnet_device", "0", nullptr);
+            _exit(127);
+        }
+        close(ends[1]);
+        FILE *from = fdopen(ends[0], "r");
+        EXPECT_EQ(std::fscanf(from, "port %d", &port_), 1);
+        std::fclose(from);
+    }
+    ~Device() { EXPECT_EQ(status_, 0); }
+    Device(const Device &) = delete;
+    Device &operator=(const Device &) = delete;
+
+    int port() const { return port_; }
+
+    void terminate()
+    {
+        kill(pid_, SIGTERM);
+        waitpid(pid_, &status_, 0);
+    }
+
+  private:
+    pid_t pid_ = -1;
+    int port_ = 0;
+    int status_ = -1;
+};
+
+class Person : public Guest {
+  public:
+    explicit Person(const Device &device)
+        : Guest(24, 80, [&device] {
+              const std::string port = std::to_string(device.port());
+              execlp("telnet", "telnet", "--no-rc", "127.0.0.1", port.c_str(), nullptr);
+              return 127;
+          })
+    {
+        EXPECT_TRUE(shows_line("demo> |"));
+        EXPECT_TRUE(becomes_raw());
+    }
+};
+
+TEST(TelnetDevice, ServesTwoPeopleUntilItIsToldToEnd)
+{
+    Device device;
+    {
+        Person one(device), other(device);
+        one.type("sh\t?");
+        EXPECT_TRUE(one.shows("time              the clock"));
+        one.type("ti\r");
+        EXPECT_TRUE(one.shows_line("demo> |"));
+        other.type("echo hxi\033[D\177\r"); // a typing error, mended
+        EXPECT_TRUE(other.shows("\nhi\n"));
+        other.type("ecko\r");
+        EXPECT_TRUE(other.shows("unknown word"));
+        other.type("exit\r");
+        EXPECT_TRUE(other.shows("Connection closed by foreign host."));
+        device.terminate();
+        EXPECT_TRUE(one.shows("The device is going down"));
+        EXPECT_TRUE(one.shows("Connection closed by foreign host."));
+    }
+}
+
+} // namespace

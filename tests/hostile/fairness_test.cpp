@@ -1,0 +1,181 @@
+// Nobody waits for somebody else: a person types, in a process of its own, while others
+// flood the server with lines and keys, each as fast as it is answered.
+
+#include "../support/long_tests.h"
+#include "../support/telnet_server.h"
+#include "sockets.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace varno_test;
+using Clock = std::chrono::steady_clock;
+
+// What docs/security.md promises is 100 ms on a quiet machine; this one may be busy.
+constexpr long most_ms = 500;
+constexpr int pause_ms = 20; // between two keys
+
+struct Flood {
+    const char *name;
+    const char *first; // once
+    const char *then;  // again and again
+};
+
+void PrintTo(const Flood &flood, std::ostream *out)
+{
+    *out << flood.name;
+}
+
+// clang-format off
+constexpr Flood floods[] = {
+    {"Interfaces",    "terminal length 0\r", "show interfaces\r"},
+    {"OneInterface",  "terminal length 0\r", "show interfaces lo\r"},
+    {"Routes",        "terminal length 0\r", "show routes\r"},
+    {"Sessions",      "terminal length 0\r", "show sessions\r"},
+    {"Memory",        "terminal length 0\r", "show memory\r"},
+    {"History",       "terminal length 0\r", "show history\r"},
+    {"Numbers",       "terminal length 0\r", "show numbers 1000000\r"},
+    {"Version",       "",                    "show version\r"},
+    {"Echo",          "",                    "echo one two three\r"},
+    {"WrongCommands", "",                    "nonsense\r"},
+    {"BlankLines",    "",                    "\r"},
+    {"Tabs",          "show ",               "\t"},
+    {"Help",          "show ",               "?"},
+    {"Pages",         "",                    "show numbers 1000\r     q"},
+    {"Aliases",       "",                    "alias x echo x\rx\rno alias x\r"},
+    {"Prompts",       "",                    "prompt one> \rprompt two> \r"},
+    {"Keys",          "",                    "abc\001def\005\025"},
+};
+// clang-format on
+
+// Types so many keys, and tells how many milliseconds the slowest echo took.
+long type_keys(int port, int count)
+{
+    TelnetClient client(port);
+    long slowest = 0;
+    if (!client.receives("varno> "))
+        return -1;
+    for (int key = 0; key < count; key++) {
+        const auto typed_at = Clock::now();
+        // Other letters than those that stand there, so that each has an echo.
+        const std::string letter(1, static_cast<char>((key / 26 % 2 ? 'A' : 'a') + key % 26));
+        client.send(key % 26 == 0 ? "\025" + letter : letter);
+        if (!client.receives(letter))
+            return -1;
+        const auto took = Clock::now() - typed_at;
+        slowest = std::max<long>(
+            slowest, std::chrono::duration_cast<std::chrono::milliseconds>(took).count());
+        poll(nullptr, 0, pause_ms);
+    }
+    return slowest;
+}
+
+class Flooder {
+  public:
+    Flooder(int port, const Flood &flood) : fd_(connect_to(port)), text_(flood.first)
+    {
+        fcntl(fd_, F_SETFL, O_NONBLOCK);
+        for (again_at_ = text_.size(); text_.size() < 4096; text_ += flood.then) {
+        }
+    }
+    ~Flooder() { close(fd_); }
+    Flooder(const Flooder &) = delete;
+    Flooder &operator=(const Flooder &) = delete;
+
+    int fd() const { return fd_; }
+
+    // Reads and sends what there is and what goes.
+    void act()
+    {
+        char ignored[65536];
+        while (recv(fd_, ignored, sizeof(ignored), 0) > 0) {
+        }
+        const ssize_t sent = send(fd_, text_.data() + at_, text_.size() - at_, MSG_NOSIGNAL);
+        at_ += static_cast<size_t>(std::max<ssize_t>(sent, 0));
+        if (at_ == text_.size())
+            at_ = again_at_;
+    }
+
+  private:
+    const int fd_;
+    std::string text_;
+    size_t again_at_;
+    size_t at_ = 0;
+};
+
+// Returns: the slowest of a person's echoes while so many flood, in milliseconds.
+long slowest_echo(const TelnetServer &server, const Flood &flood, int count, int keys)
+{
+    std::vector<std::unique_ptr<Flooder>> flooders;
+    std::vector<pollfd> ready;
+    for (int i = 0; i < count; i++) {
+        flooders.push_back(std::make_unique<Flooder>(server.port(), flood));
+        ready.push_back({flooders.back()->fd(), POLLIN | POLLOUT, 0});
+    }
+    int told[2];
+    EXPECT_EQ(pipe(told), 0);
+    const pid_t person = fork();
+    if (person == 0) {
+        const long slowest = type_keys(server.port(), keys);
+        _exit(write(told[1], &slowest, sizeof(slowest)) == sizeof(slowest) ? 0 : 1);
+    }
+    ready.push_back({told[0], POLLIN, 0});
+    while (ready.back().revents == 0) {
+        poll(ready.data(), ready.size(), -1);
+        for (size_t i = 0; i < flooders.size(); i++) {
+            if (ready[i].revents != 0)
+                flooders[i]->act();
+        }
+    }
+    long slowest = -1;
+    EXPECT_EQ(read(told[0], &slowest, sizeof(slowest)), static_cast<ssize_t>(sizeof(slowest)));
+    waitpid(person, nullptr, 0);
+    close(told[0]);
+    close(told[1]);
+    return slowest;
+}
+
+class Fairness : public testing::TestWithParam<Flood> {
+  protected:
+    void expect_echoes(std::vector<std::string> options)
+    {
+        const TelnetServer server(std::move(options));
+        for (const int count : {1, 10, 95}) {
+            const long slowest = slowest_echo(server, GetParam(), count, 25 * long_tests_factor());
+            EXPECT_GE(slowest, 0) << "the person was not served";
+            EXPECT_LE(slowest, most_ms) << count << " clients";
+            std::printf("%s from %d clients: slowest echo %ld ms\n", GetParam().name, count,
+                        slowest);
+        }
+    }
+};
+
+TEST_P(Fairness, AKeyIsAnsweredInTime)
+{
+    expect_echoes({"--max-per-address", "96"});
+}
+
+TEST_P(Fairness, WithMoreThreadsAsWell)
+{
+    expect_echoes({"--max-per-address", "96", "--threads", "4"});
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Fairness, testing::ValuesIn(floods),
+                         [](const auto &row) { return std::string(row.param.name); });
+
+} // namespace
