@@ -1,5 +1,6 @@
 /* A device's command line for telnet clients in forty lines: as many sessions as there are
  * users, on the port of 127.0.0.1 that is given, until the process is told to end. */
+#include <varno/cli_parse.h>
 #include <varno/server.h>
 
 #include <signal.h>

@@ -49,7 +49,7 @@ class Connection {
     // Its worker's.
     bool is_scheduled = false;
     uint64_t had_turn_at = 0; // by uv_hrtime
-    bool had_all_done = true; // after that turn nothing was left to do
+    bool had_all_done = false; // after that turn nothing was left to do
 
   private:
     enum class Phase {
