@@ -487,6 +487,7 @@ void begin_line(tsession_s *s)
 {
     prompt_history_reset_state(s->prompt);
     prompt_clear_command(s->prompt);
+    settle_scroll(s);
     s->is_overlong = false;
     if (s->aside)
         s->aside->has_typed = false;

@@ -142,6 +142,7 @@ bool search_key(tsession_s *s, mkey_t key)
         prompt_set_content(s->prompt, &s->aside->before_search);
         prompt_set_dirty(s->prompt);
         s->is_overlong = s->aside->was_overlong_before_search;
+        settle_scroll(s);
         return true;
     }
     if (key == ctrl_r || is_erase || (key >= ' ' && key < 127)) {

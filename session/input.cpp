@@ -39,6 +39,7 @@ size_t edit(tsession_s *s, const mkey_t *keys, size_t count)
     const int used = prompt_consume(s->prompt, run, len);
     if (s->prompt->ps.buf_used == 0)
         s->is_overlong = false;
+    settle_scroll(s);
     if (used > 0 && static_cast<size_t>(used) >= held)
         return static_cast<size_t>(used) - held;
     // What is left begins a sequence, which is shorter than the room for it.
@@ -77,6 +78,7 @@ void insert_pasted(tsession_s *s, const unsigned char *bytes, size_t count)
         else
             ring(s);
     }
+    settle_scroll(s);
     s->edit_count++;
 }
 

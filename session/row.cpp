@@ -34,24 +34,6 @@ void scroll_back_if_it_fits(prompt_s *p)
     }
 }
 
-// The left guard that appears with a scroll takes a column that the scroll has won:
-// then one scroll asks for another, which the redraw does not allow for.
-void settle_scroll(prompt_s *p)
-{
-    constexpr int most_tries = 8;
-    scroll_back_if_it_fits(p);
-    prompt_model_s scratch; // for its geometry; nothing is rendered
-    for (int tries = 0; tries < most_tries; tries++) {
-        scratch.margin_right = 0;
-        prompt_model_set_dimension(p, &scratch);
-        const int amount = prompt_model_check_cursor_scroll(p, &scratch);
-        if (amount == 0)
-            return;
-        p->display_offset += amount;
-        prompt_set_dirty(p);
-    }
-}
-
 // A row that has only grown is written up to the cursor; the rest of it is missing.
 bool lacks_its_tail(const prompt_model_s &before, const prompt_model_s &now)
 {
@@ -64,7 +46,7 @@ void draw_line(tsession_s *s)
     prompt_s *p = s->prompt;
     if (!s->is_row_shown)
         prompt_finish_output(p);
-    settle_scroll(p);
+    settle_scroll(s);
     // A command that is undone may have moved the offset without a flag.
     if (p->display_offset != s->shown_offset)
         prompt_set_dirty(p);
@@ -146,6 +128,25 @@ bool can_erase(const tsession_s *s)
 }
 
 } // namespace
+
+// The left guard that appears with a scroll takes a column that the scroll has won:
+// then one scroll asks for another, which the redraw does not allow for.
+void settle_scroll(tsession_s *s)
+{
+    constexpr int most_tries = 8;
+    prompt_s *p = s->prompt;
+    scroll_back_if_it_fits(p);
+    prompt_model_s scratch; // for its geometry; nothing is rendered
+    for (int tries = 0; tries < most_tries; tries++) {
+        scratch.margin_right = 0;
+        prompt_model_set_dimension(p, &scratch);
+        const int amount = prompt_model_check_cursor_scroll(p, &scratch);
+        if (amount == 0)
+            return;
+        p->display_offset += amount;
+        prompt_set_dirty(p);
+    }
+}
 
 int32_t columns_of(const char *text)
 {

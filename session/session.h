@@ -192,6 +192,9 @@ void begin_message(tsession_s *s);
 
 // Draws what the mode wants on the last row, or the difference to what it shows.
 void draw_row(tsession_s *s);
+// Which part of a long line shows depends on each change of line and cursor in turn, not
+// on which of them are drawn: so each is followed by this.
+void settle_scroll(tsession_s *s);
 // Takes the row away, so that output can be written in its place.
 void hide_row(tsession_s *s);
 // The same after the window has changed: the terminal may have wrapped the row anew.

@@ -216,6 +216,7 @@ void fit_editor(tsession_s *s)
     const char *text = s->prompt_text + len - room;
     prompt_set_prompt_empty(s->prompt, text);
     prompt_set_prompt_normal(s->prompt, text);
+    settle_scroll(s);
 }
 
 void set_size(tsession_s *s, int32_t columns, int32_t rows)

@@ -62,12 +62,20 @@ using Pieces = std::vector<std::string_view>;
 // When a host does the work that its client's input has brought about.
 enum class GoesOn { after_each_piece, at_the_end };
 
+// How long outputs are: a few screens, or so long that they rest, with nothing paged. Then
+// input waits for them.
+enum class Outputs { paged, resting };
+
 class CutSession {
   public:
-    explicit CutSession(int transport) : host_(config_of(transport, columns))
+    CutSession(int transport, Outputs outputs) : host_(config_of(transport, columns))
     {
-        host_.terminal().resize(rows, columns);
-        host_.long_rows = 30;
+        host_.terminal().resize(outputs == Outputs::paged ? rows : few_rows, columns);
+        host_.long_rows = outputs == Outputs::paged ? 30 : 400;
+        if (outputs == Outputs::paged)
+            return;
+        tsession_set_paged(host_.session(), 0);
+        host_.row_tail.assign(columns - 10, '-');
     }
 
     void input(std::string_view piece, GoesOn goes_on)
@@ -107,29 +115,21 @@ class CutSession {
     std::string screen()
     {
         const Terminal &terminal = host_.terminal();
-        std::string text;
-        for (int row = 0; row <= terminal.cursor_row(); row++)
-            text += settled(terminal.row(row)) + "\n";
-        if (!is_scrolled(terminal.row(terminal.cursor_row())))
-            text += "cursor " + std::to_string(terminal.cursor_column());
-        return text;
+        return terminal.text() + "cursor " + std::to_string(terminal.cursor_row()) + " " +
+               std::to_string(terminal.cursor_column());
     }
-
-    // Which part shows of a line that is longer than its row depends on where it was
-    // drawn in between, and each piece of input ends in a drawing. Only guards are "$".
-    static bool is_scrolled(const std::string &row) { return row.find('$') != row.npos; }
-    static std::string settled(const std::string &row) { return is_scrolled(row) ? "$" : row; }
 
     // Of the terminal, which has room for all that any session says.
     static constexpr int columns = 100;
     static constexpr int rows = 120;
+    static constexpr int few_rows = 6; // what is long scrolls away
 
     SessionHost host_;
 };
 
-std::string outcome_of(int transport, const Pieces &pieces, GoesOn goes_on)
+std::string outcome_of(int transport, Outputs outputs, const Pieces &pieces, GoesOn goes_on)
 {
-    CutSession session(transport);
+    CutSession session(transport, outputs);
     for (const std::string_view piece : pieces)
         session.input(piece, goes_on);
     session.go_on();
@@ -137,12 +137,13 @@ std::string outcome_of(int transport, const Pieces &pieces, GoesOn goes_on)
     return session.outcome();
 }
 
-void expect_same(int transport, const Pieces &pieces, GoesOn goes_on, const std::string &wanted)
+void expect_same(int transport, Outputs outputs, const Pieces &pieces, GoesOn goes_on,
+                 const std::string &wanted)
 {
     std::string text;
     for (const std::string_view piece : pieces)
         text += spell(piece) + " | ";
-    ASSERT_EQ(outcome_of(transport, pieces, goes_on), wanted) << text;
+    ASSERT_EQ(outcome_of(transport, outputs, pieces, goes_on), wanted) << text;
 }
 
 // What people do in a session; a telnet client's own bytes may stand in between.
@@ -192,19 +193,21 @@ const std::string_view telnet_sessions[] = {
 
 // Cut once at every place, and everywhere. Without an interrupt it does not show either
 // when the work is done.
-void expect_no_cut_to_show(int transport, std::string_view stream)
+void expect_no_cut_to_show(int transport, std::string_view stream, Outputs outputs = Outputs::paged)
 {
     const bool is_interrupted = SessionHost::find_interrupt(stream) < stream.size();
-    const std::string wanted = outcome_of(transport, {stream}, GoesOn::after_each_piece);
+    const std::string wanted = outcome_of(transport, outputs, {stream}, GoesOn::after_each_piece);
     Pieces bytes;
     for (size_t at = 0; at < stream.size(); at++) {
         bytes.push_back(stream.substr(at, 1));
-        ASSERT_NO_FATAL_FAILURE(expect_same(transport, {stream.substr(0, at), stream.substr(at)},
+        ASSERT_NO_FATAL_FAILURE(expect_same(transport, outputs,
+                                            {stream.substr(0, at), stream.substr(at)},
                                             GoesOn::after_each_piece, wanted));
     }
-    ASSERT_NO_FATAL_FAILURE(expect_same(transport, bytes, GoesOn::after_each_piece, wanted));
+    ASSERT_NO_FATAL_FAILURE(
+        expect_same(transport, outputs, bytes, GoesOn::after_each_piece, wanted));
     if (!is_interrupted) {
-        ASSERT_NO_FATAL_FAILURE(expect_same(transport, bytes, GoesOn::at_the_end, wanted));
+        ASSERT_NO_FATAL_FAILURE(expect_same(transport, outputs, bytes, GoesOn::at_the_end, wanted));
     }
 }
 
@@ -221,6 +224,27 @@ TEST_F(Differential, NoCutOfATelnetSessionShows)
         expect_no_cut_to_show(TSESSION_TELNET, stream);
     for (const std::string_view stream : telnet_sessions)
         expect_no_cut_to_show(TSESSION_TELNET, stream);
+}
+
+// Beside keys: pastes, questions, what would answer a full screen, telnet's commands.
+const std::string_view resting_sessions[] = {
+    "show long\rquit\r q\x15sho\tv\t\rx\x7fy?",
+    "show long\r\x1b[200~show ver\rsure\rlogin\r\x1b[201~secret\rshow ver\r",
+    "name\rsome\rshow long\rname\rbody\r\x1b[A\x1b[A\x12long\r\x19",
+};
+
+const std::string_view resting_telnet_sessions[] = {
+    "show long\r\0\xff\xfa\x1f\0\x28\0\x0c\xff\xf0no exit\r\0\xff\xf1show long\r\0q\xff\xfb\x18x"sv,
+};
+
+TEST_F(Differential, NoCutShowsWhereOutputsRest)
+{
+    for (const std::string_view stream : resting_sessions) {
+        for (const int transport : {TSESSION_PLAIN, TSESSION_TELNET})
+            expect_no_cut_to_show(transport, stream, Outputs::resting);
+    }
+    for (const std::string_view stream : resting_telnet_sessions)
+        expect_no_cut_to_show(TSESSION_TELNET, stream, Outputs::resting);
 }
 
 class RandomStreams : public Differential, public testing::WithParamInterface<int> {
@@ -265,9 +289,10 @@ TEST_P(RandomStreams, AreTheSameWhereverTheyAreCut)
         SCOPED_TRACE("seed " + std::to_string(seed));
         random_.seed(static_cast<unsigned>(seed));
         const std::string bytes = stream();
-        const std::string wanted = outcome_of(GetParam(), {bytes}, GoesOn::after_each_piece);
+        const std::string wanted =
+            outcome_of(GetParam(), Outputs::paged, {bytes}, GoesOn::after_each_piece);
         ASSERT_NO_FATAL_FAILURE(
-            expect_same(GetParam(), cut(bytes), GoesOn::after_each_piece, wanted));
+            expect_same(GetParam(), Outputs::paged, cut(bytes), GoesOn::after_each_piece, wanted));
     }
 }
 

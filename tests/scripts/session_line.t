@@ -73,7 +73,6 @@ INPUT "show version and a tail that does not fit"<cr>
   above4 "  show version and a tail tha"
   above3 "               ^"
   above2 "% unknown word"
-cuts differ: how far a long line scrolls depends on what is drawn in one round
 
 ! a question mark lists what may come next and leaves the line
 SESSION plain 60 xterm

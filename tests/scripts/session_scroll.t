@@ -7,7 +7,6 @@ INPUT <x61 200><c-a><c-f 84>
   row ">$<x61 68>|<x61 8>$"
 INPUT "b"
   closed 0
-cuts differ: how far a long line scrolls depends on what is drawn in one round
 
 ! a word move over a long word, redrawn key by key
 SESSION plain 80 xterm

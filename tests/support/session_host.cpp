@@ -242,7 +242,7 @@ int SessionHost::produce(tsession_s *s, void *user, void *, int is_cancelled)
     }
     if (host->is_late)
         return TSESSION_LATER;
-    tsession_print(s, "row %d\n", ++host->produced_);
+    tsession_print(s, "row %d%s\n", ++host->produced_, host->row_tail.c_str());
     return host->produced_ < host->long_rows ? TSESSION_MORE : TSESSION_DONE;
 }
 

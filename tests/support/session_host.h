@@ -49,6 +49,7 @@ class SessionHost {
 
     // What commands do: rows of a long output, the size of an answer's question.
     int long_rows = 100;
+    std::string row_tail; // of each of them
     bool is_late = false; // a long output has nothing yet
     void begin_long();
     void ask(const char *question, bool is_for_a_key);
