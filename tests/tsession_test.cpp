@@ -623,6 +623,40 @@ TEST_F(Session, BracketedPasteIsSwitchedOffOnce)
     EXPECT_EQ(host.sent.find("\033[?2004l", at + 1), std::string::npos);
 }
 
+// What the call has gathered is dropped, the row that it would have drawn, too.
+TEST_F(Session, ACommandThatThrowsSendsNothing)
+{
+    Scripted host;
+    host.line = [](tsession_s *s) {
+        tsession_write(s, "half of it", 10);
+        throw std::string("mine");
+    };
+    host.sent.clear();
+    EXPECT_THROW(host.input("x\r"), std::string);
+    EXPECT_EQ(host.sent, "");
+    tsession_free(host.session);
+    EXPECT_EQ(host.sent, "");
+}
+
+// SEND again after each name that is not known, until one is.
+TEST_F(Session, AClientIsAskedForAnotherTerminalTypeAfterAnUnknownOne)
+{
+    constexpr auto ask = "\xff\xfa\x18\x01\xff\xf0"sv;
+    Scripted host(TSESSION_TELNET);
+    host.input("\xff\xfb\x18");
+    host.sent.clear();
+    host.input("\xff\xfa\x18\0NOBODYS-1\xff\xf0"sv);
+    EXPECT_NE(host.sent.find(ask), std::string::npos);
+    host.sent.clear();
+    host.input("\xff\xfa\x18\0NOBODYS-2\xff\xf0"sv);
+    EXPECT_NE(host.sent.find(ask), std::string::npos);
+    host.sent.clear();
+    host.input("\xff\xfa\x18\0LINUX\xff\xf0"sv);
+    EXPECT_EQ(host.sent.find(ask), std::string::npos);
+    EXPECT_STREQ(tsession_terminal(host.session), "linux");
+    tsession_free(host.session);
+}
+
 TEST_F(Session, AnEndlessOutputDoesNotHoldTheCall)
 {
     Scripted host;
@@ -846,6 +880,25 @@ TEST_F(Session, TabsAndControlSequencesArePagedByTheColumnsTheyTake)
     host.line = [](tsession_s *s) { tsession_page(s, Scripted::call_produce, nullptr); };
     host.input("x\r");
     EXPECT_EQ(rows, 6) << "each takes two of eleven rows";
+    tsession_free(host.session);
+}
+
+// A tab goes to the next stop, and from the last column nowhere: each takes one row.
+TEST_F(Session, ATabTakesTheColumnsUpToItsStop)
+{
+    Scripted host;
+    int rows = 0;
+    host.produce = [&](tsession_s *s, int) {
+        constexpr std::string_view stops = "1234567\t1234567\t1234567\t1234567\t1234567\t"
+                                           "1234567\t1234567\tabc\n";
+        constexpr std::string_view tabs = "\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\tx\n";
+        const std::string_view row = rows++ % 2 ? stops : tabs;
+        tsession_write(s, row.data(), row.size());
+        return 1;
+    };
+    host.line = [](tsession_s *s) { tsession_page(s, Scripted::call_produce, nullptr); };
+    host.input("x\r");
+    EXPECT_EQ(rows, 11);
     tsession_free(host.session);
 }
 
