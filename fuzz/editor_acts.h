@@ -34,7 +34,7 @@ class EditorActs {
             type(byte);
     }
 
-    // After each round what the terminal shows is checked by the editor.
+    // After each redraw what the terminal shows is checked by the editor.
     void redraw()
     {
         editor_.feed(keys_);

@@ -1,7 +1,7 @@
 #ifndef VARNO_FUZZ_INPUT_READER_H
 #define VARNO_FUZZ_INPUT_READER_H
 
-// Reads what a target is to do from the bytes of its input. Behind the end all bytes
+// Reads what a target is to do from the bytes of its input. Past the end all bytes
 // are zero.
 
 #include <algorithm>

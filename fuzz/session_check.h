@@ -9,7 +9,7 @@
 
 namespace varno_fuzz {
 
-// Its record: every count within its bounds, nothing held of the last round.
+// Its record: every count within its bounds, nothing held of the last call.
 void check_record(const tsession_s *s);
 
 // Its row on the emulator is what its model says, the cursor included. The terminal is

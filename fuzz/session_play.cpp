@@ -116,7 +116,7 @@ std::string SessionPlay::screen() const
 
 void SessionPlay::input(std::string_view bytes)
 {
-    // A block of its own: a read behind it is seen.
+    // A block of its own: a read past it is seen.
     const std::vector<char> block(bytes.begin(), bytes.end());
     // An interrupt drops what was typed before it, as far as it has not been taken.
     if (bytes.find_first_of("\003\363\364") != bytes.npos)
@@ -231,7 +231,7 @@ void SessionPlay::after_call(size_t bytes_in)
         events_.push_back(host_->long_rows > rows_of_one_call ? without_count(event) : event);
     check_output(bytes_in);
     if (!host_->session()) {
-        is_screen_comparable_ = false; // what its last round had gathered is not sent
+        is_screen_comparable_ = false; // what its last call had gathered is not sent
         return;
     }
     const tsession_s *s = host_->session();
@@ -243,7 +243,7 @@ void SessionPlay::after_call(size_t bytes_in)
         check_row(s, host_->terminal());
 }
 
-// A round's output leaves at once unless it is much; what a byte can bring about, lists
+// A call's output leaves at once unless it is much; what a byte can bring about, lists
 // and commands apart, is a few rows.
 void SessionPlay::check_output(size_t bytes_in)
 {

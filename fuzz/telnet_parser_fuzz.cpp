@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const size_t part = 1 + static_cast<size_t>(in.below(12));
     varno_test::TelnetHost whole;
     varno_test::TelnetHost cut;
-    whole.byte_behind = cut.byte_behind = in.byte();
+    whole.byte_after = cut.byte_after = in.byte();
     for (size_t at = 0; at < in.rest().size(); at += part)
         cut.present(in.rest().substr(at, part));
     varno_test::expect_as_model(whole, in.rest());

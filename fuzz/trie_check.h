@@ -222,8 +222,8 @@ class TrieCheck {
         if (flags & MC_ADD_OVERLAP)
             return false;
         const auto lengths = lengths_of_stored(keys);
-        const bool goes_on = !lengths.empty() && lengths.front() < static_cast<int>(keys.size());
-        return goes_on || (begins_others(keys) && !values_.contains(keys));
+        const bool is_prefix = !lengths.empty() && lengths.front() < static_cast<int>(keys.size());
+        return is_prefix || (begins_others(keys) && !values_.contains(keys));
     }
 
     std::vector<int32_t> lengths_of_stored(const Keys &keys) const

@@ -51,7 +51,7 @@ struct Listing {
 };
 
 // The line goes in a block of its own that ends with it, so that a sanitizer sees
-// any look behind its end.
+// any look past its end.
 Listing help_on(cli_pnode_s *root, std::string_view line)
 {
     const std::vector<char> block(line.begin(), line.end());
@@ -850,7 +850,7 @@ struct RandomGraph {
         return node;
     }
 
-    // Puts a node in front of the one behind it, or begins a level with it.
+    // Puts a node before the one after it, or begins a level with it.
     void link(Random &random, size_t i)
     {
         const bool begins = levels.empty() || below(random, 4) == 0;

@@ -180,7 +180,7 @@ TEST(CliParse, ALengthWithinTheLineStillReadsTheLastTokenAndAllQuotes)
     EXPECT_EQ(Parsed(graph.root, "show 'version", 4).text(), "BAD_QUOTES 5");
 }
 
-TEST(CliParse, ALengthBeyondTheLineIsFatalBehindAMatch)
+TEST(CliParse, ALengthBeyondTheLineIsFatalAfterAMatch)
 {
     Graph graph;
     int32_t consumed = 0;
@@ -287,17 +287,13 @@ std::vector<LevelRow> level_rows()
         {"a prefix of two", {show, shutdown}, "sh", PARSE_AMBIGUOUS, 0},
         {"a prefix of one", {show, shutdown}, "shu", PARSE_MATCHED, 1},
         {"exact beside a longer one", {show, keyword_node("showing")}, "show", PARSE_MATCHED, 0},
-        {"exact behind a longer one", {keyword_node("showing"), show}, "show", PARSE_MATCHED, 1},
-        {"exact behind all others",
-         {text, keyword_node("showing"), show},
-         "show",
-         PARSE_MATCHED,
-         2},
+        {"exact after a longer one", {keyword_node("showing"), show}, "show", PARSE_MATCHED, 1},
+        {"exact after all others", {text, keyword_node("showing"), show}, "show", PARSE_MATCHED, 2},
         {"exact before a string", {show, text}, "show", PARSE_MATCHED, 0},
         {"exact beside a number", {number, twelve}, "12", PARSE_MATCHED, 1},
         {"two exact ones", {text, show, show}, "show", PARSE_MATCHED, 1},
         {"a prefix before a string", {show, text}, "sho", PARSE_AMBIGUOUS, 0},
-        {"a prefix behind a string", {text, show}, "sho", PARSE_AMBIGUOUS, 0},
+        {"a prefix after a string", {text, show}, "sho", PARSE_AMBIGUOUS, 0},
         {"a string alone", {show, text}, "other", PARSE_MATCHED, 1},
         {"two strings", {text, text}, "other", PARSE_AMBIGUOUS, 0},
         {"a number beside a string", {number, text}, "5", PARSE_AMBIGUOUS, 0},
@@ -428,9 +424,9 @@ TEST(CliNumber, AnOldOverflowRefusesTheEndsOfTheRange)
     errno = 0;
 }
 
-// A keyword that is the token exactly has won; that a number behind it was read still
+// A keyword that is the token exactly has won; that a number after it was read still
 // shows in errno, with traces and without.
-TEST(CliNumber, BehindAnExactKeywordIsStillRead)
+TEST(CliNumber, AfterAnExactKeywordIsStillRead)
 {
     const char *const token = "99999999999999999999";
     std::vector<cli_pnode_s> nodes = {parse_node(PNODE_KEYWORD, "nines", token),

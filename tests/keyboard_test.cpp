@@ -40,7 +40,7 @@ const std::vector<Case> cases = {
     {"LF CR is two Enters",                       "\n\r",                         "<cr><cr>"},
     {"a NUL elsewhere is a key",                  "a\0b\n\0"s,                    "a<0>b<cr><0>"},
     {"a second NUL is a key",                     "\r\0\0"s,                      "<cr><0>"},
-    {"an LF behind a sequence is Enter",          "\r\33[5~\n",                   "<cr><cr>"},
+    {"an LF after a sequence is Enter",          "\r\33[5~\n",                   "<cr><cr>"},
 
     {"ESC and a character are two keys",            "\33b\33\x7f\33\x17",
      "<esc>b<esc><127><esc><23>"},
@@ -87,7 +87,7 @@ const std::vector<Case> cases = {
     {"an OSC up to ESC \\",                       "a\33]11;rgb:0/0/0\33\\b",      "ab"},
     {"DCS, SOS, PM and APC", "a\33P1$r\33\\b\33Xq\33\\c\33^q\33\\d\33_q\33\\e",
      "abcde"},
-    {"BEL behind ESC ends a string",              "a\33]1\33\7b",                 "ab"},
+    {"BEL after ESC ends a string",              "a\33]1\33\7b",                 "ab"},
     {"bytes above 127 in a string",               "a\33]\xe9\x9c\x7f\7b",         "ab"},
     {"CAN and SUB end a string",                  "a\33]1\x18""b\33P1\x1a""c",    "abc"},
     {"ESC in a string begins another sequence",   "\33]1\33[A\33P\33]2\33bx",     "<up><esc>bx"},
@@ -120,7 +120,7 @@ const std::vector<Case> cases = {
     {"Ctrl-C ends a paste",                       "\33[200~a\3b\33[201~c",        "{a}<3>bc"},
     {"Ctrl-C in a sequence ends a paste",           "\33[200~a\33[1\3b\33\3c",
      "{a}<3>b<esc><3>c"},
-    {"Ctrl-C behind ESC ends a paste",            "\33[200~a\33\3b",              "{a}<3>b"},
+    {"Ctrl-C after ESC ends a paste",            "\33[200~a\33\3b",              "{a}<3>b"},
     {"ESC before a paste",                        "\33\33[200~a\33[201~b",        "{a}b"},
 };
 // clang-format on
@@ -146,7 +146,7 @@ TEST(Keyboard, MakesKeysOfBytes)
         EXPECT_EQ(fed_whole(row), row.log) << row.behaviour;
 }
 
-TEST(Keyboard, IsNotPendingBehindAnyCase)
+TEST(Keyboard, IsNotPendingAfterAnyCase)
 {
     for (const Case &row : cases)
         EXPECT_FALSE(KeyLog(row.type).feed(row.bytes).keyboard.is_pending()) << row.behaviour;
@@ -235,7 +235,7 @@ TEST(Keyboard, SequencesOfAnyLengthAreSwallowed)
     }
 }
 
-TEST(Keyboard, AKeyBehindAnOverlongSequenceWorks)
+TEST(Keyboard, AKeyAfterAnOverlongSequenceWorks)
 {
     KeyLog log;
     EXPECT_EQ(log.feed("\33[" + std::string(300, '1') + "~\33[A\33[3~").log, "<up><delete>");
@@ -317,7 +317,7 @@ TEST(Keyboard, AnEventMaySetAnotherType)
     EXPECT_EQ(log.feed("\33[3$y\33[A\33[3$y\33Oc").log, "<up>y<word-right>");
 }
 
-// The bytes behind the event are lost; what comes later is taken as if these had not
+// The bytes after the event are lost; what comes later is taken as if these had not
 // been sent.
 TEST(Keyboard, AnEventMayLeaveByAnException)
 {

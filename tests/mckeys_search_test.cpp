@@ -564,14 +564,14 @@ TEST(TrieSearchLevel, RandomTriesFindWhatMatches)
         if (round % 2)
             mc_optimize(trie.root);
         const std::string s = some_text("abc");
-        bool complete = false, goes_on = false;
+        bool complete = false, is_prefix = false;
         for (const std::string &text : stored) {
             complete |= text.size() <= s.size() && matches(text, s);
-            goes_on |= text.size() > s.size() && matches(text.substr(0, s.size()), s);
+            is_prefix |= text.size() > s.size() && matches(text.substr(0, s.size()), s);
         }
         const std::string results = search_level(trie, s, MC_SEARCH_ANY);
         EXPECT_EQ(results[0] != '-', complete) << s << ": " << results;
-        EXPECT_EQ(results.find("- 0", results.size() - 3) == results.npos, goes_on)
+        EXPECT_EQ(results.find("- 0", results.size() - 3) == results.npos, is_prefix)
             << s << ": " << results;
     }
 }

@@ -363,7 +363,7 @@ const std::vector<std::string> &beginnings()
     return all;
 }
 
-// And each of them behind an IAC.
+// And each of them after an IAC.
 TEST(TelnetByte, InEveryStateIsReadAsTheRulesSay)
 {
     std::string after = bytes({0, 1, 5, 13, type_option, size_option, 'a', se, 246, sb, will, iac});

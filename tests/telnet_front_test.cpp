@@ -129,7 +129,7 @@ class Connection {
 
     TelnetFront &front() { return *front_; }
 
-    // The block ends right behind the bytes.
+    // The block ends right after the bytes.
     void feed(std::string_view bytes)
     {
         const auto block = std::make_unique<unsigned char[]>(bytes.size());
@@ -398,7 +398,7 @@ constexpr Case cases[] = {
     {"AHeightOf255WithoutEscapeLeavesALaterEndMarkAlone", "255 250 31 0 80 0 255 255 240 'a' 255 240 'b'", R"(size 80 255; data "ab")"},
     {"AWidthOf255IsUnderstood",                      "255 250 31 0 255 255 0 24 255 240 'a'",           R"(size 255 24; data "a")"},
     {"AHeightOf255IsUnderstood",                     "255 250 31 0 80 0 255 255 255 240 'a'",           R"(size 80 255; data "a")"},
-    {"AHeightOf13BehindAWidthOf255IsNoKey",          "255 250 31 0 255 255 0 13 255 240 'a'",           R"(size 255 13; data "a")"},
+    {"AHeightOf13AfterAWidthOf255IsNoKey",           "255 250 31 0 255 255 0 13 255 240 'a'",           R"(size 255 13; data "a")"},
     {"AWindowOf255By255IsUnderstood",                "255 250 31 0 255 255 0 255 255 255 240",          "size 255 255"},
     {"TheLargestWindowIsUnderstood",                 "255 250 31 255 255 255 255 255 255 255 255 255 240", "size 65535 65535"},
     {"AWindowOf65520IsUnderstood",                   "255 250 31 255 255 240 255 255 240 255 240",      "size 65520 65520"},
@@ -418,9 +418,9 @@ constexpr Case cases[] = {
     {"ADontWaitsForItsOption",                       "255 254",                                         ""},
     {"AnOptionIsNoKey",                              "'a' 255 251 13 'b'",                              R"(data "a"; sent DONT 13; data "b")"},
 
-    // Commands in front of data
-    {"DataBehindACommandDoesNotWait",                "255 241 'a'",                                     R"(data "a")"},
-    {"DataBehindEachKindOfCommandDoesNotWait",       "255 255 'a' 255 251 5 'b' 255 250 5 255 240 'c'", R"(data "<xff>a"; sent DONT 5; data "bc")"},
+    // Commands before data
+    {"DataAfterACommandDoesNotWait",                 "255 241 'a'",                                     R"(data "a")"},
+    {"DataAfterEachKindOfCommandDoesNotWait",        "255 255 'a' 255 251 5 'b' 255 250 5 255 240 'c'", R"(data "<xff>a"; sent DONT 5; data "bc")"},
 
     // Subnegotiations that nobody wants
     {"ACommandInAnUnsupportedMessageIsAPartOfIt",    "255 250 5 13 255 241 255 240",                    ""},
@@ -777,7 +777,7 @@ TEST(TelnetFront, EveryByteInEveryStateIsHarmless)
     }
 }
 
-TEST(TelnetFront, EveryPairOfBytesBehindAnIacIsHarmless)
+TEST(TelnetFront, EveryPairOfBytesAfterAnIacIsHarmless)
 {
     for (int pair = 0; pair < 65536; pair++) {
         const std::string stream = "\xff" + byte(pair / 256) + byte(pair % 256) + "a\xff\xf0z";

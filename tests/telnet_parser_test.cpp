@@ -348,7 +348,7 @@ TEST(TelnetRandomStreams, AgreeWithTheModelCallByCall)
     int failed = 0;
     for (int i = 0; i < 20000 && !HasFatalFailure(); i++) {
         TelnetHost host;
-        host.byte_behind = static_cast<unsigned char>(random());
+        host.byte_after = static_cast<unsigned char>(random());
         expect_as_model(host, random_stream(random));
         failed += host.has_ended() ? 1 : 0;
     }

@@ -95,7 +95,7 @@ const Attack table[] = {
      typed_text + "\xff\xfa\x05\r\xff\xf1\r\xff\xf0\025"},
     {"SubnegotiationsOfAll",        9, none,              none,
      repeated(255, "\xff\xfa\x22\x03\x01\r\xff\xf0\xff\xfa\xff\xf0")},
-    {"DataBehindACommand",          1, "\r\ndata\r\n",    none,
+    {"DataAfterACommand",           1, "\r\ndata\r\n",    none,
      "\xff\xf1" "echo dat" "\xff\xf1" "a\r"},
     {"EndWithoutBeginning",        50, none,              none,
      repeated(1024, "\xff\xf0")},
@@ -179,7 +179,7 @@ const Attack table[] = {
     {"PromptsOfAllKinds",          20, none,              none,
      "prompt " + std::string(250, 'p') + "\rprompt \"\"\rprompt %s%n\rprompt \"varno> \"\r"},
     // Ends
-    {"TypingBehindTheEnd",          1, none,              "\r\ntoo late",
+    {"TypingAfterTheEnd",           1, none,              "\r\ntoo late",
      "exit\r" + repeated(2000, "echo too late\r"), true},
     {"EndOfInput",                  1, none,              none,
      repeated(1000, "\004"), true},

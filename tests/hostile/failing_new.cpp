@@ -1,5 +1,5 @@
-// Loaded in front of the server's accept4 and operator new: behind the first client that
-// is let in the first allocation fails, behind the second the second, until the 40th.
+// Loaded before the server's accept4 and operator new: after the first client that
+// is let in the first allocation fails, after the second the second, until the 40th.
 
 #include <cstdlib>
 #include <new>

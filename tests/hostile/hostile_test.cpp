@@ -33,7 +33,7 @@ namespace {
 
 using namespace varno_test;
 
-// The output that may wait for a client, one round's more, and the session.
+// The output that may wait for a client, one turn's more, and the session.
 constexpr long most_kib_each = 256 + 64 + 16;
 
 constexpr char end_of_anything[] = "\xff\xf0\xff\xf0\033[201~\003q\003";

@@ -81,7 +81,7 @@ KEYS <c-k>
   out "  <bs 2>"
   row ">show |"
 
-! deleting in the middle moves the tail and blanks behind it
+! deleting in the middle moves the tail and blanks what is after it
 SESSION 80
 KEYS "show ip route"<esc>"b"<esc>"b"
   out "<cr>>show ip route<bs 8>"
@@ -98,7 +98,7 @@ REDRAW
   out "<cr>dev# show"
   row "dev# show|"
 
-! a shorter row that differs from its first character on is blanked behind
+! a shorter row that differs from its first character on has the rest blanked
 SESSION 80
 PROMPT "dev# "
 KEYS "show"
@@ -136,7 +136,7 @@ REDRAW
   out "<cr>>ip"
   row ">ip|ow interfaces"
 
-! a row that only grows behind the cursor is written up to the cursor
+! a row that only grows after the cursor is written up to the cursor
 SESSION 80
 KEYS "a"
   out "<cr>>a"

@@ -45,7 +45,7 @@ SESSION telnet 80 vt100
 HEX ff fa 05 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 0d ff ff f0 0d ff f0 62
   row "> b|"
 
-! data behind a command is taken at once
+! data after a command is taken at once
 SESSION telnet 80 vt100
 HEX ff f1 61
   row "> a|"

@@ -106,7 +106,7 @@ BYTES ff fb ff 61
   used 3
   kept "a"
 
-! the option byte of a request at the end of the buffer is the byte behind it
+! the option byte of a request at the end of the buffer is the byte after it
 # The result exceeds the buffer; the host drops the byte from what arrives next.
 BEHIND 2a
 BYTES 61 ff fd

@@ -12,7 +12,7 @@ BYTES 00 07 1b 7f 80 f0 fa fe
   data "<nul><bel><esc><del><x80><xf0><xfa><xfe>"
   used 8
 
-! data behind a command is left for the next call
+! data after a command is left for the next call
 BYTES 61 ff f1 62
   trace "Have some text buffered up"
   data "a"
@@ -25,7 +25,7 @@ AGAIN
   used 1
   kept ""
 
-! data behind a command goes out with what arrives next
+! data after a command goes out with what arrives next
 QUIET
 BYTES ff f1 62
   used 2

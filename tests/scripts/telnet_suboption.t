@@ -57,7 +57,7 @@ BYTES ff fa 05 61 ff ff 62 ff f0
   data "b"
   used 9
 
-! an option of 255 with an end behind it uses three bytes
+! an option of 255 with an end after it uses three bytes
 BYTES ff fa ff f0 ff f0
   trace "Skipping unsupported options negotiation for option: 255"
   trace "Consuming unsupported option: 255 (len: 3)"

@@ -54,7 +54,7 @@ BYTES ff fa 18 ff f0
   trace "NVT processing consumed 5<lf>"
   used 5
 
-! an end mark right behind a 255 is no end
+! an end mark right after a 255 is no end
 QUIET
 BYTES ff fa 18 00 41 ff ff f0 42 ff f0
   term "a<xff 2><xf0>b"

@@ -2,13 +2,13 @@
 #define VARNO_TESTS_DECODER_DRIVER_H
 
 // The keystroke decoder's side of its scripts. It plays the host: what a call
-// did not use is kept and presented again in front of the next bytes.
+// did not use is kept and presented again before the next bytes.
 //
 // Acts:
 //   BIND <esc>"[A" <up>   binds a sequence of bytes to keys
 //   PREPARE               makes the bindings fast to search
 //   DELAY 0.250000        sets the escape delay
-//   BYTES <esc>"[A"       presents bytes, behind the kept ones
+//   BYTES <esc>"[A"       presents bytes, after the kept ones
 //   TIMEOUT               the wait ran out: hands over the kept bytes
 //
 // Events:

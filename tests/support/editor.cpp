@@ -231,7 +231,7 @@ void Editor::heal_row()
     prompt_finish_output(p_);
 }
 
-// A full draw writes over the row and blanks nothing behind it.
+// A full draw writes over the row and blanks nothing after it.
 void Editor::apply_full_draw()
 {
     const prompt_model_s *mod = prompt_active_model(p_);

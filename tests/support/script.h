@@ -35,8 +35,8 @@ class ScriptDriver {
         return std::nullopt;
     }
 
-    // Feeds a part of a stream; what is not used is kept and fed again in front
-    // of the next part.
+    // Feeds a part of a stream; what is not used is kept and fed again before
+    // the next part.
     virtual void feed(std::string_view) {}
 
     // What came out of all acts so far, merged so that cuts cannot show.

@@ -17,7 +17,7 @@ class TelnetDriver : public ScriptDriver {
         else if (verb == "AGAIN")
             present({});
         else if (verb == "BEHIND")
-            host_.byte_behind = static_cast<unsigned char>(bytes_of_hex(rest).at(0));
+            host_.byte_after = static_cast<unsigned char>(bytes_of_hex(rest).at(0));
         else if (verb == "QUIET")
             quiet_ = true;
         else

@@ -6,7 +6,7 @@
 //   BYTES ff f1     what arrives, in hexadecimal; one call of the parser
 //   TEXT "abc"      the same, spelled
 //   AGAIN           presents what was kept again, with nothing new
-//   BEHIND 18       the byte that lies behind the buffer from now on
+//   BEHIND 18       the byte that lies past the buffer from now on
 //   QUIET           traces are no events from now on
 //
 // Events: data "abc", trace "TEXT", naws 80 24, term vt100, brk,

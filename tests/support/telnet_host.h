@@ -2,7 +2,7 @@
 #define VARNO_TESTS_TELNET_HOST_H
 
 // The host's side of one telnet connection: presents what arrives with one byte
-// behind it, keeps what was not used, and writes down what the parser reports.
+// past it, keeps what was not used, and writes down what the parser reports.
 
 #include "assertion.h"
 #include "spelling.h"
@@ -52,14 +52,14 @@ class TelnetHost {
     TelnetHost(const TelnetHost &) = delete;
     TelnetHost &operator=(const TelnetHost &) = delete;
 
-    unsigned char byte_behind = 0;
+    unsigned char byte_after = 0;
 
     telparser_s *context() { return ctx_; }
     const std::string &kept() const { return kept_; }
     bool has_ended() const { return ended_; }
 
-    // One call of the parser, with what was kept in front of the new bytes. The
-    // heap block ends right behind the one byte that may be read, or right at the
+    // One call of the parser, with what was kept before the new bytes. The
+    // heap block ends right after the one byte that may be read, or right at the
     // buffer's end where no request can miss its option byte.
     // Returns the bytes used; none after a failed assertion, which ends it all.
     std::optional<int32_t> present(std::string_view bytes)
@@ -71,11 +71,11 @@ class TelnetHost {
         kept_ += bytes.substr(dropped);
         if (kept_.empty())
             return std::nullopt;
-        const size_t behind = may_miss_option() ? 1 : 0;
-        const auto block = std::make_unique<unsigned char[]>(kept_.size() + behind);
+        const size_t after = may_miss_option() ? 1 : 0;
+        const auto block = std::make_unique<unsigned char[]>(kept_.size() + after);
         std::memcpy(block.get(), kept_.data(), kept_.size());
-        if (behind)
-            block[kept_.size()] = byte_behind;
+        if (after)
+            block[kept_.size()] = byte_after;
         return consume(block.get());
     }
 

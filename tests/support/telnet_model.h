@@ -19,7 +19,7 @@ namespace varno_test {
 // What one call of the parser makes of a stream.
 class TelnetModel {
   public:
-    TelnetModel(std::string_view stream, unsigned char behind) : stream_(stream), behind_(behind) {}
+    TelnetModel(std::string_view stream, unsigned char after) : stream_(stream), after_(after) {}
 
     std::vector<TelnetEvent> events;
     bool failed = false;
@@ -56,7 +56,7 @@ class TelnetModel {
     int byte(size_t at) const
     {
         EXPECT_LE(at, stream_.size());
-        return at < stream_.size() ? static_cast<unsigned char>(stream_[at]) : behind_;
+        return at < stream_.size() ? static_cast<unsigned char>(stream_[at]) : after_;
     }
 
     bool is_end(size_t at) const
@@ -182,7 +182,7 @@ class TelnetModel {
     }
 
     std::string_view stream_;
-    unsigned char behind_;
+    unsigned char after_;
 };
 
 // Presents until nothing gets it on; each call must agree with the model.
@@ -190,7 +190,7 @@ inline void expect_as_model(TelnetHost &host, std::string_view bytes)
 {
     std::string buffer = host.kept() + std::string(bytes);
     while (!buffer.empty()) {
-        TelnetModel model(buffer, host.byte_behind);
+        TelnetModel model(buffer, host.byte_after);
         const size_t used = model.run();
         const auto got = host.present(bytes);
         ASSERT_EQ(host.take_events(), model.events) << spell(buffer);
@@ -198,7 +198,7 @@ inline void expect_as_model(TelnetHost &host, std::string_view bytes)
         if (!got)
             return;
         ASSERT_EQ(static_cast<size_t>(*got), used) << spell(buffer);
-        // Only a command cut off in front uses nothing.
+        // Only a command cut off at the beginning uses nothing.
         ASSERT_EQ(used == 0, buffer[0] == '\xff' && host.kept() == buffer);
         if (used == 0)
             return;

@@ -158,7 +158,7 @@ rlim_t TelnetServer::next_descriptor() const
     return next;
 }
 
-// The name of the program, in front of what is asked for, has no blanks.
+// The name of the program, before what is asked for, has no blanks.
 long TelnetServer::processor_ms() const
 {
     std::ifstream list("/proc/" + std::to_string(pid_) + "/stat");
@@ -266,7 +266,7 @@ testing::AssertionResult TelnetClient::receives(std::string_view text)
         from = std::max(from, received_.size() - std::min(received_.size(), text.size()));
         if (!read_some() && (is_over_ || !wait_for(fd_, POLLIN)))
             return testing::AssertionFailure()
-                   << "waited for: " << text << "\nbehind:\n"
+                   << "waited for: " << text << "\nafter:\n"
                    << end_of(received_.substr(0, found_)) << "\namong:\n"
                    << end_of(received_.substr(found_));
     }

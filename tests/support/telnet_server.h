@@ -76,7 +76,7 @@ class TelnetClient {
 
     // Reads what has come; is it anywhere in all of that?
     bool has_received(std::string_view text);
-    // Waits for a text behind those that were found before.
+    // Waits for a text after those that were found before.
     testing::AssertionResult receives(std::string_view text);
     // Waits for the first words, whatever they are.
     testing::AssertionResult receives_any();

@@ -26,7 +26,7 @@ class Terminal {
     // The characters of a row, blanks for empty cells, as long as the row is wide.
     std::string row(int row) const;
 
-    // All rows that hold something, trailing blanks removed, a line break behind each.
+    // All rows that hold something, trailing blanks removed, a line break after each.
     std::string text() const;
 
     int cursor_row() const;
