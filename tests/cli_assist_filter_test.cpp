@@ -252,7 +252,7 @@ struct Row {
     const char *expected;
 };
 
-TEST(CliAssistFilter, narrows_what_a_line_may_be)
+TEST(CliAssistFilter, NarrowsWhatALineMayBe)
 {
     // clang-format off
     constexpr Row rows[] = {
@@ -290,7 +290,7 @@ TEST(CliAssistFilter, narrows_what_a_line_may_be)
         EXPECT_EQ(device.language().parse(row.line), row.expected) << row.line;
 }
 
-TEST(CliAssistFilter, narrows_what_help_lists)
+TEST(CliAssistFilter, NarrowsWhatHelpLists)
 {
     // clang-format off
     constexpr Row rows[] = {
@@ -314,7 +314,7 @@ TEST(CliAssistFilter, narrows_what_help_lists)
         EXPECT_EQ(device.language().help(row.line).text, row.expected) << row.line;
 }
 
-TEST(CliAssistFilter, narrows_what_tab_completes)
+TEST(CliAssistFilter, NarrowsWhatTabCompletes)
 {
     // clang-format off
     constexpr Row rows[] = {
@@ -339,7 +339,7 @@ TEST(CliAssistFilter, narrows_what_tab_completes)
     }
 }
 
-TEST(CliAssistFilter, narrows_the_candidates)
+TEST(CliAssistFilter, NarrowsTheCandidates)
 {
     // clang-format off
     constexpr Row rows[] = {
@@ -356,7 +356,7 @@ TEST(CliAssistFilter, narrows_the_candidates)
         EXPECT_EQ(device.language().candidates(row.line), row.expected) << row.line;
 }
 
-TEST(CliAssistFilter, takes_the_end_of_a_command_away)
+TEST(CliAssistFilter, TakesTheEndOfACommandAway)
 {
     Device device;
     device.rules.of[&device.end] = {{}, 0, 0, true, false, "not now"};
@@ -365,7 +365,7 @@ TEST(CliAssistFilter, takes_the_end_of_a_command_away)
 }
 
 // Beside one another: a range and any word, a value and any word.
-TEST(CliAssistFilter, ranks_what_takes_a_word)
+TEST(CliAssistFilter, RanksWhatTakesAWord)
 {
     cli_pnode_s range = parse_node(PNODE_STRING, "range", "NUMBER");
     cli_pnode_s value = parse_node(PNODE_STRING, "value", "VALUE");
@@ -413,7 +413,7 @@ constexpr Rest rests[] = {
 };
 // clang-format on
 
-TEST(CliAssistFilter, a_string_takes_the_rest_of_a_line_as_it_is_typed)
+TEST(CliAssistFilter, AStringTakesTheRestOfALineAsItIsTyped)
 {
     cli_pnode_s say = keyword_node("say");
     cli_pnode_s tell = keyword_node("tell");
@@ -447,7 +447,7 @@ TEST(CliAssistFilter, a_string_takes_the_rest_of_a_line_as_it_is_typed)
     }
 }
 
-TEST(CliAssistFilter, asks_only_about_levels_that_are_marked)
+TEST(CliAssistFilter, AsksOnlyAboutLevelsThatAreMarked)
 {
     Device device;
     cli_assist_filter_s filter = device.rules.filter(2);
@@ -461,7 +461,7 @@ TEST(CliAssistFilter, asks_only_about_levels_that_are_marked)
     EXPECT_EQ(device.rules.asked, 1);
 }
 
-TEST(CliAssistFilter, without_its_function_leaves_nothing)
+TEST(CliAssistFilter, WithoutItsFunctionLeavesNothing)
 {
     Device device;
     device.filter.fit = nullptr;
@@ -475,7 +475,7 @@ TEST(CliAssistFilter, without_its_function_leaves_nothing)
     EXPECT_EQ(device.language().help("show e").text, "NAME");
 }
 
-TEST(CliAssistFilter, may_leave_by_an_exception)
+TEST(CliAssistFilter, MayLeaveByAnException)
 {
     Device device;
     device.rules.leaves = true;
@@ -496,7 +496,7 @@ TEST(CliAssistFilter, may_leave_by_an_exception)
     EXPECT_EQ(tracked_outstanding(nullptr), before);
 }
 
-TEST(CliAssistFilter, without_memory_runs_nothing)
+TEST(CliAssistFilter, WithoutMemoryRunsNothing)
 {
     const Device device;
     const int failures = fail_each_allocation([&](const auto &fail_from_here) {
@@ -510,7 +510,7 @@ TEST(CliAssistFilter, without_memory_runs_nothing)
     EXPECT_EQ(failures, 12);
 }
 
-TEST(CliAssistFilter, cuts_a_reason_that_is_too_long)
+TEST(CliAssistFilter, CutsAReasonThatIsTooLong)
 {
     Device device;
     device.rules.of[&device.vlan_number].why = std::string(500, 'y');
@@ -793,7 +793,7 @@ class RandomWalk {
     std::string line_;
 };
 
-TEST(CliAssistFilter, agrees_with_the_model_on_random_graphs_and_lines)
+TEST(CliAssistFilter, AgreesWithTheModelOnRandomGraphsAndLines)
 {
     Tally tally;
     for (unsigned seed = 0; seed < 4000 && !HasFailure(); seed++) {

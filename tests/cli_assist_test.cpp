@@ -168,7 +168,7 @@ struct Row {
     const char *expected;
 };
 
-TEST(CliAssistHelp, lists_what_the_word_can_become)
+TEST(CliAssistHelp, ListsWhatTheWordCanBecome)
 {
     // clang-format off
     constexpr Row rows[] = {
@@ -219,7 +219,7 @@ TEST(CliAssistHelp, lists_what_the_word_can_become)
         EXPECT_EQ(help_on(graph.root, row.line).text, row.expected) << "[" << row.line << "]";
 }
 
-TEST(CliAssistHelp, lists_only_the_end_of_line_that_would_run)
+TEST(CliAssistHelp, ListsOnlyTheEndOfLineThatWouldRun)
 {
     Graph graph;
     const Listing listing = help_on(graph.root, "show ");
@@ -227,7 +227,7 @@ TEST(CliAssistHelp, lists_only_the_end_of_line_that_would_run)
     EXPECT_EQ(listing.nodes[1], &graph.show_end);
 }
 
-TEST(CliAssistHelp, lists_nothing_for_missing_arguments)
+TEST(CliAssistHelp, ListsNothingForMissingArguments)
 {
     Graph graph;
     EXPECT_EQ(cli_assist_help(nullptr, nullptr, "s", 1, nullptr, nullptr), 0);
@@ -236,14 +236,14 @@ TEST(CliAssistHelp, lists_nothing_for_missing_arguments)
     EXPECT_EQ(cli_assist_help(&NONE, nullptr, "s", 1, nullptr, nullptr), 0);
 }
 
-TEST(CliAssistHelp, ends_the_line_at_its_length_or_a_terminator)
+TEST(CliAssistHelp, EndsTheLineAtItsLengthOrATerminator)
 {
     Graph graph;
     EXPECT_EQ(cli_assist_help(graph.root, nullptr, "shutdown \"x", 2, nullptr, nullptr), 3);
     EXPECT_EQ(cli_assist_help(graph.root, nullptr, "sh\0wall", 7, nullptr, nullptr), 3);
 }
 
-TEST(CliAssistHelp, keeps_nothing_when_the_callback_leaves_by_an_exception)
+TEST(CliAssistHelp, KeepsNothingWhenTheCallbackLeavesByAnException)
 {
     Graph graph;
     const size_t before = tracked_outstanding(nullptr);
@@ -255,7 +255,7 @@ TEST(CliAssistHelp, keeps_nothing_when_the_callback_leaves_by_an_exception)
     EXPECT_EQ(tracked_outstanding(nullptr), before);
 }
 
-TEST(CliAssistComplete, goes_as_far_as_the_keywords_agree)
+TEST(CliAssistComplete, GoesAsFarAsTheKeywordsAgree)
 {
     // clang-format off
     constexpr Row rows[] = {
@@ -295,7 +295,7 @@ TEST(CliAssistComplete, goes_as_far_as_the_keywords_agree)
         EXPECT_EQ(completed(graph.root, row.line).text(), row.expected) << "[" << row.line << "]";
 }
 
-TEST(CliAssistComplete, clears_the_record_when_there_is_nothing_to_complete)
+TEST(CliAssistComplete, ClearsTheRecordWhenThereIsNothingToComplete)
 {
     Graph graph;
     const cli_assist_completion_s zero = {};
@@ -313,7 +313,7 @@ TEST(CliAssistComplete, clears_the_record_when_there_is_nothing_to_complete)
     EXPECT_EQ(cli_assist_complete(graph.root, nullptr, "c", -1, &record), -1);
 }
 
-TEST(CliAssistComplete, gives_a_blank_unless_a_number_may_go_on)
+TEST(CliAssistComplete, GivesABlankUnlessANumberMayGoOn)
 {
     cli_pnode_s number = parse_node(PNODE_INT32, "number", "NUMBER");
     cli_pnode_s ten = keyword_node("10");
@@ -325,7 +325,7 @@ TEST(CliAssistComplete, gives_a_blank_unless_a_number_may_go_on)
     EXPECT_EQ(completed(root, "2").text(), "g |1");
 }
 
-TEST(CliAssistComplete, gives_a_blank_beside_nodes_that_match_nothing)
+TEST(CliAssistComplete, GivesABlankBesideNodesThatMatchNothing)
 {
     cli_pnode_s keyword = keyword_node("10");
     cli_pnode_s nameless = parse_node(PNODE_STRING, nullptr, "LABEL");
@@ -336,14 +336,14 @@ TEST(CliAssistComplete, gives_a_blank_beside_nodes_that_match_nothing)
     EXPECT_EQ(help_on(root, "").text, "10");
 }
 
-TEST(CliAssistComplete, escapes_what_would_not_stand_for_itself)
+TEST(CliAssistComplete, EscapesWhatWouldNotStandForItself)
 {
     cli_pnode_s keyword = keyword_node("a b\"c\\d'e\tf");
     EXPECT_EQ(completed(&keyword, "a").text(), "\\ b\\\"c\\\\d\\'e\\\tf |1");
     EXPECT_EQ(completed(&keyword, "").text(), "a\\ b\\\"c\\\\d\\'e\\\tf |1");
 }
 
-TEST(CliAssistComplete, goes_on_where_the_record_was_full)
+TEST(CliAssistComplete, GoesOnWhereTheRecordWasFull)
 {
     const std::string text(600, 'k');
     cli_pnode_s keyword = keyword_node(text.c_str());
@@ -366,7 +366,7 @@ TEST(CliAssistComplete, goes_on_where_the_record_was_full)
     EXPECT_EQ(completed(&odd, "").inserted().size(), 254u);
 }
 
-TEST(CliAssistQuotes, tells_whether_a_key_is_text)
+TEST(CliAssistQuotes, TellsWhetherAKeyIsText)
 {
     struct QuoteRow {
         const char *line;
@@ -404,7 +404,7 @@ TEST(CliAssistQuotes, tells_whether_a_key_is_text)
     EXPECT_EQ(cli_assist_in_quotes("a\"", 1), 0);
 }
 
-TEST(CliAssistParse, runs_whole_lines_and_says_what_is_wrong_with_others)
+TEST(CliAssistParse, RunsWholeLinesAndSaysWhatIsWrongWithOthers)
 {
     // clang-format off
     constexpr Row rows[] = {
@@ -442,7 +442,7 @@ TEST(CliAssistParse, runs_whole_lines_and_says_what_is_wrong_with_others)
     }
 }
 
-TEST(CliAssistParse, refuses_the_empty_word_only_where_it_would_select_something)
+TEST(CliAssistParse, RefusesTheEmptyWordOnlyWhereItWouldSelectSomething)
 {
     cli_pnode_s string = parse_node(PNODE_STRING, "string", "STRING");
     cli_pnode_s keyword = keyword_node("reload");
@@ -455,7 +455,7 @@ TEST(CliAssistParse, refuses_the_empty_word_only_where_it_would_select_something
     EXPECT_EQ(help_on(&string, "\"\" ").text, "<cr>");
 }
 
-TEST(CliAssistParse, clears_the_error_of_a_line_that_runs)
+TEST(CliAssistParse, ClearsTheErrorOfALineThatRuns)
 {
     Graph graph;
     const Assisted assisted(graph.root, "show");
@@ -465,7 +465,7 @@ TEST(CliAssistParse, clears_the_error_of_a_line_that_runs)
     EXPECT_STREQ(assisted.error.why, "");
 }
 
-TEST(CliAssistParse, takes_missing_arguments)
+TEST(CliAssistParse, TakesMissingArguments)
 {
     Graph graph;
     EXPECT_EQ(Assisted(graph.root, nullptr).text(), "empty line 0+0");
@@ -473,7 +473,7 @@ TEST(CliAssistParse, takes_missing_arguments)
     EXPECT_EQ(candidates_of(nullptr, " show x"), "");
 }
 
-TEST(CliAssistParse, judges_numbers_whatever_errno_was_and_leaves_it)
+TEST(CliAssistParse, JudgesNumbersWhateverErrnoWasAndLeavesIt)
 {
     Graph graph;
     errno = ERANGE;
@@ -486,7 +486,7 @@ TEST(CliAssistParse, judges_numbers_whatever_errno_was_and_leaves_it)
     EXPECT_EQ(errno, 0);
 }
 
-TEST(CliAssistParse, follows_a_null_link_as_an_empty_level)
+TEST(CliAssistParse, FollowsANullLinkAsAnEmptyLevel)
 {
     cli_pnode_s keyword = keyword_node("show");
     keyword.child = nullptr;
@@ -497,7 +497,7 @@ TEST(CliAssistParse, follows_a_null_link_as_an_empty_level)
     EXPECT_EQ(completed(&keyword, "show ").text(), "-");
 }
 
-TEST(CliAssistReason, has_a_text_for_each)
+TEST(CliAssistReason, HasATextForEach)
 {
     // clang-format off
     constexpr const char *texts[] = {
@@ -511,7 +511,7 @@ TEST(CliAssistReason, has_a_text_for_each)
     EXPECT_STREQ(cli_assist_strreason(static_cast<int32_t>(std::size(texts))), "unknown reason");
 }
 
-TEST(CliAssistCandidates, are_what_may_stand_in_place_of_the_word)
+TEST(CliAssistCandidates, AreWhatMayStandInPlaceOfTheWord)
 {
     // clang-format off
     constexpr Row rows[] = {
@@ -536,7 +536,7 @@ TEST(CliAssistCandidates, are_what_may_stand_in_place_of_the_word)
         EXPECT_EQ(candidates_of(graph.root, row.line), row.expected) << "[" << row.line << "]";
 }
 
-TEST(CliAssistCandidates, of_an_ambiguous_word_all_take_it)
+TEST(CliAssistCandidates, OfAnAmbiguousWordAllTakeIt)
 {
     cli_pnode_s number = parse_node(PNODE_INT32, "number", "NUMBER");
     cli_pnode_s first = keyword_node("10g");
@@ -548,7 +548,7 @@ TEST(CliAssistCandidates, of_an_ambiguous_word_all_take_it)
     EXPECT_EQ(candidates_of(root, "\\"), "\\0 | \\1"); // the last backslash is itself
 }
 
-TEST(CliAssistCandidates, are_none_for_missing_arguments_or_another_line)
+TEST(CliAssistCandidates, AreNoneForMissingArgumentsOrAnotherLine)
 {
     Graph graph;
     const auto candidates = [&](const cli_pnode_s *root, const char *line,
@@ -578,7 +578,7 @@ TEST(CliAssistCandidates, are_none_for_missing_arguments_or_another_line)
     }
 }
 
-TEST(CliAssistCandidates, are_given_up_to_a_number_and_all_counted)
+TEST(CliAssistCandidates, AreGivenUpToANumberAndAllCounted)
 {
     Graph graph;
     const Assisted assisted(graph.root, "foo");
@@ -611,7 +611,7 @@ struct FormatRow {
     const char *expected;
 };
 
-TEST(CliAssistFormat, shows_the_line_the_place_and_the_reason)
+TEST(CliAssistFormat, ShowsTheLineThePlaceAndTheReason)
 {
     // clang-format off
     constexpr FormatRow rows[] = {
@@ -642,7 +642,7 @@ TEST(CliAssistFormat, shows_the_line_the_place_and_the_reason)
         EXPECT_EQ(formatted(row.line, row.error, row.columns), row.expected) << row.line;
 }
 
-TEST(CliAssistFormat, cuts_what_has_no_room_between_characters)
+TEST(CliAssistFormat, CutsWhatHasNoRoomBetweenCharacters)
 {
     const cli_assist_error_s error = {CLI_ASSIST_UNKNOWN, 3, 1, ""};
     const char *line = "\xc3\xa4 x";
@@ -660,13 +660,13 @@ TEST(CliAssistFormat, cuts_what_has_no_room_between_characters)
     }
 }
 
-TEST(CliAssistFormat, takes_a_missing_line)
+TEST(CliAssistFormat, TakesAMissingLine)
 {
     const cli_assist_error_s error = {CLI_ASSIST_UNKNOWN, 3, 1, ""};
     EXPECT_EQ(cli_assist_format_error(nullptr, &error, 80, nullptr, 0), 22);
 }
 
-TEST(CliAssistMemory, a_parse_without_it_runs_nothing)
+TEST(CliAssistMemory, AParseWithoutItRunsNothing)
 {
     Graph graph;
     std::string places;
@@ -685,7 +685,7 @@ TEST(CliAssistMemory, a_parse_without_it_runs_nothing)
     EXPECT_EQ(places, "0+4 0+4 5+9 5+9 15+4 15+4 ");
 }
 
-TEST(CliAssistMemory, help_without_it_lists_nothing)
+TEST(CliAssistMemory, HelpWithoutItListsNothing)
 {
     Graph graph;
     const int failures = fail_each_allocation([&](const auto &fail_from_here) {
@@ -697,7 +697,7 @@ TEST(CliAssistMemory, help_without_it_lists_nothing)
     EXPECT_GE(failures, 6);
 }
 
-TEST(CliAssistMemory, completion_without_it_at_most_lacks_the_blank)
+TEST(CliAssistMemory, CompletionWithoutItAtMostLacksTheBlank)
 {
     Graph graph;
     const int failures = fail_each_allocation([&](const auto &fail_from_here) {
@@ -712,7 +712,7 @@ TEST(CliAssistMemory, completion_without_it_at_most_lacks_the_blank)
     EXPECT_GE(failures, 4);
 }
 
-TEST(CliAssistMemory, candidates_without_it_are_none)
+TEST(CliAssistMemory, CandidatesWithoutItAreNone)
 {
     Graph graph;
     const Assisted assisted(graph.root, "clear c");
@@ -738,7 +738,7 @@ struct Ring {
     }
 };
 
-TEST(CliAssistBounds, take_a_cyclic_graph_as_deep_as_the_line)
+TEST(CliAssistBounds, TakeACyclicGraphAsDeepAsTheLine)
 {
     Ring ring;
     std::string line;
@@ -750,7 +750,7 @@ TEST(CliAssistBounds, take_a_cyclic_graph_as_deep_as_the_line)
     EXPECT_EQ(completed(&ring.string, line).text(), "-");
 }
 
-TEST(CliAssistBounds, refuse_a_longer_line)
+TEST(CliAssistBounds, RefuseALongerLine)
 {
     Ring ring;
     cli_pnode_s keyword = keyword_node("x");
@@ -767,7 +767,7 @@ TEST(CliAssistBounds, refuse_a_longer_line)
     EXPECT_NE(cli_assist_in_quotes(line.c_str(), INT32_MAX), 0);
 }
 
-TEST(CliAssistBounds, complete_at_the_end_of_the_longest_line)
+TEST(CliAssistBounds, CompleteAtTheEndOfTheLongestLine)
 {
     const std::string text = std::string(CLI_ASSIST_MAX_LINE, 'x') + std::string(255, 'y');
     cli_pnode_s keyword = keyword_node(text.c_str());
@@ -777,7 +777,7 @@ TEST(CliAssistBounds, complete_at_the_end_of_the_longest_line)
     EXPECT_EQ(completed(root, line).inserted(), std::string(255, 'y'));
 }
 
-TEST(CliAssistBounds, take_ten_thousand_keywords_on_a_level)
+TEST(CliAssistBounds, TakeTenThousandKeywordsOnALevel)
 {
     constexpr size_t count = 10000;
     std::vector<std::string> texts;
@@ -1326,7 +1326,7 @@ class AgreementCase {
     bool in_word_ = false;
 };
 
-TEST(CliAssistAgreement, holds_for_random_graphs_and_lines)
+TEST(CliAssistAgreement, HoldsForRandomGraphsAndLines)
 {
     constexpr unsigned seed = 20240611;
     constexpr int graphs = 6000;
