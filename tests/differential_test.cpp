@@ -172,6 +172,9 @@ const std::string_view sessions[] = {
     "\x1b]0;title\x07\x1bPx\x1b\\\x1b[1;5Dx\x1bOA\x1b[A\x1b\x1b[D\x1b\x1b\x1bx\x1b[\x03\x1bO\r",
     "widt\t40\rsho\x1b[D\x1b[D\x1b[3~\x1b[1~\x1b[4~\x1b[H\x1b[F\x7f\x7f\x7fwidth 25\r0123456789"
     "0123456789012345678901234567890123456789\x1b[D\x1b[D\x1b[Dx\x01y\x05z\r",
+    "width "
+    "30\r0123456789012345678901234567890123456789012345678901234567\x02\x02\x02\x02\x02\x02\x02"
+    "\x02\x02\x02\x02\x02\x02\x02\x02\x02\x02x",
     "show version\rexit\rshow version\r",
     "show version\rfault\rshow version\r",
     "show \x1b[Alogin\r\x1b[A\x1b[Bx\r\x10\x10\x10\x0e\r\x04",

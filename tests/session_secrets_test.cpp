@@ -127,9 +127,7 @@ void *ask(void *argument)
         tsession_time_out(s);
     if (asking->ending->is_closed)
         tsession_close(s);
-    asking->kept = kept_with_secret();
-    tsession_free(s);
-    return nullptr;
+    return s; // whoever frees it does so on another stack
 }
 
 // Runs it on a stack that can be looked at afterwards. Returns whether that has the secret.
@@ -142,8 +140,11 @@ bool leaves_secret_on_the_stack(Asking &asking)
     pthread_attr_setstack(&attributes, stack, size);
     pthread_t thread;
     EXPECT_EQ(pthread_create(&thread, &attributes, ask, &asking), 0);
-    pthread_join(thread, nullptr);
+    void *session = nullptr;
+    pthread_join(thread, &session);
     pthread_attr_destroy(&attributes);
+    asking.kept = kept_with_secret();
+    tsession_free(static_cast<tsession_s *>(session));
     const bool is_left = holds_secret(stack, size);
     munmap(stack, size);
     return is_left;
