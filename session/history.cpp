@@ -162,10 +162,11 @@ bool search_key(tsession_s *s, mkey_t key)
 }
 
 // (search)'ip': show ip route. Where that has no room, the pattern shows its end, and
-// the line begins near the place that was found.
+// the line begins near the place that was found; a narrow row leaves the title out.
 int32_t search_row(const tsession_s *s, char *row, int32_t columns)
 {
-    constexpr int32_t frame = 12; // (search)'': and a blank
+    const char *title = columns < 19 ? "" : "(search)";
+    const auto frame = static_cast<int32_t>(std::strlen(title)) + 4; // '': and a blank
     const Aside &aside = *s->aside;
     const pstate &ps = s->prompt->ps;
     const int32_t pattern_columns = std::clamp(columns - frame - 8, 1, 20);
@@ -174,7 +175,7 @@ int32_t search_row(const tsession_s *s, char *row, int32_t columns)
     const int32_t place_end = ps.cursor_location + aside.pattern_len;
     const int32_t most = std::max(ps.buf_used - line_columns, 0); // a part fills the row
     const int32_t line_from = std::clamp(place_end - line_columns, 0, most);
-    return std::snprintf(row, static_cast<size_t>(columns) + 1, "(search)'%s': %.*s",
+    return std::snprintf(row, static_cast<size_t>(columns) + 1, "%s'%s': %.*s", title,
                          aside.pattern + pattern_from, line_columns, ps.buf + line_from);
 }
 

@@ -38,9 +38,14 @@ constexpr tsession_texts_s default_texts = {
     {}, // cli_assist_strreason has them
 };
 
-// Room that a line needs beside its prompt: both guards, a scroll step, the cursor's
-// column and the last one, which is never used.
-constexpr int32_t editing_columns = 12;
+// Below, no row can be read.
+constexpr int32_t least_columns = 10;
+
+// A line has both guards, the cursor's column and the last one, which is never used,
+// beside its prompt and what a scroll moves; so much of both shows at every width.
+constexpr int32_t fixed_columns = 4;
+constexpr int32_t longest_scroll = 8;
+constexpr int32_t least_prompt = 2;
 
 // A failed assertion on its way to the boundary of the session it happened in.
 struct Fault {
@@ -206,14 +211,15 @@ int32_t clamped(int32_t value, int32_t unknown, int32_t least, int32_t most)
     return value <= 0 ? unknown : std::clamp(value, least, most);
 }
 
-// Hands size and prompt to the editor; of a prompt that leaves no room to edit its end
-// shows, where a device says which mode it is in.
+// Hands size and prompt to the editor. Of a prompt that leaves no room to edit its end
+// shows, where a device says which mode it is in; a narrow row scrolls by less.
 void fit_editor(tsession_s *s)
 {
     prompt_set_dimension(s->prompt, s->columns, s->rows);
+    s->prompt->scroll_step = std::min(longest_scroll, s->columns - fixed_columns - least_prompt);
+    const auto room = static_cast<size_t>(s->columns - fixed_columns - s->prompt->scroll_step);
     const size_t len = std::strlen(s->prompt_text);
-    const size_t room = std::min(static_cast<size_t>(s->columns - editing_columns), len);
-    const char *text = s->prompt_text + len - room;
+    const char *text = s->prompt_text + len - std::min(room, len);
     prompt_set_prompt_empty(s->prompt, text);
     prompt_set_prompt_normal(s->prompt, text);
     settle_scroll(s);
@@ -221,7 +227,7 @@ void fit_editor(tsession_s *s)
 
 void set_size(tsession_s *s, int32_t columns, int32_t rows)
 {
-    s->columns = clamped(columns, default_columns, 20, 256);
+    s->columns = clamped(columns, default_columns, least_columns, 256);
     s->rows = clamped(rows, default_rows, 2, 512);
     s->prompt->display_offset = 0; // a wider window shows as much as it can
     fit_editor(s);

@@ -35,7 +35,7 @@ int in_force(int told, int unknown, int least, int greatest)
 
 int columns_in_force(int told)
 {
-    return in_force(told, 80, 20, widest);
+    return in_force(told, 80, 10, widest);
 }
 
 // A session and its terminal, which stays as wide as any session's: what a terminal

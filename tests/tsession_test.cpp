@@ -953,7 +953,7 @@ TEST_F(Session, WhatIsInForceCanBeAsked)
     EXPECT_STREQ(tsession_terminal(host.session()), "vt100");
     struct {
         int columns, rows, wanted_columns, wanted_rows;
-    } const sizes[] = {{0, 0, 80, 24}, {1, 1, 20, 2}, {65535, 65535, 256, 512}, {-5, -5, 80, 24}};
+    } const sizes[] = {{0, 0, 80, 24}, {1, 1, 10, 2}, {65535, 65535, 256, 512}, {-5, -5, 80, 24}};
     for (const auto &size : sizes) {
         tsession_resize(host.session(), size.columns, size.rows);
         EXPECT_EQ(tsession_columns(host.session()), size.wanted_columns);
@@ -1207,7 +1207,7 @@ TEST_P(RandomInput, NeverFaultsAndAlwaysShowsTheWholeRow)
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937 random(seed);
         tsession_config_s config = config_of(GetParam());
-        config.columns = 20 + static_cast<int>(random() % 100);
+        config.columns = 10 + static_cast<int>(random() % 100);
         SessionHost host(config);
         host.terminal().resize(12, 256);
         for (int step = 0; step < 150 && !HasFailure(); step++) {
@@ -1239,7 +1239,7 @@ TEST_P(RandomInput, TheRowIsWholeAfterEveryInput)
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937 random(seed);
         tsession_config_s config = config_of(GetParam());
-        config.columns = 20 + static_cast<int>(random() % 100);
+        config.columns = 10 + static_cast<int>(random() % 100);
         SessionHost host(config);
         for (int step = 0; step < 200 && !HasFailure(); step++) {
             const std::string_view piece = pieces[random() % std::size(pieces)];

@@ -137,7 +137,7 @@ struct tsession_config_s {
     size_t size;               /* sizeof(tsession_config_s) of the program's header */
     int32_t transport;         /* TSESSION_PLAIN or TSESSION_TELNET */
     const char *terminal_type; /* NULL, or one that is not known: vt100 */
-    int32_t columns, rows;     /* of the terminal; 0: unknown, 80 and 24; clamped to 20..256
+    int32_t columns, rows;     /* of the terminal; 0: unknown, 80 and 24; clamped to 10..256
                                   columns and 2..512 rows */
     const char *prompt;    /* cut to 30 characters, and to what leaves room to edit; NULL: "> " */
     int32_t history_limit; /* lines remembered; 0: 100; -1: none */
@@ -174,7 +174,12 @@ VARNO_API void tsession_shared_free(tsession_shared_s *shared);
 /* For the platform's assertion service: a process that wants a failed assertion to
  * end only the session it happened in installs this once, on the default platform
  * with assert_set_handler(tsession_assertion_handler, NULL). It does not return when
- * the assertion failed inside a session that catches it, and returns otherwise. */
+ * the assertion failed inside a session that catches it, and returns otherwise.
+ * It leaves by an exception, through every frame between the assertion and the session's
+ * call, those of callbacks included: each has to be one that can be unwound, of C++, or of
+ * C with -fexceptions where the platform's default has no unwind tables. Frames of Go, Rust
+ * or CPython cannot: a program with callbacks in them sets leave_assertions, and a failed
+ * assertion ends the process. */
 VARNO_API void tsession_assertion_handler(void *ctx, const char *condition, const char *source,
                                           int line);
 

@@ -27,6 +27,114 @@ INPUT <c-a>
 INPUT <c-e>
   closed 0
 
+! what is typed, scrolled, searched for and asked stays on one row of 10 columns
+SESSION plain 10 xterm
+WRITE "a message"<lf>
+PROMPT "device(config)# "
+INPUT "show ver"<cr>
+  line show ver
+INPUT "abcdefghijklmnopqrstuvwxyz"
+  row "# $yz|"
+INPUT <c-a>
+  row "# |abcdef$"
+INPUT <c-f 20>
+  row "# $qrst|u$"
+INPUT <c-e>"01"<c-h 3>
+  row "# $y|"
+INPUT <c-u>"show"
+  row "# show|"
+INPUT <c-r>"ver"
+  row "'r':  ver|"
+INPUT <c-c>
+  interrupt
+ASK "Sure about that? "
+  row "|"
+INPUT "abcdefghijklmnopqrstuvwxyz"
+  row "rstuvwxyz|"
+INPUT <c-c>
+  closed 0
+
+! what is typed, scrolled, searched for and asked stays on one row of 12 columns
+SESSION plain 12 xterm
+WRITE "a message"<lf>
+PROMPT "device(config)# "
+INPUT "show ver"<cr>
+  line show ver
+INPUT "abcdefghijklmnopqrstuvwxyz"
+  row "# $yz|"
+INPUT <c-a>
+  row "# |abcdefgh$"
+INPUT <c-f 20>
+  row "# $st|uvwxy$"
+INPUT <c-e>"01"<c-h 3>
+  row "# $y|"
+INPUT <c-u>"show"
+  row "# show|"
+INPUT <c-r>"ver"
+  row "'r': ow ver|"
+INPUT <c-c>
+  interrupt
+ASK "Sure about that? "
+  row "|"
+INPUT "abcdefghijklmnopqrstuvwxyz"
+  row "pqrstuvwxyz|"
+INPUT <c-c>
+  closed 0
+
+! what is typed, scrolled, searched for and asked stays on one row of 16 columns
+SESSION plain 16 xterm
+WRITE "a message"<lf>
+PROMPT "device(config)# "
+INPUT "show ver"<cr>
+  line show ver
+INPUT "abcdefghijklmnopqrstuvwxyz"
+  row "g)# $yz|"
+INPUT <c-a>
+  row "g)# |abcdefghij$"
+INPUT <c-f 20>
+  row "g)# $qrst|uvwxy$"
+INPUT <c-e>"01"<c-h 3>
+  row "g)# $y|"
+INPUT <c-u>"show"
+  row "g)# show|"
+INPUT <c-r>"ver"
+  row "'ver': show ver|"
+INPUT <c-c>
+  interrupt
+ASK "Sure about that? "
+  row "that? |"
+INPUT "abcdefghijklmnopqrstuvwxyz"
+  row "that? rstuvwxyz|"
+INPUT <c-c>
+  closed 0
+
+! what is typed, scrolled, searched for and asked stays on one row of 19 columns
+SESSION plain 19 xterm
+WRITE "a message"<lf>
+PROMPT "device(config)# "
+INPUT "show ver"<cr>
+  line show ver
+INPUT "abcdefghijklmnopqrstuvwxyz"
+  row "nfig)# $yz|"
+INPUT <c-a>
+  row "nfig)# |abcdefghij$"
+INPUT <c-f 20>
+  row "nfig)# $qrst|uvwxy$"
+INPUT <c-e>"01"<c-h 3>
+  row "nfig)# $y|"
+INPUT <c-u>"show"
+  row "nfig)# show|"
+INPUT <c-r>"ver"
+  row "'ver': show ver|"
+INPUT <c-c>
+  interrupt
+ASK "Sure about that? "
+  row "|"
+INPUT "abcdefghijklmnopqrstuvwxyz"
+  row "ijklmnopqrstuvwxyz|"
+INPUT <c-c>
+  closed 0
+
 ! a line that got short enough shows whole
 SESSION plain 30 xterm
 INPUT "abcdefghijklmnopqrstuvwxyz0123456789"

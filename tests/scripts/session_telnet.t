@@ -97,7 +97,7 @@ SESSION telnet 80 vt100
 HEX ff fa 1f 00 00 00 00 ff f0
   size 80 24
 HEX ff fa 1f 00 01 00 01 ff f0
-  size 20 2
+  size 10 2
 INPUT "abcdefghijklmnopqrstuvwxyz"<c-a><right 12><c-e>
 HEX ff fa 1f ff ff ff ff ff ff ff ff ff f0
   size 256 512
