@@ -92,15 +92,33 @@ int drop_typed_line(prompt_s *p, pstate *, const char *, void *, void *)
     return 0;
 }
 
-// Text that no binding claims. What is no character of a line cannot be typed.
+// A key that is no text and that no binding claims. The bytes of a character beyond ASCII
+// ring once.
+void take_free_key(tsession_s *s, mkey_t key)
+{
+    const bool was_in_character = std::exchange(s->is_in_character, key >= 0x80 && key <= 0xff);
+    if (s->is_in_character) {
+        const bool is_continuation = key < 0xc0;
+        if (!was_in_character || !is_continuation)
+            ring(s);
+        return;
+    }
+    if (!s->key_fn || s->key_fn(s, s->user, key) == 0)
+        ring(s);
+}
+
+// Keys that no binding claims: text, and what cannot be typed.
 int insert_keys(prompt_s *p, pstate *, const char *, void *, void *, const mkey_t *keys,
                 int32_t count)
 {
-    for (int32_t i = 0; i < count; i++) {
-        if (keys[i] >= ' ' && keys[i] < 127)
-            insert_character(session_of(p), static_cast<char>(keys[i]));
-        else
-            ring(session_of(p));
+    tsession_s *s = session_of(p);
+    for (int32_t i = 0; i < count && !s->is_closed; i++) {
+        if (keys[i] >= ' ' && keys[i] < 127) {
+            s->is_in_character = false;
+            insert_character(s, static_cast<char>(keys[i]));
+        } else {
+            take_free_key(s, keys[i]);
+        }
     }
     return 0;
 }

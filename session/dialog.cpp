@@ -81,7 +81,12 @@ bool produce(tsession_s *s)
 
 void end_question(tsession_s *s, bool is_answered, mkey_t key)
 {
-    if (s->out && !s->is_ended) // else a callback that fails would be asked without an end
+    const bool is_entered = is_answered && (key == VIRTKEY_RETURN || key == VIRTKEY_ENTER);
+    const bool has_row = s->out && !s->is_ended; // else a callback that fails would be asked
+                                                 // without an end
+    if (has_row && is_entered)
+        leave_entered_row(s);
+    else if (has_row)
         leave_row(s);
     s->mode = Mode::line;
     s->is_turn_over = true;
@@ -100,7 +105,7 @@ void end_question(tsession_s *s, bool is_answered, mkey_t key)
 // An answer that was cut would be another one.
 void refuse_answer(tsession_s *s)
 {
-    leave_row(s);
+    leave_entered_row(s);
     write_text(s, text_of(s, &tsession_texts_s::long_answer));
     write_text(s, "\n");
     explicit_bzero(s->question->answer, sizeof(s->question->answer));
@@ -123,7 +128,7 @@ void add_to_answer(tsession_s *s, mkey_t key)
     }
     const char c = static_cast<char>(key);
     question.answer[question.len++] = c;
-    if (question.is_secret)
+    if (question.is_secret || does_client_echo(s))
         return;
     if (s->row_len >= s->columns - 1) {
         hide_row(s); // the answer moves left
@@ -142,7 +147,7 @@ void take_from_answer(tsession_s *s)
     }
     question.answer[--question.len] = '\0';
     question.is_overlong = question.is_overlong && question.len > 0;
-    if (question.is_secret)
+    if (question.is_secret || does_client_echo(s))
         return;
     if (question.len >= answer_columns(s)) {
         hide_row(s); // the answer moves right

@@ -90,6 +90,13 @@ void insert_pasted_enter(tsession_s *s)
     take_keys(s, &enter, 1);
 }
 
+// A client that sends data does not wait for its prompt.
+void take_data(void *user, const unsigned char *bytes, size_t count)
+{
+    end_opening(session_of(user));
+    add_type_ahead(session_of(user), bytes, count);
+}
+
 void take_size(void *user, int columns, int rows)
 {
     tsession_s *s = session_of(user);
@@ -137,6 +144,7 @@ size_t question_step(tsession_s *s, const mkey_t *keys, size_t count)
 void interrupt_by_telnet(void *user, int32_t kind)
 {
     tsession_s *s = session_of(user);
+    end_opening(s);
     drop_type_ahead(s);
     begin_keyboard(s);
     interrupt(s, kind);
@@ -215,8 +223,7 @@ TelnetEvents telnet_events(tsession_s *s)
 {
     return {
         .user = s,
-        .data = [](void *user, const unsigned char *bytes,
-                   size_t count) { add_type_ahead(session_of(user), bytes, count); },
+        .data = take_data,
         .size = take_size,
         .terminal = take_terminal_name,
         .interrupt = [](void *user) { interrupt_by_telnet(user, TSESSION_INTERRUPT); },

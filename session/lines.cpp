@@ -166,7 +166,7 @@ int32_t run_line(tsession_s *s, const char *line)
 // remembered, which so happens after it.
 void run_typed_line(tsession_s *s)
 {
-    leave_row(s);
+    leave_entered_row(s);
     s->is_turn_over = true;
     char line[line_capacity];
     std::memcpy(line, s->prompt->ps.buf, sizeof(line));

@@ -44,6 +44,8 @@ char *room_for(tsession_s *s, size_t count)
 
 void append(tsession_s *s, const char *bytes, size_t count)
 {
+    if (count > 0)
+        s->is_after_newline = bytes[count - 1] == '\n';
     while (count > 0) {
         const size_t part = std::min(count, output_capacity / 2);
         char *room = room_for(s, part);
@@ -170,7 +172,9 @@ void deliver(tsession_s *s)
 
 void emit_wire(tsession_s *s, const unsigned char *bytes, size_t count)
 {
+    const bool was_after_newline = s->is_after_newline;
     append(s, reinterpret_cast<const char *>(bytes), count);
+    s->is_after_newline = was_after_newline; // the client shows nothing of it
 }
 
 void emit(tsession_s *s, const char *bytes, size_t count)
@@ -214,7 +218,8 @@ int print_to_session(prompt_s *, void *ctx, const char *format, ...)
     va_start(arguments, format);
     if (wanted == "%c") {
         const char character = static_cast<char>(va_arg(arguments, int));
-        append(s, &character, 1);
+        if (character != '\r' || !s->is_after_newline) // the cursor is where it leads
+            append(s, &character, 1);
     } else if (wanted == "%s") {
         emit(s, va_arg(arguments, const char *));
     } else if (wanted == "%.*s") {

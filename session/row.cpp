@@ -44,6 +44,8 @@ bool lacks_its_tail(const prompt_model_s &before, const prompt_model_s &now)
 void draw_line(tsession_s *s)
 {
     prompt_s *p = s->prompt;
+    if (s->is_row_shown && does_client_echo(s))
+        return;
     if (!s->is_row_shown)
         prompt_finish_output(p);
     settle_scroll(s);
@@ -222,6 +224,21 @@ void leave_row(tsession_s *s)
 {
     draw_row(s);
     end_row(s);
+}
+
+void leave_entered_row(tsession_s *s)
+{
+    if (!does_client_echo(s))
+        return leave_row(s);
+    s->is_row_shown = false;
+    s->column = 0;
+    s->is_after_newline = true;
+}
+
+bool does_client_echo(const tsession_s *s)
+{
+    return s->transport == TSESSION_TELNET && s->is_started &&
+           s->telnet.us(option_echo) == OptionState::no;
 }
 
 void end_row(tsession_s *s)

@@ -111,12 +111,14 @@ struct tsession_s {
     tsession_output_fn output_fn;
     tsession_line_fn line_fn;
     tsession_event_fn event_fn;
+    tsession_free_key_fn key_fn;
 
     // The transaction
     int32_t depth;                // calls on this session that have not returned
     varno::OutputBuffer *out;     // of the transaction; NULL outside, and without memory
     varno::OutputBuffer *sending; // what output callbacks that have not returned are reading
     bool is_started;
+    bool is_opening; // telnet's opening is not answered: the first prompt waits for it
     bool is_closed;
     bool is_ended; // closed, and the terminal's set-up is undone
     bool is_free_asked;
@@ -130,8 +132,9 @@ struct tsession_s {
     const varno::TerminalType *type;
     bool is_type_told; // by the client; the first known name stays
     bool is_paste_on;
-    bool is_row_shown;    // the last row shows what the mode wants, up to edits
-    varno::Escape escape; // what the output is in the middle of
+    bool is_row_shown;     // the last row shows what the mode wants, up to edits
+    bool is_after_newline; // nothing was sent since
+    varno::Escape escape;  // what the output is in the middle of
     int32_t columns;
     int32_t rows;
     int32_t column;           // of the terminal's cursor, while output is written
@@ -144,6 +147,7 @@ struct tsession_s {
     // Input
     varno::TelnetFront telnet;
     varno::Keyboard keyboard;
+    bool is_in_character; // of several bytes, which cannot be typed
     varno::TypeAhead type_ahead;
     bool is_taking; // from it
     varno::Mode mode;
@@ -205,6 +209,10 @@ void ring(tsession_s *s);
 void leave_row(tsession_s *s);
 // The same for a row that shows what it is to show.
 void end_row(tsession_s *s);
+// The same where an Enter was typed: a client that echoes by itself is there already.
+void leave_entered_row(tsession_s *s);
+// Whether the client shows what is typed (RFC 857), and the session does not.
+bool does_client_echo(const tsession_s *s);
 // What a session says by itself, as the host wants it.
 const char *text_of(const tsession_s *s, const char *tsession_texts_s::*text);
 // The columns of a text that is clean.
@@ -289,6 +297,8 @@ void interrupt(tsession_s *s, int32_t kind);
 // Life (tsession.cpp)
 
 void begin_keyboard(tsession_s *s);
+// The client has answered telnet's opening, or will not: sets up its terminal.
+void end_opening(tsession_s *s);
 void raise_event(tsession_s *s, int32_t kind, const char *text);
 void use_terminal_type(tsession_s *s, const TerminalType *type);
 

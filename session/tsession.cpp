@@ -24,6 +24,7 @@ constexpr char shared_tag[] = "tsession_shared_s";
 constexpr int32_t default_columns = 80;
 constexpr int32_t default_rows = 24;
 constexpr int32_t default_escape_wait_ms = 500;
+constexpr int32_t opening_wait_ms = 200;
 constexpr int32_t default_history_limit = 100;
 
 constexpr tsession_texts_s default_texts = {
@@ -161,7 +162,7 @@ void finish_transaction(tsession_s *s)
         catch_faults(s, [s] {
             if (s->is_closed)
                 end_dialogue(s);
-            else if (s->is_started)
+            else if (s->is_started && !s->is_opening)
                 draw_row(s);
         });
         catch_faults(s, [s] { deliver(s); });
@@ -225,12 +226,21 @@ void fit_editor(tsession_s *s)
     settle_scroll(s);
 }
 
-void set_size(tsession_s *s, int32_t columns, int32_t rows)
+void set_columns(tsession_s *s, int32_t columns)
 {
-    s->columns = clamped(columns, default_columns, least_columns, 256);
-    s->rows = clamped(rows, default_rows, 2, 512);
+    s->columns = columns;
     s->prompt->display_offset = 0; // a wider window shows as much as it can
     fit_editor(s);
+}
+
+int32_t columns_in_force(int32_t columns)
+{
+    return clamped(columns, default_columns, least_columns, 256);
+}
+
+int32_t rows_in_force(int32_t rows)
+{
+    return clamped(rows, default_rows, 2, 512);
 }
 
 // The editor counts a byte as a column: a character beyond ASCII is shown as "?". A long
@@ -288,6 +298,7 @@ void copy_config(tsession_s *s, const tsession_config_s *config)
     s->output_fn = config->output;
     s->line_fn = config->line;
     s->event_fn = config->event;
+    s->key_fn = config->key;
     s->is_writable = true;
     s->last_tab = UINT32_MAX / 2;
     set_prompt_text(s, config->prompt ? config->prompt : "> ");
@@ -304,7 +315,8 @@ bool set_up(tsession_s *s, const tsession_config_s *config)
     if (!s->prompt || !bind_editor(s))
         return false;
     set_history_limit(s, config->history_limit);
-    set_size(s, config->columns, config->rows);
+    s->rows = rows_in_force(config->rows);
+    set_columns(s, columns_in_force(config->columns));
     s->type = find_terminal_type(config->terminal_type);
     begin_keyboard(s);
     return true;
@@ -333,13 +345,22 @@ void raise_event(tsession_s *s, int32_t kind, const char *text)
 
 void use_terminal_type(tsession_s *s, const TerminalType *type)
 {
+    if (type == s->type && s->is_paste_on)
+        return;
     send_paste_off(s);
     s->type = type;
     s->keyboard.set_type(type);
-    if (s->is_started) {
+    if (s->is_started && !s->is_opening) {
         emit(s, paste_on(type));
         s->is_paste_on = true;
     }
+}
+
+void end_opening(tsession_s *s)
+{
+    if (s->is_closed || !std::exchange(s->is_opening, false))
+        return;
+    use_terminal_type(s, s->type);
 }
 
 } // namespace varno
@@ -398,7 +419,8 @@ void tsession_start(tsession_s *s)
         return;
     transact(s, [s] {
         s->is_started = true;
-        if (s->transport == TSESSION_TELNET)
+        s->is_opening = s->transport == TSESSION_TELNET;
+        if (s->is_opening)
             s->telnet.begin(telnet_events(s));
         use_terminal_type(s, s->type);
     });
@@ -414,6 +436,8 @@ void tsession_input(tsession_s *s, const void *bytes, size_t count)
             s->telnet.consume(input, count);
         else
             add_type_ahead(s, input, count);
+        if (s->is_opening && s->telnet.is_opening_answered())
+            end_opening(s);
     });
 }
 
@@ -426,6 +450,8 @@ int32_t tsession_wait(const tsession_s *s)
 {
     if (has_work(s))
         return 0;
+    if (s->is_opening && !s->is_closed)
+        return opening_wait_ms;
     return !s->is_closed && s->keyboard.is_pending() ? s->escape_wait_ms : -1;
 }
 
@@ -433,6 +459,8 @@ void tsession_time_out(tsession_s *s)
 {
     if (has_work(s))
         transact(s, [s] { do_work(s); });
+    else if (s->is_opening && !s->is_closed)
+        transact(s, [s] { end_opening(s); });
     else if (!s->is_closed && s->keyboard.is_pending())
         transact(s, [s] { s->keyboard.time_out(); });
 }
@@ -534,23 +562,31 @@ void tsession_set_prompt(tsession_s *s, const char *prompt)
     if (s->is_closed)
         return;
     transact(s, [=] {
-        hide_row(s);
+        char before[sizeof(s->prompt_text)];
+        std::memcpy(before, s->prompt_text, sizeof(before));
         set_prompt_text(s, prompt ? prompt : "> ");
+        if (std::strcmp(before, s->prompt_text) == 0)
+            return;
+        hide_row(s);
         fit_editor(s);
     });
 }
 
+// A window of the same width shows the row as it was.
 void tsession_resize(tsession_s *s, int32_t columns, int32_t rows)
 {
     if (s->is_closed)
         return;
+    s->rows = rows_in_force(rows);
+    if (s->pager.page_rows != INT32_MAX) {
+        s->pager.page_rows = s->rows - 1;
+        s->pager.rows_left = std::min(s->pager.rows_left, s->pager.page_rows);
+    }
+    if (columns_in_force(columns) == s->columns)
+        return;
     transact(s, [=] {
         erase_row(s);
-        set_size(s, columns, rows);
-        if (s->pager.page_rows != INT32_MAX) {
-            s->pager.page_rows = s->rows - 1;
-            s->pager.rows_left = std::min(s->pager.rows_left, s->pager.page_rows);
-        }
+        set_columns(s, columns_in_force(columns));
     });
 }
 

@@ -61,8 +61,10 @@ class Resized {
         };
         session_ = tsession_create(&config);
         tsession_start(session_);
-        terminal_.feed("\r\x1b[2J\x1b[H"); // telnet's opening is no text
-        tsession_resize(session_, 80, 24);
+        if (transport == TSESSION_TELNET) {
+            terminal_.feed("\r\x1b[2J\x1b[H"); // the opening is no text
+            tsession_time_out(session_);       // and nobody answers it
+        }
         tsession_input(session_, typed.data(), typed.size());
     }
     ~Resized()

@@ -212,7 +212,7 @@ TEST_F(Session, ACommandMayWriteToAnotherSession)
     neighbours.sent[0].clear();
     other.input("typing");
     tsession_input(s, "hello\r", 6);
-    EXPECT_EQ(neighbours.sent[0], "hello\r\nbefore\r\nafter\r\n\r> ");
+    EXPECT_EQ(neighbours.sent[0], "hello\r\nbefore\r\nafter\r\n> ");
     EXPECT_EQ(other.row(), "> typing|");
     EXPECT_EQ(other.terminal().row(0).substr(0, 5), "hello");
     tsession_free(s);

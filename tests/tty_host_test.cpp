@@ -732,8 +732,8 @@ TEST(TtyHostPipe, TheOutputOfALineIsOneWrite)
     };
     EXPECT_EQ(next(), "\rvarno> ");
     EXPECT_EQ(write(keys[1], "echo one\recho two\rec", 20), 20);
-    EXPECT_EQ(next(), "echo one\r\none\r\n\rvarno> ");
-    EXPECT_EQ(next(), "echo two\r\ntwo\r\n\rvarno> ");
+    EXPECT_EQ(next(), "echo one\r\none\r\nvarno> ");
+    EXPECT_EQ(next(), "echo two\r\ntwo\r\nvarno> ");
     EXPECT_EQ(next(), "ec");
     close(keys[1]);
     EXPECT_EQ(next(), "\r\n");

@@ -117,6 +117,11 @@ typedef void (*tsession_answer_fn)(tsession_s *s, void *user, void *ctx, const c
 /* Receives the key that answers a question, 32..126 or 13; -1 when it was cancelled. */
 typedef void (*tsession_key_fn)(tsession_s *s, void *user, void *ctx, int key);
 
+/* Receives a key of the line that nothing is bound to and that is no text: a control
+ * character, 0..31, or VIRTKEY_F1 to VIRTKEY_F12 (varno/keys.h).
+ * Returns: not 0 when the host has taken it; else the bell answers it. */
+typedef int (*tsession_free_key_fn)(tsession_s *s, void *user, uint32_t key);
+
 /* What a session says by itself. A NULL is the text in quotes; the others live as long
  * as the session. */
 struct tsession_texts_s {
@@ -154,11 +159,12 @@ struct tsession_config_s {
     tsession_event_fn event;
     const cli_assist_filter_s *filter; /* of help, completion and parsing; NULL: none; lives as
                                           long as the session */
+    tsession_free_key_fn key;          /* NULL: the bell answers such keys */
 };
 
 #define TSESSION_CONFIG_INIT                                                                       \
     {                                                                                              \
-        sizeof(tsession_config_s), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0               \
+        sizeof(tsession_config_s), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0            \
     }
 
 /* What the sessions of one thread share: the line editor's commands and keys, 7 KB, and
@@ -196,7 +202,9 @@ VARNO_API tsession_s *tsession_create(const tsession_config_s *config);
 VARNO_API void tsession_free(tsession_s *s);
 
 /* Opens the dialogue: telnet's negotiation, the terminal's set-up, the first prompt.
- * Input before it is ignored. Text written before it stands above the prompt. */
+ * Input before it is ignored. Text written before it stands above the prompt. To a
+ * telnet client the set-up and the prompt are sent when it has answered the negotiation,
+ * when it sends anything else, or when the wait has run out (tsession_wait). */
 VARNO_API void tsession_start(tsession_s *s);
 
 /* Takes what came from the terminal: any bytes, any split; all of it, what cannot be
@@ -212,11 +220,11 @@ VARNO_API int tsession_wants_input(const tsession_s *s);
 /* Returns: how long the host is to wait for input before it calls tsession_time_out:
  *          0 while there is work that waits only for the caller (input that is kept, a
  *          long output that has more), some milliseconds while an escape sequence has
- *          begun, -1 for ever. Ask after every call on the session. */
+ *          begun or a telnet client has not answered the negotiation, -1 for ever. Ask after every call on the session. */
 VARNO_API int32_t tsession_wait(const tsession_s *s);
 
-/* Does one step of the work that waits; without any, the wait has run out, and a lone
- * ESC is the ESC key. */
+/* Does one step of the work that waits; without any, the wait has run out: a lone ESC is
+ * the ESC key, and the first prompt is drawn. */
 VARNO_API void tsession_time_out(tsession_s *s);
 
 /* Output. A line feed is sent as CR LF. Inside a line callback or a producer it is

@@ -154,6 +154,17 @@ void TelnetFront::ask_terminal_type()
     events_.reply(events_.user, type_question, std::size(type_question));
 }
 
+bool TelnetFront::is_opening_answered() const
+{
+    for (const auto &request : opening) {
+        const OptionState *states = request.command == TN_NVT_WILL ? us_ : him_;
+        if (states[request.option] == OptionState::want_yes)
+            return false;
+    }
+    return (has_size_ || him_[option_naws] == OptionState::no) &&
+           (has_terminal_type_ || him_[option_terminal_type] == OptionState::no);
+}
+
 // A run of data up to the next IAC, out of the caller's bytes; or the IAC.
 const unsigned char *TelnetFront::take_data(const unsigned char *bytes, const unsigned char *end)
 {
@@ -293,6 +304,7 @@ void TelnetFront::finish_size()
             return;
         std::memcpy(values, message_ + 1, size_bytes);
     }
+    has_size_ = true;
     events_.size(events_.user, number_at(values), number_at(values + 2));
 }
 

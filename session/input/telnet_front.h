@@ -66,6 +66,10 @@ class TelnetFront {
     // agrees to the option before it has named a type. May be called in an event.
     void ask_terminal_type();
 
+    // Whether the client has answered all that the opening asked for, and told the size
+    // and the terminal type that it agreed to tell.
+    bool is_opening_answered() const;
+
     OptionState us(SupportedOption option) const { return us_[option]; }
     OptionState him(SupportedOption option) const { return him_[option]; }
 
@@ -101,6 +105,7 @@ class TelnetFront {
     uint8_t message_len_;
     bool is_overlong_;
     bool has_terminal_type_;
+    bool has_size_;
     uint8_t type_requests_;
     OptionState us_[supported_options];
     OptionState him_[supported_options];

@@ -42,6 +42,7 @@ class SessionDriver : public ScriptDriver {
     void act(std::string_view verb, std::string_view rest) override
     {
         bells_ = 0;
+        shown_.clear();
         const auto bytes = stream(verb, rest);
         if (bytes)
             feed(*bytes);
@@ -73,6 +74,8 @@ class SessionDriver : public ScriptDriver {
             tsession_set_paged(session(), 0);
         else if (verb == "ROWS")
             host_->long_rows = std::stoi(std::string(rest));
+        else if (verb == "FREE-KEYS")
+            host_->takes_free_keys = rest == "1";
         else if (verb == "CLOSE")
             tsession_close(session());
         else
@@ -84,6 +87,8 @@ class SessionDriver : public ScriptDriver {
     {
         if (word == "row")
             return spell(host_->row());
+        if (word == "sent")
+            return spell(shown_);
         if (word.starts_with("above"))
             return spell(row_above(word.size() > 5 ? word[5] - '0' : 1));
         if (word == "wait")
@@ -120,11 +125,13 @@ class SessionDriver : public ScriptDriver {
     void open(const std::vector<std::string> &words)
     {
         tsession_config_s config = TSESSION_CONFIG_INIT;
-        config.transport = words.at(0) == "telnet" ? TSESSION_TELNET : TSESSION_PLAIN;
+        config.transport = words.at(0) == "plain" ? TSESSION_PLAIN : TSESSION_TELNET;
         config.columns = std::stoi(words.at(1));
         config.terminal_type = words.at(2).c_str();
         config.graph = SessionHost::graph();
-        host_ = std::make_unique<SessionHost>(config);
+        host_ = std::make_unique<SessionHost>(config, words.at(0) == "opening"
+                                                          ? SessionHost::Begin::at_the_opening
+                                                          : SessionHost::Begin::at_the_prompt);
     }
 
     void write(const std::string &text) { tsession_write(session(), text.data(), text.size()); }
@@ -158,6 +165,7 @@ class SessionDriver : public ScriptDriver {
         const std::string sent = host_->take_sent();
         bells_ += std::count(sent.begin(), sent.end(), '\a');
         note_replies(sent);
+        shown_ += without_commands(sent);
     }
 
     // Telnet's commands among what was sent; the opening and data are left out.
@@ -173,6 +181,21 @@ class SessionDriver : public ScriptDriver {
         is_opened_ = true;
     }
 
+    // What the client shows of it. A call sends whole commands.
+    static std::string without_commands(const std::string &sent)
+    {
+        std::string shown;
+        for (size_t at = 0; at < sent.size(); at++) {
+            if (sent[at] != '\xff')
+                shown += sent[at];
+            else if (sent[++at] == '\xfa')
+                at = sent.find("\xff\xf0", at) + 1;
+            else
+                at++;
+        }
+        return shown;
+    }
+
     std::string row_above(int rows)
     {
         const int row = host_->terminal().cursor_row() - rows;
@@ -183,6 +206,7 @@ class SessionDriver : public ScriptDriver {
     std::unique_ptr<SessionHost> host_;
     std::vector<std::string> noted_;
     std::string outcome_;
+    std::string shown_; // what the last act sent, without telnet's commands
     bool is_opened_ = false;
     long bells_ = 0; // that the last act brought about
 };

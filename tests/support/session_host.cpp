@@ -89,17 +89,21 @@ cli_pnode_s *SessionHost::graph()
     return &graph.show;
 }
 
-SessionHost::SessionHost(tsession_config_s config) : is_telnet_(config.transport == TSESSION_TELNET)
+SessionHost::SessionHost(tsession_config_s config, Begin begin)
+    : is_telnet_(config.transport == TSESSION_TELNET)
 {
     config.user = this;
     config.output = output;
     config.line = line;
     config.event = event;
+    config.key = free_key;
     if (config.rows == 0)
         config.rows = rows;
     session_ = tsession_create(&config);
     terminal_ = std::make_unique<Terminal>(config.rows, tsession_columns(session_));
     tsession_start(session_);
+    if (is_telnet_ && begin == Begin::at_the_prompt)
+        tsession_time_out(session_);
 }
 
 SessionHost::~SessionHost()
@@ -231,6 +235,14 @@ void SessionHost::ask(const char *question, bool is_for_a_key)
         tsession_ask_key(session_, question, key_answer, nullptr);
     else
         tsession_ask(session_, question, 0, answer, nullptr);
+}
+
+int SessionHost::free_key(tsession_s *, void *user, uint32_t key)
+{
+    auto *host = static_cast<SessionHost *>(user);
+    if (host->takes_free_keys)
+        host->events_.push_back("free key " + std::to_string(key));
+    return host->takes_free_keys;
 }
 
 int SessionHost::produce(tsession_s *s, void *user, void *, int is_cancelled)

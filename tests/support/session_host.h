@@ -17,8 +17,10 @@ namespace varno_test {
 
 class SessionHost {
   public:
-    // The configuration's callbacks and user pointer are the host's.
-    explicit SessionHost(tsession_config_s config);
+    // The configuration's callbacks and user pointer are the host's. A telnet client does
+    // not answer the opening, and the wait for that is over, unless it is to begin there.
+    enum class Begin { at_the_prompt, at_the_opening };
+    explicit SessionHost(tsession_config_s config, Begin begin = Begin::at_the_prompt);
     ~SessionHost();
     SessionHost(const SessionHost &) = delete;
     SessionHost &operator=(const SessionHost &) = delete;
@@ -49,8 +51,9 @@ class SessionHost {
 
     // What commands do: rows of a long output, the size of an answer's question.
     int long_rows = 100;
-    std::string row_tail; // of each of them
-    bool is_late = false; // a long output has nothing yet
+    std::string row_tail;         // of each of them
+    bool takes_free_keys = false; // Ctrl-Z and its like are "free key 26"
+    bool is_late = false;         // a long output has nothing yet
     void begin_long();
     void ask(const char *question, bool is_for_a_key);
 
@@ -61,6 +64,7 @@ class SessionHost {
     static void line(tsession_s *s, void *user, const char *line, const cli_pnode_s *action,
                      cli_pmatch_s *matches);
     static void event(tsession_s *s, void *user, const tsession_event_s *event);
+    static int free_key(tsession_s *s, void *user, uint32_t key);
     static int produce(tsession_s *s, void *user, void *ctx, int is_cancelled);
     static void answer(tsession_s *s, void *user, void *ctx, const char *answer);
     static void key_answer(tsession_s *s, void *user, void *ctx, int key);

@@ -69,10 +69,10 @@ int main(void)
     tsession_start(s);
     expect(s, "", "\r$ ");
     expect(s, "sh\t", "show ");
-    expect(s, "0x1f\r", "0x1f\r\nunit 0x1f\r\n\r$ ");
+    expect(s, "0x1f\r", "0x1f\r\nunit 0x1f\r\n$ ");
     expect(s, "hide\r",
            "hide\r\n  hide\r\n  ^\r\n% unknown word\r\n"
-           "  show              what there is\r\n\r$ ");
+           "  show              what there is\r\n$ ");
     tsession_close(s);
     CHECK(tsession_is_closed(s) && tsession_wait(s) == -1);
     tsession_free(s);
