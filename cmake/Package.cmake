@@ -12,8 +12,8 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/varno
 
 # The libraries find each other and the platform beside themselves; LD_LIBRARY_PATH
 # and a platform that the program loads first still go before.
-set(libraries varno varno_session varno_platform)
-set(modules varno varno-session varno-platform)
+set(libraries varno varno_session varno_commands varno_platform)
+set(modules varno varno-session varno-commands varno-platform)
 if(TARGET varno_server)
     list(APPEND libraries varno_server)
     list(APPEND modules varno-server)

@@ -859,19 +859,23 @@ class Builder {
             draft.help = describe_argument(node.help, word.type);
         add(graph_.nodes, node);
         add(draft_of_node_, draft);
-        return draft.record != none || (!word.is_keyword && word.type.kind != TypeKind::word &&
-                                        word.type.kind != TypeKind::secret);
+        return draft.record != none || (!word.is_keyword && word.type.kind != TypeKind::word);
     }
 
-    // What a row says of an argument, and the range; without a row what the type is. A
-    // registered type says it itself. Returns where in the graph's texts; none: nothing to add.
+    // What a row says of an argument, and the range; without a row what the type is.
+    // Returns where in the graph's texts; none: nothing to add.
     int32_t describe_argument(const char *help, const ArgumentType &type)
     {
         char text[64];
-        if (type.kind == TypeKind::registered || (*help != '\0' && type.kind != TypeKind::range))
+        const bool is_said = *help != '\0';
+        if (is_said && type.kind != TypeKind::range)
             return none;
+        if (type.kind == TypeKind::registered) {
+            const char *registered = types_.help ? types_.help(types_.user, type.registered) : "";
+            return registered ? add_text(registered) : none;
+        }
         describe_type(type, text, std::size(text));
-        if (*help == '\0')
+        if (!is_said)
             return add_text(text);
         const int32_t at = add_text(help);
         graph_.texts.used--;

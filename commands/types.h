@@ -35,10 +35,11 @@ struct ArgumentType {
 
 bool operator==(const ArgumentType &left, const ArgumentType &right);
 
-// Finds a registered type's number by its name; -1: there is none.
+// What is known of a program's types when definitions are built.
 struct TypeNames {
     void *user;
-    int32_t (*find)(void *user, std::string_view name);
+    int32_t (*find)(void *user, std::string_view name); // its number; -1: there is none
+    const char *(*help)(void *user, int32_t type);      // may be NULL
 };
 
 enum class TypeReading : uint8_t { read, no_type, no_range, not_registered };

@@ -92,6 +92,7 @@ void end_question(tsession_s *s, bool is_answered, mkey_t key)
     s->is_turn_over = true;
     Question asked = *s->question;
     drop_question(s);
+    s->command_rows = 0;
     const bool was_in_command = std::exchange(s->is_in_command, true);
     if (asked.line_fn)
         asked.line_fn(s, s->user, asked.ctx, is_answered ? asked.answer : nullptr);
@@ -282,7 +283,9 @@ int begin_pager(tsession_s *s, tsession_produce_fn produce_fn, void *ctx)
     s->pager.produce = produce_fn;
     s->pager.ctx = ctx;
     s->pager.page_rows = page_rows(s);
-    s->pager.rows_left = s->pager.page_rows;
+    // What the command has written already is on the screen, too.
+    const int32_t written = s->is_in_command ? s->command_rows : 0;
+    s->pager.rows_left = std::max(s->pager.page_rows - written, 0);
     return 0;
 }
 

@@ -152,6 +152,8 @@ int32_t refuse_long_line(tsession_s *s)
 int32_t run_line(tsession_s *s, const char *line)
 {
     int32_t result = CLI_ASSIST_OK;
+    if (!s->is_in_command)
+        s->command_rows = 0;
     if (std::strlen(line) >= line_capacity)
         result = refuse_long_line(s);
     else if (!s->graph)

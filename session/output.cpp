@@ -64,6 +64,8 @@ void take_row(tsession_s *s)
 {
     if (s->pager.rows_left > 0)
         s->pager.rows_left--;
+    else if (s->is_in_command && s->command_rows < s->rows)
+        s->command_rows++;
 }
 
 // Of a character beyond ASCII the last byte takes its columns; its beginning is kept.

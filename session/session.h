@@ -141,6 +141,7 @@ struct tsession_s {
     unsigned char partial[4]; // the beginning of a character of the output
     uint8_t npartial;
     bool is_after_message; // rows of an output begin on one of their own
+    int32_t command_rows;  // that a command has written before its long output, if it begins one
     int32_t row_len;       // columns that a question or the pager has written there
     int32_t shown_offset;  // display_offset as drawn last
 

@@ -655,6 +655,11 @@ int tsession_history_add(tsession_s *s, const char *line)
     return std::strlen(line) < line_capacity ? remember(s, line) : -1;
 }
 
+int tsession_is_running_line(const tsession_s *s)
+{
+    return s->running_line ? 1 : 0;
+}
+
 int tsession_history_amend(tsession_s *s, const char *line)
 {
     const char *wanted = line ? line : "";

@@ -808,6 +808,7 @@ const Row rows[] = {
     DOES (goes_on, tsession_history,      w.s, take_entry, nullptr),
     GIVES(refuses, tsession_history_add,  (w.s, "another") == 0),
     GIVES(never,   tsession_history_amend, (w.s, nullptr) == -1), // there is none
+    GIVES(never,   tsession_is_running_line, (w.s) == 0),
     DOES (never,   tsession_history_clear, w.s),
     DOES (never,   tsession_history_set_limit, w.s, 10),
     GIVES(goes_on, tsession_run_line,     (w.s, "w ip") != -1),

@@ -16,7 +16,7 @@ using namespace varno::commands;
 ArgumentType type_of(std::string_view text)
 {
     ArgumentType type = {};
-    const TypeNames none = {nullptr, nullptr};
+    const TypeNames none = {nullptr, nullptr, nullptr};
     EXPECT_EQ(read_type(text, none, type), TypeReading::read) << text;
     return type;
 }

@@ -331,6 +331,10 @@ VARNO_API int tsession_history_add(tsession_s *s, const char *line);
  * none. */
 VARNO_API int tsession_history_amend(tsession_s *s, const char *line);
 
+/* Returns: not 0 while a line that was typed is being run, from before it is parsed: then
+ *          tsession_history_amend is about that line. */
+VARNO_API int tsession_is_running_line(const tsession_s *s);
+
 /* Forgets all lines. */
 VARNO_API void tsession_history_clear(tsession_s *s);
 

@@ -17,7 +17,8 @@ inline varno::commands::TypeNames type_names()
 {
     return {nullptr, [](void *, std::string_view name) -> int32_t {
                 return name == "interface" ? 0 : name == "alias" ? 1 : -1;
-            }};
+            },
+            nullptr};
 }
 
 class Definitions {

@@ -1,0 +1,442 @@
+// A call: a command's function from its first time to its last, and what it asks about its
+// arguments.
+
+#include "filter.h"
+#include "shell.h"
+
+#include "contract.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+#include <string_view>
+
+namespace varno::commands {
+namespace {
+
+constexpr char source_name[] = "commands_call";
+
+constexpr char call_tag[] = "cli_call_s";
+constexpr char kept_tag[] = "cli_call_words";
+constexpr char state_tag[] = "cli_call_state";
+constexpr char text_tag[] = "cli_call_text";
+
+bool goes_on(int32_t result)
+{
+    return result == CLI_MORE || result == CLI_LATER;
+}
+
+// Line and words are the parse's: who goes on needs copies, all in one block.
+bool keep_words(cli_call_s *call)
+{
+    size_t count = 0;
+    size_t bytes = std::strlen(call->line) + 1;
+    for (const cli_pmatch_s *one = call->matches; one; one = one->next) {
+        count++;
+        bytes += std::strlen(one->token) + 1;
+    }
+    call->kept = tracked_malloc(count * sizeof(cli_pmatch_s) + bytes, kept_tag);
+    if (!call->kept)
+        return false;
+    auto *words = static_cast<cli_pmatch_s *>(call->kept);
+    char *text = reinterpret_cast<char *>(words + count);
+    const auto copy = [&text](const char *from) {
+        char *copied = text;
+        text = stpcpy(text, from) + 1;
+        return copied;
+    };
+    for (const cli_pmatch_s *one = call->matches; one; one = one->next) {
+        *words = *one;
+        words->token = copy(one->token);
+        words->next = one->next ? words + 1 : nullptr;
+        words++;
+    }
+    call->matches = static_cast<cli_pmatch_s *>(call->kept);
+    call->line = copy(call->line);
+    return true;
+}
+
+// The call has ended; its record stays until whoever has it lets go.
+void finish_call(cli_call_s *call)
+{
+    if (call->is_over)
+        return;
+    call->is_over = true;
+    void *state = call->state;
+    call->state = nullptr;
+    if (state && call->release_state)
+        call->release_state(state);
+    tracked_free(state, state_tag);
+    tracked_free(call->kept, kept_tag);
+    call->kept = nullptr;
+    call->matches = nullptr;
+    Snapshot *snapshot = call->snapshot;
+    call->snapshot = nullptr;
+    let_go(snapshot);
+}
+
+bool is_notation(char c)
+{
+    return std::strchr(" <>[]{}|()$.!", c) != nullptr; // the terminator, too
+}
+
+// A word of the syntax: an argument, a keyword, or the name of a choice.
+bool has_name(const cli_call_s *call, const char *name)
+{
+    const char *syntax = call->row->command->syntax;
+    const size_t len = std::strlen(name);
+    for (const char *at = std::strstr(syntax, name); at && len > 0;
+         at = std::strstr(at + 1, name)) {
+        if ((at == syntax || is_notation(at[-1])) && is_notation(at[len]))
+            return true;
+    }
+    return false;
+}
+
+bool is_argument(const cli_pmatch_s *word, const char *name)
+{
+    return word->node->type == PNODE_STRING && std::strcmp(word->node->keyword, name) == 0;
+}
+
+// The index-th word of an argument; NULL: there is none.
+const cli_pmatch_s *find_argument(const cli_call_s *call, const char *name, size_t index)
+{
+    VARNO_ASSERT(has_name(call, name));
+    for (const cli_pmatch_s *word = call->matches; word; word = word->next) {
+        if (is_argument(word, name) && index-- == 0)
+            return word;
+    }
+    return nullptr;
+}
+
+// The word that is the choice of <a|b>$name.
+const cli_pmatch_s *find_choice(const cli_call_s *call, const char *name)
+{
+    for (const cli_pmatch_s *word = call->matches; word && call->form >= 0; word = word->next) {
+        if (which_of(call->snapshot->graph, call->form, call->matches, word) == name)
+            return word;
+    }
+    return nullptr;
+}
+
+const char *text_of_choice(const cli_pmatch_s *word)
+{
+    return word->node->type == PNODE_KEYWORD ? word->node->keyword : word->token;
+}
+
+bool read_argument(cli_call_s *call, const char *name, Value &out_value)
+{
+    const cli_pmatch_s *word = find_argument(call, name, 0);
+    if (!word)
+        return false;
+    const Graph &graph = call->snapshot->graph;
+    return takes_word(graph.types[static_cast<size_t>(word->node->aux_int)], word->token,
+                      out_value);
+}
+
+// Calls act with a formatted text; without memory with the beginning of it.
+template <typename Act>
+void with_text(const char *format, va_list arguments, Act act)
+{
+    char few[1024];
+    va_list again;
+    va_copy(again, arguments);
+    const int len = std::vsnprintf(few, std::size(few), format, arguments);
+    char *all = len < static_cast<int>(std::size(few))
+                    ? nullptr
+                    : static_cast<char *>(tracked_malloc(static_cast<size_t>(len) + 1, text_tag));
+    if (all)
+        std::vsnprintf(all, static_cast<size_t>(len) + 1, format, again);
+    va_end(again);
+    try {
+        act(all ? all : few);
+    } catch (...) {
+        tracked_free(all, text_tag);
+        throw;
+    }
+    tracked_free(all, text_tag);
+}
+
+void fail(cli_call_s *call, const char *text)
+{
+    write_clean(call->shell, "% ");
+    write_clean(call->shell, text);
+    write_clean(call->shell, "\n");
+}
+
+void fail_at(cli_call_s *call, const cli_pmatch_s *word, const char *text)
+{
+    cli_assist_error_s error = {};
+    error.reason = CLI_ASSIST_UNKNOWN;
+    error.at = word->pos;
+    strlcpy2(error.why, text, std::size(error.why) - 1);
+    const tsession_s *session = call->shell->session;
+    const int32_t columns = session ? tsession_columns(session) : 0;
+    const int32_t len = cli_assist_format_error(call->line, &error, columns, nullptr, 0);
+    auto *rows = static_cast<char *>(tracked_malloc(static_cast<size_t>(len) + 1, text_tag));
+    if (!rows)
+        return fail(call, text);
+    cli_assist_format_error(call->line, &error, columns, rows, len + 1);
+    try {
+        write_clean(call->shell, rows);
+    } catch (...) {
+        tracked_free(rows, text_tag);
+        throw;
+    }
+    tracked_free(rows, text_tag);
+}
+
+} // namespace
+
+int32_t begin_call(cli_shell_s *shell, const char *line, const cli_pnode_s *action,
+                   const cli_pmatch_s *matches, cli_call_s **out_call)
+{
+    auto *call = static_cast<cli_call_s *>(tracked_calloc(1, sizeof(cli_call_s), call_tag));
+    if (!call) {
+        write_clean(shell, "% out of memory\n");
+        return CLI_FAILED;
+    }
+    const End &end = *static_cast<const End *>(action->func);
+    call->shell = shell;
+    call->snapshot = hold(shell->snapshot);
+    call->row = &call->snapshot->rows[static_cast<size_t>(end.definition)];
+    call->form = end.form;
+    call->line = line;
+    call->matches = matches;
+    call->next = shell->calls;
+    shell->calls = call;
+    int32_t result = CLI_FAILED;
+    try {
+        result = go_on(call);
+        if (goes_on(result) && !keep_words(call)) {
+            cancel(call);
+            write_clean(shell, "% out of memory\n");
+            result = CLI_FAILED;
+        }
+    } catch (...) {
+        end_call(call);
+        throw;
+    }
+    if (goes_on(result))
+        *out_call = call;
+    else
+        end_call(call);
+    return result;
+}
+
+int32_t go_on(cli_call_s *call)
+{
+    const cli_command_s &command = *call->row->command;
+    int32_t result = CLI_FAILED;
+    call->is_running = true;
+    call->is_woken = false;
+    try {
+        result = command.run(call, command.user);
+    } catch (...) {
+        call->is_running = false;
+        finish_call(call);
+        throw;
+    }
+    call->is_running = false;
+    call->is_late = result == CLI_LATER;
+    if (goes_on(result) && call->is_cancel_asked) {
+        cancel(call);
+        result = CLI_FAILED;
+    }
+    if (!goes_on(result))
+        finish_call(call);
+    return result;
+}
+
+void cancel(cli_call_s *call)
+{
+    if (call->is_over || call->is_running) {
+        call->is_cancel_asked = true;
+        return;
+    }
+    const cli_command_s &command = *call->row->command;
+    call->is_cancelled = true;
+    call->is_running = true;
+    try {
+        command.run(call, command.user);
+    } catch (...) {
+        finish_call(call);
+        throw;
+    }
+    finish_call(call);
+}
+
+void end_call(cli_call_s *call)
+{
+    finish_call(call);
+    cli_call_s **link = &call->shell->calls;
+    while (*link != call)
+        link = &(*link)->next;
+    *link = call->next;
+    tracked_free(call, call_tag);
+}
+
+void cancel_calls_of(cli_set_s *set, const Owner *owner)
+{
+    const auto find = [set, owner]() -> cli_call_s * {
+        for (const cli_shell_s *shell = set->shells; shell; shell = shell->next) {
+            for (cli_call_s *call = shell->calls; call; call = call->next) {
+                if (!call->is_over && !call->is_cancel_asked && call->row->owner == owner)
+                    return call;
+            }
+        }
+        return nullptr;
+    };
+    while (cli_call_s *call = find()) {
+        const cli_shell_s *shell = call->shell;
+        const bool is_running = call->is_running;
+        cancel(call);
+        if (is_running)
+            continue;
+        if (shell->session)
+            tsession_wake(shell->session); // its output ends
+        else
+            end_call(call);
+    }
+}
+
+} // namespace varno::commands
+
+using namespace varno::commands;
+
+cli_shell_s *cli_call_shell(const cli_call_s *call)
+{
+    return call->shell;
+}
+
+const char *cli_line(const cli_call_s *call)
+{
+    return call->line;
+}
+
+int cli_has(cli_call_s *call, const char *name)
+{
+    if (find_argument(call, name, 0) || find_choice(call, name))
+        return 1;
+    for (const cli_pmatch_s *word = call->matches; word; word = word->next) {
+        if (word->node->type == PNODE_KEYWORD && std::strcmp(word->node->keyword, name) == 0)
+            return 1;
+    }
+    return 0;
+}
+
+size_t cli_count(cli_call_s *call, const char *name)
+{
+    size_t count = 0;
+    while (find_argument(call, name, count))
+        count++;
+    return count > 0 || !find_choice(call, name) ? count : 1;
+}
+
+const char *cli_text(cli_call_s *call, const char *name)
+{
+    return cli_text_at(call, name, 0);
+}
+
+const char *cli_text_at(cli_call_s *call, const char *name, size_t index)
+{
+    if (const cli_pmatch_s *word = find_argument(call, name, index))
+        return word->token;
+    const cli_pmatch_s *choice = index == 0 ? find_choice(call, name) : nullptr;
+    return choice ? text_of_choice(choice) : nullptr;
+}
+
+int64_t cli_number(cli_call_s *call, const char *name)
+{
+    Value value = {};
+    return read_argument(call, name, value) ? value.number : 0;
+}
+
+const uint8_t *cli_address(cli_call_s *call, const char *name, int32_t *family, int32_t *bits)
+{
+    Value value = {};
+    if (!read_argument(call, name, value) || value.family == 0)
+        return nullptr;
+    call->value = value;
+    if (family)
+        *family = value.family;
+    if (bits)
+        *bits = value.bits;
+    return call->value.address;
+}
+
+void *cli_state(cli_call_s *call, size_t bytes, void (*release)(void *state))
+{
+    if (!call->state) {
+        call->state = tracked_calloc(1, std::max(bytes, size_t{1}), state_tag);
+        call->release_state = release;
+    }
+    return call->state;
+}
+
+int cli_is_cancelled(const cli_call_s *call)
+{
+    return call->is_cancelled ? 1 : 0;
+}
+
+uint64_t cli_ticket(cli_call_s *call)
+{
+    if (call->ticket == 0)
+        call->ticket = ++call->shell->set->last_ticket;
+    return call->ticket;
+}
+
+int32_t cli_wake(cli_set_s *set, uint64_t ticket)
+{
+    for (const cli_shell_s *shell = set->shells; shell; shell = shell->next) {
+        for (cli_call_s *call = shell->calls; call; call = call->next) {
+            if (ticket == 0 || call->ticket != ticket || call->is_over)
+                continue;
+            call->is_woken = true;
+            if (shell->session)
+                tsession_wake(shell->session);
+            return 0;
+        }
+    }
+    return -1;
+}
+
+void cli_print(cli_call_s *call, const char *format, ...)
+{
+    if (call->is_cancelled)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    with_text(format, arguments, [call](const char *text) { write_clean(call->shell, text); });
+    va_end(arguments);
+}
+
+void cli_fail(cli_call_s *call, const char *format, ...)
+{
+    if (call->is_cancelled)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    with_text(format, arguments, [call](const char *text) { fail(call, text); });
+    va_end(arguments);
+}
+
+void cli_fail_at(cli_call_s *call, const char *name, const char *format, ...)
+{
+    const cli_pmatch_s *word = find_argument(call, name, 0);
+    if (!word)
+        word = find_choice(call, name);
+    if (call->is_cancelled)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    with_text(format, arguments, [call, word](const char *text) {
+        if (word)
+            fail_at(call, word, text);
+        else
+            fail(call, text);
+    });
+    va_end(arguments);
+}

@@ -1,0 +1,280 @@
+// Rows, types and owners; building; removing an owner while sessions use its commands.
+
+#include "set.h"
+
+#include "shell.h"
+
+#include "contract.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace varno::commands {
+namespace {
+
+constexpr char source_name[] = "commands_set";
+
+constexpr char set_tag[] = "cli_set_s";
+constexpr char owner_tag[] = "Owner";
+constexpr char snapshot_tag[] = "Snapshot";
+
+Owner *find_owner(const cli_set_s *set, const void *id)
+{
+    Owner *owner = set->owners;
+    while (owner && (owner->id != id || owner->is_removed))
+        owner = owner->next;
+    return owner;
+}
+
+// Returns NULL without memory.
+Owner *make_owner(cli_set_s *set, const void *id)
+{
+    if (Owner *known = find_owner(set, id))
+        return known;
+    auto *owner = static_cast<Owner *>(tracked_calloc(1, sizeof(Owner), owner_tag));
+    if (!owner)
+        return nullptr;
+    owner->id = id;
+    owner->next = set->owners;
+    set->owners = owner;
+    return owner;
+}
+
+void add_uses(Owner *owner, int64_t uses)
+{
+    owner->uses += uses;
+}
+
+// The last use of an owner that was removed: its record goes, then it hears of it.
+void drop_uses(cli_set_s *set, Owner *owner, int64_t uses)
+{
+    owner->uses -= uses;
+    if (owner->uses > 0 || !owner->is_removed)
+        return;
+    Owner **link = &set->owners;
+    while (*link != owner)
+        link = &(*link)->next;
+    *link = owner->next;
+    const Owner gone = *owner;
+    tracked_free(owner, owner_tag);
+    if (gone.released)
+        gone.released(gone.ctx);
+}
+
+// Room for more; a set that was short of memory is not so for ever.
+template <typename Item>
+bool make_room(Array<Item> &array, size_t more)
+{
+    const bool has_room = array.reserve(more);
+    array.is_short = false;
+    return has_room;
+}
+
+template <typename Item>
+void remove_of(Array<Item> &array, const Owner *owner)
+{
+    Item *end = std::remove_if(array.begin(), array.end(),
+                               [owner](const Item &item) { return item.owner == owner; });
+    array.used = static_cast<size_t>(end - array.begin());
+}
+
+template <typename Item>
+bool copy_but(const Array<Item> &from, const Owner *without, Array<Item> &out)
+{
+    for (const Item &item : from) {
+        if (item.owner == without)
+            continue;
+        if (!out.add(item))
+            return false;
+        add_uses(item.owner, 1);
+    }
+    return true;
+}
+
+int32_t find_type(void *user, std::string_view name)
+{
+    const auto &types = static_cast<const Snapshot *>(user)->types;
+    for (size_t i = 0; i < types.used; i++) {
+        if (types[i].type->name == name)
+            return static_cast<int32_t>(i);
+    }
+    return -1;
+}
+
+const char *help_of_type(void *user, int32_t type)
+{
+    const auto &types = static_cast<const Snapshot *>(user)->types;
+    return types[static_cast<size_t>(type)].type->help;
+}
+
+// Returns false without memory.
+bool build_snapshot(Snapshot *snapshot, Findings &findings)
+{
+    Array<Definition> definitions = {};
+    for (const Row &row : snapshot->rows) {
+        const cli_command_s &command = *row.command;
+        definitions.add({command.syntax, command.help, command.run != nullptr, 0});
+    }
+    const TypeNames types = {snapshot, find_type, help_of_type};
+    const bool is_built =
+        !definitions.is_short && build_graph(definitions, 1, types, findings, snapshot->graph);
+    definitions.release();
+    return is_built;
+}
+
+void tell_findings(const Snapshot *snapshot, const Findings &findings, cli_finding_fn tell,
+                   void *ctx)
+{
+    if (!tell)
+        return;
+    for (const Finding &one : findings.list) {
+        const Row &row = snapshot->rows[static_cast<size_t>(one.row)];
+        const cli_finding_s told = {
+            is_error(one.problem),
+            row.owner->id,
+            row.command->syntax,
+            one.column,
+            text_of(one.problem),
+            one.other < 0 ? nullptr
+                          : snapshot->rows[static_cast<size_t>(one.other)].command->syntax,
+        };
+        tell(ctx, &told);
+    }
+}
+
+// What is built from all rows but those of one owner. Returns 0, the number of errors, or
+// -1 without memory; out_snapshot is set only with 0.
+int32_t make_snapshot(cli_set_s *set, const Owner *without, cli_finding_fn tell, void *ctx,
+                      Snapshot **out_snapshot)
+{
+    auto *made = static_cast<Snapshot *>(tracked_calloc(1, sizeof(Snapshot), snapshot_tag));
+    if (!made)
+        return -1;
+    made->set = set;
+    made->holders = 1;
+    Findings findings = {};
+    const bool is_built = copy_but(set->rows, without, made->rows) &&
+                          copy_but(set->types, without, made->types) &&
+                          build_snapshot(made, findings);
+    if (is_built)
+        tell_findings(made, findings, tell, ctx);
+    findings.list.release();
+    const int32_t errors = is_built ? findings.errors : -1;
+    if (errors == 0)
+        *out_snapshot = made;
+    else
+        let_go(made);
+    return errors;
+}
+
+void use_snapshot(cli_set_s *set, Snapshot *snapshot)
+{
+    Snapshot *old = set->current;
+    set->current = snapshot;
+    for (cli_shell_s *shell = set->shells; shell; shell = shell->next)
+        take_snapshot(shell, snapshot);
+    let_go(old);
+}
+
+} // namespace
+
+Snapshot *hold(Snapshot *snapshot)
+{
+    if (snapshot)
+        snapshot->holders++;
+    return snapshot;
+}
+
+void let_go(Snapshot *snapshot)
+{
+    if (!snapshot || --snapshot->holders > 0)
+        return;
+    for (const Row &row : snapshot->rows)
+        drop_uses(snapshot->set, row.owner, 1);
+    for (const Type &type : snapshot->types)
+        drop_uses(snapshot->set, type.owner, 1);
+    release_graph(snapshot->graph);
+    snapshot->rows.release();
+    snapshot->types.release();
+    tracked_free(snapshot, snapshot_tag);
+}
+
+} // namespace varno::commands
+
+using namespace varno::commands;
+
+cli_set_s *cli_set_create(void)
+{
+    return static_cast<cli_set_s *>(tracked_calloc(1, sizeof(cli_set_s), set_tag));
+}
+
+void cli_set_free(cli_set_s *set)
+{
+    if (!set)
+        return;
+    VARNO_ASSERT(!set->shells);
+    let_go(set->current);
+    while (Owner *owner = set->owners) {
+        set->owners = owner->next;
+        tracked_free(owner, owner_tag);
+    }
+    set->rows.release();
+    set->types.release();
+    tracked_free(set, set_tag);
+}
+
+int32_t cli_set_add(cli_set_s *set, const void *owner, const cli_command_s *rows, size_t count)
+{
+    if (set->questions > 0 || !make_room(set->rows, count))
+        return -1;
+    Owner *added = make_owner(set, owner);
+    if (!added)
+        return -1;
+    for (size_t i = 0; i < count; i++)
+        set->rows.add({&rows[i], added});
+    add_uses(added, static_cast<int64_t>(count));
+    return 0;
+}
+
+int32_t cli_set_add_type(cli_set_s *set, const void *owner, const cli_type_s *type)
+{
+    if (set->questions > 0 || !make_room(set->types, 1))
+        return -1;
+    Owner *added = make_owner(set, owner);
+    if (!added)
+        return -1;
+    set->types.add({type, added});
+    add_uses(added, 1);
+    return 0;
+}
+
+int32_t cli_set_build(cli_set_s *set, cli_finding_fn finding, void *ctx)
+{
+    if (set->questions > 0)
+        return -1;
+    Snapshot *made = nullptr;
+    const int32_t errors = make_snapshot(set, nullptr, finding, ctx, &made);
+    if (errors == 0)
+        use_snapshot(set, made);
+    return errors;
+}
+
+int32_t cli_set_remove(cli_set_s *set, const void *owner, cli_released_fn released, void *ctx)
+{
+    Owner *removed = find_owner(set, owner);
+    Snapshot *made = nullptr;
+    if (!removed || set->questions > 0 || make_snapshot(set, removed, nullptr, nullptr, &made) != 0)
+        return -1;
+    const auto of_owner = [removed](const auto &item) { return item.owner == removed; };
+    const auto used = std::count_if(set->rows.begin(), set->rows.end(), of_owner) +
+                      std::count_if(set->types.begin(), set->types.end(), of_owner);
+    remove_of(set->rows, removed);
+    remove_of(set->types, removed);
+    removed->is_removed = true;
+    removed->released = released;
+    removed->ctx = ctx;
+    use_snapshot(set, made);
+    cancel_calls_of(set, removed);
+    drop_uses(set, removed, used);
+    return 0;
+}

@@ -1,0 +1,370 @@
+// A shell: what a session or a batch runs commands with.
+
+#include "shell.h"
+
+#include "filter.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <utility>
+
+namespace varno::commands {
+namespace {
+
+constexpr char shell_tag[] = "cli_shell_s";
+
+void destroy(cli_shell_s *shell)
+{
+    while (shell->calls)
+        end_call(shell->calls);
+    cli_shell_s **link = &shell->set->shells;
+    while (*link != shell)
+        link = &(*link)->next;
+    *link = shell->next;
+    Snapshot *snapshot = shell->snapshot;
+    tracked_free(shell, shell_tag);
+    let_go(snapshot);
+}
+
+// A shell whose free was asked for goes when nothing can call it any more.
+void leave(cli_shell_s *shell)
+{
+    const bool is_unused = !shell->session || shell->is_closed_told;
+    if (--shell->depth == 0 && shell->is_free_asked && is_unused)
+        destroy(shell);
+}
+
+// Calls act as one of the shell's calls on the program.
+template <typename Act>
+void enter(cli_shell_s *shell, Act act)
+{
+    shell->depth++;
+    try {
+        act();
+    } catch (...) {
+        leave(shell);
+        throw;
+    }
+    leave(shell);
+}
+
+// What a session asks of its host
+
+void pass_output(tsession_s *s, void *user, const char *bytes, size_t count)
+{
+    const auto *shell = static_cast<const cli_shell_s *>(user);
+    if (shell->host_output)
+        shell->host_output(s, shell->host_user, bytes, count);
+}
+
+void pass_event(tsession_s *s, void *user, const tsession_event_s *event)
+{
+    auto *shell = static_cast<cli_shell_s *>(user);
+    shell->is_closed_told = event->kind == TSESSION_CLOSED;
+    enter(shell, [&] {
+        if (shell->host_event)
+            shell->host_event(s, shell->host_user, event);
+    });
+}
+
+// An output that goes on. A call that is over has been cancelled by the set.
+int produce(tsession_s *, void *user, void *ctx, int is_cancelled)
+{
+    auto *shell = static_cast<cli_shell_s *>(user);
+    auto *call = static_cast<cli_call_s *>(ctx);
+    if (!is_cancelled && !call->is_over && call->is_late && !call->is_woken)
+        return TSESSION_LATER; // a session asks once before it waits
+    int32_t result = CLI_FAILED;
+    if (is_cancelled) {
+        try {
+            cancel(call);
+        } catch (...) {
+            end_call(call);
+            throw;
+        }
+    } else if (!call->is_over) {
+        result = go_on(call); // left by an exception, it is cancelled next
+    }
+    shell->result = result;
+    if (!call->is_over)
+        return result; // CLI_MORE and CLI_LATER are the session's
+    end_call(call);
+    return TSESSION_DONE;
+}
+
+static_assert(static_cast<int>(CLI_MORE) == static_cast<int>(TSESSION_MORE));
+static_assert(static_cast<int>(CLI_LATER) == static_cast<int>(TSESSION_LATER));
+
+void run_in_session(tsession_s *s, void *user, const char *line, const cli_pnode_s *action,
+                    cli_pmatch_s *matches)
+{
+    auto *shell = static_cast<cli_shell_s *>(user);
+    const auto *end = static_cast<const End *>(action->func);
+    const Row &row = shell->snapshot->rows[static_cast<size_t>(end->definition)];
+    if ((row.command->flags & CLI_FORGOTTEN) != 0 && shell->lines == 0)
+        tsession_history_amend(s, nullptr);
+    cli_call_s *call = nullptr;
+    shell->result = begin_call(shell, line, action, matches, &call);
+    if (!call)
+        return;
+    if (tsession_page(s, produce, call) == 0)
+        return;
+    shell->result = CLI_FAILED;
+    try {
+        cancel(call);
+    } catch (...) {
+        end_call(call);
+        throw;
+    }
+    end_call(call);
+    write_clean(shell, "% another output is going on\n");
+}
+
+bool read_config(cli_shell_config_s &out, const cli_shell_config_s *config,
+                 tsession_config_s &out_session)
+{
+    out_session = TSESSION_CONFIG_INIT;
+    if (config->size != sizeof(out))
+        return false;
+    out = *config;
+    if (!out.set || !out.session)
+        return out.set != nullptr;
+    if (out.session->size < sizeof(out_session.size) || out.session->size > sizeof(out_session))
+        return false;
+    std::memcpy(&out_session, out.session, out.session->size);
+    out_session.size = sizeof(out_session);
+    return !out_session.line && !out_session.graph && !out_session.filter;
+}
+
+bool begin_session(cli_shell_s *shell, tsession_config_s &config)
+{
+    shell->host_output = std::exchange(config.output, pass_output);
+    shell->host_event = std::exchange(config.event, pass_event);
+    shell->host_user = std::exchange(config.user, shell);
+    config.line = run_in_session;
+    config.graph = root_of(shell->snapshot);
+    config.filter = &shell->filter;
+    shell->session = tsession_create(&config);
+    return shell->session != nullptr;
+}
+
+// Batches
+
+void write_batch(const cli_shell_s *shell, const char *bytes, size_t count)
+{
+    if (shell->output && count > 0)
+        shell->output(shell->user, bytes, count);
+}
+
+// A part of a text without line feeds and tabs, in pieces that end between characters.
+void write_clean_part(const cli_shell_s *shell, const char *text, size_t count)
+{
+    char piece[256];
+    char clean[std::size(piece)];
+    while (count > 0) {
+        size_t len = std::min(count, std::size(piece) - 1);
+        while (len < count && len > std::size(piece) / 2 && (text[len] & 0xc0) == 0x80)
+            len--;
+        std::memcpy(piece, text, len);
+        piece[len] = '\0';
+        tsession_clean(clean, std::size(clean), piece);
+        write_batch(shell, clean, std::strlen(clean));
+        text += len;
+        count -= len;
+    }
+}
+
+bool is_comment(const char *line)
+{
+    line += std::strspn(line, " \t");
+    return *line == '\0' || *line == '!' || *line == '#';
+}
+
+// As long as a batch's call can go on.
+int32_t go_through(cli_call_s *call, int32_t result)
+{
+    try {
+        while (result == CLI_MORE || (result == CLI_LATER && call->is_woken))
+            result = go_on(call);
+    } catch (...) {
+        end_call(call);
+        throw;
+    }
+    if (call->is_over)
+        end_call(call);
+    return result;
+}
+
+void write_error(cli_shell_s *shell, const char *line, const cli_assist_error_s &error)
+{
+    char rows[2 * CLI_ASSIST_MAX_LINE + CLI_ASSIST_MAX_WHY + 16];
+    cli_assist_format_error(line, &error, 0, rows, static_cast<int32_t>(std::size(rows)));
+    write_clean(shell, rows);
+}
+
+int32_t run_in_batch(cli_shell_s *shell, const char *line)
+{
+    if (is_comment(line))
+        return CLI_DONE;
+    cli_pmatch_s *matches = nullptr;
+    cli_assist_error_s error;
+    int32_t result = CLI_FAILED;
+    try {
+        const cli_pnode_s *action =
+            cli_assist_parse(root_of(shell->snapshot), &shell->filter, line, &matches, &error);
+        cli_call_s *call = nullptr;
+        if (action)
+            result = begin_call(shell, line, action, matches, &call);
+        else
+            write_error(shell, line, error);
+        if (call)
+            result = go_through(call, result);
+    } catch (...) {
+        cli_match_free(matches);
+        throw;
+    }
+    cli_match_free(matches);
+    return result;
+}
+
+// A batch's call that waits.
+cli_call_s *waiting_call(const cli_shell_s *shell)
+{
+    cli_call_s *call = shell->calls;
+    while (call && call->is_running)
+        call = call->next;
+    return call;
+}
+
+} // namespace
+
+void take_snapshot(cli_shell_s *shell, Snapshot *snapshot)
+{
+    Snapshot *old = shell->snapshot;
+    shell->snapshot = hold(snapshot);
+    if (shell->session)
+        tsession_set_graph(shell->session, root_of(snapshot));
+    let_go(old);
+}
+
+void see_secret(cli_shell_s *shell)
+{
+    if (shell->session && shell->lines == 0 && tsession_is_running_line(shell->session))
+        tsession_history_amend(shell->session, nullptr);
+}
+
+void write_clean(cli_shell_s *shell, const char *text)
+{
+    if (shell->session) {
+        tsession_write_clean(shell->session, text);
+        return;
+    }
+    while (*text) {
+        const size_t part = std::strcspn(text, "\n\t");
+        write_clean_part(shell, text, part);
+        text += part;
+        const size_t blanks = std::strspn(text, "\n\t");
+        write_batch(shell, text, blanks);
+        text += blanks;
+    }
+}
+
+} // namespace varno::commands
+
+using namespace varno::commands;
+
+cli_shell_s *cli_shell_create(const cli_shell_config_s *config)
+{
+    cli_shell_config_s read;
+    tsession_config_s session;
+    if (!read_config(read, config, session))
+        return nullptr;
+    auto *shell = static_cast<cli_shell_s *>(tracked_calloc(1, sizeof(cli_shell_s), shell_tag));
+    if (!shell)
+        return nullptr;
+    shell->set = read.set;
+    shell->snapshot = read.set->current;
+    shell->filter = filter_of(shell);
+    shell->user = read.user;
+    shell->output = read.output;
+    if (read.session && !begin_session(shell, session)) {
+        tracked_free(shell, shell_tag);
+        return nullptr;
+    }
+    hold(shell->snapshot);
+    shell->next = read.set->shells;
+    read.set->shells = shell;
+    return shell;
+}
+
+void cli_shell_free(cli_shell_s *shell)
+{
+    if (!shell || shell->is_free_asked)
+        return;
+    enter(shell, [shell] {
+        shell->is_free_asked = true;
+        if (shell->session)
+            tsession_free(shell->session);
+        else if (cli_call_s *call = waiting_call(shell))
+            cancel(call);
+    });
+}
+
+tsession_s *cli_shell_session(const cli_shell_s *shell)
+{
+    return shell->session;
+}
+
+void *cli_shell_user(const cli_shell_s *shell)
+{
+    return shell->user;
+}
+
+int32_t cli_shell_run(cli_shell_s *shell, const char *line)
+{
+    int32_t result = CLI_FAILED;
+    if (!shell->session && (shell->is_free_asked || waiting_call(shell)))
+        return result;
+    shell->lines++;
+    shell->result = CLI_DONE;
+    enter(shell, [&] {
+        try {
+            if (!shell->session)
+                result = run_in_batch(shell, line);
+            else if (tsession_run_line(shell->session, line) == CLI_ASSIST_OK)
+                result = shell->result;
+        } catch (...) {
+            shell->lines--;
+            throw;
+        }
+        shell->lines--;
+    });
+    return result;
+}
+
+int32_t cli_shell_resume(cli_shell_s *shell)
+{
+    cli_call_s *call = shell->session ? nullptr : waiting_call(shell);
+    if (!call)
+        return CLI_DONE;
+    int32_t result = CLI_LATER;
+    enter(shell, [&] { result = go_through(call, CLI_LATER); });
+    return result;
+}
+
+int32_t cli_shell_check(cli_shell_s *shell, const char *line, cli_assist_error_s *error)
+{
+    cli_pmatch_s *matches = nullptr;
+    cli_assist_error_s found;
+    try {
+        cli_assist_parse(root_of(shell->snapshot), &shell->filter, line, &matches, &found);
+    } catch (...) {
+        cli_match_free(matches);
+        throw;
+    }
+    cli_match_free(matches);
+    if (error)
+        *error = found;
+    return found.reason;
+}

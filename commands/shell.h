@@ -1,0 +1,79 @@
+#ifndef VARNO_COMMANDS_SHELL_H
+#define VARNO_COMMANDS_SHELL_H
+
+// Shells and their calls.
+
+#include "set.h"
+#include "types.h"
+
+#include <varno/commands.h>
+
+#include <cstddef>
+#include <cstdint>
+
+struct cli_call_s {
+    cli_call_s *next; // of the shell's
+    cli_shell_s *shell;
+    varno::commands::Snapshot *snapshot;
+    const varno::commands::Row *row; // of the snapshot
+    int32_t form;                    // of the snapshot's graph, if it is followed; else -1
+    const char *line;
+    const cli_pmatch_s *matches;
+    void *kept; // line and matches, once the call goes on; else they are the parse's
+    void *state;
+    void (*release_state)(void *state);
+    uint64_t ticket;              // 0: none was asked for
+    varno::commands::Value value; // of the address asked for last
+    bool is_running;
+    bool is_cancel_asked; // while it was running
+    bool is_cancelled;
+    bool is_over; // cancelled while the session still has its output open
+    bool is_late; // it has nothing to say before it is woken
+    bool is_woken;
+};
+
+struct cli_shell_s {
+    cli_shell_s *next; // of the set's
+    cli_set_s *set;
+    varno::commands::Snapshot *snapshot;
+    cli_call_s *calls;
+    tsession_s *session; // NULL: a batch
+    cli_assist_filter_s filter;
+    void *user;
+    cli_output_fn output; // of a batch
+    tsession_output_fn host_output;
+    tsession_event_fn host_event;
+    void *host_user;
+    int32_t result; // of the call that was run last
+    int32_t depth;  // calls on it, and of it on the program, that have not returned
+    int32_t lines;  // that the program runs itself
+    bool is_free_asked;
+    bool is_closed_told;
+    char why[CLI_ASSIST_MAX_WHY + 1]; // the filter's reason
+};
+
+namespace varno::commands {
+
+// The graph that is in force from now on.
+void take_snapshot(cli_shell_s *shell, Snapshot *snapshot);
+// A word that may be a secret is in a line.
+void see_secret(cli_shell_s *shell);
+void cancel_calls_of(cli_set_s *set, const Owner *owner);
+void write_clean(cli_shell_s *shell, const char *text);
+
+// Calls (call.cpp)
+
+// Begins a call and runs it the first time. The result is CLI_DONE, CLI_FAILED, or that of a call that goes
+// on, which out_call then is.
+int32_t begin_call(cli_shell_s *shell, const char *line, const cli_pnode_s *action,
+                   const cli_pmatch_s *matches, cli_call_s **out_call);
+// Calls its function again. Anything but CLI_MORE and CLI_LATER has ended the call.
+int32_t go_on(cli_call_s *call);
+// Calls its function for the last time; one that is running is cancelled after it.
+void cancel(cli_call_s *call);
+// Lets its record go.
+void end_call(cli_call_s *call);
+
+} // namespace varno::commands
+
+#endif

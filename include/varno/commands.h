@@ -1,0 +1,278 @@
+#ifndef VARNO_COMMANDS_H
+#define VARNO_COMMANDS_H
+
+/* A command is one line of notation and one function. A set holds the rows of a device's
+ * command tables and compiles them into one parse graph; a shell gives one session, or a
+ * batch without one, those commands: typed arguments, help, completion, errors with a
+ * caret, long outputs and results that come later.
+ *
+ *     static const cli_command_s rows[] = {
+ *         {"show",                        "what there is",            NULL,         0, NULL},
+ *         {"show numbers COUNT(1-1000)",  "a long output",            show_numbers, 0, NULL},
+ *         {"show numbers COUNT(1-1000)",  "how many",                 NULL,         0, NULL},
+ *         {"vlan VLAN(1-4094) [name NAME]", "make or name a VLAN",    make_vlan,    0, NULL},
+ *     };
+ *
+ * Notation:
+ *
+ *     word                a keyword
+ *     NAME                an argument, any word; capitals name it for help, errors and code
+ *     NAME(1-4094)        a decimal number; a sign only where the range has negatives
+ *     NAME(ipv4) (ipv6) (ip) (ipv4/) (ipv6/) (ip/) (mac) (hex)
+ *                         addresses, prefixes, hardware addresses, a hexadecimal number
+ *     NAME(TYPE)          a type that the program has registered
+ *     NAME(line)          the rest of the line as typed, quotes included; comes last
+ *     NAME(secret)        a word that is never remembered
+ *     NAME...             one or more words, to the end
+ *     <a|b>               one of them;  <a|b>$which  and which one, as an argument
+ *     [a|b]               one or none
+ *     {a|b}               in any order, each at most once, at least one
+ *     [no] in front       the negated form;  ![a]  what may be left out after "no" only
+ *
+ * Brackets nest. A row without a function documents the last word of its syntax, wherever
+ * else that word of a command may stand. A word without such a row has the help of the
+ * command whose last keyword it is; a command's own help is that of its "<cr>".
+ *
+ * What fits a word: the whole keyword; a value that a type lists; a value of any other
+ * type; a free word. A keyword may be abbreviated, a value never. Two that fit equally are
+ * ambiguous.
+ *
+ * A set, its types and its shells are used by one thread at a time, all together. Callbacks
+ * get their row's user pointer. A callback may leave by an exception; it then ends the
+ * session as any callback of a session does. */
+
+#include <varno/api.h>
+#include <varno/cli_assist.h>
+#include <varno/tsession.h>
+
+#include <stdarg.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct cli_set_s cli_set_s;     /* the commands of a device; opaque */
+typedef struct cli_shell_s cli_shell_s; /* who runs them; opaque */
+typedef struct cli_call_s cli_call_s;   /* a command that is being run; opaque */
+typedef struct cli_command_s cli_command_s;
+typedef struct cli_type_s cli_type_s;
+typedef struct cli_finding_s cli_finding_s;
+typedef struct cli_shell_config_s cli_shell_config_s;
+
+/* What a command's function answers. */
+enum {
+    CLI_DONE = 0,    /* it has done what it was to do */
+    CLI_FAILED = -1, /* it could not, and has said why */
+    CLI_MORE = 1,    /* call it again when there is room for more output */
+    CLI_LATER = 2    /* call it again after cli_wake */
+};
+
+/* Flags of a command. */
+enum {
+    CLI_FORGOTTEN = 1 /* its lines are not remembered in the history */
+};
+
+/* Runs a command, or goes on with it. call is good for this call only.
+ * Returns: CLI_DONE, CLI_FAILED, CLI_MORE or CLI_LATER. Called once more with
+ *          cli_is_cancelled not 0 when nobody wants the rest: the result is then ignored. */
+typedef int32_t (*cli_run_fn)(cli_call_s *call, void *user);
+
+/* One row of a table of commands. */
+struct cli_command_s {
+    const char *syntax; /* notation */
+    const char *help;   /* of the command, or of the word that the row documents; NULL: none */
+    cli_run_fn run;     /* NULL: the row documents the last word of its syntax */
+    uint32_t flags;     /* CLI_FORGOTTEN or 0 */
+    void *user;         /* second argument of run */
+};
+
+/* Whether a type takes a word.
+ * Returns: not 0 if so; else *why may be set to a text for a person, which stays until the
+ *          next call. */
+typedef int32_t (*cli_accept_fn)(void *user, cli_shell_s *shell, const char *word,
+                                 const char **why);
+
+/* Calls value(ctx, text, help) for the type's values that begin with `begun`; others are
+ * passed over. help may be NULL. */
+typedef void (*cli_list_fn)(void *user, cli_shell_s *shell, const char *begun,
+                            cli_assist_value_fn value, void *ctx);
+
+/* A type of arguments. Neither callback may change the set or its shells. */
+struct cli_type_s {
+    const char *name;     /* as in NAME(name): neither a digit nor "-" begins it */
+    const char *help;     /* "an interface": for help, and for errors "NAME: an interface" */
+    cli_accept_fn accept; /* NULL: it takes what list has */
+    cli_list_fn list;     /* NULL: nothing is listed */
+    void *user;           /* first argument of both */
+};
+
+/* What is wrong, or doubtful, with a row. */
+struct cli_finding_s {
+    int32_t is_error;   /* not 0: the set is not built; 0: a warning */
+    const void *owner;  /* of the row */
+    const char *syntax; /* the row's */
+    int32_t column;     /* index in it of what the finding is about */
+    const char *text;   /* a sentence for the author */
+    const char *other;  /* the syntax of another row that it is about; NULL: of none */
+};
+
+/* Receives one finding; it lives for the call. */
+typedef void (*cli_finding_fn)(void *ctx, const cli_finding_s *finding);
+
+/* Hears that nothing uses an owner's rows and types any more. */
+typedef void (*cli_released_fn)(void *ctx);
+
+/* Sets */
+
+/* Returns: an empty set; NULL without memory.
+ * Owns:    the caller; released with cli_set_free. */
+VARNO_API cli_set_s *cli_set_create(void);
+
+/* Releases a set; NULL is allowed. What cli_set_remove promised to tell is told.
+ * Requires: "!set->shells": its shells have been freed. */
+VARNO_API void cli_set_free(cli_set_s *set);
+
+/* Adds rows, or a type. They are not copied and stay as long as the set or until their
+ * owner is released. Sessions have them after cli_set_build. owner is any address that
+ * tells whose they are, for cli_set_remove; NULL is the program itself.
+ * Returns: 0; -1 without memory, or inside a type's callback: nothing is added then. */
+VARNO_API int32_t cli_set_add(cli_set_s *set, const void *owner, const cli_command_s *rows,
+                              size_t count);
+VARNO_API int32_t cli_set_add_type(cli_set_s *set, const void *owner, const cli_type_s *type);
+
+/* Compiles all rows. Every finding is told, errors and warnings, in the order of the rows.
+ * Without an error all shells have the new commands from now on; a call that is running
+ * keeps what it was made from.
+ * Calls:   finding for each; NULL: they are only counted.
+ * Returns: 0; the number of errors: then the set stays as it was built before; -1 without
+ *          memory, or inside a type's callback. */
+VARNO_API int32_t cli_set_build(cli_set_s *set, cli_finding_fn finding, void *ctx);
+
+/* Removes all rows and types of an owner, builds what is left and cancels the owner's
+ * calls. When nothing uses its rows any more, at once or after a call that is being run
+ * has returned, released(ctx) is called, once; NULL tells nobody.
+ * Returns: 0; -1 when what is left cannot be built (another owner's row needs the type),
+ *          without memory, inside a type's callback, or for an owner that has nothing:
+ *          nothing is changed then, and nothing will be told. */
+VARNO_API int32_t cli_set_remove(cli_set_s *set, const void *owner, cli_released_fn released,
+                                 void *ctx);
+
+/* Shells */
+
+/* Receives what a batch writes; the bytes live for the call. */
+typedef void (*cli_output_fn)(void *user, const char *bytes, size_t count);
+
+/* How a shell is to be. Start from CLI_SHELL_CONFIG_INIT. */
+struct cli_shell_config_s {
+    size_t size;                      /* sizeof(cli_shell_config_s) */
+    cli_set_s *set;                   /* must be there */
+    const tsession_config_s *session; /* of the shell's own session; its members line, graph and
+                                        filter must be NULL; NULL: a batch */
+    void *user;                       /* for cli_shell_user, and for output */
+    cli_output_fn output;             /* of a batch; NULL: what it writes is dropped */
+};
+
+#define CLI_SHELL_CONFIG_INIT                                                                      \
+    {                                                                                              \
+        sizeof(cli_shell_config_s), 0, 0, 0, 0                                                     \
+    }
+
+/* Makes a shell, and the session that it is to have. The callbacks of the session's
+ * configuration get that configuration's user pointer; tsession_user is the shell's.
+ * Returns: NULL without memory or for a configuration that is not as above says.
+ * Owns:    the caller; released with cli_shell_free. */
+VARNO_API cli_shell_s *cli_shell_create(const cli_shell_config_s *config);
+
+/* Frees a shell and its session, which ends as tsession_free says; a call that waits is
+ * cancelled. May be called inside a callback: then it is freed when that has returned.
+ * NULL is allowed. tsession_free is never called on a shell's session. */
+VARNO_API void cli_shell_free(cli_shell_s *shell);
+
+/* Returns: the shell's session; NULL for a batch. */
+VARNO_API tsession_s *cli_shell_session(const cli_shell_s *shell);
+VARNO_API void *cli_shell_user(const cli_shell_s *shell);
+
+/* Runs a line as if it had been typed. In a batch what is wrong with it is written, too; a
+ * call that answers CLI_MORE is called again at once.
+ * Returns: CLI_DONE, also for a blank line or a comment; CLI_FAILED when the line is
+ *          refused, the command fails or something runs already; CLI_MORE or CLI_LATER
+ *          while it goes on: in a session by itself, in a batch with cli_shell_resume. */
+VARNO_API int32_t cli_shell_run(cli_shell_s *shell, const char *line);
+
+/* Goes on with a batch's call that has been woken.
+ * Returns: as cli_shell_run; CLI_LATER also when it has not been woken, CLI_DONE when
+ *          there is none. */
+VARNO_API int32_t cli_shell_resume(cli_shell_s *shell);
+
+/* Says whether a line could be run, and runs nothing. *error is all zero, or what is
+ * wrong, as cli_assist_parse gives it; error may be NULL.
+ * Returns: CLI_ASSIST_OK or the reason. */
+VARNO_API int32_t cli_shell_check(cli_shell_s *shell, const char *line, cli_assist_error_s *error);
+
+/* Calls. A name is an argument's or a keyword's as the syntax spells it; one that the
+ * syntax has not fails "has_name(call, name)". A name that is there and was not given is
+ * NULL, 0 or empty. Texts and addresses are good until the call's function returns. */
+
+VARNO_API cli_shell_s *cli_call_shell(const cli_call_s *call);
+
+/* Returns: the line as it was typed. */
+VARNO_API const char *cli_line(const cli_call_s *call);
+
+/* Returns: whether the argument or keyword was given: cli_has(call, "no"). */
+VARNO_API int cli_has(cli_call_s *call, const char *name);
+
+/* Returns: how many words an argument has: more than one for NAME... */
+VARNO_API size_t cli_count(cli_call_s *call, const char *name);
+
+/* Returns: the argument's first word, or one of its words; its quotes are removed but for
+ *          those of NAME(line). Of <a|b>$which the keyword in full. NULL: it was not
+ *          given, or has less words. */
+VARNO_API const char *cli_text(cli_call_s *call, const char *name);
+VARNO_API const char *cli_text_at(cli_call_s *call, const char *name, size_t index);
+
+/* Returns: the number of a range or a hexadecimal one (its bits); 0 when it was not given. */
+VARNO_API int64_t cli_number(cli_call_s *call, const char *name);
+
+/* Returns: 4, 16 or 6 bytes in network order of an address, a prefix or a hardware
+ *          address; NULL when it was not given. *family is 4, 6 or 48, *bits a prefix's
+ *          length, or all bits; both may be NULL. */
+VARNO_API const uint8_t *cli_address(cli_call_s *call, const char *name, int32_t *family,
+                                     int32_t *bits);
+
+/* The call's own memory: zero at first, the same each time the function is called again;
+ * bytes counts at the first time.
+ * Calls:   release, if not NULL, with it when the call ends; it is then freed.
+ * Returns: NULL without memory. */
+VARNO_API void *cli_state(cli_call_s *call, size_t bytes, void (*release)(void *state));
+
+/* Returns: not 0 when the call has been cancelled and this is the last time that its
+ *          function is called: what it writes is dropped. */
+VARNO_API int cli_is_cancelled(const cli_call_s *call);
+
+/* Returns: a number above 0 that names this call to cli_wake; it is never another call's. */
+VARNO_API uint64_t cli_ticket(cli_call_s *call);
+
+/* A call that has answered CLI_LATER, or will, is to be called again: a session's
+ * tsession_wait is then 0, a batch wants cli_shell_resume.
+ * Returns: 0; -1 when the call has ended or its shell is gone. */
+VARNO_API int32_t cli_wake(cli_set_s *set, uint64_t ticket);
+
+/* Writes as printf does. Control characters but line feed and tab, and what is no UTF-8,
+ * are written as "?". */
+VARNO_API void cli_print(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
+
+/* Writes "% " and why the command fails, on a row of its own; the function then returns
+ * CLI_FAILED. */
+VARNO_API void cli_fail(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
+
+/* The same, with the line and a caret under the argument's first word. */
+VARNO_API void cli_fail_at(cli_call_s *call, const char *name, const char *format, ...)
+    VARNO_PRINTF(3, 4);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
