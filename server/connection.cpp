@@ -245,9 +245,11 @@ void Connection::send(const char *bytes, size_t count)
         fail(uv_strerror(error));
     else if (output_.size() > config_.backlog)
         fail("too much output waits");
-    is_blocked_ = output_.size() > config_.backlog / 4;
-    if (is_blocked_ && session_)
-        tsession_set_writable(session_, 0);
+    if (!is_blocked_ && output_.size() > config_.backlog / 4) {
+        is_blocked_ = true; // until much less waits
+        if (session_)
+            tsession_set_writable(session_, 0);
+    }
     if (!is_entered_) // the host has called: what follows from it waits for a turn
         worker_.schedule(*this);
 }
