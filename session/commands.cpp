@@ -506,6 +506,7 @@ void begin_line(tsession_s *s)
     prompt_history_reset_state(s->prompt);
     prompt_clear_command(s->prompt);
     settle_scroll(s);
+    s->edit_count++; // a Tab is the first of its line
     s->is_overlong = false;
     if (s->aside)
         s->aside->has_typed = false;

@@ -52,12 +52,12 @@ size_t edit(tsession_s *s, const mkey_t *keys, size_t count)
 // that were held back have made it run a command.
 size_t edit_step(tsession_s *s, const mkey_t *keys, size_t count)
 {
+    s->edit_count++;
     if (is_end_of_input(s, keys[0])) {
         s->is_turn_over = true;
         raise_event(s, TSESSION_END_OF_INPUT, nullptr);
         return 1;
     }
-    s->edit_count++;
     const mkey_t *end = std::find(keys + 1, keys + count, ctrl_d);
     return edit(s, keys, static_cast<size_t>(end - keys));
 }

@@ -234,3 +234,10 @@ INPUT "show"<nul>" ver"<cr>
 SESSION plain 60 linux
 INPUT "ab"<del>"c"<c-h>"d"
   row "> ad|"
+
+! a Tab after the end of input is the first again, and lists nothing
+SESSION plain 60 xterm
+INPUT <tab><c-d><tab>
+  end
+  row "> |"
+  above ""

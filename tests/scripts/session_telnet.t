@@ -102,3 +102,11 @@ INPUT "abcdefghijklmnopqrstuvwxyz"<c-a><right 12><c-e>
 HEX ff fa 1f ff ff ff ff ff ff ff ff ff f0
   size 256 512
   closed 0
+
+! a Tab after an interrupt is the first of its line, and lists nothing
+SESSION telnet 80 vt100
+HEX 09 ff f4
+  interrupt
+HEX 09
+  bell 1
+  above ">"
