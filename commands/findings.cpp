@@ -23,7 +23,7 @@ constexpr const char *texts[] = {
     "nothing can follow words that go on to the end",
     "an option of a set may not be empty",
     "a definition has at most 64 options in sets",
-    "![ ] needs [no] in front of the syntax",
+    "![ ] needs [no] before the syntax",
     "brackets are nested too deep",
     "the same words are another definition's",
     "two types here take the same words",

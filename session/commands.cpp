@@ -150,7 +150,7 @@ void keep_killed(tsession_s *s, const pstate &before, int32_t from)
 // The same; what it deletes can be brought back. Whatever was deleted began where the
 // cursor is afterwards.
 template <prompt_command_fn builtin>
-int kill(prompt_s *p, pstate *ps, const char *invoked, void *ctx, void *argument)
+int kill_and_keep(prompt_s *p, pstate *ps, const char *invoked, void *ctx, void *argument)
 {
     const pstate before = *ps;
     or_ring<builtin>(p, ps, invoked, ctx, argument);
@@ -353,11 +353,11 @@ constexpr prompt_builtin_s session_commands[] = {
     {"move-word-forward",        or_ring<p_builtin_wordfwd_cb>},
     {"delete-character-back",    or_ring<p_builtin_delcharback_cb>},
     {"delete-character-forward", or_ring<p_builtin_delcharfwd_cb>},
-    {"delete-word-back",         kill<delete_word_back>},
+    {"delete-word-back",         kill_and_keep<delete_word_back>},
     {"delete-word-forward",      delete_word_forward},
-    {"delete-begin",             kill<p_builtin_delbol_cb>},
-    {"delete-end",               kill<p_builtin_deleol_cb>},
-    {"delete-command",           kill<p_builtin_delall_cb>},
+    {"delete-begin",             kill_and_keep<p_builtin_delbol_cb>},
+    {"delete-end",               kill_and_keep<p_builtin_deleol_cb>},
+    {"delete-command",           kill_and_keep<p_builtin_delall_cb>},
     {"yank-first",               yank},
     {"transpose-characters",     transpose},
     {"history-previous",         history_older},

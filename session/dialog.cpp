@@ -174,7 +174,7 @@ void edit_answer(tsession_s *s, mkey_t key)
     }
 }
 
-// The text stands behind the record.
+// The text stands after the record.
 int begin_question(tsession_s *s, Mode mode, const char *text, const Question &kind)
 {
     if (s->mode != Mode::line || s->is_closed)

@@ -23,7 +23,7 @@ bool is_end_of_input(const tsession_s *s, mkey_t key)
     return key == ctrl_d && s->nheld == 0 && s->prompt->ps.buf_used == 0;
 }
 
-// Hands a run of keys to the editor behind those it held back. Returns how many of
+// Hands a run of keys to the editor after those it held back. Returns how many of
 // the new ones it has taken: those up to the end of the first command, or all.
 size_t edit(tsession_s *s, const mkey_t *keys, size_t count)
 {

@@ -102,7 +102,7 @@ int32_t columns_of(tsession_s *s, char c)
     return c >= ' ';
 }
 
-// The cursor behind more text; a row that is full wraps with the next character.
+// The cursor after more text; a row that is full wraps with the next character.
 void advance(tsession_s *s, const char *bytes, size_t count)
 {
     for (size_t i = 0; i < count; i++) {

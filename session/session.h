@@ -60,7 +60,7 @@ struct Question {
     bool is_overlong; // more was typed than an answer holds
     int32_t len;
     char answer[answer_capacity];
-    char *text; // what is not yet on rows of its own; behind it in memory its beginning
+    char *text; // what is not yet on rows of its own; memory before it holds its beginning
 };
 
 // Input that is kept, bytes [begin, end) of data(). A key finds room in the record.
@@ -156,7 +156,7 @@ struct tsession_s {
     int32_t nheld;
     uint32_t edit_count; // steps of the line editor so far, wraps
     uint32_t last_tab;   // edit_count at the last Tab
-    int32_t tab_used;    // and the characters of the line behind it
+    int32_t tab_used;    // and the characters of the line after it
 
     prompt_s *prompt;
     varno::Aside *aside; // or NULL

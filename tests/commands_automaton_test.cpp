@@ -58,7 +58,7 @@ constexpr Wrong wrongs[] = {
                                 "0:15 two types here take the same words\n"},
     {"a TEXT... b",             "0:10 nothing can follow words that go on to the end\n"},
     {"a {b|[c]}",               "0:5 an option of a set may not be empty\n"},
-    {"a ![b]",                  "0:2 ![ ] needs [no] in front of the syntax\n"},
+    {"a ![b]",                  "0:2 ![ ] needs [no] before the syntax\n"},
     {"a [[[[[[[[[[[[[[[[[b]]]]]]]]]]]]]]]]]", "0:18 brackets are nested too deep\n"},
     {"a [b] b",                 "0:6 this begins like another word that may stand here\n"},
     {"a {b|c} c",               "0:8 this begins like another word that may stand here\n"},
