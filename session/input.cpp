@@ -13,11 +13,6 @@ namespace {
 constexpr mkey_t ctrl_d = 4;
 constexpr mkey_t tab = 9;
 
-tsession_s *session_of(void *user)
-{
-    return static_cast<tsession_s *>(user);
-}
-
 bool is_end_of_input(const tsession_s *s, mkey_t key)
 {
     return key == ctrl_d && s->nheld == 0 && s->prompt->ps.buf_used == 0;
@@ -62,9 +57,15 @@ size_t edit_step(tsession_s *s, const mkey_t *keys, size_t count)
     return edit(s, keys, static_cast<size_t>(end - keys));
 }
 
-// A paste ends an output and a question for a key, as no key of theirs.
-void insert_pasted(tsession_s *s, const unsigned char *bytes, size_t count)
+void take_typed(void *user, const mkey_t *keys, size_t count)
 {
+    take_keys(static_cast<tsession_s *>(user), keys, count);
+}
+
+// A paste ends an output and a question for a key, as no key of theirs.
+void insert_pasted(void *user, const unsigned char *bytes, size_t count)
+{
+    auto *s = static_cast<tsession_s *>(user);
     s->nheld = 0;
     if (s->mode == Mode::pager || s->mode == Mode::key_question)
         cancel_dialog(s);
@@ -82,8 +83,9 @@ void insert_pasted(tsession_s *s, const unsigned char *bytes, size_t count)
     s->edit_count++;
 }
 
-void insert_pasted_enter(tsession_s *s)
+void insert_pasted_enter(void *user)
 {
+    auto *s = static_cast<tsession_s *>(user);
     constexpr mkey_t enter = VIRTKEY_RETURN;
     if (s->mode == Mode::pager || s->mode == Mode::key_question)
         cancel_dialog(s);
@@ -93,13 +95,14 @@ void insert_pasted_enter(tsession_s *s)
 // A client that sends data does not wait for its prompt.
 void take_data(void *user, const unsigned char *bytes, size_t count)
 {
-    end_opening(session_of(user));
-    add_type_ahead(session_of(user), bytes, count);
+    auto *s = static_cast<tsession_s *>(user);
+    end_opening(s);
+    add_type_ahead(s, bytes, count);
 }
 
 void take_size(void *user, int columns, int rows)
 {
-    tsession_s *s = session_of(user);
+    auto *s = static_cast<tsession_s *>(user);
     if (s->is_closed)
         return;
     tsession_resize(s, columns, rows);
@@ -109,7 +112,7 @@ void take_size(void *user, int columns, int rows)
 // The first known name that the client tells stays.
 void take_terminal_name(void *user, const char *name)
 {
-    tsession_s *s = session_of(user);
+    auto *s = static_cast<tsession_s *>(user);
     if (s->is_type_told || s->is_closed)
         return;
     if (!is_known_terminal_type(name)) {
@@ -143,7 +146,7 @@ size_t question_step(tsession_s *s, const mkey_t *keys, size_t count)
 // What was typed before it is dropped, as by a Ctrl-C.
 void interrupt_by_telnet(void *user, int32_t kind)
 {
-    tsession_s *s = session_of(user);
+    auto *s = static_cast<tsession_s *>(user);
     end_opening(s);
     drop_type_ahead(s);
     begin_keyboard(s);
@@ -152,7 +155,7 @@ void interrupt_by_telnet(void *user, int32_t kind)
 
 void answer_presence(void *user)
 {
-    tsession_s *s = session_of(user);
+    auto *s = static_cast<tsession_s *>(user);
     if (s->is_closed)
         return;
     begin_message(s);
@@ -162,8 +165,9 @@ void answer_presence(void *user)
 
 void send_reply(void *user, const unsigned char *bytes, size_t count)
 {
-    if (!session_of(user)->is_closed)
-        emit_wire(session_of(user), bytes, count);
+    auto *s = static_cast<tsession_s *>(user);
+    if (!s->is_closed)
+        emit_wire(s, bytes, count);
 }
 
 } // namespace
@@ -210,11 +214,9 @@ KeyEvents key_events(tsession_s *s)
 {
     return {
         .user = s,
-        .keys = [](void *user, const mkey_t *keys,
-                   size_t count) { take_keys(session_of(user), keys, count); },
-        .text = [](void *user, const unsigned char *bytes,
-                   size_t count) { insert_pasted(session_of(user), bytes, count); },
-        .pasted_enter = [](void *user) { insert_pasted_enter(session_of(user)); },
+        .keys = take_typed,
+        .text = insert_pasted,
+        .pasted_enter = insert_pasted_enter,
     };
 }
 

@@ -63,16 +63,13 @@ struct Question {
     char *text; // what is not yet on rows of its own; memory before it holds its beginning
 };
 
-// Input that is kept, bytes [begin, end) of data(). A key finds room in the record.
+// Input that is kept: count bytes from bytes + begin on. A key finds room in the record.
 struct TypeAhead {
-    unsigned char *bytes; // NULL while the few are enough
-    size_t allocated;
-    size_t begin, end;
+    unsigned char *bytes; // the few, or allocated; NULL before drop_type_ahead
+    size_t capacity;
+    size_t begin;
+    size_t count;
     unsigned char few[32];
-
-    unsigned char *data() { return bytes ? bytes : few; }
-    const unsigned char *data() const { return bytes ? bytes : few; }
-    size_t capacity() const { return bytes ? allocated : sizeof(few); }
 };
 
 // What the line editor has put aside; there once it is needed.

@@ -306,6 +306,7 @@ void copy_config(tsession_s *s, const tsession_config_s *config)
 
 bool set_up(tsession_s *s, const tsession_config_s *config)
 {
+    drop_type_ahead(s);
     s->shared = config->shared ? config->shared : tsession_shared_create();
     if (!s->shared)
         return false;

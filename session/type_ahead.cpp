@@ -21,38 +21,39 @@ constexpr unsigned char ctrl_c = 3;
 constexpr size_t enough_kept = 4096;
 constexpr size_t most_kept = 65536;
 
-size_t kept(const TypeAhead &queue)
-{
-    return queue.end - queue.begin;
-}
-
+// What was kept is overwritten: an answer may be a password.
 void forget(TypeAhead &queue)
 {
-    explicit_bzero(queue.data(), queue.capacity()); // an answer may be a password
-    tracked_free(queue.bytes, bytes_tag);
-    queue = {};
+    if (queue.bytes)
+        explicit_bzero(queue.bytes, queue.capacity);
+    if (queue.bytes != queue.few)
+        tracked_free(queue.bytes, bytes_tag);
+    queue.bytes = queue.few;
+    queue.capacity = std::size(queue.few);
+    queue.begin = 0;
+    queue.count = 0;
 }
 
 // Makes room for some of count more bytes. Returns for how many, 0 without memory.
 size_t make_room(TypeAhead &queue, size_t count)
 {
-    std::memmove(queue.data(), queue.data() + queue.begin, kept(queue));
-    queue.end = kept(queue);
+    if (queue.begin > 0)
+        std::memmove(queue.bytes, queue.bytes + queue.begin, queue.count);
     queue.begin = 0;
-    const size_t wanted = std::min(queue.end + count, most_kept);
-    if (wanted > queue.capacity()) {
-        const size_t doubled = std::min(std::max(wanted, 2 * queue.capacity()), most_kept);
+    const size_t wanted = std::min(queue.count + count, most_kept);
+    if (wanted > queue.capacity) {
+        const size_t doubled = std::min(std::max(wanted, 2 * queue.capacity), most_kept);
         auto *bytes = static_cast<unsigned char *>(tracked_malloc(doubled, bytes_tag));
         if (!bytes)
-            return std::min(count, queue.capacity() - queue.end);
-        const size_t end = queue.end;
-        std::memcpy(bytes, queue.data(), end);
+            return std::min(count, queue.capacity - queue.count);
+        const size_t kept = queue.count;
+        std::memcpy(bytes, queue.bytes, kept);
         forget(queue);
         queue.bytes = bytes;
-        queue.allocated = doubled;
-        queue.end = end;
+        queue.capacity = doubled;
+        queue.count = kept;
     }
-    return std::min(count, queue.capacity() - queue.end);
+    return std::min(count, queue.capacity - queue.count);
 }
 
 // Keys change what runs only where a person may answer: at the line, a question, a full
@@ -72,8 +73,8 @@ bool is_text(unsigned char byte)
 size_t next_bytes(tsession_s *s, unsigned char *bytes, size_t capacity)
 {
     TypeAhead &queue = s->type_ahead;
-    const unsigned char *from = queue.data() + queue.begin;
-    const size_t most = std::min(kept(queue), capacity);
+    const unsigned char *from = queue.bytes + queue.begin;
+    const size_t most = std::min(queue.count, capacity);
     size_t count = 0;
     if (s->mode == Mode::line && !s->keyboard.is_pending()) {
         while (count < most && is_text(from[count]))
@@ -82,6 +83,7 @@ size_t next_bytes(tsession_s *s, unsigned char *bytes, size_t capacity)
     count = std::max<size_t>(count, 1);
     std::copy_n(from, count, bytes);
     queue.begin += count;
+    queue.count -= count;
     return count;
 }
 
@@ -89,11 +91,13 @@ size_t next_bytes(tsession_s *s, unsigned char *bytes, size_t capacity)
 void take_interrupt(tsession_s *s)
 {
     TypeAhead &queue = s->type_ahead;
-    const unsigned char *from = queue.data() + queue.begin;
-    const auto *last = static_cast<const unsigned char *>(memrchr(from, ctrl_c, kept(queue)));
+    const unsigned char *from = queue.bytes + queue.begin;
+    const auto *last = static_cast<const unsigned char *>(memrchr(from, ctrl_c, queue.count));
     if (!last || s->is_in_command)
         return;
-    queue.begin += static_cast<size_t>(last - from) + 1;
+    const size_t dropped = static_cast<size_t>(last - from) + 1;
+    queue.begin += dropped;
+    queue.count -= dropped;
     begin_keyboard(s);
     interrupt(s, TSESSION_INTERRUPT);
 }
@@ -116,15 +120,15 @@ void take_type_ahead(tsession_s *s)
     if (s->is_taking)
         return;
     s->is_taking = true;
-    while (kept(queue) > 0 && takes_keys(s) && !s->is_turn_over && !s->is_closed) {
+    while (queue.count > 0 && takes_keys(s) && !s->is_turn_over && !s->is_closed) {
         unsigned char bytes[256];
         const size_t count = next_bytes(s, bytes, std::size(bytes));
         s->keyboard.consume(bytes, count);
     }
-    if (!s->is_closed && kept(queue) > 0)
+    if (!s->is_closed && queue.count > 0)
         take_interrupt(s);
     s->is_taking = false;
-    if (kept(queue) == 0)
+    if (queue.count == 0)
         forget(queue);
 }
 
@@ -137,8 +141,8 @@ void add_type_ahead(tsession_s *s, const unsigned char *bytes, size_t count)
             overflow(s);
             return;
         }
-        std::copy_n(bytes, part, queue.data() + queue.end);
-        queue.end += part;
+        std::copy_n(bytes, part, queue.bytes + queue.begin + queue.count);
+        queue.count += part;
         bytes += part;
         count -= part;
         take_type_ahead(s);
@@ -152,12 +156,12 @@ void drop_type_ahead(tsession_s *s)
 
 bool has_type_ahead(const tsession_s *s)
 {
-    return kept(s->type_ahead) > 0;
+    return s->type_ahead.count > 0;
 }
 
 bool wants_input(const tsession_s *s)
 {
-    return kept(s->type_ahead) < enough_kept;
+    return s->type_ahead.count < enough_kept;
 }
 
 bool has_work(const tsession_s *s)

@@ -17,7 +17,8 @@ constexpr unsigned char sub = 26;
 constexpr unsigned char esc = 27;
 constexpr unsigned char del = 127;
 
-constexpr mkey_t enter = VIRTKEY_RETURN;
+constexpr mkey_t enter = VIRTKEY_RETURN; // what CR is, too
+static_assert(enter == '\r');
 constexpr size_t keys_per_event = 256;
 
 constexpr std::string_view paste_begin = "\033[200~";
@@ -113,12 +114,13 @@ size_t Keyboard::take_typed(const unsigned char *bytes, size_t count)
     size_t nkeys = 0;
     for (; used < count && nkeys < std::size(keys) && bytes[used] != esc; used++) {
         const unsigned char byte = bytes[used];
-        if (!completes_line_end(after_cr_, byte))
-            keys[nkeys++] = plain_key(byte);
+        const bool is_second = after_cr_ && (byte == '\n' || byte == '\0'); // of one line end
+        if (!is_second)
+            keys[nkeys++] = byte == '\n' ? enter : byte;
         after_cr_ = byte == '\r';
     }
     if (nkeys > 0)
-        pass(keys, nkeys);
+        events_.keys(events_.user, keys, nkeys);
     return used;
 }
 
