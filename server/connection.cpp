@@ -88,6 +88,7 @@ void Connection::start(int input, int output)
         if (config_.ready)
             config_.ready(&worker_.server(), config_.user, &info_, session_);
         tsession_start(session_);
+        note_wait();
     });
 }
 
@@ -208,9 +209,15 @@ void Connection::advance_session()
     held_.erase(0, held_.size() - left.size());
     if (held_.empty())
         std::string().swap(held_); // an idle session keeps no room for input
-    const int32_t wait = tsession_wait(session_);
-    escape_at_ = wait <= 0 ? never : uv_now(worker_.loop()) + static_cast<uint64_t>(wait);
+    note_wait();
     had_all_done = !has_work();
+}
+
+// A session times the first prompt of a telnet client, and the rest of a key's sequence.
+void Connection::note_wait()
+{
+    const int32_t wait = tsession_wait(session_);
+    wait_over_at_ = wait <= 0 ? never : uv_now(worker_.loop()) + static_cast<uint64_t>(wait);
 }
 
 bool Connection::has_work() const
@@ -464,7 +471,7 @@ void Connection::set_alarm()
     const uint64_t now = uv_now(worker_.loop());
     uint64_t at = close_at_;
     if (phase_ == Phase::open) {
-        at = std::min({escape_at_, idle_at(), stall_at()});
+        at = std::min({wait_over_at_, idle_at(), stall_at()});
         for (const Later &later : later_)
             at = std::min(at, later.at);
     }
@@ -484,8 +491,8 @@ void Connection::on_alarm()
     if (phase_ != Phase::open)
         return fail("it takes too long to close");
     const uint64_t now = uv_now(worker_.loop());
-    if (now >= escape_at_) {
-        escape_at_ = never;
+    if (now >= wait_over_at_) {
+        wait_over_at_ = never;
         is_time_out_due_ = true; // in its turn
     }
     run_due(now);

@@ -48,7 +48,7 @@ class Connection {
 
     // Its worker's.
     bool is_scheduled = false;
-    uint64_t had_turn_at = 0; // by uv_hrtime
+    uint64_t had_turn_at = 0;  // by uv_hrtime
     bool had_all_done = false; // after that turn nothing was left to do
 
   private:
@@ -83,12 +83,12 @@ class Connection {
 
     void take_bytes(ssize_t count, const char *bytes);
     void advance_session();
+    void note_wait();
     bool has_work() const;
     void take_line(void *user, const char *line, const cli_pnode_s *action, cli_pmatch_s *matches);
     void take_event(void *user, const tsession_event_s &event);
 
     void send(const char *bytes, size_t count);
-    void note_wait();
     void on_sent(int error);
     void on_shut_down(int status);
 
@@ -134,16 +134,16 @@ class Connection {
     bool is_reading_ = false;
     bool has_read_enough_ = false; // until its next turn
     bool has_run_line_ = false;    // in this turn
-    bool is_time_out_due_ = false; // the wait for the rest of a sequence is over
+    bool is_time_out_due_ = false; // what the session times is over
     bool has_input_ended_ = false;
     bool is_blocked_ = false; // too much output waits
     bool has_failed_ = false;
     bool is_entered_ = false; // by the loop
 
     // By the loop's clock, in milliseconds
-    uint64_t heard_at_ = 0;           // the client has sent something
-    uint64_t escape_at_ = UINT64_MAX; // the wait for the rest of a sequence is over
-    uint64_t close_at_ = 0;           // once it is closed: whatever is left to send
+    uint64_t heard_at_ = 0;              // the client has sent something
+    uint64_t wait_over_at_ = UINT64_MAX; // what the session times is over
+    uint64_t close_at_ = 0;              // once it is closed: whatever is left to send
     std::vector<Later> later_;
 };
 
