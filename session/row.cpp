@@ -132,10 +132,12 @@ bool can_erase(const tsession_s *s)
 } // namespace
 
 // The left guard that appears with a scroll takes a column that the scroll has won:
-// then one scroll asks for another, which the redraw does not allow for.
+// then one scroll asks for another, which the redraw does not allow for. Forward a step at
+// a time, as one key after the other does: a scroll over a whole run goes a step too far,
+// since it reckons with a right guard that is then not there.
 void settle_scroll(tsession_s *s)
 {
-    constexpr int most_tries = 8;
+    constexpr int most_tries = 256; // no line has more steps
     prompt_s *p = s->prompt;
     scroll_back_if_it_fits(p);
     prompt_model_s scratch; // for its geometry; nothing is rendered
@@ -145,7 +147,7 @@ void settle_scroll(tsession_s *s)
         const int amount = prompt_model_check_cursor_scroll(p, &scratch);
         if (amount == 0)
             return;
-        p->display_offset += amount;
+        p->display_offset += std::min(amount, p->scroll_step);
         prompt_set_dirty(p);
     }
 }

@@ -80,7 +80,7 @@ const Attack table[] = {
     {"NawsEscaped",                99, none,              "\r\nunwanted",
      typed_text + window(255, 255) + window(80, 13) + window(255, 13) + "\025"},
     {"NawsOfEverySize",             1, none,              none,                      all_windows()},
-    {"NawsTooLong",                 3, none,              "varno> \r\nvarno> ",
+    {"NawsTooLong",                 3, none,              "varno> \r\nvarno> \r\nvarno> \r\nvarno> ",
      "\xff\xfa\x1f" + std::string(70000, '\r') + "\xff\xf0"},
     // Telnet commands: cut, nested, without end, without a beginning
     {"RequestCutAtItsOption",       1, none,              none,                      "\xff\xfb"},
