@@ -15,7 +15,8 @@ set(no_folders
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=.)
 
 foreach(target IN ITEMS
-        varno_objects varno varno_platform varno_session varno_server
+        varno_objects varno varno_platform varno_session varno_server varno_commands_objects
+        varno_commands
         varno_device_objects varno_tty_objects varno-tty varno-telnetd)
     if(NOT TARGET ${target})
         continue()

@@ -138,6 +138,7 @@ bool read_argument(cli_call_s *call, const char *name, Value &out_value)
 
 // Calls act with a formatted text; without memory with the beginning of it.
 template <typename Act>
+VARNO_PRINTF(1, 0)
 void with_text(const char *format, va_list arguments, Act act)
 {
     char few[1024];

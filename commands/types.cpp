@@ -155,7 +155,7 @@ size_t read_mac(const MacSpelling &spelling, std::string_view word, uint8_t *add
         unsigned value = 0;
         std::from_chars(word.begin() + i, word.begin() + i + 1, value, 16);
         if (address)
-            address[digits / 2] = static_cast<uint8_t>(address[digits / 2] << 4 | value);
+            address[digits / 2] = static_cast<uint8_t>(16U * address[digits / 2] + value);
         digits++;
     }
     return digits;
