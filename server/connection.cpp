@@ -507,6 +507,7 @@ void Connection::run_due(uint64_t now)
     const auto first_due = std::stable_partition(later_.begin(), later_.end(), is_waiting);
     const std::vector<Later> due(first_due, later_.end());
     later_.erase(first_due, later_.end());
+    // cppcheck-suppress invalidContainer ; due holds copies, no iterators
     for (const Later &later : due)
         later.task(&worker_.server(), session_, later.ctx);
 }
