@@ -43,7 +43,7 @@ void check_record(const tsession_s *s)
     const pstate &ps = s->prompt->ps;
     FUZZ_REQUIRE(s->depth == 0 && !s->out && !s->sending && !s->is_free_asked);
     FUZZ_REQUIRE(s->nheld >= 0 && s->nheld < 32);
-    FUZZ_REQUIRE(s->columns >= 20 && s->columns <= 256 && s->rows >= 2 && s->rows <= 512);
+    FUZZ_REQUIRE(s->columns >= 10 && s->columns <= 256 && s->rows >= 2 && s->rows <= 512);
     FUZZ_REQUIRE(ps.buf_used >= 0 && ps.buf_used <= 255);
     FUZZ_REQUIRE(std::memchr(ps.buf, '\0', sizeof(ps.buf)) == ps.buf + ps.buf_used);
     FUZZ_REQUIRE(ps.cursor_location >= 0 && ps.cursor_location <= ps.buf_used);

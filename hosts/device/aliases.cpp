@@ -100,7 +100,7 @@ void show_aliases(const Command &command)
     {
         const std::lock_guard lock(table.mutex);
         for (const Alias &alias : table.aliases)
-            text += alias.name + "  " + cleaned(alias.text.c_str()) + "\n";
+            text += alias.name + "  " + cleaned(alias.text) + "\n";
     }
     write_long(command.console, std::make_unique<Lines>(text));
 }

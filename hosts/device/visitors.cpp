@@ -31,7 +31,7 @@ std::string row_of(const Visitor &visitor, bool is_this_one)
                   is_this_one ? '*' : ' ', visitor.number, visitor.terminal.c_str(),
                   visitor.columns, visitor.rows,
                   static_cast<long>(std::max<int64_t>(idle, 0) / 1000));
-    return columns + cleaned(visitor.peer.c_str()) + "\n";
+    return columns + cleaned(visitor.peer) + "\n";
 }
 
 // A session a call, by number: sessions may come and go between two.
