@@ -782,7 +782,6 @@ TEST(Telnetd, ALogThatNobodyReadsStopsNobody)
     TelnetServer server;
     for (int i = 0; i < 100; i++) {
         TelnetClient client(server.port());
-        ASSERT_TRUE(client.receives(prompt));
         client.send("exit\r");
         ASSERT_TRUE(client.is_closed());
     }
