@@ -162,9 +162,9 @@ void with_text(const char *format, va_list arguments, Act act)
 
 void fail(cli_call_s *call, const char *text)
 {
-    write_clean(call->shell, "% ");
-    write_clean(call->shell, text);
-    write_clean(call->shell, "\n");
+    write_error(call->shell, "% ");
+    write_error(call->shell, text);
+    write_error(call->shell, "\n");
 }
 
 void fail_at(cli_call_s *call, const cli_pmatch_s *word, const char *text)
@@ -181,7 +181,7 @@ void fail_at(cli_call_s *call, const cli_pmatch_s *word, const char *text)
         return fail(call, text);
     cli_assist_format_error(call->line, &error, columns, rows, len + 1);
     try {
-        write_clean(call->shell, rows);
+        write_error(call->shell, rows);
     } catch (...) {
         tracked_free(rows, text_tag);
         throw;
@@ -196,7 +196,7 @@ int32_t begin_call(cli_shell_s *shell, const char *line, const cli_pnode_s *acti
 {
     auto *call = static_cast<cli_call_s *>(tracked_calloc(1, sizeof(cli_call_s), call_tag));
     if (!call) {
-        write_clean(shell, "% out of memory\n");
+        write_error(shell, "% out of memory\n");
         return CLI_FAILED;
     }
     const End &end = *static_cast<const End *>(action->func);
@@ -213,7 +213,7 @@ int32_t begin_call(cli_shell_s *shell, const char *line, const cli_pnode_s *acti
         result = go_on(call);
         if (goes_on(result) && !keep_words(call)) {
             cancel(call);
-            write_clean(shell, "% out of memory\n");
+            write_error(shell, "% out of memory\n");
             result = CLI_FAILED;
         }
     } catch (...) {

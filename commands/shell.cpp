@@ -65,6 +65,8 @@ void pass_event(tsession_s *s, void *user, const tsession_event_s *event)
     enter(shell, [&] {
         if (shell->host_event)
             shell->host_event(s, shell->host_user, event);
+        if (shell->is_closed_told && shell->is_others)
+            shell->session = nullptr;
     });
 }
 
@@ -118,47 +120,70 @@ void run_in_session(tsession_s *s, void *user, const char *line, const cli_pnode
         throw;
     }
     end_call(call);
-    write_clean(shell, "% another output is going on\n");
+    write_error(shell, "% another output is going on\n");
 }
 
-bool read_config(cli_shell_config_s &out, const cli_shell_config_s *config,
-                 tsession_config_s &out_session)
+bool read_config(cli_shell_config_s &out, const cli_shell_config_s *config)
 {
-    out_session = TSESSION_CONFIG_INIT;
     if (config->size != sizeof(out))
         return false;
     out = *config;
-    if (!out.set || !out.session)
-        return out.set != nullptr;
-    if (out.session->size < sizeof(out_session.size) || out.session->size > sizeof(out_session))
-        return false;
-    std::memcpy(&out_session, out.session, out.session->size);
-    out_session.size = sizeof(out_session);
-    return !out_session.line && !out_session.graph && !out_session.filter;
+    return out.set != nullptr;
 }
 
-bool begin_session(cli_shell_s *shell, tsession_config_s &config)
+bool read_session_config(tsession_config_s &out, const tsession_config_s *config)
 {
-    shell->host_output = std::exchange(config.output, pass_output);
+    out = TSESSION_CONFIG_INIT;
+    if (config->size < sizeof(out.size) || config->size > sizeof(out))
+        return false;
+    std::memcpy(&out, config, config->size);
+    out.size = sizeof(out);
+    return !out.line && !out.graph && !out.filter;
+}
+
+// A shell that nothing knows yet. Returns NULL without memory.
+cli_shell_s *make_shell(const cli_shell_config_s &config)
+{
+    auto *shell = static_cast<cli_shell_s *>(tracked_calloc(1, sizeof(cli_shell_s), shell_tag));
+    if (!shell)
+        return nullptr;
+    shell->set = config.set;
+    shell->snapshot = config.set->current;
+    shell->filter = filter_of(shell);
+    shell->user = config.user;
+    shell->output = config.output;
+    shell->errors = config.errors ? config.errors : config.output;
+    return shell;
+}
+
+void enter_set(cli_shell_s *shell)
+{
+    hold(shell->snapshot);
+    shell->next = shell->set->shells;
+    shell->set->shells = shell;
+}
+
+void take_session_config(cli_shell_s *shell, tsession_config_s &config)
+{
     shell->host_event = std::exchange(config.event, pass_event);
+    shell->host_output = std::exchange(config.output, pass_output);
     shell->host_user = std::exchange(config.user, shell);
     config.line = run_in_session;
     config.graph = root_of(shell->snapshot);
     config.filter = &shell->filter;
-    shell->session = tsession_create(&config);
-    return shell->session != nullptr;
 }
 
 // Batches
 
-void write_batch(const cli_shell_s *shell, const char *bytes, size_t count)
+void write_batch(const cli_shell_s *shell, cli_output_fn output, const char *bytes, size_t count)
 {
-    if (shell->output && count > 0)
-        shell->output(shell->user, bytes, count);
+    if (output && count > 0)
+        output(shell->user, bytes, count);
 }
 
 // A part of a text without line feeds and tabs, in pieces that end between characters.
-void write_clean_part(const cli_shell_s *shell, const char *text, size_t count)
+void write_clean_part(const cli_shell_s *shell, cli_output_fn output, const char *text,
+                      size_t count)
 {
     char piece[256];
     char clean[std::size(piece)];
@@ -169,9 +194,25 @@ void write_clean_part(const cli_shell_s *shell, const char *text, size_t count)
         std::memcpy(piece, text, len);
         piece[len] = '\0';
         tsession_clean(clean, std::size(clean), piece);
-        write_batch(shell, clean, std::strlen(clean));
+        write_batch(shell, output, clean, std::strlen(clean));
         text += len;
         count -= len;
+    }
+}
+
+void write_clean_to(cli_shell_s *shell, cli_output_fn output, const char *text)
+{
+    if (shell->session) {
+        tsession_write_clean(shell->session, text);
+        return;
+    }
+    while (*text) {
+        const size_t part = std::strcspn(text, "\n\t");
+        write_clean_part(shell, output, text, part);
+        text += part;
+        const size_t blanks = std::strspn(text, "\n\t");
+        write_batch(shell, output, text, blanks);
+        text += blanks;
     }
 }
 
@@ -196,11 +237,11 @@ int32_t go_through(cli_call_s *call, int32_t result)
     return result;
 }
 
-void write_error(cli_shell_s *shell, const char *line, const cli_assist_error_s &error)
+void explain(cli_shell_s *shell, const char *line, const cli_assist_error_s &error)
 {
     char rows[2 * CLI_ASSIST_MAX_LINE + CLI_ASSIST_MAX_WHY + 16];
     cli_assist_format_error(line, &error, 0, rows, static_cast<int32_t>(std::size(rows)));
-    write_clean(shell, rows);
+    write_error(shell, rows);
 }
 
 int32_t run_in_batch(cli_shell_s *shell, const char *line)
@@ -217,7 +258,7 @@ int32_t run_in_batch(cli_shell_s *shell, const char *line)
         if (action)
             result = begin_call(shell, line, action, matches, &call);
         else
-            write_error(shell, line, error);
+            explain(shell, line, error);
         if (call)
             result = go_through(call, result);
     } catch (...) {
@@ -256,18 +297,12 @@ void see_secret(cli_shell_s *shell)
 
 void write_clean(cli_shell_s *shell, const char *text)
 {
-    if (shell->session) {
-        tsession_write_clean(shell->session, text);
-        return;
-    }
-    while (*text) {
-        const size_t part = std::strcspn(text, "\n\t");
-        write_clean_part(shell, text, part);
-        text += part;
-        const size_t blanks = std::strspn(text, "\n\t");
-        write_batch(shell, text, blanks);
-        text += blanks;
-    }
+    write_clean_to(shell, shell->output, text);
+}
+
+void write_error(cli_shell_s *shell, const char *text)
+{
+    write_clean_to(shell, shell->errors, text);
 }
 
 } // namespace varno::commands
@@ -278,24 +313,42 @@ cli_shell_s *cli_shell_create(const cli_shell_config_s *config)
 {
     cli_shell_config_s read;
     tsession_config_s session;
-    if (!read_config(read, config, session))
+    if (!read_config(read, config) || (read.session && !read_session_config(session, read.session)))
         return nullptr;
-    auto *shell = static_cast<cli_shell_s *>(tracked_calloc(1, sizeof(cli_shell_s), shell_tag));
+    cli_shell_s *shell = make_shell(read);
     if (!shell)
         return nullptr;
-    shell->set = read.set;
-    shell->snapshot = read.set->current;
-    shell->filter = filter_of(shell);
-    shell->user = read.user;
-    shell->output = read.output;
-    if (read.session && !begin_session(shell, session)) {
-        tracked_free(shell, shell_tag);
-        return nullptr;
+    if (read.session) {
+        take_session_config(shell, session);
+        shell->session = tsession_create(&session);
+        if (!shell->session) {
+            tracked_free(shell, shell_tag);
+            return nullptr;
+        }
     }
-    hold(shell->snapshot);
-    shell->next = read.set->shells;
-    read.set->shells = shell;
+    enter_set(shell);
     return shell;
+}
+
+cli_shell_s *cli_shell_prepare(const cli_shell_config_s *config, tsession_config_s *session)
+{
+    cli_shell_config_s read;
+    if (!read_config(read, config) || read.session || session->size != sizeof(*session) ||
+        session->line || session->graph || session->filter)
+        return nullptr;
+    cli_shell_s *shell = make_shell(read);
+    if (!shell)
+        return nullptr;
+    shell->is_others = true;
+    take_session_config(shell, *session);
+    enter_set(shell);
+    return shell;
+}
+
+void cli_shell_attach(cli_shell_s *shell, tsession_s *session)
+{
+    shell->session = session;
+    tsession_set_graph(session, root_of(shell->snapshot));
 }
 
 void cli_shell_free(cli_shell_s *shell)
@@ -304,7 +357,9 @@ void cli_shell_free(cli_shell_s *shell)
         return;
     enter(shell, [shell] {
         shell->is_free_asked = true;
-        if (shell->session)
+        if (shell->session && shell->is_others)
+            tsession_close(shell->session);
+        else if (shell->session)
             tsession_free(shell->session);
         else if (cli_call_s *call = waiting_call(shell))
             cancel(call);
@@ -324,7 +379,8 @@ void *cli_shell_user(const cli_shell_s *shell)
 int32_t cli_shell_run(cli_shell_s *shell, const char *line)
 {
     int32_t result = CLI_FAILED;
-    if (!shell->session && (shell->is_free_asked || waiting_call(shell)))
+    const bool is_without = shell->is_others && !shell->session;
+    if (is_without || (!shell->session && (shell->is_free_asked || waiting_call(shell))))
         return result;
     shell->lines++;
     shell->result = CLI_DONE;

@@ -41,6 +41,7 @@ struct cli_shell_s {
     cli_assist_filter_s filter;
     void *user;
     cli_output_fn output; // of a batch
+    cli_output_fn errors; // of a batch
     tsession_output_fn host_output;
     tsession_event_fn host_event;
     void *host_user;
@@ -49,6 +50,7 @@ struct cli_shell_s {
     int32_t lines;  // that the program runs itself
     bool is_free_asked;
     bool is_closed_told;
+    bool is_others;                   // the session is freed by somebody else
     char why[CLI_ASSIST_MAX_WHY + 1]; // the filter's reason
 };
 
@@ -60,6 +62,8 @@ void take_snapshot(cli_shell_s *shell, Snapshot *snapshot);
 void see_secret(cli_shell_s *shell);
 void cancel_calls_of(cli_set_s *set, const Owner *owner);
 void write_clean(cli_shell_s *shell, const char *text);
+// What is wrong: in a batch it goes another way.
+void write_error(cli_shell_s *shell, const char *text);
 
 // Calls (call.cpp)
 

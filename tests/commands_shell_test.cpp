@@ -302,6 +302,80 @@ TEST_F(Device, GivesCommandsTheirArguments)
         EXPECT_EQ(run(one.line), one.written) << one.line;
 }
 
+TEST_F(Device, WhatIsWrongWithALineOfABatchMayGoAnotherWay)
+{
+    struct Written {
+        std::string output, errors;
+    } written;
+    cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
+    config.set = set_;
+    config.user = &written;
+    config.output = [](void *user, const char *bytes, size_t count) {
+        static_cast<Written *>(user)->output.append(bytes, count);
+    };
+    config.errors = [](void *user, const char *bytes, size_t count) {
+        static_cast<Written *>(user)->errors.append(bytes, count);
+    };
+    cli_shell_s *shell = cli_shell_create(&config);
+    for (const char *line : {"vlan 7", "vlan 0", "take 7", "show numbers 2"})
+        cli_shell_run(shell, line);
+    EXPECT_EQ(written.output, "yes VLAN=7 name= NAME=\n1\n2\n");
+    EXPECT_EQ(written.errors, "  vlan 0\n       ^\n% VLAN: 1 to 4094\n"
+                              "  take 7\n       ^\n% VLAN 7 is taken\n");
+    cli_shell_free(shell);
+}
+
+TEST_F(Device, ASessionThatSomebodyElseMakesAndFreesIsAShellsToo)
+{
+    struct Told {
+        bool is_closed = false;
+    } told;
+    cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
+    config.set = set_;
+    for (const bool is_shell_first : {false, true}) {
+        told = {};
+        waiting = {};
+        tsession_config_s terminal = TSESSION_CONFIG_INIT;
+        terminal.is_unpaged = 1;
+        terminal.user = &told;
+        terminal.event = [](tsession_s *, void *user, const tsession_event_s *event) {
+            static_cast<Told *>(user)->is_closed |= event->kind == TSESSION_CLOSED;
+        };
+        cli_shell_s *shell = cli_shell_prepare(&config, &terminal);
+        ASSERT_NE(shell, nullptr);
+        EXPECT_EQ(cli_shell_prepare(&config, &terminal), nullptr); // it has a shell
+        EXPECT_EQ(cli_shell_session(shell), nullptr);
+        EXPECT_EQ(cli_shell_run(shell, "echo a"), CLI_FAILED);
+        terminal.user = shell; // whoever makes it has its own output
+        tsession_s *session = tsession_create(&terminal);
+        cli_shell_attach(shell, session);
+        EXPECT_EQ(cli_shell_session(shell), session);
+        EXPECT_EQ(tsession_user(session), shell);
+        tsession_start(session);
+        EXPECT_EQ(cli_shell_run(shell, "echo a"), CLI_DONE);
+        tsession_input(session, "wait x\r", 7);
+        EXPECT_EQ(waiting.calls, 1);
+        if (is_shell_first)
+            cli_shell_free(shell);
+        else
+            tsession_free(session);
+        EXPECT_TRUE(told.is_closed);
+        EXPECT_EQ(waiting.cancelled, 1);
+        if (is_shell_first) {
+            EXPECT_TRUE(tsession_is_closed(session));
+            tsession_free(session);
+            continue;
+        }
+        EXPECT_EQ(cli_shell_session(shell), nullptr);
+        EXPECT_EQ(cli_set_build(set_, nullptr, nullptr), 0); // and tells no session that has gone
+        EXPECT_EQ(cli_wake(set_, waiting.ticket), -1);
+        EXPECT_EQ(cli_shell_run(shell, "echo a"), CLI_FAILED);
+        cli_shell_free(shell);
+    }
+    tsession_config_s terminal = TSESSION_CONFIG_INIT;
+    cli_shell_free(cli_shell_prepare(&config, &terminal)); // its session was never made
+}
+
 TEST_F(Device, SaysWhetherALineCouldBeRun)
 {
     cli_assist_error_s error;

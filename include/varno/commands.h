@@ -170,13 +170,15 @@ struct cli_shell_config_s {
     cli_set_s *set;                   /* must be there */
     const tsession_config_s *session; /* of the shell's own session; its members line, graph and
                                         filter must be NULL; NULL: a batch */
-    void *user;                       /* for cli_shell_user, and for output */
+    void *user;                       /* for cli_shell_user, output and errors */
     cli_output_fn output;             /* of a batch; NULL: what it writes is dropped */
+    cli_output_fn errors;             /* of a batch: what is wrong with a line, and why a command
+                                        fails; NULL: that goes to output */
 };
 
 #define CLI_SHELL_CONFIG_INIT                                                                      \
     {                                                                                              \
-        sizeof(cli_shell_config_s), 0, 0, 0, 0                                                     \
+        sizeof(cli_shell_config_s), 0, 0, 0, 0, 0                                                  \
     }
 
 /* Makes a shell, and the session that it is to have. The callbacks of the session's
@@ -185,12 +187,23 @@ struct cli_shell_config_s {
  * Owns:    the caller; released with cli_shell_free. */
 VARNO_API cli_shell_s *cli_shell_create(const cli_shell_config_s *config);
 
-/* Frees a shell and its session, which ends as tsession_free says; a call that waits is
- * cancelled. May be called inside a callback: then it is freed when that has returned.
+/* The same for a session that somebody else makes, as a server does (varno/server.h):
+ * config's session is NULL, and *session is changed to what this shell's is to be like; its
+ * members line, graph and filter must be NULL before. When the session has been made from
+ * it, cli_shell_attach tells which it is, before it starts; it is freed by whoever has made
+ * it.
+ * Returns: as cli_shell_create; *session is as it was then. */
+VARNO_API cli_shell_s *cli_shell_prepare(const cli_shell_config_s *config,
+                                         tsession_config_s *session);
+VARNO_API void cli_shell_attach(cli_shell_s *shell, tsession_s *session);
+
+/* Frees a shell and its session, which ends as tsession_free says, or, where somebody else
+ * has made it, as tsession_close says; a call that waits is cancelled. May be called inside a callback: then it is freed when that has returned.
  * NULL is allowed. tsession_free is never called on a shell's session. */
 VARNO_API void cli_shell_free(cli_shell_s *shell);
 
-/* Returns: the shell's session; NULL for a batch. */
+/* Returns: the shell's session; NULL for a batch, and for one of somebody else's before
+ *          cli_shell_attach and when it has ended. */
 VARNO_API tsession_s *cli_shell_session(const cli_shell_s *shell);
 VARNO_API void *cli_shell_user(const cli_shell_s *shell);
 
