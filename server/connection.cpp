@@ -82,7 +82,7 @@ void Connection::start(int input, int output)
             return fail("out of descriptors");
         if (!create_session()) {
             if (is_let_in_)
-                send(no_session.data(), no_session.size());
+                take_output(no_session.data(), no_session.size());
             return fail(is_let_in_ ? "out of memory" : "not let in");
         }
         if (config_.ready)
@@ -133,7 +133,7 @@ bool Connection::create_session()
     host_event_ = session.event;
     session.output = [](tsession_s *s, void *, const char *bytes, size_t count) {
         if (Connection *connection = Worker::connection_of(s))
-            connection->send(bytes, count);
+            connection->take_output(bytes, count);
     };
     host_line_ = session.line;
     session.line = [](tsession_s *s, void *user, const char *line, const cli_pnode_s *action,
@@ -243,12 +243,12 @@ void Connection::take_event(void *user, const tsession_event_s &event)
 
 // Output
 
-void Connection::send(const char *bytes, size_t count)
+void Connection::take_output(const char *bytes, size_t count)
 {
     if (has_failed_)
         return;
     worker_.server().figures.bytes_out += count;
-    if (const int error = output_.send(bytes, count))
+    if (const int error = output_.add(bytes, count))
         fail(uv_strerror(error));
     else if (output_.size() > config_.backlog)
         fail("too much output waits");

@@ -88,7 +88,7 @@ class Connection {
     void take_line(void *user, const char *line, const cli_pnode_s *action, cli_pmatch_s *matches);
     void take_event(void *user, const tsession_event_s &event);
 
-    void send(const char *bytes, size_t count);
+    void take_output(const char *bytes, size_t count);
     void on_sent(int error);
     void on_shut_down(int status);
 

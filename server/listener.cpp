@@ -20,8 +20,8 @@
 namespace varno {
 namespace {
 
-constexpr int most_accepted = 32; // in a turn of the loop
-constexpr uint64_t pause_ms = 200;
+constexpr int most_taken = 32; // in a turn of the loop
+constexpr uint64_t hold_off_ms = 200;
 constexpr uint64_t refusal_told_ms = 1000;
 
 // What the kernel keeps of a client's unread output; by itself it goes to megabytes.
@@ -103,8 +103,8 @@ int open_unix_socket(const char *path, unsigned mode)
 Listener::Listener(Worker &worker, int socket) : worker_(worker), socket_(socket)
 {
     uv_poll_init(worker.loop(), &poll_, socket);
-    uv_timer_init(worker.loop(), &pause_);
-    poll_.data = pause_.data = this;
+    uv_timer_init(worker.loop(), &hold_off_);
+    poll_.data = hold_off_.data = this;
     start();
 }
 
@@ -116,36 +116,36 @@ void Listener::stop()
             delete listener;
     };
     uv_close(reinterpret_cast<uv_handle_t *>(&poll_), on_closed);
-    uv_close(reinterpret_cast<uv_handle_t *>(&pause_), on_closed);
+    uv_close(reinterpret_cast<uv_handle_t *>(&hold_off_), on_closed);
     close(socket_);
 }
 
 void Listener::start()
 {
     uv_poll_start(&poll_, UV_READABLE, [](uv_poll_t *handle, int, int) {
-        static_cast<Listener *>(handle->data)->accept_some();
+        static_cast<Listener *>(handle->data)->take_clients();
     });
 }
 
 // The socket stays readable, and is not looked at for a moment.
-void Listener::pause()
+void Listener::hold_off()
 {
     uv_poll_stop(&poll_);
     const auto on_time = [](uv_timer_t *handle) { static_cast<Listener *>(handle->data)->start(); };
-    uv_timer_start(&pause_, on_time, pause_ms, 0);
+    uv_timer_start(&hold_off_, on_time, hold_off_ms, 0);
 }
 
-void Listener::accept_some()
+void Listener::take_clients()
 {
     const auto refuse_last = [this](int fd) {
         refuse(fd, "Too many sessions, try again later (no descriptors)");
     };
-    for (int tries = 0; tries < most_accepted; tries++) {
-        const int fd = worker_.server().spare.accept(socket_, refuse_last);
+    for (int tries = 0; tries < most_taken; tries++) {
+        const int fd = worker_.server().spare.take_client(socket_, refuse_last);
         if (fd >= 0)
             admit(fd);
         else if (SpareDescriptor::is_shortage(errno))
-            return pause();
+            return hold_off();
         else if (errno == EAGAIN)
             return;
     }

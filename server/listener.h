@@ -28,8 +28,8 @@ class Listener {
 
   private:
     void start();
-    void pause();
-    void accept_some();
+    void hold_off();
+    void take_clients();
     void admit(int fd);
     void refuse(int fd, const char *why);
     void tell_refusal(int fd, const char *why);
@@ -37,7 +37,7 @@ class Listener {
     Worker &worker_;
     int socket_;
     uv_poll_t poll_;
-    uv_timer_t pause_;
+    uv_timer_t hold_off_;
     int open_handles_ = 2;
     uint64_t refusal_told_at_ = 0;
     unsigned long refusals_ = 0; // since then

@@ -7,7 +7,7 @@
 
 namespace varno {
 
-int OutputQueue::send(const char *bytes, size_t count)
+int OutputQueue::add(const char *bytes, size_t count)
 {
     if (is_empty()) {
         const uv_buf_t all = uv_buf_init(const_cast<char *>(bytes), static_cast<unsigned>(count));

@@ -25,7 +25,7 @@ class OutputQueue {
 
     // Sends as much as the system takes without a wait, and keeps the rest.
     // Returns: 0, or libuv's error.
-    int send(const char *bytes, size_t count);
+    int add(const char *bytes, size_t count);
 
     size_t size() const { return sending_.size() + waiting_.size(); }
     bool is_empty() const { return sending_.empty(); }

@@ -202,7 +202,7 @@ server_s::~server_s()
         unlink(path.c_str());
 }
 
-bool server_s::listen(std::vector<int> sockets)
+bool server_s::share_out(std::vector<int> sockets)
 {
     for (size_t i = 0; i < sockets.size(); i++)
         workers[i]->listen_on(sockets[i]);
@@ -295,7 +295,7 @@ int server_listen_tcp(server_s *server, const char *text, uint16_t port)
             errno = EINVAL;
             return -1;
         }
-        const bool listens = server->listen(open_tcp_sockets(address, server->workers.size()));
+        const bool listens = server->share_out(open_tcp_sockets(address, server->workers.size()));
         return listens ? ntohs(port_of(address)) : -1;
     });
 }
@@ -307,7 +307,7 @@ int server_listen_unix(server_s *server, const char *path, uint32_t mode)
         if (socket < 0)
             return -1;
         server->unix_paths.emplace_back(path);
-        if (server->listen(shared_by(socket, server->workers.size())))
+        if (server->share_out(shared_by(socket, server->workers.size())))
             return 0;
         close_all({socket});
         return -1;
@@ -320,7 +320,7 @@ int server_listen_fd(server_s *server, int fd)
         if (!is_listening(fd) || fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK) < 0 ||
             fcntl(fd, F_SETFD, FD_CLOEXEC) < 0)
             return -1;
-        return server->listen(shared_by(fd, server->workers.size())) ? 0 : -1;
+        return server->share_out(shared_by(fd, server->workers.size())) ? 0 : -1;
     });
 }
 

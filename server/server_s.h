@@ -45,7 +45,7 @@ struct server_s {
     server_s(const server_s &) = delete;
     server_s &operator=(const server_s &) = delete;
 
-    bool listen(std::vector<int> sockets);
+    bool share_out(std::vector<int> sockets);
     int run();
     void note_turn(uint64_t ns);
     void tell_refusal(const varno::Peer &peer, const char *why, unsigned long count);

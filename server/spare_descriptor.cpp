@@ -38,7 +38,7 @@ bool SpareDescriptor::is_shortage(int error)
 
 // The system asks for a free descriptor before it looks whether somebody waits, so a
 // shortage may be told where there is nobody to refuse.
-int SpareDescriptor::accept(int socket, const std::function<void(int)> &refuse)
+int SpareDescriptor::take_client(int socket, const std::function<void(int)> &refuse)
 {
     const std::lock_guard lock(mutex_);
     if (!take())

@@ -21,7 +21,7 @@ class SpareDescriptor {
     // Returns: a descriptor; -1 with errno: EAGAIN when nobody waits, what is_shortage
     //          knows when nobody can be taken at the moment, anything else for a client
     //          that is dealt with.
-    int accept(int socket, const std::function<void(int)> &refuse);
+    int take_client(int socket, const std::function<void(int)> &refuse);
 
     static bool is_shortage(int error);
 
