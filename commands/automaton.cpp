@@ -823,8 +823,11 @@ class Builder {
             if (edge(i).is_command)
                 is_narrowed |= make_word(edge(i));
         }
-        if (of.end != none)
+        if (of.end != none) {
+            // Other words may have led here by an option that this command has had already.
+            is_narrowed |= form(of.end).has_sets && graph_.nodes.used > first;
             make_end(of.end);
+        }
         for (size_t i = first; i < graph_.nodes.used; i++) {
             const bool is_last = i + 1 == graph_.nodes.used;
             graph_.nodes[i].next = is_last ? &NONE : &graph_.nodes[i + 1];

@@ -535,6 +535,30 @@ void mutate(Author &author, std::vector<std::string> &words)
     }
 }
 
+struct Once {
+    std::vector<std::string> definitions;
+    std::vector<std::string> words;
+    const char *outcome;
+};
+
+// clang-format off
+const Once once[] = {
+    {{"x {a} [b]", "x a a b c"}, {"x", "a", "a", "b"},      "4 at 7"},
+    {{"x {a} [b]", "x a a b c"}, {"x", "a", "a", "b", "c"}, "1: x a a b c"},
+    {{"x {a} [b]", "x a a b c"}, {"x", "a", "b"},           "0: x a b"},
+};
+// clang-format on
+
+TEST(CommandsModel, AgreesWhereItOnceDisagreed)
+{
+    for (const Once &one : once) {
+        Library library(one.definitions);
+        EXPECT_EQ(library.errors(), 0);
+        EXPECT_EQ(Model(one.definitions).run(one.words), one.outcome) << joined(one.words);
+        EXPECT_EQ(library.run(joined(one.words)), one.outcome) << joined(one.words);
+    }
+}
+
 TEST(CommandsModel, AgreesOnRandomDevicesAndLines)
 {
     Author author(20);
