@@ -8,7 +8,7 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/varno)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/varno
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-    FILES_MATCHING PATTERN "*.h")
+    FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
 
 # The libraries find each other and the platform beside themselves; LD_LIBRARY_PATH
 # and a platform that the program loads first still go before.
@@ -21,9 +21,14 @@ endif()
 set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(TARGETS ${libraries} EXPORT varno)
 
+# Shared and static libraries may be installed beside each other, from two builds.
+set(kind static)
+if(BUILD_SHARED_LIBS)
+    set(kind shared)
+endif()
 install(EXPORT varno
     NAMESPACE varno::
-    FILE varno-targets.cmake
+    FILE varno-${kind}.cmake
     DESTINATION ${package_dir})
 configure_package_config_file(
     ${CMAKE_CURRENT_LIST_DIR}/varno-config.cmake.in

@@ -179,7 +179,9 @@ void run_typed_line(tsession_s *s)
         return;
     }
     char remembered[line_capacity];
-    std::memcpy(remembered, is_blank(line) ? "" : line, sizeof(line));
+    std::memcpy(remembered, line, sizeof(line));
+    if (is_blank(line))
+        *remembered = '\0';
     char *const outer = std::exchange(s->running_line, remembered);
     try {
         run_line(s, line);
