@@ -124,6 +124,20 @@ void draw_search(tsession_s *s)
     emit(s, row);
 }
 
+// A line of which the row shows a part is written whole, from where its text begins. The
+// prompt is not written again: programs take it for the end of an answer.
+void write_out_line(tsession_s *s)
+{
+    prompt_s *p = s->prompt;
+    const prompt_model_s *model = prompt_active_model(p);
+    const bool is_whole = p->display_offset == 0 && model->margin_right == 0;
+    if (s->mode != Mode::line || !s->is_row_shown || is_whole)
+        return;
+    for (int32_t column = model->virtual_cursor; column > p->disp.normal_len; column--)
+        emit(s, "\b");
+    emit(s, p->ps.buf, static_cast<size_t>(p->ps.buf_used));
+}
+
 bool can_erase(const tsession_s *s)
 {
     return std::strcmp(terminal_type_name(s->type), "dumb") != 0;
@@ -230,17 +244,22 @@ void leave_row(tsession_s *s)
 
 void leave_entered_row(tsession_s *s)
 {
-    if (!does_client_echo(s))
-        return leave_row(s);
+    if (!does_client_echo(s)) {
+        draw_row(s);
+        write_out_line(s);
+        return end_row(s);
+    }
     s->is_row_shown = false;
     s->column = 0;
     s->is_after_newline = true;
 }
 
+// Libraries that automate logins refuse every option without looking, show nothing to
+// anybody, and remove the echo that devices send from what they read.
 bool does_client_echo(const tsession_s *s)
 {
     return s->transport == TSESSION_TELNET && s->is_started &&
-           s->telnet.us(option_echo) == OptionState::no;
+           s->telnet.us(option_echo) == OptionState::no && !s->telnet.is_opening_refused();
 }
 
 void end_row(tsession_s *s)

@@ -207,9 +207,11 @@ void ring(tsession_s *s);
 void leave_row(tsession_s *s);
 // The same for a row that shows what it is to show.
 void end_row(tsession_s *s);
-// The same where an Enter was typed: a client that echoes by itself is there already.
+// The same where an Enter was typed, with all of the line, on as many rows as it takes: a
+// client that echoes by itself is there already.
 void leave_entered_row(tsession_s *s);
-// Whether the client shows what is typed (RFC 857), and the session does not.
+// Whether the client shows what is typed (RFC 857), and the session does not. A client
+// that refuses everything does not.
 bool does_client_echo(const tsession_s *s);
 // What a session says by itself, as the host wants it.
 const char *text_of(const tsession_s *s, const char *tsession_texts_s::*text);

@@ -165,6 +165,14 @@ bool TelnetFront::is_opening_answered() const
            (has_terminal_type_ || him_[option_terminal_type] == OptionState::no);
 }
 
+bool TelnetFront::is_opening_refused() const
+{
+    return std::all_of(std::begin(opening), std::end(opening), [this](const auto &request) {
+        const OptionState *states = request.command == TN_NVT_WILL ? us_ : him_;
+        return states[request.option] == OptionState::no;
+    });
+}
+
 // A run of data up to the next IAC, out of the caller's bytes; or the IAC.
 const unsigned char *TelnetFront::take_data(const unsigned char *bytes, const unsigned char *end)
 {

@@ -70,6 +70,9 @@ class TelnetFront {
     // and the terminal type that it agreed to tell.
     bool is_opening_answered() const;
 
+    // Whether all of the opening is refused: a client that does not negotiate.
+    bool is_opening_refused() const;
+
     OptionState us(SupportedOption option) const { return us_[option]; }
     OptionState him(SupportedOption option) const { return him_[option]; }
 

@@ -25,6 +25,22 @@ HEX ff fe 01 ff fe 1f ff fc 1f ff fe 03 ff fc 03 ff fc 18
   sent "<cr>> "
   wait -1
 
+! a client that refuses everything is a program: it is shown what it types
+SESSION opening 80 vt100
+HEX ff fe 01 ff fe 1f ff fc 1f ff fe 03 ff fc 03 ff fc 18
+  sent "<cr>> "
+INPUT "show ver"<cr>
+  line show ver
+  sent "show ver<cr><lf>version 1<cr><lf>> "
+
+! a client that takes an option, and not the echo, shows what is typed by itself
+SESSION opening 80 vt100
+HEX ff fe 01 ff fe 1f ff fc 1f ff fd 03 ff fc 03 ff fc 18
+  sent "<cr>> "
+INPUT "show ver"<cr>
+  line show ver
+  sent "version 1<cr><lf>> "
+
 ! a client that answers nothing has its prompt when the wait is over
 SESSION opening 80 vt100
   sent ""

@@ -18,6 +18,38 @@ INPUT <esc>"f"
 INPUT "c"
   row ">$<x61 67> c|<x62 7>$"
 
+! a line that is run is written whole, on as many rows as it takes
+SESSION plain 12 vt100
+INPUT "show version"
+  row "> $ersion|"
+INPUT <cr>
+  line show version
+  sent "<bs 7>show version<cr><lf>version 1<cr><lf>> "
+
+! the same from its beginning, where the right of it is hidden
+SESSION plain 12 vt100
+INPUT "show version"<c-a>
+  row "> |show ver$"
+INPUT <cr>
+  line show version
+  sent "show version<cr><lf>version 1<cr><lf>> "
+
+! a line that fits is not written again
+SESSION plain 12 vt100
+INPUT "show ver"
+INPUT <cr>
+  line show ver
+  sent "<cr><lf>version 1<cr><lf>> "
+
+! an answer on a narrow row is not followed by the line
+SESSION plain 12 vt100
+INPUT "name"<cr>
+  line name
+INPUT "Ann of the hill"
+INPUT <cr>
+  answer Ann of the hill
+  sent "<cr><lf>welcome<cr><lf>> "
+
 ! at the least width a long prompt shows its end, and the line still scrolls
 SESSION plain 20 xterm
 PROMPT "a-device-with-a-long-name# "
