@@ -1,14 +1,16 @@
-// Definitions to parse nodes, in four steps: each definition's word positions and what may
-// follow each (Glushkov's construction); one number for each different word or argument; sets
-// of positions that the same words lead to (the subset construction); nodes.
+// The positions of all definitions to parse nodes: sets of positions that the same words lead
+// to (the subset construction) are states, whose ways on are nodes.
 //
 // A set {a|b} is a loop over its options; that each is given at most once is no matter of the
-// graph but of the filter, which follows the few definitions that have sets.
+// graph but of the filter, which follows the few definitions that have sets. A level of
+// privilege is a matter of the graph: each has first words of its own, and what is not for it
+// is not there. States that are alike in several modes or levels are one.
 
 #include "automaton.h"
 
+#include "positions.h"
+
 #include <algorithm>
-#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
@@ -16,59 +18,7 @@
 namespace varno::commands {
 namespace {
 
-constexpr int32_t none = -1;
-constexpr int32_t most_options = 64;
 constexpr size_t widest_help = 57;
-
-// A word of a definition, in one of its forms.
-struct Place {
-    int32_t form;
-    int32_t symbol;
-    int32_t first_step;
-    int32_t end_step;
-    int32_t column;
-    bool is_end;
-    bool is_last_word; // the last keyword outside of brackets
-    bool repeats;
-    bool may_be_used_up; // it is in an option, or comes after one
-    std::string_view which;
-    int32_t twin;   // the same word in the form without "no", or itself
-    int32_t help;   // of a twin: the row that documents it, or none
-    uint32_t noted; // of a twin: problems that have been noted, one bit each
-};
-
-static_assert(static_cast<int>(Problem::help_of_nothing) < 32);
-
-// A definition as it is, or what its [no] makes of it.
-struct Draft {
-    int32_t definition;
-    int32_t first_step;
-    int32_t end_step;
-    int32_t first_place;
-    int32_t end_place;
-    bool has_sets;
-    bool is_followed; // at run time: it has sets, or a <a|b>$which
-};
-
-// A step before all steps of a place stand together.
-struct Link {
-    int32_t from; // a place; for the first words a form, below 0: -1 - form
-    int32_t to;
-    uint64_t options;
-};
-
-// Where a part of a syntax can begin.
-struct Entry {
-    int32_t place;
-    uint64_t options;
-};
-
-// What is known of a part: its entries and exits are the newest of the two stacks.
-struct Part {
-    size_t first_entry;
-    size_t first_exit;
-    bool may_be_empty;
-};
 
 // What may follow some words: states with the same future are one, so that the options of a
 // set, each of which may follow each, are there once.
@@ -79,6 +29,7 @@ struct State {
     int32_t next; // another state that begins with the same place
     int32_t first_edge;
     int32_t end_edge;
+    bool has_secret; // a secret may still come
 };
 
 // A word that leads from one state to another; a node, if some command goes through it.
@@ -89,6 +40,7 @@ struct Edge {
     int32_t to;   // state
     int32_t help; // the definition whose help it is, or none
     bool is_command;
+    bool is_hidden; // no other command goes through it
 };
 
 // A place of the state whose edges are being made, and its edge.
@@ -103,26 +55,6 @@ struct NodeDraft {
     int32_t help;   // where in the graph's texts, or none: it is the definition's
 };
 
-bool is_same_symbol(const Symbol &one, const Symbol &other)
-{
-    return one.is_keyword == other.is_keyword && one.text == other.text && one.type == other.type;
-}
-
-bool is_before(const Symbol &one, const Symbol &other)
-{
-    if (one.is_keyword != other.is_keyword)
-        return other.is_keyword;
-    if (const int order = one.text.compare(other.text))
-        return order < 0;
-    const ArgumentType &a = one.type;
-    const ArgumentType &b = other.type;
-    if (a.kind != b.kind)
-        return a.kind < b.kind;
-    if (a.registered != b.registered)
-        return a.registered < b.registered;
-    return a.least != b.least ? a.least < b.least : a.most < b.most;
-}
-
 bool is_earlier(const Finding &one, const Finding &other)
 {
     if (one.row != other.row)
@@ -130,34 +62,9 @@ bool is_earlier(const Finding &one, const Finding &other)
     return one.column != other.column ? one.column < other.column : one.problem < other.problem;
 }
 
-// Leaves a build from any depth; it ends in Builder::build.
-struct OutOfMemory {};
-
-template <typename Item>
-int32_t count(const Array<Item> &array)
-{
-    return static_cast<int32_t>(array.used);
-}
-
-// Returns the new item's index.
-template <typename Item>
-int32_t add(Array<Item> &array, const Item &item)
-{
-    if (!array.add(item))
-        throw OutOfMemory{};
-    return count(array) - 1;
-}
-
-template <typename Item>
-void fill(Array<Item> &array, size_t wanted, const Item &item)
-{
-    while (array.used < wanted)
-        add(array, item);
-}
-
 class Builder {
   public:
-    Builder(const Array<Definition> &definitions, int32_t modes, const TypeNames &types,
+    Builder(const Array<Definition> &definitions, const Array<Mode> &modes, const TypeNames &types,
             Findings &findings, Graph &graph)
         : definitions_(definitions), modes_(modes), types_(types), findings_(findings),
           graph_(graph)
@@ -167,10 +74,8 @@ class Builder {
     {
         bool is_built = true;
         try {
-            read_definitions();
-            number_symbols();
-            gather_steps();
-            check_forms();
+            make_positions(definitions_, types_, findings_, positions_, graph_.symbols);
+            find_levels();
             make_states();
             for (Edge &one : edges_)
                 describe_edge(one);
@@ -186,8 +91,9 @@ class Builder {
 
   private:
     const Definition &definition(int32_t i) const { return definitions_[static_cast<size_t>(i)]; }
-    Place &place(int32_t i) { return places_[static_cast<size_t>(i)]; }
-    Draft &form(int32_t i) { return forms_[static_cast<size_t>(i)]; }
+    const Mode &mode(int32_t i) const { return modes_[static_cast<size_t>(i)]; }
+    Place &place(int32_t i) { return positions_.places[static_cast<size_t>(i)]; }
+    Draft &form(int32_t i) { return positions_.forms[static_cast<size_t>(i)]; }
     State &state(int32_t i) { return states_[static_cast<size_t>(i)]; }
     Edge &edge(int32_t i) { return edges_[static_cast<size_t>(i)]; }
     Symbol &symbol(int32_t i) { return graph_.symbols[static_cast<size_t>(i)]; }
@@ -196,300 +102,22 @@ class Builder {
         return definition(form(place(at).form).definition);
     }
 
-    // Says of a word once what is wrong with it, however many states it is in.
     void note(Problem problem, int32_t at, int32_t other = none)
     {
-        const uint32_t bit = uint32_t{1} << static_cast<int>(problem);
-        uint32_t &noted = place(place(at).twin).noted;
-        if ((noted & bit) != 0)
-            return;
-        noted |= bit;
-        findings_.row = form(place(at).form).definition;
-        findings_.add(problem, place(at).column, other == findings_.row ? none : other);
+        positions_.note(findings_, problem, at, other);
     }
 
-    // Places
+    // Levels of privilege
 
-    void read_definitions()
+    // Those that some command has, and 0. Whoever is between two has what the lower one has.
+    void find_levels()
     {
-        for (int32_t i = 0; i < count(definitions_); i++) {
-            findings_.row = i;
-            Notation notation = {};
-            read_notation(definition(i).syntax, types_, findings_, notation);
-            try {
-                if (notation.nodes.is_short)
-                    throw OutOfMemory{};
-                if (notation.root != no_node)
-                    add_form(notation, i, false);
-                if (notation.root != no_node && notation.is_negatable)
-                    add_form(notation, i, true);
-            } catch (const OutOfMemory &) {
-                notation.nodes.release();
-                throw;
-            }
-            notation.nodes.release();
-        }
-    }
-
-    void add_form(const Notation &notation, int32_t of, bool is_negated)
-    {
-        const size_t first_link = links_.used;
-        const int32_t index = add(forms_, {of, 0, 0, count(places_), 0, false, false});
-        notation_ = &notation;
-        is_negated_ = is_negated;
-        options_ = 0;
-        entries_.used = exits_.used = 0;
-        const Part all = is_negated ? add_negated() : add_part(notation.root, true);
-        if (all.may_be_empty)
-            findings_.add(Problem::empty_syntax, 0);
-        for (const Entry &entry : entries_)
-            add(links_, {-1 - index, entry.place, entry.options});
-        for (const int32_t exit : exits_)
-            place(exit).is_end = true;
-        form(index).end_place = count(places_);
-        form(index).has_sets = options_ > 0;
-        form(index).is_followed |= options_ > 0;
-        mark_last_word(index);
-        mark_used_up(first_link);
-        if (is_negated)
-            find_twins(index);
-    }
-
-    // But for "no" the places of a negated form are those of the one before it.
-    void find_twins(int32_t negated)
-    {
-        for (int32_t at = form(negated).first_place + 1; at < form(negated).end_place; at++)
-            place(at).twin = form(negated - 1).first_place + at - form(negated).first_place - 1;
-    }
-
-    // From the first option on a word may be one that is not possible any more.
-    void mark_used_up(size_t first_link)
-    {
-        for (bool is_new = options_ > 0; is_new;) {
-            is_new = false;
-            for (size_t i = first_link; i < links_.used; i++) {
-                const Link &one = links_[i];
-                const bool is_after =
-                    one.options != 0 || (one.from >= 0 && place(one.from).may_be_used_up);
-                is_new |= is_after && !place(one.to).may_be_used_up;
-                place(one.to).may_be_used_up |= is_after;
-            }
-        }
-    }
-
-    // The words after "no".
-    Part add_negated()
-    {
-        const Part no = {0, 0, false};
-        Symbol word = {};
-        word.text = "no";
-        word.is_keyword = true;
-        add_place(word, {}, 0, false);
-        const Part rest = add_part(notation_->root, true);
-        link(no, rest);
-        entries_.used = 1;
-        if (!rest.may_be_empty)
-            drop_exits(0, rest.first_exit);
-        return no;
-    }
-
-    void add_place(const Symbol &word, std::string_view which, int32_t column, bool repeats)
-    {
-        const int32_t of = count(forms_) - 1;
-        const int32_t number = add(graph_.symbols, word);
-        Place made = {};
-        made.form = of;
-        made.symbol = number;
-        made.column = column;
-        made.repeats = repeats;
-        made.which = which;
-        made.twin = count(places_);
-        made.help = none;
-        const int32_t at = add(places_, made);
-        add(entries_, {at, 0});
-        add(exits_, at);
-        if (repeats)
-            add(links_, {at, at, 0});
-        form(of).is_followed |= !which.empty();
-    }
-
-    Part add_part(int32_t i, bool is_top, std::string_view which = {})
-    {
-        const Node &node = notation_->nodes[static_cast<size_t>(i)];
-        const Part part = {entries_.used, exits_.used, false};
-        switch (node.kind) {
-        case NodeKind::keyword:
-        case NodeKind::argument: {
-            Symbol word = {};
-            word.text = node.text;
-            word.type = node.type;
-            word.is_keyword = node.kind == NodeKind::keyword;
-            add_place(word, which, node.column, node.repeats);
-            places_[places_.used - 1].is_last_word = is_top && word.is_keyword;
-            return part;
-        }
-        case NodeKind::sequence:
-            return add_sequence(node, is_top, which);
-        case NodeKind::set:
-            return add_set(node);
-        default:
-            return add_alternatives(node);
-        }
-    }
-
-    // Only the first word of an alternative is the one of <a|b>$which.
-    Part add_sequence(const Node &node, bool is_top, std::string_view which)
-    {
-        Part all = {entries_.used, exits_.used, true};
-        for (int32_t i = node.first; i != no_node;) {
-            const Part next = add_part(i, is_top, i == node.first ? which : std::string_view());
-            link(all, next);
-            if (!all.may_be_empty)
-                entries_.used = next.first_entry;
-            if (!next.may_be_empty)
-                drop_exits(all.first_exit, next.first_exit);
-            all.may_be_empty = all.may_be_empty && next.may_be_empty;
-            i = notation_->nodes[static_cast<size_t>(i)].next;
-        }
-        return all;
-    }
-
-    Part add_alternatives(const Node &node)
-    {
-        Part all = {entries_.used, exits_.used, false};
-        for (int32_t i = node.first; i != no_node;) {
-            all.may_be_empty |= add_part(i, false, node.which).may_be_empty;
-            i = notation_->nodes[static_cast<size_t>(i)].next;
-        }
-        all.may_be_empty |=
-            node.kind == NodeKind::option || (node.kind == NodeKind::unless_no && is_negated_);
-        return all;
-    }
-
-    Part add_set(const Node &node)
-    {
-        const Part all = {entries_.used, exits_.used, false};
-        for (int32_t i = node.first; i != no_node;) {
-            const Node &option = notation_->nodes[static_cast<size_t>(i)];
-            const Part part = add_part(i, false);
-            if (part.may_be_empty)
-                findings_.add(Problem::option_may_be_empty, option.column);
-            if (options_ == most_options) {
-                findings_.add(Problem::too_many_options, option.column);
-                return all;
-            }
-            for (size_t entry = part.first_entry; entry < entries_.used; entry++)
-                entries_[entry].options |= uint64_t{1} << options_;
-            options_++;
-            i = option.next;
-        }
-        for (size_t exit = all.first_exit; exit < exits_.used; exit++) {
-            for (size_t entry = all.first_entry; entry < entries_.used; entry++)
-                add(links_, {exits_[exit], entries_[entry].place, entries_[entry].options});
-        }
-        return all;
-    }
-
-    // From where the one ends to where the next begins. The next is the newest.
-    void link(const Part &before, const Part &next)
-    {
-        for (size_t exit = before.first_exit; exit < next.first_exit; exit++) {
-            for (size_t entry = next.first_entry; entry < entries_.used; entry++)
-                add(links_, {exits_[exit], entries_[entry].place, entries_[entry].options});
-        }
-    }
-
-    // Those of [from, to) are exits no longer.
-    void drop_exits(size_t from, size_t to)
-    {
-        if (from == to)
-            return;
-        std::copy(exits_.begin() + to, exits_.end(), exits_.begin() + from);
-        exits_.used -= to - from;
-    }
-
-    void mark_last_word(int32_t index)
-    {
-        bool is_found = false;
-        for (int32_t at = form(index).end_place - 1; at >= form(index).first_place; at--) {
-            place(at).is_last_word = place(at).is_last_word && !is_found;
-            is_found = is_found || place(at).is_last_word;
-        }
-    }
-
-    // Symbols
-
-    // So far each place has a symbol of its own; from now on like ones have one number.
-    void number_symbols()
-    {
-        for (int32_t i = 0; i < count(graph_.symbols); i++)
-            add(order_, i);
-        std::sort(order_.begin(), order_.end(), [&](int32_t one, int32_t other) {
-            return is_before(symbol(one), symbol(other));
-        });
-        for (const int32_t i : order_) {
-            if (different_.used == 0 || !is_same_symbol(different_[different_.used - 1], symbol(i)))
-                add(different_, symbol(i));
-            place(i).symbol = count(different_) - 1;
-        }
-        std::swap(graph_.symbols, different_);
-    }
-
-    // Steps
-
-    int32_t &end_step_of(int32_t from)
-    {
-        return from < 0 ? form(-1 - from).end_step : place(from).end_step;
-    }
-
-    // Sorts the links by where they begin: each place's then stand together.
-    void gather_steps()
-    {
-        for (const Link &one : links_)
-            end_step_of(one.from)++;
-        int32_t total = 0;
-        const auto begin = [&total](auto &from) {
-            from.first_step = total;
-            total += from.end_step;
-            from.end_step = from.first_step;
-        };
-        std::for_each(forms_.begin(), forms_.end(), begin);
-        std::for_each(places_.begin(), places_.end(), begin);
-        fill(steps_, links_.used, {});
-        for (const Link &one : links_)
-            steps_[static_cast<size_t>(end_step_of(one.from)++)] = {one.to, one.options};
-    }
-
-    // A form by itself knows at each word where it stands: no two of its places can be meant.
-    void check_forms()
-    {
-        for (const Draft &draft : forms_)
-            check_steps(draft.first_step, draft.end_step);
-        for (const Place &from : places_) {
-            check_steps(from.first_step, from.end_step);
-            const bool is_line = symbol(from.symbol).type.kind == TypeKind::line;
-            for (int32_t i = from.first_step; i < from.end_step; i++) {
-                const int32_t to = steps_[static_cast<size_t>(i)].to;
-                if (is_line)
-                    note(Problem::line_not_last, to);
-                else if (from.repeats && &place(to) != &from)
-                    note(Problem::repeat_not_last, to);
-                else
-                    continue;
-                break;
-            }
-        }
-    }
-
-    void check_steps(int32_t first, int32_t end)
-    {
-        for (int32_t i = first; i < end; i++) {
-            for (int32_t j = first; j < i; j++) {
-                const int32_t one = steps_[static_cast<size_t>(i)].to;
-                const int32_t other = steps_[static_cast<size_t>(j)].to;
-                if (one != other && place(one).symbol == place(other).symbol)
-                    return note(Problem::begins_alike, std::max(one, other));
-            }
+        bool is_used[most_level + 1] = {true};
+        for (const Definition &one : definitions_)
+            is_used[one.level] = true;
+        for (int32_t level = 0; level <= most_level; level++) {
+            if (is_used[level])
+                add(graph_.levels, level);
         }
     }
 
@@ -497,33 +125,52 @@ class Builder {
 
     void make_states()
     {
-        fill(state_by_head_, places_.used + forms_.used, none);
+        fill(state_by_head_, positions_.places.used + positions_.forms.used, none);
         fill(edge_of_symbol_, graph_.symbols.used, none);
-        for (int32_t mode = 0; mode < modes_; mode++) {
-            const int32_t root = make_root(mode);
-            for (int32_t i = root; i < count(states_); i++)
+        for (const int32_t level : graph_.levels) {
+            const int32_t first = count(states_);
+            is_highest_level_ = level == graph_.levels[graph_.levels.used - 1];
+            for (int32_t i = 0; i < count(modes_); i++)
+                make_root(i, level);
+            for (int32_t i = first; i < count(states_); i++)
                 make_edges(i);
         }
     }
 
-    // The first words of all forms of a mode.
-    int32_t make_root(int32_t mode)
+    // The first words of all forms that a mode has on a level.
+    void make_root(int32_t of, int32_t level)
     {
         const int32_t first = count(members_);
-        for (const Draft &draft : forms_) {
-            if (definition(draft.definition).mode == mode)
+        for (const Draft &draft : positions_.forms) {
+            const Definition &one = definition(draft.definition);
+            if (has_commands_of(of, one.mode) && one.level <= level)
                 add_places(draft.first_step, draft.end_step);
         }
-        const int32_t root = add(states_, {first, count(members_), none, none, 0, 0});
+        const int32_t root = add(states_, {first, count(members_), none, none, 0, 0, false});
         sort_members(root);
         add(roots_, root);
-        return root;
+    }
+
+    bool has_commands_of(int32_t of, int32_t other) const
+    {
+        while (of != other && mode(of).inherits)
+            of = mode(of).parent;
+        return of == other;
+    }
+
+    // What another mode begins with may come next, on the level that is being made.
+    void add_root(int32_t of)
+    {
+        const int32_t newest = count(roots_) - count(modes_);
+        const State root = state(roots_[static_cast<size_t>(newest + of)]);
+        for (int32_t i = root.first_member; i < root.end_member; i++)
+            add(members_, member(i));
     }
 
     void add_places(int32_t first, int32_t end)
     {
         for (int32_t i = first; i < end; i++)
-            add(members_, steps_[static_cast<size_t>(i)].to);
+            add(members_, positions_.steps[static_cast<size_t>(i)].to);
     }
 
     // The newest state's members in order, each once.
@@ -545,7 +192,7 @@ class Builder {
             const int32_t to = members_[static_cast<size_t>(m)];
             int32_t &known = edge_of_symbol_[static_cast<size_t>(place(to).symbol)];
             if (known == none)
-                known = add(edges_, {place(to).symbol, 0, 0, none, none, false});
+                known = add(edges_, {place(to).symbol, 0, 0, none, none, false, true});
             edge(known).end_target++; // their number, as yet
             add(drafts_, {known, to});
         }
@@ -580,9 +227,18 @@ class Builder {
     // The state with what may follow an edge, which is made if there is none yet.
     int32_t find_state(const Edge &from)
     {
-        const int32_t made = add(states_, {count(members_), 0, find_end(from), none, 0, 0});
-        for (int32_t i = from.first_target; i < from.end_target; i++)
+        const int32_t made = add(states_, {count(members_), 0, find_end(from), none, 0, 0, false});
+        for (int32_t i = from.first_target; i < from.end_target; i++) {
             add_places(place(target(i)).first_step, place(target(i)).end_step);
+            if (place(target(i)).is_end && definition_of(target(i)).is_prefix)
+                add_root(definition_of(target(i)).goes_on_in);
+        }
+        const bool is_rest = symbol(from.symbol).type.kind == TypeKind::line;
+        if (state(made).end != none && !is_rest) {
+            const Definition &ended = definition(form(state(made).end).definition);
+            if (ended.goes_on_in != none)
+                add_root(ended.goes_on_in);
+        }
         sort_members(made);
         const State wanted = state(made);
         const size_t size = static_cast<size_t>(wanted.end_member - wanted.first_member);
@@ -590,8 +246,9 @@ class Builder {
             states_.used--;
             return none;
         }
-        int32_t &head = state_by_head_[size > 0 ? static_cast<size_t>(member(wanted.first_member))
-                                                : places_.used + static_cast<size_t>(wanted.end)];
+        int32_t &head =
+            state_by_head_[size > 0 ? static_cast<size_t>(member(wanted.first_member))
+                                    : positions_.places.used + static_cast<size_t>(wanted.end)];
         for (int32_t known = head; known != none; known = state(known).next) {
             if (is_same(state(known), wanted)) {
                 states_.used--;
@@ -614,31 +271,63 @@ class Builder {
                           members_.begin() + other.end_member);
     }
 
-    // The command that may end after an edge.
+    // The command that may end after an edge. Where a mode has its parent's commands, too, its
+    // own come first; the library's come last in their mode.
     int32_t find_end(const Edge &from)
     {
         int32_t ending = none;
         for (int32_t i = from.first_target; i < from.end_target; i++) {
-            if (!place(target(i)).is_end || !definition_of(target(i)).is_command)
+            const Definition &one = definition_of(target(i));
+            if (!place(target(i)).is_end || !one.is_command || one.is_prefix)
                 continue;
-            if (ending == none)
-                ending = place(target(i)).form;
-            else if (ending != place(target(i)).form) // else its alternatives are alike
+            const int32_t of = place(target(i)).form;
+            if (ending == none || ending == of) { // else its alternatives are alike
+                ending = of;
+                continue;
+            }
+            const Definition &other = definition(form(ending).definition);
+            const int32_t order = rank(one) - rank(other);
+            if (order == 0)
                 note(Problem::same_words, target(i), form(ending).definition);
+            else if (!one.is_built_in && !other.is_built_in)
+                note(Problem::hides_inherited, order > 0 ? target(i) : end_of(from, ending),
+                     form(order > 0 ? ending : of).definition);
+            if (order > 0)
+                ending = of;
         }
         return ending;
+    }
+
+    int32_t rank(const Definition &of) const
+    {
+        int32_t depth = 0;
+        for (int32_t i = of.mode; mode(i).parent != none; i = mode(i).parent)
+            depth++;
+        return 2 * depth + !of.is_built_in;
+    }
+
+    // The place at which a form ends.
+    int32_t end_of(const Edge &from, int32_t of)
+    {
+        int32_t i = from.first_target;
+        while (place(target(i)).form != of || !place(target(i)).is_end)
+            i++;
+        return target(i);
     }
 
     // A row that is no command documents the word that it ends with, wherever else the
     // definitions have that: an option of a set may come after each of the others.
     void find_documentation(Edge &out)
     {
-        for (int32_t i = out.first_target; i < out.end_target; i++)
-            out.is_command |= definition_of(target(i)).is_command;
+        for (int32_t i = out.first_target; i < out.end_target; i++) {
+            const Definition &one = definition_of(target(i));
+            out.is_command |= one.is_command;
+            out.is_hidden &= one.is_hidden || !one.is_command;
+        }
         for (int32_t i = out.first_target; i < out.end_target; i++) {
             if (definition_of(target(i)).is_command || !place(target(i)).is_end)
                 continue;
-            if (!out.is_command)
+            if (!out.is_command && is_highest_level_)
                 note(Problem::help_of_nothing, target(i));
             document_edge(out, target(i));
         }
@@ -657,7 +346,7 @@ class Builder {
     }
 
     // A word's help is that of the row that documents it, else that of the first command whose
-    // last fixed word it is.
+    // last fixed word it is, of the mode's own if there are some.
     void describe_edge(Edge &out)
     {
         if (!out.is_command)
@@ -667,8 +356,11 @@ class Builder {
             const Place &to = place(target(i));
             if (out.help == none)
                 out.help = place(to.twin).help;
-            if (to.is_last_word && command_help == none && definition_of(target(i)).is_command)
-                command_help = form(to.form).definition;
+            const int32_t of = form(to.form).definition;
+            if (!to.is_last_word || !definition(of).is_command)
+                continue;
+            if (command_help == none || rank(definition(of)) > rank(definition(command_help)))
+                command_help = of;
         }
         if (out.help == none)
             out.help = command_help;
@@ -692,7 +384,8 @@ class Builder {
     {
         bool has_keywords = false;
         for (int32_t i = of.first_edge; i < of.end_edge; i++)
-            has_keywords |= edge(i).is_command && symbol(edge(i).symbol).is_keyword;
+            has_keywords |= edge(i).is_command && symbol(edge(i).symbol).is_keyword &&
+                            !place(some_place(edge(i))).is_bar;
         for (int32_t i = of.first_edge; i < of.end_edge; i++) {
             if (!is_argument(edge(i)))
                 continue;
@@ -735,6 +428,7 @@ class Builder {
         copy_followed_forms();
         make_texts();
         int32_t total = 0;
+        find_secrets();
         for (const State &one : states_) {
             const int32_t words = count_words(one);
             const bool is_empty = words == 0 && one.end == none;
@@ -750,6 +444,25 @@ class Builder {
         point_at_records();
     }
 
+    // Which states a secret may come after: backward along the edges, which loop only in sets.
+    void find_secrets()
+    {
+        for (bool is_new = true; is_new;) {
+            is_new = false;
+            for (int32_t i = count(states_) - 1; i >= 0; i--) {
+                const bool had_secret = state(i).has_secret;
+                for (int32_t e = state(i).first_edge; e < state(i).end_edge; e++) {
+                    const Edge &one = edge(e);
+                    const bool is_secret = symbol(one.symbol).type.kind == TypeKind::secret;
+                    state(i).has_secret |=
+                        one.is_command &&
+                        (is_secret || (one.to != none && state(one.to).has_secret));
+                }
+                is_new |= state(i).has_secret != had_secret;
+            }
+        }
+    }
+
     int32_t count_words(const State &of)
     {
         int32_t words = 0;
@@ -761,9 +474,9 @@ class Builder {
     // The forms that are followed at run time take their places and steps along.
     void copy_followed_forms()
     {
-        if (!graph_.ends.reserve(forms_.used))
+        if (!graph_.ends.reserve(positions_.forms.used))
             throw OutOfMemory{};
-        for (const Draft &draft : forms_) {
+        for (const Draft &draft : positions_.forms) {
             const bool is_kept = draft.is_followed && definition(draft.definition).is_command;
             const int32_t kept = is_kept ? count(graph_.forms) : none;
             add(kept_form_, kept);
@@ -787,7 +500,7 @@ class Builder {
     {
         const int32_t copied = count(graph_.steps);
         for (int32_t i = first; i < end; i++) {
-            const Step &step = steps_[static_cast<size_t>(i)];
+            const Step &step = positions_.steps[static_cast<size_t>(i)];
             add(graph_.steps, {step.to + shift, step.options});
         }
         return copied;
@@ -832,6 +545,7 @@ class Builder {
             const bool is_last = i + 1 == graph_.nodes.used;
             graph_.nodes[i].next = is_last ? &NONE : &graph_.nodes[i + 1];
             graph_.nodes[i].attr |= is_narrowed ? attr_narrowed : 0;
+            graph_.nodes[i].attr |= of.has_secret ? attr_secret : 0;
         }
     }
 
@@ -855,14 +569,25 @@ class Builder {
         NodeDraft draft = {note_forms(one), none};
         node.child = child == none ? &NONE : graph_.nodes.begin() + child;
         node.type = word.is_keyword ? PNODE_KEYWORD : PNODE_STRING;
-        node.attr = !word.is_keyword && word.type.kind == TypeKind::line ? attr_rest : 0;
+        node.attr = attr_of(one);
         node.help = help_of(one.help);
         node.aux_int = one.symbol;
         if (!word.is_keyword)
             draft.help = describe_argument(node.help, word.type);
         add(graph_.nodes, node);
         add(draft_of_node_, draft);
-        return draft.record != none || (!word.is_keyword && word.type.kind != TypeKind::word);
+        return draft.record != none || one.is_hidden ||
+               (!word.is_keyword && word.type.kind != TypeKind::word);
+    }
+
+    uint32_t attr_of(const Edge &one)
+    {
+        const Symbol &word = symbol(one.symbol);
+        uint32_t attr = !word.is_keyword && word.type.kind == TypeKind::line ? attr_rest : 0;
+        attr |= one.is_hidden ? attr_hidden : 0;
+        attr |= definition_of(some_place(one)).is_prefix ? attr_prefix : 0;
+        attr |= place(some_place(one)).is_bar ? attr_bar : 0;
+        return attr;
     }
 
     // What a row says of an argument, and the range; without a row what the type is.
@@ -941,17 +666,12 @@ class Builder {
 
     void release()
     {
-        forms_.release();
-        places_.release();
-        links_.release();
-        steps_.release();
+        positions_.release();
         states_.release();
         members_.release();
         edges_.release();
         targets_.release();
         drafts_.release();
-        entries_.release();
-        exits_.release();
         roots_.release();
         state_by_head_.release();
         edge_of_symbol_.release();
@@ -959,46 +679,34 @@ class Builder {
         text_of_symbol_.release();
         node_of_state_.release();
         draft_of_node_.release();
-        order_.release();
-        different_.release();
     }
 
     const Array<Definition> &definitions_;
-    const int32_t modes_;
+    const Array<Mode> &modes_;
     const TypeNames &types_;
     Findings &findings_;
     Graph &graph_;
 
-    const Notation *notation_ = nullptr;
-    bool is_negated_ = false;
-    int32_t options_ = 0;
-    Array<Entry> entries_;
-    Array<int32_t> exits_;
-
-    Array<Draft> forms_;
-    Array<Place> places_;
-    Array<Link> links_;
-    Array<Step> steps_;
+    bool is_highest_level_ = false;
+    Positions positions_;
     Array<State> states_;
     Array<int32_t> members_;
     Array<Edge> edges_;
     Array<int32_t> targets_;
     Array<Target> drafts_;
-    Array<int32_t> roots_;
+    Array<int32_t> roots_;          // as those of the graph
     Array<int32_t> state_by_head_;  // by first member; where there is none, by the form that ends
     Array<int32_t> edge_of_symbol_; // of the level that is being made
     Array<int32_t> kept_form_;
     Array<int32_t> text_of_symbol_; // where in the graph's texts
     Array<int32_t> node_of_state_;  // the first of its level, or none
     Array<NodeDraft> draft_of_node_;
-    Array<int32_t> order_; // of symbols
-    Array<Symbol> different_;
 };
 
 } // namespace
 
-bool build_graph(const Array<Definition> &definitions, int32_t modes, const TypeNames &types,
-                 Findings &findings, Graph &out_graph)
+bool build_graph(const Array<Definition> &definitions, const Array<Mode> &modes,
+                 const TypeNames &types, Findings &findings, Graph &out_graph)
 {
     return Builder(definitions, modes, types, findings, out_graph).build();
 }
@@ -1007,6 +715,7 @@ void release_graph(Graph &graph)
 {
     graph.nodes.release();
     graph.roots.release();
+    graph.levels.release();
     graph.symbols.release();
     graph.types.release();
     graph.texts.release();

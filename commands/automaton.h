@@ -1,7 +1,7 @@
 #ifndef VARNO_COMMANDS_AUTOMATON_H
 #define VARNO_COMMANDS_AUTOMATON_H
 
-// All definitions of a mode as one deterministic automaton, made of parse nodes: a node is a
+// All definitions of all modes as one deterministic automaton, made of parse nodes: a node is a
 // transition, a level of alternatives is a state. What definitions begin alike with is there
 // once, so that a word is looked at once, however many commands go on from it.
 
@@ -17,12 +17,34 @@ namespace varno::commands {
 constexpr uint32_t attr_narrowed = 1;
 // A node that takes the rest of the line as it is typed.
 constexpr uint32_t attr_rest = 2;
+// A word of hidden commands alone.
+constexpr uint32_t attr_hidden = 4;
+// A secret may still come: a node of such a level.
+constexpr uint32_t attr_secret = 8;
+// The word before another mode's commands.
+constexpr uint32_t attr_prefix = 16;
+// The bar before a filter.
+constexpr uint32_t attr_bar = 32;
+
+constexpr int32_t most_level = 15; // of privilege
 
 struct Definition {
     const char *syntax;
     const char *help;
     bool is_command; // else it documents the last word of its syntax
     int32_t mode;
+    int32_t level = 0; // 0..most_level
+    bool is_hidden = false;
+    bool is_built_in = false;
+    bool is_prefix = false;  // no command by itself: one of goes_on_in has to follow
+    bool has_bar = false;    // "|" comes before its syntax, which may then be empty
+    int32_t goes_on_in = -1; // the mode whose first words may come after it; -1: none
+};
+
+// The first mode has no parent; the others' come before them.
+struct Mode {
+    int32_t parent; // -1: none
+    bool inherits;  // it has its parent's commands, too
 };
 
 // A word position of a definition that is followed at run time, because it has a set or a
@@ -69,7 +91,8 @@ struct Symbol {
 
 struct Graph {
     Array<cli_pnode_s> nodes;
-    Array<int32_t> roots;      // by mode: the first node of its first level; -1: no command
+    Array<int32_t> levels;     // of privilege, ascending, that have roots of their own
+    Array<int32_t> roots;      // by level, then by mode: its first node; -1: no command
     Array<Symbol> symbols;     // empty once the graph is built
     Array<ArgumentType> types; // by the aux_int of an argument's node
     Array<char> texts;         // of nodes
@@ -83,8 +106,8 @@ struct Graph {
 
 // Builds the graph of all modes. What is wrong is added to findings; with an error among
 // them, or without memory, the graph is of no use. Returns: false without memory.
-bool build_graph(const Array<Definition> &definitions, int32_t modes, const TypeNames &types,
-                 Findings &findings, Graph &out_graph);
+bool build_graph(const Array<Definition> &definitions, const Array<Mode> &modes,
+                 const TypeNames &types, Findings &findings, Graph &out_graph);
 
 void release_graph(Graph &graph);
 

@@ -28,32 +28,35 @@ bool goes_on(int32_t result)
     return result == CLI_MORE || result == CLI_LATER;
 }
 
-// Line and words are the parse's: who goes on needs copies, all in one block.
+// Line and words are the parse's: who goes on needs copies.
 bool keep_words(cli_call_s *call)
 {
     size_t count = 0;
     size_t bytes = std::strlen(call->line) + 1;
-    for (const cli_pmatch_s *one = call->matches; one; one = one->next) {
+    for (const cli_pmatch_s *one = call->words; one != call->end_word; one = one->next) {
         count++;
         bytes += std::strlen(one->token) + 1;
     }
-    call->kept = tracked_malloc(count * sizeof(cli_pmatch_s) + bytes, kept_tag);
-    if (!call->kept)
+    call->kept_words =
+        static_cast<cli_pmatch_s *>(tracked_malloc(count * sizeof(cli_pmatch_s), kept_tag));
+    call->kept_text = static_cast<char *>(tracked_malloc(bytes, kept_tag));
+    if (!call->kept_words || !call->kept_text)
         return false;
-    auto *words = static_cast<cli_pmatch_s *>(call->kept);
-    char *text = reinterpret_cast<char *>(words + count);
+    char *text = call->kept_text;
     const auto copy = [&text](const char *from) {
         char *copied = text;
         text = stpcpy(text, from) + 1;
         return copied;
     };
-    for (const cli_pmatch_s *one = call->matches; one; one = one->next) {
-        *words = *one;
-        words->token = copy(one->token);
-        words->next = one->next ? words + 1 : nullptr;
-        words++;
+    cli_pmatch_s *word = call->kept_words;
+    for (const cli_pmatch_s *one = call->words; one != call->end_word; one = one->next) {
+        *word = *one;
+        word->token = copy(one->token);
+        word->next = one->next == call->end_word ? nullptr : word + 1;
+        word++;
     }
-    call->matches = static_cast<cli_pmatch_s *>(call->kept);
+    call->words = call->kept_words;
+    call->end_word = nullptr;
     call->line = copy(call->line);
     return true;
 }
@@ -69,9 +72,11 @@ void finish_call(cli_call_s *call)
     if (state && call->release_state)
         call->release_state(state);
     tracked_free(state, state_tag);
-    tracked_free(call->kept, kept_tag);
-    call->kept = nullptr;
-    call->matches = nullptr;
+    tracked_free(call->kept_words, kept_tag);
+    tracked_free(call->kept_text, kept_tag);
+    call->kept_words = nullptr;
+    call->kept_text = nullptr;
+    call->words = call->end_word = nullptr;
     Snapshot *snapshot = call->snapshot;
     call->snapshot = nullptr;
     let_go(snapshot);
@@ -104,7 +109,7 @@ bool is_argument(const cli_pmatch_s *word, const char *name)
 const cli_pmatch_s *find_argument(const cli_call_s *call, const char *name, size_t index)
 {
     VARNO_ASSERT(has_name(call, name));
-    for (const cli_pmatch_s *word = call->matches; word; word = word->next) {
+    for (const cli_pmatch_s *word = call->words; word != call->end_word; word = word->next) {
         if (is_argument(word, name) && index-- == 0)
             return word;
     }
@@ -114,8 +119,10 @@ const cli_pmatch_s *find_argument(const cli_call_s *call, const char *name, size
 // The word that is the choice of <a|b>$name.
 const cli_pmatch_s *find_choice(const cli_call_s *call, const char *name)
 {
-    for (const cli_pmatch_s *word = call->matches; word && call->form >= 0; word = word->next) {
-        if (which_of(call->snapshot->graph, call->form, call->matches, word) == name)
+    if (call->form < 0)
+        return nullptr;
+    for (const cli_pmatch_s *word = call->words; word != call->end_word; word = word->next) {
+        if (which_of(call->snapshot->graph, call->form, call->words, word) == name)
             return word;
     }
     return nullptr;
@@ -189,6 +196,32 @@ void fail_at(cli_call_s *call, const cli_pmatch_s *word, const char *text)
     tracked_free(rows, text_tag);
 }
 
+// The modes after a command that is done. A set that was built meanwhile may have lost the mode.
+bool move(cli_call_s *call)
+{
+    cli_shell_s *shell = call->shell;
+    if (call->row->move == Move::stay)
+        return true;
+    Row row = *call->row;
+    row.of = same_mode(call->snapshot, row.of, shell->snapshot);
+    row.enters = same_mode(call->snapshot, row.enters, shell->snapshot);
+    const bool is_there = row.of >= 0 && (row.enters >= 0 || row.move != Move::enter);
+    const bool is_moved = is_there && follow_row(shell->modes, row, call->words, call->end_word);
+    if (!is_moved)
+        fail(call, is_there ? "out of memory" : "the mode is gone");
+    show_mode(shell);
+    return is_moved;
+}
+
+// Its parents' commands are a mode's, too: to run one leaves it.
+void leave_modes(cli_shell_s *shell, int32_t mode)
+{
+    if (mode_of(shell->modes) == mode)
+        return;
+    leave_to(shell->modes, mode);
+    show_mode(shell);
+}
+
 } // namespace
 
 int32_t begin_call(cli_shell_s *shell, const char *line, const cli_pnode_s *action,
@@ -205,11 +238,13 @@ int32_t begin_call(cli_shell_s *shell, const char *line, const cli_pnode_s *acti
     call->row = &call->snapshot->rows[static_cast<size_t>(end.definition)];
     call->form = end.form;
     call->line = line;
-    call->matches = matches;
+    call->words = (matches->node->attr & attr_prefix) != 0 ? matches->next : matches;
     call->next = shell->calls;
     shell->calls = call;
     int32_t result = CLI_FAILED;
     try {
+        if (call->words == matches) // else it is run from where the shell is
+            leave_modes(shell, call->row->of);
         result = go_on(call);
         if (goes_on(result) && !keep_words(call)) {
             cancel(call);
@@ -230,11 +265,12 @@ int32_t begin_call(cli_shell_s *shell, const char *line, const cli_pnode_s *acti
 int32_t go_on(cli_call_s *call)
 {
     const cli_command_s &command = *call->row->command;
-    int32_t result = CLI_FAILED;
+    int32_t result = CLI_DONE;
     call->is_running = true;
     call->is_woken = false;
     try {
-        result = command.run(call, command.user);
+        if (command.run)
+            result = command.run(call, command.user);
     } catch (...) {
         call->is_running = false;
         finish_call(call);
@@ -246,6 +282,8 @@ int32_t go_on(cli_call_s *call)
         cancel(call);
         result = CLI_FAILED;
     }
+    if (result == CLI_DONE && !call->is_over && !move(call))
+        result = CLI_FAILED;
     if (!goes_on(result))
         finish_call(call);
     return result;
@@ -261,7 +299,8 @@ void cancel(cli_call_s *call)
     call->is_cancelled = true;
     call->is_running = true;
     try {
-        command.run(call, command.user);
+        if (command.run)
+            command.run(call, command.user);
     } catch (...) {
         finish_call(call);
         throw;
@@ -321,7 +360,7 @@ int cli_has(cli_call_s *call, const char *name)
 {
     if (find_argument(call, name, 0) || find_choice(call, name))
         return 1;
-    for (const cli_pmatch_s *word = call->matches; word; word = word->next) {
+    for (const cli_pmatch_s *word = call->words; word != call->end_word; word = word->next) {
         if (word->node->type == PNODE_KEYWORD && std::strcmp(word->node->keyword, name) == 0)
             return 1;
     }

@@ -44,6 +44,8 @@ bool advance(const Graph &graph, Track &track, int32_t symbol)
 
 bool advance_along(const Graph &graph, Track &track, const cli_pmatch_s *before)
 {
+    if (before && (before->node->attr & attr_prefix) != 0)
+        before = before->next;
     for (; before; before = before->next) {
         if (!advance(graph, track, before->node->aux_int))
             return false;
@@ -158,6 +160,12 @@ int32_t fit_argument(cli_shell_s *shell, const cli_pnode_s *node, const char *wo
     return fit;
 }
 
+// What is hidden is neither listed nor abbreviated, so that it makes nothing else ambiguous.
+bool is_typed_whole(const cli_pnode_s *node, const char *word)
+{
+    return node->type == PNODE_KEYWORD ? std::strcmp(node->keyword, word) == 0 : *word != '\0';
+}
+
 int32_t fit(void *user, const cli_pnode_s *node, const char *word, const cli_pmatch_s *before,
             const char **why)
 {
@@ -167,6 +175,8 @@ int32_t fit(void *user, const cli_pnode_s *node, const char *word, const cli_pma
         const auto *end = static_cast<const End *>(node->func);
         return can_end(graph, *end, before) ? CLI_ASSIST_FIT_TAKES : CLI_ASSIST_FIT_NO;
     }
+    if ((node->attr & attr_hidden) != 0 && !is_typed_whole(node, word))
+        return CLI_ASSIST_FIT_NO;
     const auto *through = static_cast<const Through *>(node->func);
     if (through && !can_follow(graph, *through, before, node->aux_int)) {
         *why = "given already";

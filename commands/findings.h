@@ -33,8 +33,15 @@ enum class Problem : uint8_t {
     two_names,
     begins_alike,
     help_twice,
+    // Errors of modes and levels
+    unknown_mode,
+    bad_parent,
+    mode_twice,
+    enters_no_child,
+    bad_level,
     // Warnings
     no_help,
+    hides_inherited,
     free_word_beside_keywords,
     wide_help,
     help_of_nothing,
@@ -45,9 +52,15 @@ constexpr bool is_error(Problem problem)
     return problem < Problem::no_help;
 }
 
+// Findings about modes come before those about definitions.
+constexpr int32_t row_of_mode(int32_t mode)
+{
+    return INT32_MIN + mode;
+}
+
 struct Finding {
     Problem problem;
-    int32_t row;    // index among the definitions
+    int32_t row;    // index among the definitions, or row_of_mode
     int32_t column; // in its syntax, from 0
     int32_t other;  // index of another definition it is about; -1: none
 };

@@ -9,8 +9,6 @@ namespace {
 
 constexpr int deepest = 16;
 
-constexpr std::string_view negation = "[no]";
-
 struct Bracket {
     char opening;
     char closing;
@@ -50,10 +48,12 @@ class Reader {
     {
         notation_.root = no_node;
         skip_blanks();
-        notation_.is_negatable = syntax_.substr(at_).starts_with(negation) &&
-                                 syntax_.substr(at_ + negation.size()).starts_with(' ');
-        if (notation_.is_negatable)
-            at_ += negation.size();
+        for (const std::string_view negation : {no_alone, no_or_default}) {
+            const std::string_view rest = syntax_.substr(at_);
+            if (rest.starts_with(negation) && rest.substr(negation.size()).starts_with(' '))
+                notation_.negation = negation;
+        }
+        at_ += notation_.negation.size();
         skip_blanks();
         if (at_ == syntax_.size())
             return fail(Problem::empty_syntax, at_);
@@ -141,7 +141,7 @@ class Reader {
         const int32_t group = add(is_unless_no ? NodeKind::unless_no : bracket.kind, opened);
         if (depth == deepest)
             fail(Problem::nesting_too_deep, opened);
-        if (is_unless_no && !notation_.is_negatable)
+        if (is_unless_no && notation_.negation.empty())
             fail(Problem::negation_without_no, opened);
         for (int32_t last = no_node; !has_failed_;) {
             last = hang(group, last, read_sequence(depth + 1));
@@ -336,8 +336,8 @@ void read_notation(std::string_view syntax, const TypeNames &types, Findings &fi
 void write_notation(const Notation &notation, Array<char> &out_text)
 {
     Writer writer(notation, out_text);
-    if (notation.is_negatable) {
-        writer.add(negation);
+    if (!notation.negation.empty()) {
+        writer.add(notation.negation);
         writer.add(" ");
     }
     if (notation.root != no_node)

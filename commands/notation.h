@@ -25,6 +25,10 @@ enum class NodeKind : uint8_t {
 
 constexpr int32_t no_node = -1;
 
+// A syntax that begins so has a negated form.
+constexpr std::string_view no_alone = "[no]";
+constexpr std::string_view no_or_default = "[no|default]";
+
 struct Node {
     NodeKind kind;
     bool repeats;           // NAME...
@@ -39,8 +43,9 @@ struct Node {
 // One definition, read.
 struct Notation {
     Array<Node> nodes;
-    int32_t root;      // a sequence; no_node after an error
-    bool is_negatable; // it began with [no], which is not in the tree
+    int32_t root;              // a sequence; no_node after an error
+    std::string_view negation; // what it began with: no_alone, no_or_default, which are not in
+                               // the tree; else empty
 };
 
 // Reads a syntax. Node texts point into it. What is wrong is added to findings, with the column;

@@ -1,12 +1,14 @@
-// Rows, types and owners; building; removing an owner while sessions use its commands.
+// Rows, types, modes and owners; building; removing an owner while sessions use its commands.
 
 #include "set.h"
 
+#include "modes.h"
 #include "shell.h"
 
 #include "contract.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 
 namespace varno::commands {
@@ -17,6 +19,7 @@ constexpr char source_name[] = "commands_set";
 constexpr char set_tag[] = "cli_set_s";
 constexpr char owner_tag[] = "Owner";
 constexpr char snapshot_tag[] = "Snapshot";
+constexpr char host_tag[] = "cli_set_host";
 
 Owner *find_owner(const cli_set_s *set, const void *id)
 {
@@ -40,14 +43,18 @@ Owner *make_owner(cli_set_s *set, const void *id)
     return owner;
 }
 
+// The library's own rows have no owner.
 void add_uses(Owner *owner, int64_t uses)
 {
-    owner->uses += uses;
+    if (owner)
+        owner->uses += uses;
 }
 
 // The last use of an owner that was removed: its record goes, then it hears of it.
 void drop_uses(cli_set_s *set, Owner *owner, int64_t uses)
 {
+    if (!owner)
+        return;
     owner->uses -= uses;
     if (owner->uses > 0 || !owner->is_removed)
         return;
@@ -107,37 +114,107 @@ const char *help_of_type(void *user, int32_t type)
     return types[static_cast<size_t>(type)].type->help;
 }
 
+const cli_mode_s only_mode = {};
+
+// Reads the modes. A parent comes before its children, so that none is its own.
+void make_modes(Snapshot *snapshot, Findings &findings, Array<Mode> &out_modes)
+{
+    if (snapshot->modes.used == 0)
+        snapshot->modes.add({&only_mode, nullptr});
+    for (size_t i = 0; i < snapshot->modes.used; i++) {
+        const cli_mode_s &mode = *snapshot->modes[i].mode;
+        const auto index = static_cast<int32_t>(i);
+        findings.row = row_of_mode(index);
+        int32_t parent = mode.parent ? find_mode(snapshot, mode.parent) : -1;
+        if ((i == 0) != !mode.parent || parent >= index || (mode.parent && parent < 0)) {
+            findings.add(Problem::bad_parent, 0);
+            parent = i == 0 ? -1 : 0;
+        }
+        if (mode.name && find_mode(snapshot, mode.name) != index)
+            findings.add(Problem::mode_twice, 0);
+        out_modes.add({parent, parent >= 0 && (mode.flags & CLI_INHERITS) != 0});
+    }
+}
+
+void place_row(const Snapshot *snapshot, const Array<Mode> &modes, Findings &findings, Row &row)
+{
+    const cli_command_s &command = *row.command;
+    row.of = find_mode(snapshot, row.mode);
+    row.enters = command.enters ? find_mode(snapshot, command.enters) : -1;
+    if (command.enters)
+        row.move = Move::enter;
+    if (row.of < 0 || (command.enters && row.enters < 0))
+        findings.add(Problem::unknown_mode, 0);
+    else if (command.enters && modes[static_cast<size_t>(row.enters)].parent != row.of)
+        findings.add(Problem::enters_no_child, 0);
+    if (command.level < 0 || command.level > most_level)
+        findings.add(Problem::bad_level, 0);
+}
+
+Definition definition_of(const Row &row)
+{
+    const cli_command_s &command = *row.command;
+    Definition made = {};
+    made.syntax = command.syntax;
+    made.help = command.help;
+    made.mode = row.of;
+    made.is_command = command.run || row.move != Move::stay;
+    made.is_hidden = (command.flags & CLI_HIDDEN) != 0;
+    made.is_built_in = !row.owner;
+    if (made.is_command) // what documents a word is there wherever the word is
+        made.level = std::clamp(command.level, 0, most_level);
+    return made;
+}
+
 // Returns false without memory.
 bool build_snapshot(Snapshot *snapshot, Findings &findings)
 {
+    Array<Mode> modes = {};
     Array<Definition> definitions = {};
-    for (const Row &row : snapshot->rows) {
-        const cli_command_s &command = *row.command;
-        definitions.add({command.syntax, command.help, command.run != nullptr, 0});
+    make_modes(snapshot, findings, modes);
+    for (size_t i = 0; i < snapshot->rows.used && !modes.is_short; i++) {
+        findings.row = static_cast<int32_t>(i);
+        place_row(snapshot, modes, findings, snapshot->rows[i]);
+        definitions.add(definition_of(snapshot->rows[i]));
     }
+    bool is_short = modes.is_short || definitions.is_short || snapshot->modes.is_short;
+    if (!is_short)
+        is_short = !add_built_in(snapshot, definitions);
     const TypeNames types = {snapshot, find_type, help_of_type};
     const bool is_built =
-        !definitions.is_short && build_graph(definitions, 1, types, findings, snapshot->graph);
+        !is_short && build_graph(definitions, modes, types, findings, snapshot->graph);
     definitions.release();
+    modes.release();
     return is_built;
+}
+
+// A finding below 0 is about a mode.
+cli_finding_s told_finding(const Snapshot *snapshot, const Finding &one)
+{
+    cli_finding_s told = {};
+    told.is_error = is_error(one.problem);
+    told.column = one.column;
+    told.text = text_of(one.problem);
+    if (one.row < 0) {
+        const ModeRow &row = snapshot->modes[static_cast<size_t>(one.row - row_of_mode(0))];
+        told.owner = row.owner ? row.owner->id : nullptr;
+        told.mode = told.syntax = row.mode->name;
+        return told;
+    }
+    const Row &row = snapshot->rows[static_cast<size_t>(one.row)];
+    told.owner = row.owner ? row.owner->id : nullptr;
+    told.mode = row.mode;
+    told.syntax = row.command->syntax;
+    if (one.other >= 0)
+        told.other = snapshot->rows[static_cast<size_t>(one.other)].command->syntax;
+    return told;
 }
 
 void tell_findings(const Snapshot *snapshot, const Findings &findings, cli_finding_fn tell,
                    void *ctx)
 {
-    if (!tell)
-        return;
-    for (const Finding &one : findings.list) {
-        const Row &row = snapshot->rows[static_cast<size_t>(one.row)];
-        const cli_finding_s told = {
-            is_error(one.problem),
-            row.owner->id,
-            row.command->syntax,
-            one.column,
-            text_of(one.problem),
-            one.other < 0 ? nullptr
-                          : snapshot->rows[static_cast<size_t>(one.other)].command->syntax,
-        };
+    for (size_t i = 0; tell && i < findings.list.used; i++) {
+        const cli_finding_s told = told_finding(snapshot, findings.list[i]);
         tell(ctx, &told);
     }
 }
@@ -153,9 +230,9 @@ int32_t make_snapshot(cli_set_s *set, const Owner *without, cli_finding_fn tell,
     made->set = set;
     made->holders = 1;
     Findings findings = {};
-    const bool is_built = copy_but(set->rows, without, made->rows) &&
-                          copy_but(set->types, without, made->types) &&
-                          build_snapshot(made, findings);
+    const bool is_built =
+        copy_but(set->rows, without, made->rows) && copy_but(set->types, without, made->types) &&
+        copy_but(set->modes, without, made->modes) && build_snapshot(made, findings);
     if (is_built)
         tell_findings(made, findings, tell, ctx);
     findings.list.release();
@@ -178,6 +255,30 @@ void use_snapshot(cli_set_s *set, Snapshot *snapshot)
 
 } // namespace
 
+const cli_pnode_s *root_of(const Snapshot *snapshot, int32_t mode, int32_t level)
+{
+    if (!snapshot)
+        return &NONE;
+    const Graph &graph = snapshot->graph;
+    size_t row = graph.levels.used - 1;
+    while (row > 0 && graph.levels[row] > level)
+        row--;
+    const size_t modes = graph.roots.used / graph.levels.used;
+    const int32_t first = graph.roots[row * modes + static_cast<size_t>(mode)];
+    return first < 0 ? &NONE : &graph.nodes[static_cast<size_t>(first)];
+}
+
+int32_t find_mode(const Snapshot *snapshot, const char *name)
+{
+    if (!name)
+        return 0;
+    for (size_t i = 0; i < snapshot->modes.used; i++) {
+        if (snapshot->modes[i].mode->name && std::strcmp(snapshot->modes[i].mode->name, name) == 0)
+            return static_cast<int32_t>(i);
+    }
+    return -1;
+}
+
 Snapshot *hold(Snapshot *snapshot)
 {
     if (snapshot)
@@ -193,9 +294,12 @@ void let_go(Snapshot *snapshot)
         drop_uses(snapshot->set, row.owner, 1);
     for (const Type &type : snapshot->types)
         drop_uses(snapshot->set, type.owner, 1);
+    for (const ModeRow &mode : snapshot->modes)
+        drop_uses(snapshot->set, mode.owner, 1);
     release_graph(snapshot->graph);
     snapshot->rows.release();
     snapshot->types.release();
+    snapshot->modes.release();
     tracked_free(snapshot, snapshot_tag);
 }
 
@@ -220,10 +324,13 @@ void cli_set_free(cli_set_s *set)
     }
     set->rows.release();
     set->types.release();
+    set->modes.release();
+    tracked_free(set->host, host_tag);
     tracked_free(set, set_tag);
 }
 
-int32_t cli_set_add(cli_set_s *set, const void *owner, const cli_command_s *rows, size_t count)
+int32_t cli_set_add(cli_set_s *set, const void *owner, const char *mode, const cli_command_s *rows,
+                    size_t count)
 {
     if (set->questions > 0 || !make_room(set->rows, count))
         return -1;
@@ -231,7 +338,7 @@ int32_t cli_set_add(cli_set_s *set, const void *owner, const cli_command_s *rows
     if (!added)
         return -1;
     for (size_t i = 0; i < count; i++)
-        set->rows.add({&rows[i], added});
+        set->rows.add({&rows[i], added, mode, Move::stay, 0, -1});
     add_uses(added, static_cast<int64_t>(count));
     return 0;
 }
@@ -245,6 +352,30 @@ int32_t cli_set_add_type(cli_set_s *set, const void *owner, const cli_type_s *ty
         return -1;
     set->types.add({type, added});
     add_uses(added, 1);
+    return 0;
+}
+
+int32_t cli_set_add_mode(cli_set_s *set, const void *owner, const cli_mode_s *mode)
+{
+    if (set->questions > 0 || !make_room(set->modes, 1))
+        return -1;
+    Owner *added = make_owner(set, owner);
+    if (!added)
+        return -1;
+    set->modes.add({mode, added});
+    add_uses(added, 1);
+    return 0;
+}
+
+int32_t cli_set_host(cli_set_s *set, const char *name)
+{
+    char *copy = tracked_strdup(name, host_tag);
+    if (!copy)
+        return -1;
+    tracked_free(set->host, host_tag);
+    set->host = copy;
+    for (cli_shell_s *shell = set->shells; shell; shell = shell->next)
+        show_mode(shell);
     return 0;
 }
 
@@ -267,9 +398,11 @@ int32_t cli_set_remove(cli_set_s *set, const void *owner, cli_released_fn releas
         return -1;
     const auto of_owner = [removed](const auto &item) { return item.owner == removed; };
     const auto used = std::count_if(set->rows.begin(), set->rows.end(), of_owner) +
-                      std::count_if(set->types.begin(), set->types.end(), of_owner);
+                      std::count_if(set->types.begin(), set->types.end(), of_owner) +
+                      std::count_if(set->modes.begin(), set->modes.end(), of_owner);
     remove_of(set->rows, removed);
     remove_of(set->types, removed);
+    remove_of(set->modes, removed);
     removed->is_removed = true;
     removed->released = released;
     removed->ctx = ctx;

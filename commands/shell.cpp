@@ -5,6 +5,7 @@
 #include "filter.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <utility>
@@ -13,6 +14,17 @@ namespace varno::commands {
 namespace {
 
 constexpr char shell_tag[] = "cli_shell_s";
+
+const cli_pnode_s *root(const cli_shell_s *shell)
+{
+    return root_of(shell->snapshot, mode_of(shell->modes), shell->level);
+}
+
+void release_modes(cli_shell_s *shell)
+{
+    leave_to(shell->modes, 0);
+    leave_to(shell->checked, 0);
+}
 
 void destroy(cli_shell_s *shell)
 {
@@ -23,6 +35,7 @@ void destroy(cli_shell_s *shell)
         link = &(*link)->next;
     *link = shell->next;
     Snapshot *snapshot = shell->snapshot;
+    release_modes(shell);
     tracked_free(shell, shell_tag);
     let_go(snapshot);
 }
@@ -68,6 +81,18 @@ void pass_event(tsession_s *s, void *user, const tsession_event_s *event)
         if (shell->is_closed_told && shell->is_others)
             shell->session = nullptr;
     });
+}
+
+int pass_key(tsession_s *s, void *user, uint32_t key)
+{
+    constexpr uint32_t ctrl_z = 26;
+    auto *shell = static_cast<cli_shell_s *>(user);
+    if (key == ctrl_z && shell->modes) {
+        leave_to(shell->modes, 0);
+        show_mode(shell); // the line that is being typed stays
+        return 1;
+    }
+    return shell->host_key ? shell->host_key(s, shell->host_user, key) : 0;
 }
 
 // An output that goes on. A call that is over has been cancelled by the set.
@@ -141,7 +166,7 @@ bool read_session_config(tsession_config_s &out, const tsession_config_s *config
     return !out.line && !out.graph && !out.filter;
 }
 
-// A shell that nothing knows yet. Returns NULL without memory.
+// A shell that nothing knows yet. Returns NULL without memory or its mode.
 cli_shell_s *make_shell(const cli_shell_config_s &config)
 {
     auto *shell = static_cast<cli_shell_s *>(tracked_calloc(1, sizeof(cli_shell_s), shell_tag));
@@ -153,7 +178,14 @@ cli_shell_s *make_shell(const cli_shell_config_s &config)
     shell->user = config.user;
     shell->output = config.output;
     shell->errors = config.errors ? config.errors : config.output;
-    return shell;
+    shell->level = std::clamp(config.level, 0, most_level);
+    shell->authenticate = config.authenticate;
+    const int32_t mode = shell->snapshot ? find_mode(shell->snapshot, config.mode) : 0;
+    if (mode >= 0 && enter_path(shell->modes, shell->snapshot, mode))
+        return shell;
+    release_modes(shell);
+    tracked_free(shell, shell_tag);
+    return nullptr;
 }
 
 void enter_set(cli_shell_s *shell)
@@ -168,8 +200,11 @@ void take_session_config(cli_shell_s *shell, tsession_config_s &config)
     shell->host_event = std::exchange(config.event, pass_event);
     shell->host_output = std::exchange(config.output, pass_output);
     shell->host_user = std::exchange(config.user, shell);
+    shell->host_key = std::exchange(config.key, pass_key);
+    std::snprintf(shell->own_prompt, std::size(shell->own_prompt), "%s",
+                  config.prompt ? config.prompt : "> ");
     config.line = run_in_session;
-    config.graph = root_of(shell->snapshot);
+    config.graph = root(shell);
     config.filter = &shell->filter;
 }
 
@@ -222,6 +257,11 @@ bool is_comment(const char *line)
     return *line == '\0' || *line == '!' || *line == '#';
 }
 
+bool is_blank(const char *line)
+{
+    return line[std::strspn(line, " \t")] == '\0';
+}
+
 // As long as a batch's call can go on.
 int32_t go_through(cli_call_s *call, int32_t result)
 {
@@ -253,7 +293,7 @@ int32_t run_in_batch(cli_shell_s *shell, const char *line)
     int32_t result = CLI_FAILED;
     try {
         const cli_pnode_s *action =
-            cli_assist_parse(root_of(shell->snapshot), &shell->filter, line, &matches, &error);
+            cli_assist_parse(root(shell), &shell->filter, line, &matches, &error);
         cli_call_s *call = nullptr;
         if (action)
             result = begin_call(shell, line, action, matches, &call);
@@ -267,6 +307,42 @@ int32_t run_in_batch(cli_shell_s *shell, const char *line)
     }
     cli_match_free(matches);
     return result;
+}
+
+// Where a line that is checked leads, as if it had been run.
+void follow_checked(cli_shell_s *shell, const cli_pnode_s *action, const cli_pmatch_s *matches,
+                    cli_assist_error_s &error)
+{
+    const auto *end = static_cast<const End *>(action->func);
+    const Row &row = shell->snapshot->rows[static_cast<size_t>(end->definition)];
+    const bool has_prefix = (matches->node->attr & attr_prefix) != 0;
+    if (!has_prefix)
+        leave_to(shell->checked, row.of);
+    if (!follow_row(shell->checked, row, has_prefix ? matches->next : matches, nullptr))
+        error.reason = CLI_ASSIST_NO_MEMORY;
+}
+
+void check_line(cli_shell_s *shell, const char *line, cli_assist_error_s &out_error)
+{
+    if (!shell->is_checking && !copy_modes(shell->modes, shell->checked)) {
+        leave_to(shell->checked, 0);
+        out_error.reason = CLI_ASSIST_NO_MEMORY;
+        return;
+    }
+    shell->is_checking = shell->is_asked_to_check = true;
+    cli_pmatch_s *matches = nullptr;
+    try {
+        const cli_pnode_s *root = root_of(shell->snapshot, mode_of(shell->checked), shell->level);
+        if (const cli_pnode_s *action =
+                cli_assist_parse(root, &shell->filter, line, &matches, &out_error))
+            follow_checked(shell, action, matches, out_error);
+    } catch (...) {
+        shell->is_asked_to_check = false;
+        cli_match_free(matches);
+        throw;
+    }
+    shell->is_asked_to_check = false;
+    cli_match_free(matches);
 }
 
 // A batch's call that waits.
@@ -284,9 +360,37 @@ void take_snapshot(cli_shell_s *shell, Snapshot *snapshot)
 {
     Snapshot *old = shell->snapshot;
     shell->snapshot = hold(snapshot);
-    if (shell->session)
-        tsession_set_graph(shell->session, root_of(snapshot));
+    if (old) {
+        move_modes(shell->modes, old, snapshot);
+        move_modes(shell->checked, old, snapshot);
+    }
+    show_mode(shell);
     let_go(old);
+}
+
+void show_mode(cli_shell_s *shell)
+{
+    if (!shell->session)
+        return;
+    tsession_set_graph(shell->session, root(shell));
+    Array<char> prompt = {};
+    const bool is_made = shell->snapshot && make_prompt(shell->snapshot, shell->modes, prompt);
+    try {
+        tsession_set_prompt(shell->session, is_made ? prompt.begin() : shell->own_prompt);
+    } catch (...) {
+        prompt.release();
+        throw;
+    }
+    prompt.release();
+}
+
+// Whoever loses a level is in no mode that it had opened.
+void set_level(cli_shell_s *shell, int32_t level)
+{
+    const int32_t before = std::exchange(shell->level, std::clamp(level, 0, most_level));
+    if (shell->level < before)
+        leave_to(shell->modes, 0);
+    show_mode(shell);
 }
 
 void see_secret(cli_shell_s *shell)
@@ -322,11 +426,13 @@ cli_shell_s *cli_shell_create(const cli_shell_config_s *config)
         take_session_config(shell, session);
         shell->session = tsession_create(&session);
         if (!shell->session) {
+            release_modes(shell);
             tracked_free(shell, shell_tag);
             return nullptr;
         }
     }
     enter_set(shell);
+    show_mode(shell);
     return shell;
 }
 
@@ -348,7 +454,7 @@ cli_shell_s *cli_shell_prepare(const cli_shell_config_s *config, tsession_config
 void cli_shell_attach(cli_shell_s *shell, tsession_s *session)
 {
     shell->session = session;
-    tsession_set_graph(session, root_of(shell->snapshot));
+    show_mode(shell);
 }
 
 void cli_shell_free(cli_shell_s *shell)
@@ -382,6 +488,7 @@ int32_t cli_shell_run(cli_shell_s *shell, const char *line)
     const bool is_without = shell->is_others && !shell->session;
     if (is_without || (!shell->session && (shell->is_free_asked || waiting_call(shell))))
         return result;
+    cli_shell_check(shell, nullptr, nullptr);
     shell->lines++;
     shell->result = CLI_DONE;
     enter(shell, [&] {
@@ -411,16 +518,36 @@ int32_t cli_shell_resume(cli_shell_s *shell)
 
 int32_t cli_shell_check(cli_shell_s *shell, const char *line, cli_assist_error_s *error)
 {
-    cli_pmatch_s *matches = nullptr;
-    cli_assist_error_s found;
-    try {
-        cli_assist_parse(root_of(shell->snapshot), &shell->filter, line, &matches, &found);
-    } catch (...) {
-        cli_match_free(matches);
-        throw;
+    cli_assist_error_s found = {};
+    if (!line) {
+        leave_to(shell->checked, 0);
+        shell->is_checking = false;
+    } else if (!is_comment(line) || is_blank(line)) {
+        check_line(shell, line, found);
     }
-    cli_match_free(matches);
     if (error)
         *error = found;
     return found.reason;
+}
+
+int32_t cli_shell_level(const cli_shell_s *shell)
+{
+    return shell->level;
+}
+
+void cli_shell_set_level(cli_shell_s *shell, int32_t level)
+{
+    set_level(shell, level);
+}
+
+const char *cli_shell_mode(const cli_shell_s *shell)
+{
+    const Entered *top = shell->is_asked_to_check ? shell->checked : shell->modes;
+    return shell->snapshot ? shell->snapshot->modes[static_cast<size_t>(mode_of(top))].mode->name
+                           : nullptr;
+}
+
+const char *cli_shell_argument(const cli_shell_s *shell, const char *name)
+{
+    return argument_of(shell->is_asked_to_check ? shell->checked : shell->modes, name);
 }

@@ -3,6 +3,7 @@
 
 // Shells and their calls.
 
+#include "modes.h"
 #include "set.h"
 #include "types.h"
 
@@ -11,6 +12,12 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace varno::commands {
+
+constexpr size_t own_prompt_capacity = 32; // no session shows more
+
+}
+
 struct cli_call_s {
     cli_call_s *next; // of the shell's
     cli_shell_s *shell;
@@ -18,8 +25,10 @@ struct cli_call_s {
     const varno::commands::Row *row; // of the snapshot
     int32_t form;                    // of the snapshot's graph, if it is followed; else -1
     const char *line;
-    const cli_pmatch_s *matches;
-    void *kept; // line and matches, once the call goes on; else they are the parse's
+    const cli_pmatch_s *words; // [words, end_word): the command's own
+    const cli_pmatch_s *end_word;
+    cli_pmatch_s *kept_words; // those and the line, once the call goes on; else the parse's
+    char *kept_text;
     void *state;
     void (*release_state)(void *state);
     uint64_t ticket;              // 0: none was asked for
@@ -44,10 +53,19 @@ struct cli_shell_s {
     cli_output_fn errors; // of a batch
     tsession_output_fn host_output;
     tsession_event_fn host_event;
+    tsession_free_key_fn host_key;
     void *host_user;
-    int32_t result; // of the call that was run last
-    int32_t depth;  // calls on it, and of it on the program, that have not returned
-    int32_t lines;  // that the program runs itself
+    varno::commands::Entered *modes;   // NULL: the first one
+    varno::commands::Entered *checked; // where the lines that are checked lead
+    int32_t level;
+    int32_t wanted_level; // by the question that is asked
+    cli_authenticate_fn authenticate;
+    char own_prompt[varno::commands::own_prompt_capacity]; // of a first mode without one
+    bool is_checking;                                      // checked counts
+    bool is_asked_to_check; // what types ask about the modes is about those
+    int32_t result;         // of the call that was run last
+    int32_t depth;          // calls on it, and of it on the program, that have not returned
+    int32_t lines;          // that the program runs itself
     bool is_free_asked;
     bool is_closed_told;
     bool is_others;                   // the session is freed by somebody else
@@ -55,6 +73,10 @@ struct cli_shell_s {
 };
 
 namespace varno::commands {
+
+// Help, completion and prompt are those of the shell's mode and level from now on.
+void show_mode(cli_shell_s *shell);
+void set_level(cli_shell_s *shell, int32_t level);
 
 // The graph that is in force from now on.
 void take_snapshot(cli_shell_s *shell, Snapshot *snapshot);

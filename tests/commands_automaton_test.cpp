@@ -286,19 +286,22 @@ TEST(Definitions, WithoutMemoryNothingIsLeftBehind)
     };
     for (const size_t used : {rows.size() - 1, rows.size()}) {
         Array<Definition> definitions = {};
+        Array<Mode> modes = {};
+        modes.add({-1, false});
         for (size_t i = 0; i < used; i++)
             definitions.add(rows[i]);
         const int failures = varno_test::fail_each_allocation([&](const auto &fail_from_here) {
             Findings findings = {};
             Graph graph = {};
             fail_from_here();
-            const bool is_built = build_graph(definitions, 1, type_names(), findings, graph);
+            const bool is_built = build_graph(definitions, modes, type_names(), findings, graph);
             release_graph(graph);
             findings.list.release();
             return is_built;
         });
         EXPECT_GT(failures, 20);
         definitions.release();
+        modes.release();
     }
 }
 

@@ -287,7 +287,7 @@ class Model {
 int32_t write_call(cli_call_s *call, void *user)
 {
     std::string text = std::to_string(*static_cast<const int *>(user)) + ":";
-    for (const cli_pmatch_s *word = call->matches; word; word = word->next) {
+    for (const cli_pmatch_s *word = call->words; word != call->end_word; word = word->next) {
         text += " " + std::string(word->node->keyword);
         if (word->node->type == PNODE_STRING)
             text += "=" + std::string(word->token);
@@ -303,10 +303,11 @@ class Library {
         numbers_.resize(definitions_.size());
         for (size_t i = 0; i < definitions_.size(); i++) {
             numbers_[i] = static_cast<int>(i);
-            rows_.push_back({definitions_[i].c_str(), "help", write_call, 0, &numbers_[i]});
+            rows_.push_back(
+                {definitions_[i].c_str(), "help", write_call, nullptr, 0, 0, &numbers_[i]});
         }
         set_ = cli_set_create();
-        cli_set_add(set_, nullptr, rows_.data(), rows_.size());
+        cli_set_add(set_, nullptr, nullptr, rows_.data(), rows_.size());
         errors_ = cli_set_build(set_, note, &wrong_);
         cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
         config.set = set_;
@@ -328,7 +329,7 @@ class Library {
 
     int errors() const { return errors_; }
     const std::set<std::string> &wrong() const { return wrong_; }
-    const cli_pnode_s *root() const { return varno::commands::root_of(shell_->snapshot); }
+    const cli_pnode_s *root() const { return varno::commands::root_of(shell_->snapshot, 0, 0); }
 
     std::string run(const std::string &line)
     {

@@ -118,32 +118,32 @@ const cli_type_s types[] = {
 
 // clang-format off
 const cli_command_s rows[] = {
-    {"show",                                 "what there is",           nullptr,     0, nullptr},
-    {"show interfaces [brief|NAME(interface)]", "the interfaces",       show_call,   0, const_cast<char *>("brief\0NAME\0")},
-    {"show numbers COUNT(1-100000)",         "a long output",           count_up,    0, nullptr},
-    {"vlan VLAN(1-4094)",                    "number of the VLAN",      nullptr,     0, nullptr},
-    {"vlan VLAN(1-4094) [name NAME]",        "make a VLAN",             show_call,   0, const_cast<char *>("VLAN\0name\0NAME\0")},
-    {"take VLAN(1-4094)",                    "take a VLAN",             refuse,      0, nullptr},
+    {"show",                                 "what there is",           nullptr,     nullptr, 0, 0, nullptr},
+    {"show interfaces [brief|NAME(interface)]", "the interfaces",       show_call,   nullptr, 0, 0, const_cast<char *>("brief\0NAME\0")},
+    {"show numbers COUNT(1-100000)",         "a long output",           count_up,    nullptr, 0, 0, nullptr},
+    {"vlan VLAN(1-4094)",                    "number of the VLAN",      nullptr,     nullptr, 0, 0, nullptr},
+    {"vlan VLAN(1-4094) [name NAME]",        "make a VLAN",             show_call,   nullptr, 0, 0, const_cast<char *>("VLAN\0name\0NAME\0")},
+    {"take VLAN(1-4094)",                    "take a VLAN",             refuse,      nullptr, 0, 0, nullptr},
     {"ping HOST [{count COUNT(1-9)|size BYTES(28-65507)|quiet}]",
-                                             "ask a host",              show_call,   0, const_cast<char *>("HOST\0COUNT\0BYTES\0quiet\0")},
-    {"ping HOST count",                      "how many requests",       nullptr,     0, nullptr},
-    {"ping HOST size",                       "bytes of each",           nullptr,     0, nullptr},
-    {"ping HOST quiet",                      "the summary alone",       nullptr,     0, nullptr},
-    {"echo TEXT...",                         "print words",             show_call,   0, const_cast<char *>("TEXT\0")},
-    {"timer SECONDS(1-9) TEXT(line)",        "a message later on",      show_call,   0, const_cast<char *>("SECONDS\0TEXT\0")},
-    {"no",                                   "take it back",            nullptr,     0, nullptr},
-    {"[no] hostname ![HOST]",                "the machine's name",      show_call,   0, const_cast<char *>("no\0HOST\0")},
-    {"set <on|off|level N(-5-5)>$state",     "set it",                  show_call,   0, const_cast<char *>("state\0N\0")},
-    {"set on",                               "on",                      nullptr,     0, nullptr},
-    {"set off",                              "off",                     nullptr,     0, nullptr},
-    {"set level",                            "to a level",              nullptr,     0, nullptr},
-    {"worth <N(-5-5)|ADDR(ip/)>",            "what it is worth",        show_worth,  0, nullptr},
-    {"alias NAME(alias)",                    "a name",                  show_call,   0, const_cast<char *>("NAME\0")},
-    {"user NAME password WORD(secret)",      "a user",                  show_call,   0, const_cast<char *>("NAME\0")},
-    {"user",                                 "who may log in",          nullptr,     0, nullptr},
-    {"forget WORD",                          "not remembered",          show_call, CLI_FORGOTTEN, const_cast<char *>("WORD\0")},
-    {"wait HOST",                            "waits",                   wait_for_it, 0, nullptr},
-    {"misspell NAME",                        "asks for another",        misspell,    0, nullptr},
+                                             "ask a host",              show_call,   nullptr, 0, 0, const_cast<char *>("HOST\0COUNT\0BYTES\0quiet\0")},
+    {"ping HOST count",                      "how many requests",       nullptr,     nullptr, 0, 0, nullptr},
+    {"ping HOST size",                       "bytes of each",           nullptr,     nullptr, 0, 0, nullptr},
+    {"ping HOST quiet",                      "the summary alone",       nullptr,     nullptr, 0, 0, nullptr},
+    {"echo TEXT...",                         "print words",             show_call,   nullptr, 0, 0, const_cast<char *>("TEXT\0")},
+    {"timer SECONDS(1-9) TEXT(line)",        "a message later on",      show_call,   nullptr, 0, 0, const_cast<char *>("SECONDS\0TEXT\0")},
+    {"no",                                   "take it back",            nullptr,     nullptr, 0, 0, nullptr},
+    {"[no] hostname ![HOST]",                "the machine's name",      show_call,   nullptr, 0, 0, const_cast<char *>("no\0HOST\0")},
+    {"set <on|off|level N(-5-5)>$state",     "set it",                  show_call,   nullptr, 0, 0, const_cast<char *>("state\0N\0")},
+    {"set on",                               "on",                      nullptr,     nullptr, 0, 0, nullptr},
+    {"set off",                              "off",                     nullptr,     nullptr, 0, 0, nullptr},
+    {"set level",                            "to a level",              nullptr,     nullptr, 0, 0, nullptr},
+    {"worth <N(-5-5)|ADDR(ip/)>",            "what it is worth",        show_worth,  nullptr, 0, 0, nullptr},
+    {"alias NAME(alias)",                    "a name",                  show_call,   nullptr, 0, 0, const_cast<char *>("NAME\0")},
+    {"user NAME password WORD(secret)",      "a user",                  show_call,   nullptr, 0, 0, const_cast<char *>("NAME\0")},
+    {"user",                                 "who may log in",          nullptr,     nullptr, 0, 0, nullptr},
+    {"forget WORD",                          "not remembered",          show_call, nullptr, 0, CLI_FORGOTTEN, const_cast<char *>("WORD\0")},
+    {"wait HOST",                            "waits",                   wait_for_it, nullptr, 0, 0, nullptr},
+    {"misspell NAME",                        "asks for another",        misspell,    nullptr, 0, 0, nullptr},
 };
 // clang-format on
 
@@ -162,7 +162,7 @@ class Device : public testing::Test {
         set_ = cli_set_create();
         for (const cli_type_s &type : types)
             EXPECT_EQ(cli_set_add_type(set_, nullptr, &type), 0);
-        EXPECT_EQ(cli_set_add(set_, nullptr, rows, std::size(rows)), 0);
+        EXPECT_EQ(cli_set_add(set_, nullptr, nullptr, rows, std::size(rows)), 0);
         std::string findings;
         EXPECT_EQ(cli_set_build(set_, tell, &findings), 0);
         EXPECT_EQ(findings,
@@ -507,9 +507,9 @@ void note_released(void *ctx)
 }
 
 const cli_command_s plugin_rows[] = {
-    {"plug wait HOST", "waits", wait_for_it, 0, nullptr},
-    {"plug in", "plugged in", show_call, 0, const_cast<char *>("in\0")},
-    {"plug", "a plug-in's", nullptr, 0, nullptr},
+    {"plug wait HOST", "waits", wait_for_it, nullptr, 0, 0, nullptr},
+    {"plug in", "plugged in", show_call, nullptr, 0, 0, const_cast<char *>("in\0")},
+    {"plug", "a plug-in's", nullptr, nullptr, 0, 0, nullptr},
 };
 
 TEST_F(Device, ARemovedOwnerIsReleasedWhenNothingUsesIt)
@@ -517,7 +517,7 @@ TEST_F(Device, ARemovedOwnerIsReleasedWhenNothingUsesIt)
     begin_session();
     Plugin plugin = {};
     EXPECT_EQ(cli_set_remove(set_, &plugin, note_released, &plugin), -1);
-    EXPECT_EQ(cli_set_add(set_, &plugin, plugin_rows, std::size(plugin_rows)), 0);
+    EXPECT_EQ(cli_set_add(set_, &plugin, nullptr, plugin_rows, std::size(plugin_rows)), 0);
     EXPECT_NE(run("plug in").find("unknown word"), std::string::npos);
     EXPECT_EQ(cli_set_build(set_, nullptr, nullptr), 0);
     EXPECT_EQ(run("plug in"), "yes in=given\n");
@@ -545,8 +545,8 @@ int32_t unplug(cli_call_s *call, void *user)
 TEST_F(Device, AnOwnerMayRemoveItselfInItsOwnCall)
 {
     Plugin plugin = {};
-    const cli_command_s row = {"unplug NAME", "go", unplug, 0, &plugin};
-    EXPECT_EQ(cli_set_add(set_, &plugin, &row, 1), 0);
+    const cli_command_s row = {"unplug NAME", "go", unplug, nullptr, 0, 0, &plugin};
+    EXPECT_EQ(cli_set_add(set_, &plugin, nullptr, &row, 1), 0);
     EXPECT_EQ(cli_set_build(set_, nullptr, nullptr), 0);
     tsession_config_s terminal = TSESSION_CONFIG_INIT;
     cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
@@ -560,7 +560,7 @@ TEST_F(Device, AnOwnerMayRemoveItselfInItsOwnCall)
         EXPECT_EQ(cli_shell_run(shell, "unplug me"), CLI_FAILED);
         EXPECT_EQ(plugin.released, 1);
         cli_shell_free(shell);
-        EXPECT_EQ(cli_set_add(set_, &plugin, &row, 1), 0);
+        EXPECT_EQ(cli_set_add(set_, &plugin, nullptr, &row, 1), 0);
         EXPECT_EQ(cli_set_build(set_, nullptr, nullptr), 0);
     }
 }
@@ -568,11 +568,11 @@ TEST_F(Device, AnOwnerMayRemoveItselfInItsOwnCall)
 TEST_F(Device, WhatCannotBeBuiltChangesNothing)
 {
     const cli_command_s wrong[] = {
-        {"vlan OTHER(5-6)", "overlaps", show_call, 0, nullptr},
-        {"open [", "open", show_call, 0, nullptr},
+        {"vlan OTHER(5-6)", "overlaps", show_call, nullptr, 0, 0, nullptr},
+        {"open [", "open", show_call, nullptr, 0, 0, nullptr},
     };
     Plugin plugin = {};
-    EXPECT_EQ(cli_set_add(set_, &plugin, wrong, std::size(wrong)), 0);
+    EXPECT_EQ(cli_set_add(set_, &plugin, nullptr, wrong, std::size(wrong)), 0);
     std::string findings;
     EXPECT_EQ(cli_set_build(set_, tell, &findings), 2);
     EXPECT_NE(findings.find("error 5 vlan OTHER(5-6): two types here take the same words\n"
@@ -617,7 +617,7 @@ TEST(Commands, WithoutMemoryNothingIsLeftBehind)
             config.set = set;
             config.session = has_session ? &terminal : nullptr;
             if (set && cli_set_add_type(set, &plugin, &types[0]) == 0 &&
-                cli_set_add(set, &plugin, plugin_rows, std::size(plugin_rows)) == 0 &&
+                cli_set_add(set, &plugin, nullptr, plugin_rows, std::size(plugin_rows)) == 0 &&
                 cli_set_build(set, nullptr, nullptr) == 0) {
                 cli_shell_s *shell = cli_shell_create(&config);
                 is_done = shell && cli_shell_run(shell, "plug in") == CLI_DONE &&
@@ -642,7 +642,8 @@ TEST(Commands, RandomEventsWakeNobodyElse)
         uint64_t ticket; // of the call that waits; 0: none does
     };
     static int answered;
-    const cli_command_s row = {"wait", "waits",
+    const cli_command_s row = {"wait",
+                               "waits",
                                [](cli_call_s *call, void *) -> int32_t {
                                    auto *guest =
                                        static_cast<Guest *>(cli_shell_user(cli_call_shell(call)));
@@ -659,7 +660,10 @@ TEST(Commands, RandomEventsWakeNobodyElse)
                                    answered++;
                                    return CLI_DONE;
                                },
-                               0, nullptr};
+                               nullptr,
+                               0,
+                               0,
+                               nullptr};
     const size_t before = tracked_outstanding(nullptr);
     const tsession_config_s terminal = TSESSION_CONFIG_INIT;
     cli_set_s *set = cli_set_create();
@@ -671,7 +675,7 @@ TEST(Commands, RandomEventsWakeNobodyElse)
     int woken = 0;
     answered = 0;
     const int owner = 0;
-    cli_set_add(set, &owner, &row, 1);
+    cli_set_add(set, &owner, nullptr, &row, 1);
     cli_set_build(set, nullptr, nullptr);
     const int events = 20000 * varno_test::long_tests_factor();
     for (int i = 0; i < events; i++) {
@@ -694,7 +698,7 @@ TEST(Commands, RandomEventsWakeNobodyElse)
             EXPECT_EQ(released, ++removed);
             for (const auto &one : guests)
                 EXPECT_EQ(one->ticket, 0U);
-            cli_set_add(set, &owner, &row, 1);
+            cli_set_add(set, &owner, nullptr, &row, 1);
             EXPECT_EQ(cli_set_build(set, nullptr, nullptr), 0);
         } else if (what < 8 && guest) {
             const bool was_waiting = guest->ticket != 0;

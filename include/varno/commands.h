@@ -7,10 +7,11 @@
  * caret, long outputs and results that come later.
  *
  *     static const cli_command_s rows[] = {
- *         {"show",                        "what there is",            NULL,         0, NULL},
- *         {"show numbers COUNT(1-1000)",  "a long output",            show_numbers, 0, NULL},
- *         {"show numbers COUNT(1-1000)",  "how many",                 NULL,         0, NULL},
- *         {"vlan VLAN(1-4094) [name NAME]", "make or name a VLAN",    make_vlan,    0, NULL},
+ *         {.syntax = "show", .help = "what there is"},
+ *         {.syntax = "show numbers COUNT(1-1000)", .help = "a long output", .run = show_numbers},
+ *         {.syntax = "show numbers COUNT(1-1000)", .help = "how many"},
+ *         {.syntax = "vlan VLAN(1-4094) [name NAME]", .help = "a VLAN", .run = make_vlan},
+ *         {.syntax = "configure", .help = "change it", .enters = "configure", .level = 15},
  *     };
  *
  * Notation:
@@ -27,7 +28,8 @@
  *     <a|b>               one of them;  <a|b>$which  and which one, as an argument
  *     [a|b]               one or none
  *     {a|b}               in any order, each at most once, at least one
- *     [no] in front       the negated form;  ![a]  what may be left out after "no" only
+ *     [no] in front       the negated form;  ![a]  what may be left out after "no" only;
+ *                         [no|default] in front has "default" as another word for it
  *
  * Brackets nest. A row without a function documents the last word of its syntax, wherever
  * else that word of a command may stand. A word without such a row has the help of the
@@ -36,6 +38,14 @@
  * What fits a word: the whole keyword; a value that a type lists; a value of any other
  * type; a free word. A keyword may be abbreviated, a value never. Two that fit equally are
  * ambiguous.
+ *
+ * Modes: the first one that a set has is where shells begin; a row's `enters` names the one
+ * that its command leads to once it is done. Those have "exit", which goes back to the
+ * mode that it came from, and "end" and Ctrl-Z, which go back to the first; a row of the mode's
+ * own with such words is taken instead. A set without modes has one, which has no name.
+ *
+ * Levels: a shell has a level of 0 to 15. What has a higher one is not there for it: it is
+ * neither run, listed, completed nor spoken of, and has no part in what is ambiguous.
  *
  * A set, its types and its shells are used by one thread at a time, all together. Callbacks
  * get their row's user pointer. A callback may leave by an exception; it then ends the
@@ -57,6 +67,7 @@ typedef struct cli_set_s cli_set_s;     /* the commands of a device; opaque */
 typedef struct cli_shell_s cli_shell_s; /* who runs them; opaque */
 typedef struct cli_call_s cli_call_s;   /* a command that is being run; opaque */
 typedef struct cli_command_s cli_command_s;
+typedef struct cli_mode_s cli_mode_s;
 typedef struct cli_type_s cli_type_s;
 typedef struct cli_finding_s cli_finding_s;
 typedef struct cli_shell_config_s cli_shell_config_s;
@@ -71,8 +82,20 @@ enum {
 
 /* Flags of a command. */
 enum {
-    CLI_FORGOTTEN = 1 /* its lines are not remembered in the history */
+    CLI_HIDDEN = 1,   /* its words are not listed, and are typed in full */
+    CLI_FORGOTTEN = 4 /* its lines are not remembered in the history */
 };
+
+/* Flags of a mode. */
+enum {
+    CLI_DO = 1,      /* "do" and a command of the first mode runs that, in the first mode's place,
+                        and stays here */
+    CLI_INHERITS = 2 /* it has its parent's commands, too; to run one leaves it. Where both have
+                        the same words, its own are run */
+};
+
+/* What a shell's level may be at most. */
+enum { CLI_MOST_LEVEL = 15 };
 
 /* Runs a command, or goes on with it. call is good for this call only.
  * Returns: CLI_DONE, CLI_FAILED, CLI_MORE or CLI_LATER. Called once more with
@@ -83,9 +106,22 @@ typedef int32_t (*cli_run_fn)(cli_call_s *call, void *user);
 struct cli_command_s {
     const char *syntax; /* notation */
     const char *help;   /* of the command, or of the word that the row documents; NULL: none */
-    cli_run_fn run;     /* NULL: the row documents the last word of its syntax */
-    uint32_t flags;     /* CLI_FORGOTTEN or 0 */
+    cli_run_fn run;     /* NULL, and enters, too: the row documents the last word of its syntax */
+    const char *enters; /* the mode that it leads to when it is done, whose parent is the row's own;
+                           NULL: none */
+    int32_t level;      /* 0..15, that a shell needs to have it; of no matter for documentation */
+    uint32_t flags;     /* CLI_HIDDEN, CLI_FORGOTTEN, or 0 */
     void *user;         /* second argument of run */
+};
+
+/* A mode. The first that a set has is where shells begin. */
+struct cli_mode_s {
+    const char *name;   /* for enters; no two modes have the same */
+    const char *parent; /* name of a mode that was added before; NULL: of the first one */
+    const char *prompt; /* "%h" is the host's name, "%NAME" the argument of the line that led to
+                           the mode, or one that it is in, "%%" a "%"; NULL: as its parent, or the
+                           session's own; a session shows the last 30 characters of it */
+    uint32_t flags;     /* CLI_DO, CLI_INHERITS, or 0; of no matter for the first */
 };
 
 /* Whether a type takes a word.
@@ -111,8 +147,9 @@ struct cli_type_s {
 /* What is wrong, or doubtful, with a row. */
 struct cli_finding_s {
     int32_t is_error;   /* not 0: the set is not built; 0: a warning */
-    const void *owner;  /* of the row */
-    const char *syntax; /* the row's */
+    const void *owner;  /* of the row, or of the mode */
+    const char *mode;   /* the row's, or what it is about; NULL: the first */
+    const char *syntax; /* the row's; of a mode its name */
     int32_t column;     /* index in it of what the finding is about */
     const char *text;   /* a sentence for the author */
     const char *other;  /* the syntax of another row that it is about; NULL: of none */
@@ -121,7 +158,7 @@ struct cli_finding_s {
 /* Receives one finding; it lives for the call. */
 typedef void (*cli_finding_fn)(void *ctx, const cli_finding_s *finding);
 
-/* Hears that nothing uses an owner's rows and types any more. */
+/* Hears that nothing uses an owner's rows, types and modes any more. */
 typedef void (*cli_released_fn)(void *ctx);
 
 /* Sets */
@@ -134,13 +171,18 @@ VARNO_API cli_set_s *cli_set_create(void);
  * Requires: "!set->shells": its shells have been freed. */
 VARNO_API void cli_set_free(cli_set_s *set);
 
-/* Adds rows, or a type. They are not copied and stay as long as the set or until their
- * owner is released. Sessions have them after cli_set_build. owner is any address that
- * tells whose they are, for cli_set_remove; NULL is the program itself.
+/* Adds rows to a mode, a type, or a mode. They are not copied and stay as long as the set or
+ * until their owner is released; so does the mode's name. Sessions have them after
+ * cli_set_build. owner is any address that tells whose they are, for cli_set_remove; NULL is
+ * the program itself. A NULL mode is the first one.
  * Returns: 0; -1 without memory, or inside a type's callback: nothing is added then. */
-VARNO_API int32_t cli_set_add(cli_set_s *set, const void *owner, const cli_command_s *rows,
-                              size_t count);
+VARNO_API int32_t cli_set_add(cli_set_s *set, const void *owner, const char *mode,
+                              const cli_command_s *rows, size_t count);
 VARNO_API int32_t cli_set_add_type(cli_set_s *set, const void *owner, const cli_type_s *type);
+VARNO_API int32_t cli_set_add_mode(cli_set_s *set, const void *owner, const cli_mode_s *mode);
+
+/* Names the host, for the prompts of all shells. Returns: 0; -1 without memory. */
+VARNO_API int32_t cli_set_host(cli_set_s *set, const char *name);
 
 /* Compiles all rows. Every finding is told, errors and warnings, in the order of the rows.
  * Without an error all shells have the new commands from now on; a call that is running
@@ -150,10 +192,10 @@ VARNO_API int32_t cli_set_add_type(cli_set_s *set, const void *owner, const cli_
  *          memory, or inside a type's callback. */
 VARNO_API int32_t cli_set_build(cli_set_s *set, cli_finding_fn finding, void *ctx);
 
-/* Removes all rows and types of an owner, builds what is left and cancels the owner's
+/* Removes all rows, types and modes of an owner, builds what is left and cancels the owner's
  * calls. When nothing uses its rows any more, at once or after a call that is being run
  * has returned, released(ctx) is called, once; NULL tells nobody.
- * Returns: 0; -1 when what is left cannot be built (another owner's row needs the type),
+ * Returns: 0; -1 when what is left cannot be built (another owner's row needs the type or mode),
  *          without memory, inside a type's callback, or for an owner that has nothing:
  *          nothing is changed then, and nothing will be told. */
 VARNO_API int32_t cli_set_remove(cli_set_s *set, const void *owner, cli_released_fn released,
@@ -163,6 +205,11 @@ VARNO_API int32_t cli_set_remove(cli_set_s *set, const void *owner, cli_released
 
 /* Receives what a batch writes; the bytes live for the call. */
 typedef void (*cli_output_fn)(void *user, const char *bytes, size_t count);
+
+/* Whether a secret lets its shell have a level.
+ * Returns: 0 if so. */
+typedef int32_t (*cli_authenticate_fn)(cli_shell_s *shell, void *user, int32_t level,
+                                       const char *secret);
 
 /* How a shell is to be. Start from CLI_SHELL_CONFIG_INIT. */
 struct cli_shell_config_s {
@@ -174,11 +221,14 @@ struct cli_shell_config_s {
     cli_output_fn output;             /* of a batch; NULL: what it writes is dropped */
     cli_output_fn errors;             /* of a batch: what is wrong with a line, and why a command
                                         fails; NULL: that goes to output */
+    const char *mode; /* where it begins, as if it had come there; NULL: the first */
+    int32_t level;    /* 0..15, which it has at first */
+    cli_authenticate_fn authenticate; /* NULL: no secret gets a higher one */
 };
 
 #define CLI_SHELL_CONFIG_INIT                                                                      \
     {                                                                                              \
-        sizeof(cli_shell_config_s), 0, 0, 0, 0, 0                                                  \
+        sizeof(cli_shell_config_s), 0, 0, 0, 0, 0, 0, 0, 0                                         \
     }
 
 /* Makes a shell, and the session that it is to have. The callbacks of the session's
@@ -202,6 +252,17 @@ VARNO_API void cli_shell_attach(cli_shell_s *shell, tsession_s *session);
  * NULL is allowed. tsession_free is never called on a shell's session. */
 VARNO_API void cli_shell_free(cli_shell_s *shell);
 
+/* Returns: the name of the mode that the shell is in; NULL where it has none. */
+VARNO_API const char *cli_shell_mode(const cli_shell_s *shell);
+
+/* Returns: the argument of that name of the line that led to the shell's mode, or else to one
+ *          that it is in; NULL: there is none. Good until the shell leaves that mode. */
+VARNO_API const char *cli_shell_argument(const cli_shell_s *shell, const char *name);
+
+/* The shell's level. Whoever loses some goes back to the first mode. */
+VARNO_API int32_t cli_shell_level(const cli_shell_s *shell);
+VARNO_API void cli_shell_set_level(cli_shell_s *shell, int32_t level);
+
 /* Returns: the shell's session; NULL for a batch, and for one of somebody else's before
  *          cli_shell_attach and when it has ended. */
 VARNO_API tsession_s *cli_shell_session(const cli_shell_s *shell);
@@ -219,8 +280,10 @@ VARNO_API int32_t cli_shell_run(cli_shell_s *shell, const char *line);
  *          there is none. */
 VARNO_API int32_t cli_shell_resume(cli_shell_s *shell);
 
-/* Says whether a line could be run, and runs nothing. *error is all zero, or what is
- * wrong, as cli_assist_parse gives it; error may be NULL.
+/* Says whether a line could be run, and runs nothing. Modes are followed: the next line is
+ * looked at where this one leads, until the shell runs one; a NULL line begins again where
+ * the shell is. *error is all zero, or what is wrong, as cli_assist_parse gives it; error
+ * may be NULL.
  * Returns: CLI_ASSIST_OK or the reason. */
 VARNO_API int32_t cli_shell_check(cli_shell_s *shell, const char *line, cli_assist_error_s *error);
 
@@ -229,6 +292,12 @@ VARNO_API int32_t cli_shell_check(cli_shell_s *shell, const char *line, cli_assi
  * NULL, 0 or empty. Texts and addresses are good until the call's function returns. */
 
 VARNO_API cli_shell_s *cli_call_shell(const cli_call_s *call);
+
+/* Functions for rows. "enable [LEVEL(0-15)]": asks for a secret, without echo, that lets the
+ * shell have the level, or 15; a lower one than it has is taken at once. "disable": level 0.
+ * A batch cannot ask. */
+VARNO_API int32_t cli_enable(cli_call_s *call, void *user);
+VARNO_API int32_t cli_disable(cli_call_s *call, void *user);
 
 /* Returns: the line as it was typed. */
 VARNO_API const char *cli_line(const cli_call_s *call);

@@ -27,7 +27,8 @@ class Definitions {
     {
         for (const auto &row : rows)
             rows_.add(row);
-        is_built_ = varno::commands::build_graph(rows_, 1, type_names(), findings_, graph_);
+        modes_.add({-1, false});
+        is_built_ = varno::commands::build_graph(rows_, modes_, type_names(), findings_, graph_);
     }
 
     ~Definitions()
@@ -35,6 +36,7 @@ class Definitions {
         varno::commands::release_graph(graph_);
         findings_.list.release();
         rows_.release();
+        modes_.release();
     }
 
     Definitions(const Definitions &) = delete;
@@ -95,6 +97,7 @@ class Definitions {
 
   private:
     varno::commands::Array<varno::commands::Definition> rows_;
+    varno::commands::Array<varno::commands::Mode> modes_;
     varno::commands::Findings findings_ = {};
     varno::commands::Graph graph_ = {};
     bool is_built_ = false;

@@ -21,7 +21,7 @@ static int32_t make_vlan(cli_call_s *call, void *user)
 }
 
 static const cli_command_s rows[] = {
-    {"vlan VLAN(1-4094)", "make a VLAN", make_vlan, 0, NULL},
+    {"vlan VLAN(1-4094)", "make a VLAN", make_vlan, NULL, 0, 0, NULL},
 };
 
 int main(void)
@@ -30,7 +30,7 @@ int main(void)
     cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
     config.set = set;
     config.output = write_output;
-    if (!set || cli_set_add(set, NULL, rows, 1) != 0 || cli_set_build(set, NULL, NULL) != 0)
+    if (!set || cli_set_add(set, NULL, NULL, rows, 1) != 0 || cli_set_build(set, NULL, NULL) != 0)
         return 1;
     cli_shell_s *shell = cli_shell_create(&config);
     if (!shell || cli_shell_run(shell, "vl 7") != CLI_DONE ||

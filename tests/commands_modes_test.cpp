@@ -1,0 +1,497 @@
+// Modes and levels of privilege: where lines lead, what people see, what is not there for them.
+
+#include "support/long_tests.h"
+#include "support/memory.h"
+
+#include <varno/commands.h>
+#include <varno/platform_default.h>
+
+#include <iterator>
+#include <random>
+#include <string>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// Writes the mode, its interface, and the words of the row.
+int32_t tell_mode(cli_call_s *call, void *user)
+{
+    cli_shell_s *shell = cli_call_shell(call);
+    const char *name = cli_shell_argument(shell, "NAME");
+    cli_print(call, "%s: %s in %s of %s\n", static_cast<const char *>(user), cli_line(call),
+              cli_shell_mode(shell), name ? name : "none");
+    return CLI_DONE;
+}
+
+int32_t fail_always(cli_call_s *call, void *)
+{
+    cli_fail(call, "it cannot");
+    return CLI_FAILED;
+}
+
+const cli_mode_s modes[] = {
+    {"exec", nullptr, "%h> ", 0},
+    {"configure", "exec", "%h(config)# ", CLI_DO},
+    {"interface", "configure", "%h(config-%NAME)# ", CLI_DO | CLI_INHERITS},
+    {"address", "interface", "%h(%NAME %ADDRESS-x 100%%)# ", CLI_INHERITS},
+};
+
+cli_command_s row(const char *syntax, const char *help, cli_run_fn run,
+                  const char *enters = nullptr, int32_t level = 0, uint32_t flags = 0)
+{
+    return {syntax, help, run, enters, level, flags, const_cast<char *>(syntax)};
+}
+
+const cli_command_s exec_rows[] = {
+    row("show", "what there is", nullptr),
+    row("show version", "of this program", tell_mode),
+    row("configure", "change it", nullptr, "configure"),
+    row("enable [LEVEL(0-15)]", "more", cli_enable),
+    row("disable", "less", cli_disable),
+};
+const cli_command_s configure_rows[] = {
+    row("hostname HOST", "its name", tell_mode),
+    row("interface NAME", "settings of one", nullptr, "interface"),
+    row("interface NAME area AREA", "an area", tell_mode),
+    row("broken", "never works", fail_always, nullptr),
+    row("description TEXT", "of the machine", tell_mode),
+};
+const cli_command_s interface_rows[] = {
+    row("interface NAME area AREA(0-9)", "an area of this one", tell_mode),
+    row("description TEXT", "of the interface", tell_mode),
+    row("address ADDRESS(ipv4)", "settings of an address", nullptr, "address"),
+};
+const cli_command_s address_rows[] = {
+    row("exit NOW", "another exit", tell_mode),
+    row("label TEXT", "what it is called", tell_mode),
+};
+
+void tell(void *ctx, const cli_finding_s *finding)
+{
+    *static_cast<std::string *>(ctx) +=
+        std::string(finding->is_error ? "error " : "warning ") +
+        (finding->mode ? finding->mode : "-") + ": " + finding->syntax + ": " + finding->text +
+        (finding->other ? std::string(": ") + finding->other : "") + "\n";
+}
+
+class Modes : public testing::Test {
+  protected:
+    Modes()
+    {
+        set_ = cli_set_create();
+        for (const cli_mode_s &mode : modes)
+            EXPECT_EQ(cli_set_add_mode(set_, nullptr, &mode), 0);
+        add("exec", exec_rows);
+        add("configure", configure_rows);
+        add("interface", interface_rows);
+        add("address", address_rows);
+        EXPECT_EQ(cli_set_host(set_, "r1"), 0);
+    }
+
+    ~Modes() override
+    {
+        cli_shell_free(shell_);
+        cli_shell_free(batch_);
+        cli_set_free(set_);
+        EXPECT_EQ(tracked_outstanding(nullptr), before_);
+    }
+
+    template <size_t count>
+    void add(const char *mode, const cli_command_s (&rows)[count], const void *owner = nullptr)
+    {
+        EXPECT_EQ(cli_set_add(set_, owner, mode, rows, count), 0);
+    }
+
+    std::string build()
+    {
+        std::string findings;
+        cli_set_build(set_, tell, &findings);
+        return findings;
+    }
+
+    void begin_batch(const char *mode = nullptr, int32_t level = 0)
+    {
+        cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
+        config.set = set_;
+        config.user = this;
+        config.mode = mode;
+        config.level = level;
+        config.output = [](void *user, const char *bytes, size_t count) {
+            static_cast<Modes *>(user)->written_.append(bytes, count);
+        };
+        cli_shell_free(batch_);
+        batch_ = cli_shell_create(&config);
+    }
+
+    std::string run(const std::string &line)
+    {
+        written_.clear();
+        cli_shell_run(batch_, line.c_str());
+        return written_;
+    }
+
+    void begin_session(int32_t level = 0)
+    {
+        tsession_config_s terminal = TSESSION_CONFIG_INIT;
+        terminal.is_unpaged = 1;
+        terminal.user = this;
+        terminal.output = [](tsession_s *, void *user, const char *bytes, size_t count) {
+            static_cast<Modes *>(user)->sent_.append(bytes, count);
+        };
+        cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
+        config.set = set_;
+        config.session = &terminal;
+        config.level = level;
+        config.user = this;
+        config.authenticate = [](cli_shell_s *, void *user, int32_t wanted, const char *secret) {
+            static_cast<Modes *>(user)->asked_for_ = wanted;
+            return std::string(secret) == "xyzzy" ? 0 : -1;
+        };
+        cli_shell_free(shell_);
+        shell_ = cli_shell_create(&config);
+        session_ = cli_shell_session(shell_);
+        tsession_start(session_);
+    }
+
+    std::string type(const std::string &keys)
+    {
+        sent_.clear();
+        tsession_input(session_, keys.data(), keys.size());
+        while (tsession_wait(session_) == 0)
+            tsession_time_out(session_);
+        std::erase(sent_, '\r');
+        return sent_;
+    }
+
+    const size_t before_ = tracked_outstanding(nullptr);
+    cli_set_s *set_ = nullptr;
+    cli_shell_s *batch_ = nullptr;
+    cli_shell_s *shell_ = nullptr;
+    tsession_s *session_ = nullptr;
+    std::string written_;
+    std::string sent_;
+    int32_t asked_for_ = -1;
+};
+
+TEST_F(Modes, ABatchGoesFromModeToMode)
+{
+    EXPECT_EQ(build(), "warning interface: description TEXT: the parent's command of the same "
+                       "words is hidden by this one: description TEXT\n");
+    begin_batch();
+    // clang-format off
+    const struct {
+        const char *line;
+        const char *written;
+        const char *mode;
+    } steps[] = {
+        {"show version", "show version: show version in exec of none\n", "exec"},
+        {"exit", "  exit\n  ^\n% unknown word\n", "exec"},
+        {"do show version", "  do show version\n  ^\n% unknown word\n", "exec"},
+        {"conf", "", "configure"},
+        {"show version", "  show version\n  ^\n% unknown word\n", "configure"},
+        {"do show version", "show version: do show version in configure of none\n", "configure"},
+        {"do", "  do\n    ^\n% incomplete command\n", "configure"},
+        {"interface eth0", "", "interface"},
+        {"description x", "description TEXT: description x in interface of eth0\n", "interface"},
+        {"interface eth1 area 10", "interface NAME area AREA: interface eth1 area 10 in configure of none\n", "configure"},
+        {"description x", "description TEXT: description x in configure of none\n", "configure"},
+        {"interface eth1", "", "interface"},
+        {"interface eth1 area 1", "interface NAME area AREA(0-9): interface eth1 area 1 in interface of eth1\n", "interface"},
+        {"interface eth2", "", "interface"},
+        {"address 10.1.2.3", "", "address"},
+        {"label x", "label TEXT: label x in address of eth2\n", "address"},
+        {"label", "  label\n       ^\n% incomplete command\n", "address"},
+        {"exit now", "exit NOW: exit now in address of eth2\n", "address"},
+        {"exit", "", "interface"},
+        {"address 10.1.2.3", "", "address"},
+        {"broken", "% it cannot\n", "configure"},
+        {"interface eth3", "", "interface"},
+        {"do configure", "", "configure"},
+        {"interface eth4", "", "interface"},
+        {"end", "", "exec"},
+    };
+    // clang-format on
+    for (const auto &one : steps) {
+        EXPECT_EQ(run(one.line), one.written) << one.line;
+        EXPECT_STREQ(cli_shell_mode(batch_), one.mode) << one.line;
+    }
+}
+
+TEST_F(Modes, PromptsSayWhereOneIs)
+{
+    build();
+    begin_session();
+    EXPECT_EQ(type(""), "");
+    EXPECT_EQ(type("conf\r"), "conf\nr1(config)# ");
+    EXPECT_EQ(type("int eth0\r"), "int eth0\nr1(config-eth0)# ");
+    EXPECT_EQ(type("address 10.1.2.3\r"), "address 10.1.2.3\nr1(eth0 10.1.2.3-x 100%)# ");
+    EXPECT_EQ(type("broken\r"), "broken\n% it cannot\nr1(config)# ");
+    EXPECT_EQ(type("interface an-interface-with-a-long-name\r"),
+              "interface an-interface-with-a-long-name\n-interface-with-a-long-name)# ");
+    type("shov\x1a");
+    EXPECT_EQ(cli_set_host(set_, "r2"), 0);
+    EXPECT_NE(type("\x7fw version\r").find("show version in exec"), std::string::npos) << sent_;
+    EXPECT_EQ(sent_.substr(sent_.size() - 4), "r2> ");
+}
+
+TEST_F(Modes, ModesAreListedAndCompleted)
+{
+    build();
+    begin_session();
+    type("conf\rint eth0\r");
+    EXPECT_EQ(type("?"), "\n"
+                         "  hostname          its name\n"
+                         "  interface         settings of one\n"
+                         "  broken            never works\n"
+                         "  description       of the interface\n"
+                         "  address           settings of an address\n"
+                         "  exit              leave this mode\n"
+                         "  end               go back to the first mode\n"
+                         "  do                run a command of the first mode\n"
+                         "r1(config-eth0)# ");
+    EXPECT_EQ(type("do ?"), "do \n"
+                            "  show              what there is\n"
+                            "  configure         change it\n"
+                            "  enable            more\n"
+                            "  disable           less\n"
+                            "r1(config-eth0)# do ");
+    EXPECT_EQ(type("sh\tv\t"), "show version ");
+}
+
+TEST_F(Modes, ASecretOpensALevel)
+{
+    build();
+    begin_session();
+    type("enable\r");
+    EXPECT_EQ(type("wrong\r"), "\n% access denied\nr1> ");
+    EXPECT_EQ(asked_for_, 15);
+    EXPECT_EQ(cli_shell_level(shell_), 0);
+    type("enable 7\r");
+    EXPECT_EQ(type("xyzzy\r"), "\nr1> ");
+    EXPECT_EQ(asked_for_, 7);
+    EXPECT_EQ(cli_shell_level(shell_), 7);
+    EXPECT_EQ(type("enable 3\r"), "enable 3\nr1> ");
+    EXPECT_EQ(cli_shell_level(shell_), 3);
+    type("enable\r");
+    type("\x03");
+    EXPECT_EQ(cli_shell_level(shell_), 3);
+    EXPECT_EQ(type("conf\rdo disable\r"), "conf\nr1(config)# do disable\nr1> ");
+    EXPECT_EQ(cli_shell_level(shell_), 0);
+    begin_batch();
+    EXPECT_EQ(run("enable"), "% access denied\n");
+}
+
+TEST_F(Modes, ACheckFollowsModesAndRunsNothing)
+{
+    build();
+    begin_batch("configure");
+    const char *const good[] = {"hostname r7",
+                                "interface eth0",
+                                "description x",
+                                "# a comment",
+                                "",
+                                "interface eth0 area 0",
+                                "address 10.0.0.1",
+                                "label x",
+                                "exit",
+                                "interface eth1",
+                                "hostname r8",
+                                "end",
+                                "show version",
+                                "configure"};
+    for (const char *line : good)
+        EXPECT_EQ(cli_shell_check(batch_, line, nullptr), *line ? CLI_ASSIST_OK : CLI_ASSIST_EMPTY)
+            << line;
+    EXPECT_EQ(cli_shell_check(batch_, "label x", nullptr), CLI_ASSIST_UNKNOWN);
+    EXPECT_EQ(cli_shell_check(batch_, "interface eth1", nullptr), CLI_ASSIST_OK);
+    EXPECT_EQ(cli_shell_check(batch_, "address 10.1.1.1", nullptr), CLI_ASSIST_OK);
+    EXPECT_EQ(cli_shell_check(batch_, nullptr, nullptr), CLI_ASSIST_OK);
+    EXPECT_EQ(cli_shell_check(batch_, "address 10.1.1.1", nullptr), CLI_ASSIST_UNKNOWN);
+    EXPECT_STREQ(cli_shell_mode(batch_), "configure");
+    EXPECT_EQ(written_, "");
+}
+
+TEST_F(Modes, AModeThatIsRemovedIsLeft)
+{
+    static const cli_mode_s mode = {"vlan", "configure", "%h(vlan %VLAN)# ", 0};
+    const cli_command_s enters[] = {row("vlan VLAN(1-4094)", "one", nullptr, "vlan")};
+    const int owner = 0;
+    EXPECT_EQ(cli_set_add_mode(set_, &owner, &mode), 0);
+    add("configure", enters, &owner);
+    build();
+    begin_session();
+    begin_batch("configure");
+    EXPECT_EQ(run("vlan 7"), "");
+    EXPECT_EQ(type("conf\rvlan 7\r"), "conf\nr1(config)# vlan 7\nr1(vlan 7)# ");
+    EXPECT_EQ(cli_set_remove(set_, &owner, nullptr, nullptr), 0);
+    EXPECT_STREQ(cli_shell_mode(shell_), "configure");
+    EXPECT_STREQ(cli_shell_mode(batch_), "configure");
+    EXPECT_EQ(type("\r"), "\nr1(config)# ");
+    begin_batch("vlan");
+    EXPECT_EQ(batch_, nullptr);
+}
+
+TEST_F(Modes, WhatIsWrongWithModesIsFound)
+{
+    static const cli_mode_s wrong[] = {
+        {"a", "nowhere", nullptr, 0}, {"exec", "exec", nullptr, 0}, {"b", nullptr, nullptr, 0}};
+    for (const cli_mode_s &mode : wrong)
+        EXPECT_EQ(cli_set_add_mode(set_, nullptr, &mode), 0);
+    const cli_command_s rows[] = {row("one", "goes nowhere", nullptr, "nowhere"),
+                                  row("two", "goes too far", nullptr, "interface"),
+                                  row("three", "is too high", tell_mode, nullptr, 16)};
+    add("exec", rows);
+    EXPECT_EQ(cli_set_add(set_, nullptr, "nowhere", rows, 1), 0);
+    const std::string parent = ": the first mode has no parent, the others' come before them\n";
+    EXPECT_EQ(build(), "error a: a" + parent + "error exec: exec: another mode has this name\n" +
+                           "error b: b" + parent +
+                           "warning interface: description TEXT: the parent's command of the same "
+                           "words is hidden by this one: description TEXT\n"
+                           "error exec: one: no mode of this name is registered\n"
+                           "error exec: two: a command enters only a mode whose parent is its own\n"
+                           "error exec: three: a level is 0 to 15\n"
+                           "error nowhere: one: no mode of this name is registered\n");
+}
+
+TEST_F(Modes, HiddenCommandsAreNotListed)
+{
+    const cli_command_s rows[] = {
+        row("shutdown", "stop", tell_mode, nullptr, 0, CLI_HIDDEN),
+        row("show tech [NAME]", "all", tell_mode, nullptr, 0, CLI_HIDDEN)};
+    add("exec", rows);
+    build();
+    begin_session();
+    EXPECT_EQ(type("sh\t"), "show ");
+    EXPECT_EQ(type("?").find("tech"), std::string::npos);
+    type("tech a\r");
+    EXPECT_NE(sent_.find("show tech [NAME]: show tech a in exec"), std::string::npos) << sent_;
+    EXPECT_NE(type("show tec\r").find("unknown word"), std::string::npos);
+    EXPECT_NE(type("shutdown\r").find("shutdown: shutdown in exec"), std::string::npos);
+    EXPECT_NE(type("shutdow\r").find("unknown word"), std::string::npos);
+}
+
+// Rows above a shell's level come first, in the middle and last; they share words with others,
+// have help of their own, and would make words and values ambiguous.
+const cli_command_s high_first[] = {
+    row("zone NAME", "a zone", tell_mode, nullptr, 15),
+    row("show secrets", "all that is secret", tell_mode, nullptr, 15),
+    row("show version detail", "of each part", tell_mode, nullptr, 1),
+    row("vlan VLAN(5000-6000)", "a secret VLAN", tell_mode, nullptr, 15),
+    row("vlan NAME", "any VLAN", tell_mode, nullptr, 2),
+    row("conceal", "hide it", nullptr, "hide", 7),
+};
+const cli_command_s low[] = {
+    row("vlan VLAN(1-4094) [name NAME]", "a VLAN", tell_mode),
+    row("vlan VLAN(1-4094)", "its number", nullptr),
+    row("show secrets brief", "what may be known", tell_mode),
+    row("ping HOST [{count COUNT(1-9)|quiet}]", "ask a host", tell_mode),
+};
+const cli_command_s high_last[] = {
+    row("ping HOST loud", "ask it loudly", tell_mode, nullptr, 15),
+    row("showroom", "another", tell_mode, nullptr, 15),
+    row("show", "everything", tell_mode, nullptr, 3),
+};
+const cli_command_s high_inner[] = {
+    row("describe TEXT...", "all of it", tell_mode, nullptr, 15),
+    row("hostname HOST", "of this mode", tell_mode, nullptr, 15),
+    row("exit", "another exit", tell_mode, nullptr, 15),
+};
+
+// A line of words, some cut short, and the keys that end it.
+std::string random_keys(std::mt19937 &random)
+{
+    const char *const words[] = {
+        "show",      "version", "secrets",     "brief",   "detail",    "vlan", "5",
+        "5500",      "name",    "blue",        "zone",    "configure", "do",   "exit",
+        "interface", "eth0",    "ping",        "count",   "quiet",     "loud", "showroom",
+        "end",       "area",    "description", "conceal", "hostname"};
+    const char *const ends[] = {"?\x15", "\t\x15", "\r", "\r", " ?\x15", " \t\r"};
+    const char *const phrases[] = {"configure", "interface eth0", "ping a count 5 quiet count",
+                                   "show secrets brief"};
+    std::string keys = random() % 3 == 0 ? phrases[random() % std::size(phrases)] : "";
+    for (auto count = random() % 5; count > 0; count--) {
+        const std::string word = words[random() % std::size(words)];
+        keys +=
+            (keys.empty() ? "" : " ") + word.substr(0, random() % 3 ? word.size() : random() % 8);
+    }
+    return keys + ends[random() % std::size(ends)];
+}
+
+TEST_F(Modes, WhatIsAboveALevelLeavesNoTrace)
+{
+    static const cli_mode_s hide = {"hide", "exec", "hidden> ", 0};
+    add("exec", low);
+    build();
+    begin_session();
+    tsession_s *plain = session_;
+    cli_shell_s *plain_shell = std::exchange(shell_, nullptr);
+    cli_set_s *plain_set = std::exchange(set_, cli_set_create());
+    for (const cli_mode_s &mode : modes)
+        EXPECT_EQ(cli_set_add_mode(set_, nullptr, &mode), 0);
+    EXPECT_EQ(cli_set_add_mode(set_, nullptr, &hide), 0);
+    add("exec", high_first);
+    add("interface", high_inner);
+    add("exec", exec_rows);
+    add("exec", low);
+    add("exec", high_last);
+    add("configure", configure_rows);
+    add("interface", interface_rows);
+    add("address", address_rows);
+    EXPECT_EQ(cli_set_host(set_, "r1"), 0);
+    const std::string findings = build();
+    EXPECT_EQ(findings.find("error"), std::string::npos) << findings;
+    begin_session();
+    std::mt19937 random(15);
+    const int lines = 4000 * varno_test::long_tests_factor();
+    std::string seen;
+    for (int i = 0; i < lines && !HasFailure(); i++) {
+        const std::string keys = random_keys(random);
+        const std::string sent = type(keys);
+        std::swap(plain, session_);
+        EXPECT_EQ(sent, type(keys)) << keys;
+        std::swap(plain, session_);
+        seen += sent;
+    }
+    for (const char *text : {"a VLAN", "given already", "ambiguous", "(config-eth0)#", "brief"})
+        EXPECT_NE(seen.find(text), std::string::npos) << text;
+    cli_shell_set_level(shell_, 15);
+    EXPECT_NE(type("end\rshow s?").find("all that is secret"), std::string::npos) << sent_;
+    cli_shell_free(plain_shell);
+    cli_set_free(plain_set);
+}
+
+TEST(ModesWithoutMemory, NothingIsLeftBehind)
+{
+    for (const bool has_session : {false, true}) {
+        const int failures = varno_test::fail_each_allocation([&](const auto &fail_from_here) {
+            const tsession_config_s terminal = TSESSION_CONFIG_INIT;
+            bool is_done = false;
+            fail_from_here();
+            cli_set_s *set = cli_set_create();
+            cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
+            config.set = set;
+            config.session = has_session ? &terminal : nullptr;
+            if (set && cli_set_add_mode(set, nullptr, &modes[0]) == 0 &&
+                cli_set_add_mode(set, nullptr, &modes[1]) == 0 &&
+                cli_set_add_mode(set, nullptr, &modes[2]) == 0 &&
+                cli_set_add_mode(set, nullptr, &modes[3]) == 0 &&
+                cli_set_add(set, nullptr, "exec", exec_rows, std::size(exec_rows)) == 0 &&
+                cli_set_add(set, nullptr, "configure", configure_rows, 2) == 0 &&
+                cli_set_build(set, nullptr, nullptr) == 0) {
+                cli_shell_s *shell = cli_shell_create(&config);
+                is_done = shell && cli_shell_run(shell, "configure") == CLI_DONE &&
+                          cli_shell_run(shell, "interface eth0") == CLI_DONE &&
+                          cli_shell_check(shell, "hostname r2", nullptr) == CLI_ASSIST_OK &&
+                          cli_set_host(set, "r3") == 0 && cli_shell_run(shell, "end") == CLI_DONE;
+                cli_shell_free(shell);
+            }
+            cli_set_free(set);
+            return is_done;
+        });
+        EXPECT_GT(failures, 30);
+    }
+}
+
+} // namespace
