@@ -31,7 +31,7 @@ std::string number(const sockaddr *address)
 Peer describe_ip4(const sockaddr_in &address)
 {
     const std::string host = number(reinterpret_cast<const sockaddr *>(&address));
-    return {host + ":" + std::to_string(ntohs(address.sin_port)), host, -1, -1, -1};
+    return {host + ":" + std::to_string(ntohs(address.sin_port)), host, host};
 }
 
 Peer describe_ip6(const sockaddr_in6 &address)
@@ -40,7 +40,7 @@ Peer describe_ip6(const sockaddr_in6 &address)
     sockaddr_in6 network = address;
     std::fill(network.sin6_addr.s6_addr + 8, std::end(network.sin6_addr.s6_addr), 0);
     return {"[" + host + "]:" + std::to_string(ntohs(address.sin6_port)),
-            number(reinterpret_cast<const sockaddr *>(&network)), -1, -1, -1};
+            number(reinterpret_cast<const sockaddr *>(&network)), host};
 }
 
 } // namespace
@@ -63,7 +63,7 @@ Peer describe(const sockaddr_storage &address)
     if (address.ss_family == AF_INET)
         return describe_ip4(ip4(address));
     if (address.ss_family != AF_INET6)
-        return {"local", "local", -1, -1, -1};
+        return {"local", "local", "local"};
     if (!IN6_IS_ADDR_V4MAPPED(&ip6(address).sin6_addr))
         return describe_ip6(ip6(address));
     sockaddr_in mapped = {};
@@ -72,6 +72,15 @@ Peer describe(const sockaddr_storage &address)
     std::copy_n(ip6(address).sin6_addr.s6_addr + 12, sizeof(mapped.sin_addr),
                 reinterpret_cast<unsigned char *>(&mapped.sin_addr));
     return describe_ip4(mapped);
+}
+
+bool describe_text(const std::string &text, Peer &out_peer)
+{
+    sockaddr_storage address = {};
+    if (text != "local" && !parse_address(text, 0, address))
+        return false;
+    out_peer = describe(address);
+    return true;
 }
 
 Peer describe_peer_of(int fd)

@@ -76,7 +76,7 @@ void Connection::start(int input, int output)
     uv_timer_init(worker_.loop(), &alarm_);
     alarm_.data = this;
     open_handles_++;
-    heard_at_ = uv_now(worker_.loop());
+    began_at_ = typed_at_ = uv_now(worker_.loop());
     enter([=, this] {
         if (!open_streams(input, output))
             return fail("out of descriptors");
@@ -113,6 +113,8 @@ int Connection::open_stream(Stream &stream, int fd)
     stream.handle.data = this;
     const int opened = is_tcp ? uv_tcp_open(&stream.tcp, fd) : uv_pipe_open(&stream.pipe, fd);
     if (opened == 0 && is_tcp) {
+        const int on = 1; // urgent data has its place among the rest
+        setsockopt(fd, SOL_SOCKET, SO_OOBINLINE, &on, sizeof(on));
         uv_tcp_nodelay(&stream.tcp, 1);
         uv_tcp_keepalive(&stream.tcp, 1, keep_alive_seconds);
     }
@@ -155,7 +157,6 @@ bool Connection::create_session()
 
 void Connection::take_bytes(ssize_t count, const char *bytes)
 {
-    heard_at_ = uv_now(worker_.loop());
     if (count == UV_EOF)
         has_input_ended_ = true;
     else if (count < 0)
@@ -209,8 +210,18 @@ void Connection::advance_session()
     held_.erase(0, held_.size() - left.size());
     if (held_.empty())
         std::string().swap(held_); // an idle session keeps no room for input
+    note_keys();
     note_wait();
     had_all_done = !has_work();
+}
+
+// Telnet's own commands are no sign of a person.
+void Connection::note_keys()
+{
+    const uint64_t typed = tsession_typed(session_);
+    if (typed != typed_)
+        typed_at_ = uv_now(worker_.loop());
+    typed_ = typed;
 }
 
 // A session times the first prompt of a telnet client, and the rest of a key's sequence.
@@ -451,7 +462,13 @@ void Connection::update_reading()
 
 uint64_t Connection::idle_at() const
 {
-    return config_.idle_seconds == 0 ? never : heard_at_ + config_.idle_seconds * uint64_t{1000};
+    return config_.idle_seconds == 0 ? never : typed_at_ + config_.idle_seconds * uint64_t{1000};
+}
+
+uint64_t Connection::over_at() const
+{
+    return config_.session_seconds == 0 ? never
+                                        : began_at_ + config_.session_seconds * uint64_t{1000};
 }
 
 uint64_t Connection::stall_ms() const
@@ -471,7 +488,7 @@ void Connection::set_alarm()
     const uint64_t now = uv_now(worker_.loop());
     uint64_t at = close_at_;
     if (phase_ == Phase::open) {
-        at = std::min({wait_over_at_, idle_at(), stall_at()});
+        at = std::min({wait_over_at_, idle_at(), stall_at(), over_at()});
         for (const Later &later : later_)
             at = std::min(at, later.at);
     }
@@ -498,7 +515,10 @@ void Connection::on_alarm()
     run_due(now);
     if (now >= stall_at() && !output_.has_advanced())
         fail("the client takes no output");
-    check_idle(now);
+    if (now >= over_at())
+        close_session("The time of this session is over", "session time-out");
+    else
+        check_idle(now);
 }
 
 void Connection::run_due(uint64_t now)
@@ -518,7 +538,7 @@ void Connection::check_idle(uint64_t now)
     if (now < idle_at())
         return;
     if (tsession_has_more(session_) || !output_.is_empty())
-        heard_at_ = now;
+        typed_at_ = now;
     else
         close_session("Idle for too long", "idle");
 }

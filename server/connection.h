@@ -104,12 +104,14 @@ class Connection {
     void update_reading();
 
     uint64_t idle_at() const;
+    uint64_t over_at() const;
     uint64_t stall_ms() const;
     uint64_t stall_at() const;
     void set_alarm();
     void on_alarm();
     void run_due(uint64_t now);
     void check_idle(uint64_t now);
+    void note_keys();
 
     Worker &worker_;
     const server_config_s &config_; // the server's
@@ -130,7 +132,8 @@ class Connection {
     uv_shutdown_t shutdown_;
     int open_handles_ = 0;
 
-    std::string held_; // input that the session has not been given
+    uint64_t typed_ = 0; // bytes, as the session counts them
+    std::string held_;   // input that the session has not been given
     bool is_reading_ = false;
     bool has_read_enough_ = false; // until its next turn
     bool has_run_line_ = false;    // in this turn
@@ -141,7 +144,8 @@ class Connection {
     bool is_entered_ = false; // by the loop
 
     // By the loop's clock, in milliseconds
-    uint64_t heard_at_ = 0;              // the client has sent something
+    uint64_t began_at_ = 0;
+    uint64_t typed_at_ = 0;              // somebody has pressed a key
     uint64_t wait_over_at_ = UINT64_MAX; // what the session times is over
     uint64_t close_at_ = 0;              // once it is closed: whatever is left to send
     std::vector<Later> later_;

@@ -1,5 +1,4 @@
-// Accepting: who there is no room for hears a sentence, without a session, a handle
-// or a wait. The socket is polled rather than handed to libuv as a stream, so that
+// Accepting. The socket is polled rather than handed to libuv as a stream, so that
 // the number of clients taken in a turn is bounded and a shortage of descriptors can
 // be met.
 
@@ -22,7 +21,6 @@ namespace {
 
 constexpr int most_taken = 32; // in a turn of the loop
 constexpr uint64_t hold_off_ms = 200;
-constexpr uint64_t refusal_told_ms = 1000;
 
 // What the kernel keeps of a client's unread output; by itself it goes to megabytes.
 constexpr int send_buffer = 65536;
@@ -138,7 +136,8 @@ void Listener::hold_off()
 void Listener::take_clients()
 {
     const auto refuse_last = [this](int fd) {
-        refuse(fd, "Too many sessions, try again later (no descriptors)");
+        worker_.refuse(fd, describe_peer_of(fd),
+                       "Too many sessions, try again later (no descriptors)");
     };
     for (int tries = 0; tries < most_taken; tries++) {
         const int fd = worker_.server().spare.take_client(socket_, refuse_last);
@@ -155,39 +154,9 @@ void Listener::take_clients()
 void Listener::admit(int fd)
 {
     try {
-        if (const char *why = worker_.serve(fd, fd, describe_peer_of(fd)))
-            refuse(fd, why);
+        worker_.meet(fd, describe_peer_of(fd));
     } catch (const std::bad_alloc &) {
         close(fd);
-    }
-}
-
-// The sentence fits the empty buffer of a new connection. What the client has sent so
-// far is read, because a close with unread input is a reset, which could overtake it.
-void Listener::refuse(int fd, const char *why)
-{
-    tell_refusal(fd, why); // first, as long as it is connected
-    char sentence[128];
-    const int len = std::snprintf(sentence, sizeof(sentence), "%s\r\n", why);
-    char ignored[4096];
-    send(fd, sentence, static_cast<size_t>(len), MSG_DONTWAIT | MSG_NOSIGNAL);
-    shutdown(fd, SHUT_WR);
-    recv(fd, ignored, sizeof(ignored), MSG_DONTWAIT);
-    close(fd);
-}
-
-void Listener::tell_refusal(int fd, const char *why)
-{
-    refusals_++;
-    worker_.server().figures.refused++;
-    const uint64_t now = uv_now(worker_.loop());
-    if (refusal_told_at_ != 0 && now - refusal_told_at_ < refusal_told_ms)
-        return;
-    refusal_told_at_ = now;
-    try {
-        worker_.server().tell_refusal(describe_peer_of(fd), why, refusals_);
-        refusals_ = 0;
-    } catch (const std::bad_alloc &) { // they are counted the next time
     }
 }
 

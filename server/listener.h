@@ -31,16 +31,12 @@ class Listener {
     void hold_off();
     void take_clients();
     void admit(int fd);
-    void refuse(int fd, const char *why);
-    void tell_refusal(int fd, const char *why);
 
     Worker &worker_;
     int socket_;
     uv_poll_t poll_;
     uv_timer_t hold_off_;
     int open_handles_ = 2;
-    uint64_t refusal_told_at_ = 0;
-    unsigned long refusals_ = 0; // since then
 };
 
 } // namespace varno

@@ -172,8 +172,7 @@ int with_memory(const Act &act)
 
 using namespace varno;
 
-server_s::server_s(const server_config_s &complete)
-    : config(complete), limits(config.max_sessions, config.max_per_address)
+server_s::server_s(const server_config_s &complete) : config(complete), limits(config)
 {
     if (uv_loop_init(&loop) != 0)
         throw std::bad_alloc();
@@ -245,14 +244,6 @@ void server_s::note_turn(uint64_t ns)
     }
 }
 
-void server_s::tell_refusal(const Peer &peer, const char *why, unsigned long count)
-{
-    const server_client_s client = {0,        peer.name.c_str(), peer.address.c_str(),
-                                    peer.pid, peer.uid,          peer.gid};
-    if (config.refuse)
-        config.refuse(this, config.user, &client, why, count);
-}
-
 // The interface
 
 server_s *server_create(const server_config_s *given)
@@ -310,6 +301,8 @@ int server_listen_unix(server_s *server, const char *path, uint32_t mode)
         if (server->share_out(shared_by(socket, server->workers.size())))
             return 0;
         close_all({socket});
+        unlink(path);
+        server->unix_paths.pop_back();
         return -1;
     });
 }
@@ -330,6 +323,28 @@ int server_serve(server_s *server, int input, int output)
         if (!is_stream(input) || !is_stream(output))
             return -1;
         server->workers[0]->serve_first(input, output);
+        return 0;
+    });
+}
+
+int server_reserve(server_s *server, const char *address, uint32_t sessions)
+{
+    return with_memory([=] {
+        Peer peer;
+        errno = EINVAL;
+        return describe_text(address, peer) && server->limits.reserve(peer.address, sessions) ? 0
+                                                                                              : -1;
+    });
+}
+
+int server_trust_proxy(server_s *server, const char *address)
+{
+    return with_memory([=] {
+        Peer peer;
+        errno = EINVAL;
+        if (!describe_text(address, peer))
+            return -1;
+        server->proxies.insert(peer.host);
         return 0;
     });
 }

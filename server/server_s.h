@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <unordered_set>
 #include <vector>
 
 #include <uv.h>
@@ -48,10 +49,10 @@ struct server_s {
     bool share_out(std::vector<int> sockets);
     int run();
     void note_turn(uint64_t ns);
-    void tell_refusal(const varno::Peer &peer, const char *why, unsigned long count);
 
     const server_config_s config;
     varno::Limits limits;
+    std::unordered_set<std::string> proxies; // that say whose client they bring
     varno::SpareDescriptor spare;
     varno::Figures figures;
     std::vector<std::unique_ptr<varno::Worker>> workers; // one a thread

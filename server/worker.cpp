@@ -10,9 +10,11 @@
 #include <new>
 #include <utility>
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include "connection.h"
+#include "introduction.h"
 #include "listener.h"
 
 namespace varno {
@@ -21,12 +23,23 @@ namespace {
 constexpr uint64_t turns_ns = 4'000'000; // in a turn of the loop, and one turn more
 constexpr uint64_t fresh_ns = 10'000'000;
 constexpr int most_fresh_turns = 8; // one after another
+constexpr size_t most_introductions = 256;
+constexpr unsigned many_ended = 100;
+constexpr uint64_t quiet_ms = 2000;
 
 thread_local Worker *own_worker = nullptr;
 
 uv_handle_t *handle_of(auto &handle)
 {
     return reinterpret_cast<uv_handle_t *>(&handle);
+}
+
+// Returns: the loop, once it works.
+uv_loop_t *begin_loop(uv_loop_t *loop)
+{
+    if (uv_loop_init(loop) != 0)
+        throw std::bad_alloc();
+    return loop;
 }
 
 void close_client(int input, int output)
@@ -38,10 +51,9 @@ void close_client(int input, int output)
 
 } // namespace
 
-Worker::Worker(server_s &server, size_t index) : server_(server), index_(index)
+Worker::Worker(server_s &server, size_t index)
+    : server_(server), index_(index), refusals_(server, begin_loop(&loop_))
 {
-    if (uv_loop_init(&loop_) != 0)
-        throw std::bad_alloc();
     const auto on_mail = [](uv_async_t *handle) {
         static_cast<Worker *>(handle->data)->take_letters();
     };
@@ -49,7 +61,8 @@ Worker::Worker(server_s &server, size_t index) : server_(server), index_(index)
         throw std::bad_alloc();
     uv_check_init(&loop_, &after_events_);
     uv_idle_init(&loop_, &no_waiting_);
-    mail_.data = after_events_.data = this;
+    uv_timer_init(&loop_, &quiet_);
+    mail_.data = after_events_.data = quiet_.data = this;
     take_descriptors();
 }
 
@@ -103,7 +116,7 @@ void Worker::serve_first_clients()
 
 const char *Worker::serve(int input, int output, const Peer &peer)
 {
-    if (const char *why = server_.limits.enter(peer.address))
+    if (const char *why = server_.limits.enter(peer.address, uv_now(&loop_)))
         return why;
     try {
         const uint64_t number = clients_++ * server_.workers.size() + index_ + 1;
@@ -115,6 +128,27 @@ const char *Worker::serve(int input, int output, const Peer &peer)
     } catch (const std::bad_alloc &) {
         server_.limits.leave(peer.address);
         return "Too many sessions, try again later (no memory)";
+    }
+}
+
+void Worker::meet(int fd, const Peer &peer)
+{
+    if (!server_.proxies.contains(peer.host))
+        return let_in(fd, peer);
+    if (introductions_.size() >= most_introductions)
+        return refuse(fd, peer, "Too many sessions, try again later");
+    auto introduction = std::make_unique<Introduction>(*this, fd, peer);
+    introductions_.insert(introduction.get());
+    introduction.release()->read_header();
+}
+
+void Worker::let_in(int fd, const Peer &peer)
+{
+    try {
+        if (const char *why = serve(fd, fd, peer))
+            refuse(fd, peer, why);
+    } catch (const std::bad_alloc &) {
+        close(fd);
     }
 }
 
@@ -172,6 +206,8 @@ void Worker::stop(const std::string &text)
 {
     for (Listener *listener : std::exchange(listeners_, {}))
         listener->stop();
+    while (!introductions_.empty())
+        (*introductions_.begin())->give_up();
     for (auto next = connections_.begin(); next != connections_.end();) // it may go
         (next++)->second->dismiss(text.c_str(), "the server is going down");
 }
@@ -241,7 +277,22 @@ void Worker::forget(Connection &connection)
     connections_.erase(connection.number());
     std::erase(fresh_, &connection);
     std::erase(ring_, &connection);
+    if (++ended_ == many_ended) {
+        const auto trim = [](uv_timer_t *timer) {
+            static_cast<Worker *>(timer->data)->trim_memory();
+        };
+        uv_timer_start(&quiet_, trim, quiet_ms, 0);
+    }
     end_if_done();
+}
+
+// What a crowd has left goes back to the system; the C library would keep most of it.
+void Worker::trim_memory()
+{
+    ended_ = 0;
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
 }
 
 bool Worker::close_mailbox()
@@ -259,6 +310,8 @@ void Worker::end_if_done()
     uv_close(handle_of(mail_), nullptr);
     uv_close(handle_of(after_events_), nullptr);
     uv_close(handle_of(no_waiting_), nullptr);
+    uv_close(handle_of(quiet_), nullptr);
+    refusals_.end();
 }
 
 } // namespace varno

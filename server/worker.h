@@ -12,16 +12,19 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include <uv.h>
 
 #include "address.h"
+#include "refusals.h"
 #include "server_s.h"
 
 namespace varno {
 
 class Connection;
+class Introduction;
 class Listener;
 
 // What another thread wants of a worker.
@@ -54,9 +57,13 @@ class Worker {
     // On any thread. Returns: false when it has ended.
     bool put(Letter letter);
 
-    // For its listeners: serves a client, and takes both descriptors, which may be one.
-    // Returns: NULL, or why not: the descriptors stay the caller's then.
-    const char *serve(int input, int output, const Peer &peer);
+    // For its listeners: each takes the descriptor over. Meets somebody who has come: a
+    // client, or a proxy that is to say whose client it brings; serves a client, if there
+    // is room; turns one away.
+    void meet(int fd, const Peer &peer);
+    void let_in(int fd, const Peer &peer);
+    void refuse(int fd, const Peer &peer, const char *why) { refusals_.refuse(fd, peer, why); }
+    void forget(Introduction &introduction) { introductions_.erase(&introduction); }
 
     // For its connections.
     void schedule(Connection &connection); // it has work to do, in a turn that is to come
@@ -73,6 +80,8 @@ class Worker {
 
   private:
     void take_descriptors();
+    const char *serve(int input, int output, const Peer &peer);
+    void trim_memory();
     void serve_first_clients();
     void take_letters();
     void take(const Letter &letter);
@@ -89,15 +98,19 @@ class Worker {
     uv_async_t mail_;
     uv_check_t after_events_;
     uv_idle_t no_waiting_; // while a connection is scheduled
+    uv_timer_t quiet_;     // some time after many connections have ended
+    Refusals refusals_;
     tsession_shared_s *shared_ = nullptr;
     std::vector<int> sockets_;
     std::vector<std::pair<int, int>> first_clients_;
     std::vector<Listener *> listeners_; // each frees itself when it has stopped
+    std::unordered_set<Introduction *> introductions_;
     std::unordered_map<uint64_t, Connection *> connections_; // by number
     std::unordered_map<const tsession_s *, Connection *> by_session_;
     std::deque<Connection *> fresh_; // have work to do, and had none for a while
     std::deque<Connection *> ring_;  // have more work to do
     int fresh_turns_ = 0;            // one after another
+    unsigned ended_ = 0;             // connections whose memory may be kept by the C library
     char buffer_[read_size] = {};    // of the connection that is being read
 
     std::mutex mutex_;

@@ -148,6 +148,7 @@ void interrupt_by_telnet(void *user, int32_t kind)
 {
     auto *s = static_cast<tsession_s *>(user);
     end_opening(s);
+    s->typed++;
     drop_type_ahead(s);
     begin_keyboard(s);
     interrupt(s, kind);

@@ -143,6 +143,7 @@ struct tsession_s {
     int32_t shown_offset;  // display_offset as drawn last
 
     // Input
+    uint64_t typed; // bytes so far
     varno::TelnetFront telnet;
     varno::Keyboard keyboard;
     bool is_in_character; // of several bytes, which cannot be typed

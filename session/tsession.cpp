@@ -638,6 +638,11 @@ void *tsession_user(const tsession_s *s)
     return s->user;
 }
 
+uint64_t tsession_typed(const tsession_s *s)
+{
+    return s->typed;
+}
+
 int32_t tsession_run_line(tsession_s *s, const char *line)
 {
     int32_t result = -1;

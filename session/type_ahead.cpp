@@ -134,6 +134,7 @@ void take_type_ahead(tsession_s *s)
 
 void add_type_ahead(tsession_s *s, const unsigned char *bytes, size_t count)
 {
+    s->typed += count;
     while (count > 0 && !s->is_closed) {
         TypeAhead &queue = s->type_ahead;
         const size_t part = make_room(queue, count);

@@ -805,6 +805,7 @@ const Row rows[] = {
     GIVES(never,   tsession_rows,         (w.s) == 24),
     GIVES(never,   tsession_terminal,     (w.s)),
     GIVES(never,   tsession_user,         (w.s) == &w),
+    GIVES(never,   tsession_typed,        (w.s) > 0),
     DOES (goes_on, tsession_history,      w.s, take_entry, nullptr),
     GIVES(refuses, tsession_history_add,  (w.s, "another") == 0),
     GIVES(never,   tsession_history_amend, (w.s, nullptr) == -1), // there is none

@@ -674,11 +674,13 @@ TEST(Telnetd, AFileIsShownBeforeTheFirstPrompt)
 {
     char path[] = "/tmp/varno-motd-XXXXXX";
     close(mkstemp(path));
-    std::ofstream(path) << std::string("Authorised users only\n\033[31mr\0d", 30);
+    std::ofstream(path) << std::string("Authorised users only\n\033[31mr\0d", 30)
+                        << "\nGr\u00fc\u00df Gott \u2013 \u6f22\u5b57 \U0001f600 \x9b";
     TelnetServer server({"--motd", path});
     unlink(path);
     TelnetClient client(server.port());
     EXPECT_TRUE(client.receives("Authorised users only\r\n?[31mr?d\r\n"));
+    EXPECT_TRUE(client.receives("Gr\u00fc\u00df Gott \u2013 \u6f22\u5b57 \U0001f600 ?\r\n"));
     EXPECT_TRUE(client.receives(prompt));
 }
 
@@ -963,7 +965,9 @@ TEST(TelnetdOptions, HelpAndVersionAreInTheUsualForm)
     EXPECT_EQ(help.status, 0);
     for (const char *option :
          {"--listen", "--port", "--threads", "--max-sessions", "--max-per-address",
-          "--idle-timeout", "--stall-timeout", "--backlog", "--motd", "--stdio", "--verbose"})
+          "--max-connect-rate", "--reserve", "--idle-timeout", "--session-timeout",
+          "--stall-timeout", "--backlog", "--proxy-from", "--user", "--motd", "--log", "--stdio",
+          "--verbose"})
         EXPECT_TRUE(has(help.text, "\n  " + std::string(option))) << option;
 }
 
@@ -981,7 +985,18 @@ TEST(TelnetdOptions, WhatCannotBeIsRefusedBeforeAnythingIsServed)
         {"--threads 0",                       "--threads: Value 0 not in range 1 to 256"},
         {"--max-sessions 0",                  "--max-sessions: Value 0 not in range"},
         {"--max-per-address 0",               "--max-per-address: Value 0 not in range"},
-        {"--idle-timeout -1",                 "--idle-timeout: Value -1 not in range"},
+        {"--idle-timeout -1",                 "--idle-timeout: -1 is no decimal number"},
+        {"--port 010",                        "--port: 010 is no decimal number"},
+        {"--port 0x10",                       "--port: 0x10 is no decimal number"},
+        {"--port ''",                         "--port:  is no decimal number"},
+        {"--port 0 --reserve 127.0.0.1",      "--reserve 127.0.0.1: no ADDRESS=N"},
+        {"--port 0 --reserve 127.0.0.1=010",  "--reserve 127.0.0.1=010: no ADDRESS=N"},
+        {"--port 0 --reserve localhost=1",    "--reserve localhost=1: no ADDRESS=N"},
+        {"--port 0 --reserve ::1=1001",       "--reserve ::1=1001: no ADDRESS=N"},
+        {"--port 0 --proxy-from localhost",   "--proxy-from localhost: no numeric address"},
+        {"--port 0 --log /nonexistent/log",   "/nonexistent/log: No such file or directory"},
+        {"--port 0 --user nobody-at-all",     "--user nobody-at-all: no such user"},
+        {"--port 0 --user root",              "--user root: its rights cannot be taken"},
         {"--idle-timeout 99999999999999999",  "--idle-timeout: "},
         {"--backlog 131071",                  "--backlog: Value 131071 not in range"},
         {"--listen localhost",                "localhost:2323: no numeric address"},

@@ -2,11 +2,14 @@
 
 #include "log.h"
 
+#include <varno/tsession.h>
+
 #include <algorithm>
 #include <climits>
 #include <memory>
 #include <mutex>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <spdlog/sinks/base_sink.h>
 #include <spdlog/sinks/syslog_sink.h>
@@ -14,13 +17,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include "../device/clean_text.h"
-
 namespace telnetd {
 namespace {
-
-constexpr char logger_name[] = "varno-telnetd";
-constexpr size_t longest_text = 200;
 
 // A pipe that polls as writable takes PIPE_BUF bytes at once. The descriptor itself
 // stays as it is: non-blocking mode would be that of whoever shares it.
@@ -51,18 +49,29 @@ class StandardError : public spdlog::sinks::base_sink<std::mutex> {
 void log_to_standard_error()
 {
     spdlog::set_default_logger(
-        std::make_shared<spdlog::logger>(logger_name, std::make_shared<StandardError>()));
+        std::make_shared<spdlog::logger>("", std::make_shared<StandardError>()));
+    spdlog::set_pattern("%Y-%m-%dT%H:%M:%S.%e%z %l: %v");
 }
 
 void log_to_syslog()
 {
     spdlog::set_default_logger(
-        spdlog::syslog_logger_mt("syslog", logger_name, LOG_PID, LOG_DAEMON));
+        spdlog::syslog_logger_mt("syslog", "varno-telnetd", LOG_PID, LOG_DAEMON));
 }
 
-std::string for_log(const std::string &text)
+bool log_to_file(const std::string &path)
 {
-    return device::cleaned(text.substr(0, longest_text));
+    const int file = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
+    const bool is_taken = file >= 0 && dup2(file, STDERR_FILENO) >= 0;
+    if (file >= 0)
+        close(file);
+    return is_taken;
+}
+
+std::string for_log(const char *text)
+{
+    char clean[200];
+    return tsession_clean(clean, sizeof(clean), text);
 }
 
 } // namespace telnetd

@@ -12,10 +12,15 @@
 #include <exception>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
+#include <grp.h>
+#include <pwd.h>
 #include <spdlog/spdlog.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "../device/device.h"
@@ -28,12 +33,14 @@ using telnetd::for_log;
 // What the command line sets.
 struct Settings {
     server_config_s server = SERVER_CONFIG_INIT;
-    std::string address = "127.0.0.1"; // to listen on, numeric
-    uint16_t port = 2323;              // 0: any that is free
-    bool is_stdio = false;             // one client on standard input and output instead
+    std::string address = "127.0.0.1";
+    uint16_t port = 0;
+    std::vector<std::string> reserved, proxies;
+    std::string user, motd_file, log_file;
+    bool is_stdio = false;
     bool is_verbose = false;
-    std::string motd_file;
-    std::string motd; // what is shown before the first prompt
+    std::mutex mutex; // of what is shown before the first prompt, which may change
+    std::string motd;
 };
 
 // Sessions
@@ -43,7 +50,7 @@ constexpr size_t most_reminders = 8;
 // A session's user pointer is its console, whose host this is.
 struct Client {
     device::Console console = {};
-    std::string name;
+    std::string name; // #1 192.0.2.1:40000
     int64_t came_at = device::now_ms();
     size_t reminders = 0;
 };
@@ -92,7 +99,7 @@ void take_event(tsession_s *s, void *, const tsession_event_s *event)
 int begin(server_s *server, void *settings, const server_client_s *who, tsession_config_s *session)
 {
     auto client = std::make_unique<Client>();
-    client->name = who->name;
+    client->name = fmt::format("#{} {}", who->number, who->name);
     client->console.host = client.get();
     session->prompt = "varno> ";
     session->graph = device::graph();
@@ -102,7 +109,7 @@ int begin(server_s *server, void *settings, const server_client_s *who, tsession
     server_figures_s figures = {};
     figures.size = sizeof(figures);
     server_get_figures(server, &figures);
-    spdlog::info("{} connected, {} of {} sessions", who->name, figures.sessions,
+    spdlog::info("{} connected, {} of {} sessions", client->name, figures.sessions,
                  static_cast<const Settings *>(settings)->server.max_sessions);
     static_cast<void>(client.release());
     return 0;
@@ -112,15 +119,17 @@ void ready(server_s *, void *settings, const server_client_s *who, tsession_s *s
 {
     console_of(s).session = s;
     device::attach(console_of(s), who->name);
-    tsession_write_clean(s, static_cast<const Settings *>(settings)->motd.c_str());
+    auto &shown = *static_cast<Settings *>(settings);
+    const std::lock_guard lock(shown.mutex);
+    tsession_write_clean(s, shown.motd.c_str());
 }
 
-void end(server_s *, void *, const server_client_s *who, void *console, const char *why)
+void end(server_s *, void *, const server_client_s *, void *console, const char *why)
 {
     device::detach(*static_cast<device::Console *>(console));
     const std::unique_ptr<const Client> client(
         static_cast<Client *>(static_cast<device::Console *>(console)->host));
-    spdlog::info("{} disconnected after {} s: {}", who->name,
+    spdlog::info("{} disconnected after {} s: {}", client->name,
                  (device::now_ms() - client->came_at) / 1000, why);
 }
 
@@ -131,11 +140,21 @@ void refuse(server_s *, void *, const server_client_s *who, const char *why, uns
 
 // Options
 
-template <typename Number>
-void declare_number(CLI::App &options, const char *name, Number &value, Number least, Number most,
-                    const std::string &help)
+// In other programs 010 is eight.
+std::string check_decimal(const std::string &text)
 {
+    const bool is_decimal = !text.empty() && text.find_first_not_of("0123456789") == text.npos &&
+                            (text.size() == 1 || text[0] != '0');
+    return is_decimal ? "" : text + " is no decimal number";
+}
+
+template <typename Number>
+void declare_number(CLI::App &options, const char *name, Number &value, Number by_default,
+                    Number least, Number most, const char *help)
+{
+    value = by_default;
     options.add_option(name, value, help)
+        ->check(CLI::Validator(check_decimal, ""))
         ->check(CLI::Range(least, most).description(""))
         ->type_name("N")
         ->capture_default_str();
@@ -143,61 +162,88 @@ void declare_number(CLI::App &options, const char *name, Number &value, Number l
 
 void declare(CLI::App &options, Settings &settings)
 {
+    const auto number = [&options](const char *name, uint32_t &value, uint32_t by_default,
+                                   uint32_t least, uint32_t most, const char *help) {
+        declare_number(options, name, value, by_default, least, most, help);
+    };
+    const auto text = [&options](const char *name, auto &value, const char *type,
+                                 const char *help) {
+        return options.add_option(name, value, help)->type_name(type)->allow_extra_args(false);
+    };
     server_config_s &server = settings.server;
-    server.threads = 1;
-    server.max_sessions = 1000;
-    server.max_per_address = 100;
-    server.idle_seconds = 600;
-    server.stall_seconds = 60;
-    server.backlog = 262144;
+    constexpr uint32_t many = 1000000, long_time = 10000000;
     options.name("varno-telnetd");
     options.set_version_flag("--version", "varno-telnetd " VARNO_TELNETD_VERSION);
-    options.add_option("--listen", settings.address, "Numeric address to listen on")
-        ->type_name("ADDRESS")
-        ->capture_default_str();
-    declare_number<uint16_t>(options, "--port", settings.port, 0, 65535,
-                             "TCP port; 0 is any that is free");
-    declare_number(options, "--threads", server.threads, 1U, 256U, "Threads that serve");
-    declare_number(options, "--max-sessions", server.max_sessions, 1U, 1000000U,
-                   "Sessions at once");
-    declare_number(options, "--max-per-address", server.max_per_address, 1U, 1000000U,
-                   "Sessions at once of an address, or of an IPv6 network of 64 bits");
-    declare_number(options, "--idle-timeout", server.idle_seconds, 0U, 10000000U,
-                   "Seconds without input that end a session; 0 is never");
-    declare_number(options, "--stall-timeout", server.stall_seconds, 1U, 10000000U,
-                   "Seconds after which a client that takes no output is dropped");
-    declare_number<size_t>(options, "--backlog", server.backlog, 131072, size_t{1} << 30,
-                           "Bytes of output that may wait for a client, 131072 or more; at a "
-                           "quarter its input and long outputs pause");
-    options.add_option("--motd", settings.motd_file, "File to show before the first prompt")
-        ->type_name("FILE");
+    // clang-format off
+    text("--listen", settings.address, "ADDRESS", "Numeric address to listen on")->capture_default_str();
+    declare_number<uint16_t>(options, "--port", settings.port, 2323, 0, 65535,
+           "TCP port; 0 is any that is free");
+    number("--threads",          server.threads,          1,    1, 256,       "Threads that serve");
+    number("--max-sessions",     server.max_sessions,     1000, 1, many,      "Sessions at once");
+    number("--max-per-address",  server.max_per_address,  100,  1, many,
+           "Sessions at once of an address, or of an IPv6 network of 64 bits");
+    number("--max-connect-rate", server.max_connect_rate, 0,    0, many,
+           "Clients of such an address that are let in within a minute; 0 is any number");
+    text("--reserve", settings.reserved, "ADDRESS=N",
+         "Sessions that are kept for an address whatever limit is reached; may be repeated");
+    number("--idle-timeout",     server.idle_seconds,     600,  0, long_time,
+           "Seconds without a key that end a session; 0 is never");
+    number("--session-timeout",  server.session_seconds,  0,    0, long_time,
+           "Seconds that a session may last; 0 is for ever");
+    number("--stall-timeout",    server.stall_seconds,    60,   1, long_time,
+           "Seconds after which a client that takes no output is dropped");
+    declare_number<size_t>(options, "--backlog", server.backlog, 262144, 131072, size_t{1} << 30,
+           "Bytes of output that may wait for a client, 131072 or more; at a quarter its input "
+           "and long outputs pause");
+    text("--proxy-from", settings.proxies, "ADDRESS",
+         "Whose connections begin with a PROXY header, version 2, of the client; may be repeated");
+    text("--user", settings.user, "NAME", "User to be once the port is open");
+    text("--motd", settings.motd_file, "FILE", "File to show before the first prompt");
+    text("--log", settings.log_file, "FILE", "File to log to instead of standard error");
+    // clang-format on
     options.add_flag("--stdio", settings.is_stdio,
                      "Serve one client on standard input and output, for inetd; log to syslog");
     options.add_flag("--verbose", settings.is_verbose, "Log more");
-    options.footer("SIGTERM, SIGINT and SIGHUP close all sessions in order and end the server; "
-                   "a second one\nends it at once.");
+    options.footer("Numbers are decimal. Sockets that systemd hands over are served instead of "
+                   "--listen and --port.\nSIGTERM and SIGINT close all sessions in order and end "
+                   "the server; a second one ends it at\nonce. SIGHUP, unless it is ignored, "
+                   "opens --log again and reads --motd again.");
 }
 
-// Shown to everybody who connects, so not without bound.
-bool read_motd(const std::string &path, std::string &out_text)
+// Shown to everybody who connects, so not without bound. Returns: false when it stays as
+// it is.
+bool read_motd(Settings &settings)
 {
     constexpr size_t most = 8192;
-    std::ifstream file(path);
-    out_text.resize(most + 1);
-    file.read(out_text.data(), most + 1);
-    out_text.resize(static_cast<size_t>(file.gcount()));
-    std::replace(out_text.begin(), out_text.end(), '\0', '?'); // where the text would end
-    if (!out_text.empty() && out_text.back() != '\n')
-        out_text += '\n';
-    if (file.eof())
+    if (settings.motd_file.empty())
         return true;
-    spdlog::critical("{} cannot be read, or has more than {} bytes", path, most);
+    std::ifstream file(settings.motd_file);
+    std::string text(most + 1, '\0');
+    file.read(text.data(), most + 1);
+    text.resize(static_cast<size_t>(file.gcount()));
+    std::replace(text.begin(), text.end(), '\0', '?'); // where the text would end
+    if (!text.empty() && text.back() != '\n')
+        text += '\n';
+    if (!file.eof()) {
+        spdlog::critical("{} cannot be read, or has more than {} bytes", settings.motd_file, most);
+        return false;
+    }
+    const std::lock_guard lock(settings.mutex);
+    settings.motd = text;
+    return true;
+}
+
+bool open_log(const Settings &settings)
+{
+    if (settings.log_file.empty() || telnetd::log_to_file(settings.log_file))
+        return true;
+    spdlog::critical("{}: {}", settings.log_file, std::strerror(errno));
     return false;
 }
 
 // Serving
 
-void on_signal(server_s *server, void *, int signum)
+void stop(server_s *server, void *, int signum)
 {
     static bool is_stopping = false;
     if (is_stopping) {
@@ -205,8 +251,27 @@ void on_signal(server_s *server, void *, int signum)
         std::_Exit(128 + signum);
     }
     is_stopping = true;
+    server_notify("STOPPING=1");
     spdlog::info("{}: closing all sessions", strsignal(signum));
     server_stop(server, "The server is going down");
+}
+
+void read_again(server_s *, void *user, int)
+{
+    auto &settings = *static_cast<Settings *>(user);
+    if (open_log(settings) && read_motd(settings))
+        spdlog::info("log and message are opened anew");
+}
+
+// Whoever has hang-ups ignored, as nohup does, means that.
+void take_signals(server_s *server)
+{
+    struct sigaction hangup = {};
+    sigaction(SIGHUP, nullptr, &hangup);
+    server_on_signal(server, SIGTERM, stop);
+    server_on_signal(server, SIGINT, stop);
+    if (hangup.sa_handler != SIG_IGN)
+        server_on_signal(server, SIGHUP, read_again);
 }
 
 server_config_s config_of(Settings &settings)
@@ -245,6 +310,13 @@ bool open_places(server_s *server, const Settings &settings)
 {
     if (settings.is_stdio)
         return serve_standard_input(server);
+    const int inherited = server_listen_inherited(server);
+    if (inherited < 0)
+        spdlog::critical("sockets that were handed over: {}", std::strerror(errno));
+    if (inherited > 0)
+        spdlog::info("listening on {} sockets that were handed over", inherited);
+    if (inherited != 0)
+        return inherited > 0;
     const bool has_colons = settings.address.find(':') != settings.address.npos;
     const std::string host = has_colons ? "[" + settings.address + "]" : settings.address;
     const int port = server_listen_tcp(server, settings.address.c_str(), settings.port);
@@ -260,12 +332,60 @@ bool open_places(server_s *server, const Settings &settings)
     return true;
 }
 
+// ADDRESS=N
+bool reserve(server_s *server, const std::string &text)
+{
+    const size_t equals = std::min(text.rfind('='), text.size());
+    const std::string count = text.substr(std::min(equals + 1, text.size()));
+    const bool is_number = check_decimal(count).empty() && count.size() < 8;
+    if (is_number && server_reserve(server, text.substr(0, equals).c_str(),
+                                    static_cast<uint32_t>(std::stoul(count))) == 0)
+        return true;
+    spdlog::critical("--reserve {}: no ADDRESS=N, an address again, or too many sessions", text);
+    return false;
+}
+
+bool apply_addresses(server_s *server, const Settings &settings)
+{
+    for (const std::string &address : settings.proxies) {
+        if (server_trust_proxy(server, address.c_str()) != 0) {
+            spdlog::critical("--proxy-from {}: no numeric address", address);
+            return false;
+        }
+    }
+    return std::all_of(settings.reserved.begin(), settings.reserved.end(),
+                       [=](const std::string &text) { return reserve(server, text); });
+}
+
+void count_descriptors(const server_config_s &config)
+{
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const uint64_t wanted = server_least_descriptors(config.threads) + config.max_sessions;
+    if (limit.rlim_cur < wanted)
+        spdlog::warn("{} sessions take {} descriptors, and there are {}: fewer will be let in",
+                     config.max_sessions, wanted, limit.rlim_cur);
+}
+
+// For good: what has been given up cannot be had again.
+bool become(const std::string &name)
+{
+    const passwd *user = getpwnam(name.c_str());
+    if (user && setgroups(0, nullptr) == 0 && setgid(user->pw_gid) == 0 &&
+        setuid(user->pw_uid) == 0 && user->pw_uid != 0 && setuid(0) != 0 && setgid(0) != 0)
+        return true;
+    spdlog::critical("--user {}: {}", name, user ? "its rights cannot be taken" : "no such user");
+    return false;
+}
+
 int run(server_s *server, const Settings &settings)
 {
-    for (const int signum : {SIGTERM, SIGINT, SIGHUP})
-        server_on_signal(server, signum, on_signal);
-    if (!open_places(server, settings))
+    take_signals(server);
+    count_descriptors(settings.server);
+    if (!apply_addresses(server, settings) || !open_places(server, settings) ||
+        (!settings.user.empty() && !become(settings.user)))
         return EXIT_FAILURE;
+    server_notify("READY=1");
     if (server_run(server) != 0) {
         spdlog::critical("{} threads: {}", settings.server.threads, std::strerror(errno));
         return EXIT_FAILURE;
@@ -279,7 +399,7 @@ int serve(Settings &settings)
 {
     if (settings.is_verbose)
         spdlog::set_level(spdlog::level::debug);
-    if (!settings.motd_file.empty() && !read_motd(settings.motd_file, settings.motd))
+    if (!open_log(settings) || !read_motd(settings))
         return EXIT_FAILURE;
     assert_set_handler(tsession_assertion_handler, nullptr);
     const server_config_s config = config_of(settings);

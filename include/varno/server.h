@@ -83,15 +83,17 @@ typedef void (*server_signal_fn)(server_s *server, void *user, int signum);
 
 /* How a server is to be. Start from SERVER_CONFIG_INIT: 0 is every member's default. */
 struct server_config_s {
-    size_t size;              /* of this record, as the caller knows it */
-    uint32_t threads;         /* that serve, 1 to 256; 0: 1 */
-    uint32_t max_sessions;    /* at once; 0: 1000 */
-    uint32_t max_per_address; /* of these; 0: as many as max_sessions */
-    uint32_t idle_seconds;    /* without input that end a session; 0: never */
-    uint32_t stall_seconds;   /* a client may leave all of its output; 0: 60 */
-    size_t backlog;           /* bytes of output that may wait for a client, 131072 or more;
+    size_t size;               /* of this record, as the caller knows it */
+    uint32_t threads;          /* that serve, 1 to 256; 0: 1 */
+    uint32_t max_sessions;     /* at once; 0: 1000 */
+    uint32_t max_per_address;  /* of these; 0: as many as max_sessions */
+    uint32_t max_connect_rate; /* clients of an address that are let in within a minute; 0: any */
+    uint32_t idle_seconds;     /* without a key that end a session; 0: never */
+    uint32_t session_seconds;  /* that a session may last; 0: for ever */
+    uint32_t stall_seconds;    /* a client may leave all of its output; 0: 60 */
+    size_t backlog;            /* bytes of output that may wait for a client, 131072 or more;
                                 at a quarter its input and long outputs pause; 0: 262144 */
-    void *user;               /* handed to every callback */
+    void *user;                /* handed to every callback */
     server_begin_fn begin;
     server_ready_fn ready;
     server_end_fn end;
@@ -103,7 +105,8 @@ struct server_config_s {
 
 #define SERVER_CONFIG_INIT                                                                         \
     {                                                                                              \
-        sizeof(server_config_s), 0, 0, 0, 0, 0, 0, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL  \
+        sizeof(server_config_s), 0, 0, 0, 0, 0, 0, 0, 0, NULL, NULL, NULL, NULL, NULL, NULL, NULL, \
+            NULL                                                                                   \
     }
 
 /* What a server has done since it was made. */
@@ -145,9 +148,33 @@ VARNO_API int server_listen_unix(server_s *server, const char *path, uint32_t mo
 /* Takes over a socket that listens already. Returns: 0; -1 with errno: it stays open. */
 VARNO_API int server_listen_fd(server_s *server, int fd);
 
+/* Takes over what a service manager has opened for this process (LISTEN_FDS and LISTEN_PID
+ * of its environment, which are removed): sockets that listen, and connected ones, which
+ * are served.
+ * Returns: how many; 0 when there are none; -1 with errno. */
+VARNO_API int server_listen_inherited(server_s *server);
+
 /* Serves one client on these descriptors, sockets or pipes, which may be one, and takes
  * them over. Returns: 0; -1 with errno: they stay open. */
 VARNO_API int server_serve(server_s *server, int input, int output);
+
+/* Keeps sessions for an address, numeric or "local": so many are let in from there
+ * whatever limit is reached, and nobody else gets the last of max_sessions. An IPv6
+ * address stands for its network of 64 bits. Before server_run.
+ * Returns: 0; -1 with errno EINVAL for another text, an address that has its share, and
+ *          where so many are not left, or ENOMEM. */
+VARNO_API int server_reserve(server_s *server, const char *address, uint32_t sessions);
+
+/* Trusts a balancer at an address, numeric or "local": each of its connections has to begin
+ * with the PROXY protocol's header, version 2, within five seconds, and counts as a client of
+ * the address in it. Anyone who can connect from there can claim any address. Before
+ * server_run.
+ * Returns: 0; -1 with errno EINVAL for another text, or ENOMEM. */
+VARNO_API int server_trust_proxy(server_s *server, const char *address);
+
+/* Tells the service manager how the process is: "READY=1", "STOPPING=1" (sd_notify(3)).
+ * Returns: 1; 0 when nobody wants to know (NOTIFY_SOCKET); -1 with errno. */
+VARNO_API int server_notify(const char *state);
 
 /* Has a callback run for a signal; before server_run. Returns: 0; -1 with errno. */
 VARNO_API int server_on_signal(server_s *server, int signum, server_signal_fn act);

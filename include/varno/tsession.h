@@ -310,6 +310,10 @@ VARNO_API int32_t tsession_rows(const tsession_s *s);
 VARNO_API const char *tsession_terminal(const tsession_s *s);
 VARNO_API void *tsession_user(const tsession_s *s);
 
+/* Returns: how many bytes have been typed so far. Telnet's own commands are none, but for
+ *          its interrupts: what keeps a connection alive is no person at work. */
+VARNO_API uint64_t tsession_typed(const tsession_s *s);
+
 /* Runs a line as if it had been typed, also in a session that never started, and inside
  * a line callback: what is wrong with it is written, what begins with "!" or "#" is a
  * comment where there is a graph. It is not remembered. A long output that it begins goes
