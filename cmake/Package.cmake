@@ -83,3 +83,8 @@ foreach(program IN ITEMS varno-tty varno-telnetd)
         install(TARGETS ${program})
     endif()
 endforeach()
+
+if(TARGET varno-telnetd)
+    get_target_property(units varno-telnetd VARNO_UNITS)
+    install(DIRECTORY ${units}/ DESTINATION lib/systemd/system)
+endif()

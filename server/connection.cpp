@@ -430,9 +430,9 @@ void Connection::tear_down()
         uv_close(&input_.handle, on_closed);
     if (other_output_ && other_output_->handle.type != UV_UNKNOWN_HANDLE)
         uv_close(&other_output_->handle, on_closed);
+    worker_.server().limits.leave(peer_.address);
     if (is_let_in_ && config_.end)
         config_.end(&worker_.server(), config_.user, &info_, session_user_, reason_);
-    worker_.server().limits.leave(peer_.address);
     worker_.forget(*this);
 }
 
