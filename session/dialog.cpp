@@ -23,7 +23,7 @@ constexpr size_t page_bytes = output_capacity / 2;
 
 int32_t page_rows(const tsession_s *s)
 {
-    return s->is_paged ? s->rows - 1 : INT32_MAX;
+    return s->is_paged && s->transport != TSESSION_BATCH ? s->rows - 1 : INT32_MAX;
 }
 
 int call_producer(tsession_s *s, const Pager &begun, int is_cancelled)
@@ -82,8 +82,8 @@ bool produce(tsession_s *s)
 void end_question(tsession_s *s, bool is_answered, mkey_t key)
 {
     const bool is_entered = is_answered && (key == VIRTKEY_RETURN || key == VIRTKEY_ENTER);
-    const bool has_row = s->out && !s->is_ended; // else a callback that fails would be asked
-                                                 // without an end
+    // At the end no row is left: drawing it could fail, and end the question once more.
+    const bool has_row = s->out && !s->is_ended;
     if (has_row && is_entered)
         leave_entered_row(s);
     else if (has_row)
@@ -160,6 +160,8 @@ void take_from_answer(tsession_s *s)
 
 void edit_answer(tsession_s *s, mkey_t key)
 {
+    if (does_client_echo(s) && !is_answer_character(key))
+        hide_row(s); // only the client knows what it has made of the key
     if (key == VIRTKEY_DELETE || key == ctrl_h || key == VIRTKEY_BACKSPACE) {
         take_from_answer(s);
     } else if (key == ctrl_u) {
@@ -174,20 +176,20 @@ void edit_answer(tsession_s *s, mkey_t key)
     }
 }
 
-// The text stands after the record.
+// The text stands after the record, in the same block.
 int begin_question(tsession_s *s, Mode mode, const char *text, const Question &kind)
 {
-    if (s->mode != Mode::line || s->is_closed)
+    if (s->mode != Mode::line || s->is_closed || s->transport == TSESSION_BATCH)
         return -1;
     const size_t capacity = std::strlen(text ? text : "") + 1;
-    auto *question =
-        static_cast<Question *>(tracked_malloc(sizeof(Question) + capacity, question_tag));
-    if (!question)
+    void *block = tracked_malloc(sizeof(Question) + capacity, question_tag);
+    if (!block)
         return -1;
     hide_row(s);
     s->nheld = 0;
+    auto *question = static_cast<Question *>(block);
     *question = kind;
-    question->text = reinterpret_cast<char *>(question + 1);
+    question->text = static_cast<char *>(block) + sizeof(Question);
     clean_row(question->text, capacity, text ? text : "");
     s->question = question;
     s->mode = mode;

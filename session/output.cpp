@@ -209,6 +209,12 @@ void emit_blanks(tsession_s *s, int32_t count)
     }
 }
 
+// What reads a batch's output is a file or another program.
+const char *line_end(const tsession_s *s)
+{
+    return s->transport == TSESSION_BATCH ? "\n" : "\r\n";
+}
+
 // The formats that a redraw consists of; formatting each by the C library would cost more
 // than all the rest of a redraw. The editor's text has no byte that telnet escapes.
 // Anything else is short: a row of the editor is the longest text that it prints.
@@ -250,7 +256,7 @@ void write_text(tsession_s *s, const char *bytes, size_t count)
         advance(s, bytes, run);
         if (!feed)
             return;
-        emit(s, "\r\n");
+        emit(s, line_end(s));
         take_row(s);
         s->column = 0;
         bytes += run + 1;

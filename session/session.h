@@ -34,6 +34,10 @@ enum class Mode : uint8_t {
     search,       // the history
 };
 
+// What a client that echoes (RFC 857) has shown on the row since the session drew it:
+// nothing, text as the line has it, or what only the client knows.
+enum class Echoed : uint8_t { nothing, text, unknown };
+
 // A control sequence in a command's output takes no column.
 enum class Escape : uint8_t { none, begun, csi };
 
@@ -129,7 +133,8 @@ struct tsession_s {
     const varno::TerminalType *type;
     bool is_type_told; // by the client; the first known name stays
     bool is_paste_on;
-    bool is_row_shown;     // the last row shows what the mode wants, up to edits
+    bool is_row_shown; // the last row shows what the mode wants, up to edits
+    varno::Echoed echoed;
     bool is_after_newline; // nothing was sent since
     varno::Escape escape;  // what the output is in the middle of
     int32_t columns;
@@ -175,6 +180,7 @@ namespace varno {
 void emit(tsession_s *s, const char *bytes, size_t count);
 void emit(tsession_s *s, const char *text);
 void emit_blanks(tsession_s *s, int32_t count);
+const char *line_end(const tsession_s *s);
 void deliver(tsession_s *s);
 // The transaction's buffer: taken at its beginning, given back at its end.
 void take_buffer(tsession_s *s);

@@ -111,9 +111,9 @@ void end_by_fault(tsession_s *s, const Fault &fault)
         return;
     s->is_closed = true;
     s->is_ended = true;
-    emit(s, s->is_row_shown || s->column > 0 ? "\r\n" : "");
+    emit(s, s->is_row_shown || s->column > 0 ? line_end(s) : "");
     emit(s, text_of(s, &tsession_texts_s::fault));
-    emit(s, "\r\n");
+    emit(s, line_end(s));
     send_paste_off(s);
     s->is_row_shown = false;
     s->column = 0;
@@ -272,7 +272,7 @@ bool read_config(tsession_config_s *out, const tsession_config_s *config)
             return false;
     }
     const bool is_transport_known =
-        out->transport == TSESSION_PLAIN || out->transport == TSESSION_TELNET;
+        out->transport >= TSESSION_PLAIN && out->transport <= TSESSION_BATCH;
     return out->size >= sizeof(out->size) && is_transport_known && out->columns >= 0 &&
            out->rows >= 0 && out->history_limit >= -1 && out->escape_wait_ms >= 0 &&
            (!out->texts || out->texts->size == sizeof(tsession_texts_s));
@@ -416,7 +416,7 @@ void tsession_free(tsession_s *s)
 
 void tsession_start(tsession_s *s)
 {
-    if (s->is_started || s->is_closed)
+    if (s->is_started || s->is_closed || s->transport == TSESSION_BATCH)
         return;
     transact(s, [s] {
         s->is_started = true;

@@ -547,6 +547,29 @@ TEST_F(Session, ALineOfTheHostsRunsAsIfTyped)
     tsession_free(s);
 }
 
+TEST_F(Session, ABatchIsTextForFilesAndPrograms)
+{
+    SessionHost host(config_of(TSESSION_BATCH));
+    host.input("show version\r");
+    EXPECT_EQ(host.take_sent(), "") << "it has no terminal to start or to read";
+    EXPECT_EQ(tsession_run_line(host.session(), "show version"), CLI_ASSIST_OK);
+    EXPECT_EQ(host.take_sent(), "version 1\n");
+    EXPECT_EQ(tsession_run_line(host.session(), "nonsense"), CLI_ASSIST_UNKNOWN);
+    EXPECT_EQ(host.take_sent().find("  nonsense\n  ^\n% unknown word\n"), 0u);
+
+    host.long_rows = 10000;
+    EXPECT_EQ(tsession_run_line(host.session(), "show long"), CLI_ASSIST_OK);
+    host.work();
+    const std::string rows = host.take_sent();
+    EXPECT_EQ(std::count(rows.begin(), rows.end(), '\n'), host.long_rows);
+    EXPECT_EQ(rows.find_first_of("\r\033"), rows.npos);
+
+    EXPECT_EQ(tsession_ask(host.session(), "Name: ", 0, nullptr, nullptr), -1);
+    EXPECT_EQ(tsession_ask_key(host.session(), "Sure? ", nullptr, nullptr), -1);
+    tsession_config_s unknown = config_of(TSESSION_BATCH + 1);
+    EXPECT_EQ(tsession_create(&unknown), nullptr);
+}
+
 TEST_F(Session, ItsTextsCanBeSet)
 {
     tsession_texts_s texts = {};

@@ -58,8 +58,11 @@ typedef struct cli_assist_filter_s cli_assist_filter_s;
 
 /* What the bytes are. */
 enum {
-    TSESSION_PLAIN = 0, /* a terminal's own bytes */
-    TSESSION_TELNET = 1 /* a telnet client's (RFC 854) */
+    TSESSION_PLAIN = 0,  /* a terminal's own bytes */
+    TSESSION_TELNET = 1, /* a telnet client's (RFC 854) */
+    TSESSION_BATCH = 2   /* none come, and nobody reads along: lines are run by tsession_run_line,
+                          tsession_start does nothing, output lines end with a line feed alone,
+                          nothing is paged, and no question is asked */
 };
 
 /* What may be told of a session. Later versions may tell more: ignore what you do not
@@ -140,7 +143,7 @@ struct tsession_texts_s {
  * default. */
 struct tsession_config_s {
     size_t size;               /* sizeof(tsession_config_s) of the program's header */
-    int32_t transport;         /* TSESSION_PLAIN or TSESSION_TELNET */
+    int32_t transport;         /* TSESSION_PLAIN, TSESSION_TELNET or TSESSION_BATCH */
     const char *terminal_type; /* NULL, or one that is not known: vt100 */
     int32_t columns, rows;     /* of the terminal; 0: unknown, 80 and 24; clamped to 10..256
                                   columns and 2..512 rows */
@@ -227,7 +230,7 @@ VARNO_API int32_t tsession_wait(const tsession_s *s);
  * the ESC key, and the first prompt is drawn. */
 VARNO_API void tsession_time_out(tsession_s *s);
 
-/* Output. A line feed is sent as CR LF. Inside a line callback or a producer it is
+/* Output. A line feed is sent as CR LF but in a batch. Inside a line callback or a producer it is
  * the command's output; at any other time a message: it appears on rows of its own
  * above the line being edited, which is then drawn again intact. */
 
@@ -277,7 +280,7 @@ VARNO_API int tsession_has_more(const tsession_s *s);
  * shown if is_secret is not 0. Backspace, Ctrl-U, Enter and Ctrl-C work. A longer answer
  * is refused, and asked for again. A question wider than the screen takes several rows.
  * Returns: 0; -1 when a question or a long output runs already, or closed, or without
- *          memory. */
+ *          memory, and in a batch. */
 VARNO_API int tsession_ask(tsession_s *s, const char *question, int is_secret,
                            tsession_answer_fn answer, void *ctx);
 
