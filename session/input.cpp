@@ -18,6 +18,18 @@ bool is_end_of_input(const tsession_s *s, mkey_t key)
     return key == ctrl_d && s->nheld == 0 && s->prompt->ps.buf_used == 0;
 }
 
+// A client that echoes shows text at the end of the line as the session would.
+void note_echo(tsession_s *s, const mkey_t *keys, size_t count)
+{
+    const pstate &ps = s->prompt->ps;
+    const auto is_shown = [](mkey_t key) { return key >= ' ' && key < 127; };
+    const bool is_in_line = ps.cursor_location == ps.buf_used && !prompt_is_full(s->prompt);
+    if (!is_in_line || !std::all_of(keys, keys + count, is_shown))
+        s->echoed = Echoed::unknown;
+    else if (s->echoed == Echoed::nothing)
+        s->echoed = Echoed::text;
+}
+
 // Hands a run of keys to the editor after those it held back. Returns how many of
 // the new ones it has taken: those up to the end of the first command, or all.
 size_t edit(tsession_s *s, const mkey_t *keys, size_t count)
@@ -31,6 +43,8 @@ size_t edit(tsession_s *s, const mkey_t *keys, size_t count)
     s->nheld = 0;
     if (run[0] != tab) // a Tab further on is not right after one before, wherever input is cut
         s->edit_count++;
+    if (does_client_echo(s))
+        note_echo(s, keys, taken);
     const int used = prompt_consume(s->prompt, run, len);
     if (s->prompt->ps.buf_used == 0)
         s->is_overlong = false;
@@ -67,6 +81,8 @@ void insert_pasted(void *user, const unsigned char *bytes, size_t count)
 {
     auto *s = static_cast<tsession_s *>(user);
     s->nheld = 0;
+    if (does_client_echo(s))
+        s->echoed = Echoed::unknown; // with the marks of the paste
     if (s->mode == Mode::pager || s->mode == Mode::key_question)
         cancel_dialog(s);
     for (size_t i = 0; i < count; i++) {

@@ -19,8 +19,11 @@ namespace {
 // A question's text leaves at least so many columns for the answer.
 constexpr int32_t least_answer_columns = 8;
 
+// What a client has shown by itself may be anywhere on the row.
 int32_t shown_columns(tsession_s *s)
 {
+    if (s->echoed != Echoed::nothing || does_client_echo(s))
+        return s->columns;
     return s->mode == Mode::line ? prompt_active_model(s->prompt)->buf_len : s->row_len;
 }
 
@@ -44,8 +47,11 @@ bool lacks_its_tail(const prompt_model_s &before, const prompt_model_s &now)
 void draw_line(tsession_s *s)
 {
     prompt_s *p = s->prompt;
-    if (s->is_row_shown && does_client_echo(s))
+    if (s->is_row_shown && s->echoed == Echoed::text && does_client_echo(s))
         return;
+    if (s->is_row_shown && s->echoed != Echoed::nothing)
+        hide_row(s); // the editor does not know what the row shows
+    s->echoed = Echoed::nothing;
     if (!s->is_row_shown)
         prompt_finish_output(p);
     settle_scroll(s);

@@ -128,7 +128,7 @@ HEX ff fe 01
 INPUT "show ver"
   sent ""
 INPUT <bs>
-  sent ""
+  row "> show ve|"
 INPUT "r"<cr>
   line show ver
   sent "version 1<cr><lf>> "
@@ -152,13 +152,74 @@ SESSION telnet 80 vt100
 HEX ff fe 01
 INPUT "show"
 WRITE "news<lf>"
-  sent "<cr>  <cr>news<cr><lf>> show"
+  above "news"
+  row "> show|"
 INPUT " ver"<cr>
   line show ver
+
+! a message shorter than what the client has shown leaves nothing of it
+SESSION telnet 80 vt100
+HEX ff fe 01
+CLIENT "show version"
+INPUT "show version"
+  sent ""
+WRITE "x<lf>"
+  above "x"
+  row "> show version|"
+
+! what a client that echoes cannot have shown is drawn
+SESSION telnet 80 vt100
+HEX ff fe 01
+CLIENT "show vx"
+INPUT "show vx"
+  sent ""
+CLIENT "<bs> <bs>"
+INPUT <bs>
+  row "> show v|"
+CLIENT "        "
+INPUT <tab>
+  row "> show version |"
+CLIENT "ab"
+INPUT "ab"
+  sent ""
+  row "> show version ab|"
+CLIENT "^U"
+INPUT <c-u>
+  row "> |"
+
+! where the line goes on in its middle, all of it is drawn
+SESSION telnet 80 vt100
+HEX ff fe 01
+CLIENT "show ver"
+INPUT "show ver"
+CLIENT "^[[D"
+INPUT <left>
+  row "> show ve|r"
+CLIENT "x"
+INPUT "x"
+  row "> show vex|r"
+
+! an answer that is mended is drawn for a client that echoes
+SESSION telnet 80 vt100
+HEX ff fe 01
+INPUT "name"<cr>
+  line name
+CLIENT "Anx"
+INPUT "Anx"
+  sent ""
+CLIENT "^H"
+INPUT <bs>
+  row "Name?: An|"
+CLIENT "n"
+INPUT "n"
+  sent ""
+INPUT <cr>
+  answer Ann
 
 ! a client that asks for our echo later has it
 SESSION telnet 80 vt100
 HEX ff fe 01
+CLIENT "a"
 INPUT "a"
   sent ""
 HEX ff fd 01

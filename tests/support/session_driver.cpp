@@ -50,6 +50,8 @@ class SessionDriver : public ScriptDriver {
             open(words_of(rest));
         else if (verb == "WRITE")
             write(bytes_of(rest));
+        else if (verb == "CLIENT") // shows by itself
+            host_->terminal().feed(bytes_of(rest));
         else if (verb == "TIMEOUT")
             tsession_time_out(session());
         else if (verb == "RESIZE")
