@@ -63,24 +63,35 @@ bool takes_keys(const tsession_s *s)
     return s->is_writable && !s->is_in_command && !is_resting(s);
 }
 
+bool can_take(const tsession_s *s)
+{
+    return takes_keys(s) && !s->is_turn_over && !s->is_closed;
+}
+
 bool is_text(unsigned char byte)
 {
     return byte >= ' ' && byte != 127 && byte != '?';
 }
 
-// Takes from the queue what may be done without a look at the session in between: text
-// for the line, or one byte. "?" lists choices, controls may do anything.
+// How many bytes are text for the line, which is typed without a look at the session in
+// between: "?" lists choices, controls and what follows an ESC may do anything.
+size_t text_at(const tsession_s *s, const unsigned char *bytes, size_t count)
+{
+    size_t run = 0;
+    if (s->mode == Mode::line && !s->keyboard.is_pending() && s->nheld == 0) {
+        while (run < count && is_text(bytes[run]))
+            run++;
+    }
+    return run;
+}
+
+// Takes from the queue what can be done at once: text, or one byte.
 size_t next_bytes(tsession_s *s, unsigned char *bytes, size_t capacity)
 {
     TypeAhead &queue = s->type_ahead;
     const unsigned char *from = queue.bytes + queue.begin;
     const size_t most = std::min(queue.count, capacity);
-    size_t count = 0;
-    if (s->mode == Mode::line && !s->keyboard.is_pending()) {
-        while (count < most && is_text(from[count]))
-            count++;
-    }
-    count = std::max<size_t>(count, 1);
+    const size_t count = std::max<size_t>(text_at(s, from, most), 1);
     std::copy_n(from, count, bytes);
     queue.begin += count;
     queue.count -= count;
@@ -120,7 +131,7 @@ void take_type_ahead(tsession_s *s)
     if (s->is_taking)
         return;
     s->is_taking = true;
-    while (queue.count > 0 && takes_keys(s) && !s->is_turn_over && !s->is_closed) {
+    while (queue.count > 0 && can_take(s)) {
         unsigned char bytes[256];
         const size_t count = next_bytes(s, bytes, std::size(bytes));
         s->keyboard.consume(bytes, count);
@@ -132,9 +143,18 @@ void take_type_ahead(tsession_s *s)
         forget(queue);
 }
 
+// Text that nothing waits before is typed from where it is. No callback runs meanwhile, so
+// nothing else can come between it and the rest.
 void add_type_ahead(tsession_s *s, const unsigned char *bytes, size_t count)
 {
     s->typed += count;
+    if (!has_type_ahead(s) && !s->is_taking && can_take(s)) {
+        const size_t text = text_at(s, bytes, count);
+        if (text > 0)
+            s->keyboard.consume(bytes, text);
+        bytes += text;
+        count -= text;
+    }
     while (count > 0 && !s->is_closed) {
         TypeAhead &queue = s->type_ahead;
         const size_t part = make_room(queue, count);
