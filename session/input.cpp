@@ -24,10 +24,9 @@ void note_echo(tsession_s *s, const mkey_t *keys, size_t count)
     const pstate &ps = s->prompt->ps;
     const auto is_shown = [](mkey_t key) { return key >= ' ' && key < 127; };
     const bool is_in_line = ps.cursor_location == ps.buf_used && !prompt_is_full(s->prompt);
-    if (!is_in_line || !std::all_of(keys, keys + count, is_shown))
-        s->echoed = Echoed::unknown;
-    else if (s->echoed == Echoed::nothing)
-        s->echoed = Echoed::text;
+    const bool was_known = s->echoed == Echoed::nothing || s->echoed == Echoed::text;
+    const bool is_known = was_known && is_in_line && std::all_of(keys, keys + count, is_shown);
+    s->echoed = is_known ? Echoed::text : Echoed::unknown;
 }
 
 // Hands a run of keys to the editor after those it held back. Returns how many of

@@ -27,16 +27,6 @@ int32_t shown_columns(tsession_s *s)
     return s->mode == Mode::line ? prompt_active_model(s->prompt)->buf_len : s->row_len;
 }
 
-// A line that got short enough shows whole; the editor scrolls back only for a cursor
-// that is hidden, and might leave all of it hidden at the left.
-void scroll_back_if_it_fits(prompt_s *p)
-{
-    if (p->display_offset > 0 && p->ps.buf_used < p->width - 1 - p->disp.normal_len) {
-        p->display_offset = 0;
-        prompt_set_dirty(p);
-    }
-}
-
 // A row that has only grown is written up to the cursor; the rest of it is missing.
 bool lacks_its_tail(const prompt_model_s &before, const prompt_model_s &now)
 {
@@ -47,11 +37,15 @@ bool lacks_its_tail(const prompt_model_s &before, const prompt_model_s &now)
 void draw_line(tsession_s *s)
 {
     prompt_s *p = s->prompt;
-    if (s->is_row_shown && s->echoed == Echoed::text && does_client_echo(s))
+    const bool is_client_echoing = does_client_echo(s);
+    if (s->is_row_shown && is_client_echoing && s->echoed != Echoed::unknown)
         return;
-    if (s->is_row_shown && s->echoed != Echoed::nothing)
+    if (s->is_row_shown && (s->echoed == Echoed::text || s->echoed == Echoed::unknown))
         hide_row(s); // the editor does not know what the row shows
-    s->echoed = Echoed::nothing;
+    if (!is_client_echoing)
+        s->echoed = Echoed::nothing;
+    else if (s->echoed == Echoed::unknown)
+        s->echoed = Echoed::mended;
     if (!s->is_row_shown)
         prompt_finish_output(p);
     settle_scroll(s);
@@ -154,12 +148,18 @@ bool can_erase(const tsession_s *s)
 // The left guard that appears with a scroll takes a column that the scroll has won:
 // then one scroll asks for another, which the redraw does not allow for. Forward a step at
 // a time, as one key after the other does: a scroll over a whole run goes a step too far,
-// since it reckons with a right guard that is then not there.
+// since it reckons with a right guard that is then not there. A line that fits shows
+// whole; the editor scrolls back only for a cursor that is hidden, and might leave all of
+// a line that got short hidden at the left.
 void settle_scroll(tsession_s *s)
 {
     constexpr int most_tries = 256; // no line has more steps
     prompt_s *p = s->prompt;
-    scroll_back_if_it_fits(p);
+    if (p->ps.buf_used < p->width - 1 - p->disp.normal_len) {
+        if (std::exchange(p->display_offset, 0) > 0)
+            prompt_set_dirty(p);
+        return;
+    }
     prompt_model_s scratch; // for its geometry; nothing is rendered
     for (int tries = 0; tries < most_tries; tries++) {
         scratch.margin_right = 0;
@@ -256,6 +256,7 @@ void leave_entered_row(tsession_s *s)
         return end_row(s);
     }
     s->is_row_shown = false;
+    s->echoed = Echoed::nothing;
     s->column = 0;
     s->is_after_newline = true;
 }
@@ -271,6 +272,7 @@ bool does_client_echo(const tsession_s *s)
 void end_row(tsession_s *s)
 {
     s->is_row_shown = false;
+    s->echoed = Echoed::nothing;
     s->column = 0;
     emit(s, "\r\n");
 }

@@ -34,9 +34,15 @@ enum class Mode : uint8_t {
     search,       // the history
 };
 
-// What a client that echoes (RFC 857) has shown on the row since the session drew it:
-// nothing, text as the line has it, or what only the client knows.
-enum class Echoed : uint8_t { nothing, text, unknown };
+// What a client that echoes (RFC 857) has shown on the row by itself. After a key whose echo
+// only the client knows, the row is drawn whole after each key up to its end: the client may
+// have shown more by now than has arrived here.
+enum class Echoed : uint8_t {
+    nothing,
+    text,    // as the line has it: nothing to draw
+    unknown, // to be drawn over
+    mended,  // which was done
+};
 
 // A control sequence in a command's output takes no column.
 enum class Escape : uint8_t { none, begun, csi };

@@ -123,6 +123,7 @@ PROMPT "> "
   sent ""
 
 ! a client that echoes shows what is typed by itself
+cuts differ: what the client shows is not on this terminal, and a redraw of it may be
 SESSION telnet 80 vt100
 HEX ff fe 01
 INPUT "show ver"
@@ -146,6 +147,24 @@ INPUT "Ann"
   sent ""
 INPUT <cr>
   answer Ann
+
+! text that a client has shown before a redraw arrives is on the row all the same
+SESSION telnet 80 vt100
+HEX ff fe 01
+CLIENT "shox<bs>w ver"
+INPUT "shox"
+  sent ""
+INPUT <bs>
+  row "> sho|"
+INPUT "w ver"
+  row "> show ver|"
+HEX ff f1
+  sent ""
+INPUT <cr>
+  line show ver
+  sent "version 1<cr><lf>> "
+INPUT "s"
+  sent ""
 
 ! a message to a client that echoes leaves the line that is typed
 SESSION telnet 80 vt100
@@ -181,7 +200,6 @@ INPUT <tab>
   row "> show version |"
 CLIENT "ab"
 INPUT "ab"
-  sent ""
   row "> show version ab|"
 CLIENT "^U"
 INPUT <c-u>
