@@ -239,7 +239,11 @@ void SessionPlay::after_call(size_t bytes_in)
     const bool fits = is_wide_ || s->columns == columns_;
     columns_ = fits ? columns_ : 0; // once rows have wrapped they stay so
     is_screen_comparable_ &= s->prompt->display_offset == 0 && fits;
-    if (!is_without_memory_ && fits)
+    // What a client shows by itself is not on this terminal.
+    has_echoed_ |= s->transport == TSESSION_TELNET && s->is_started &&
+                   s->telnet.us(varno::option_echo) == varno::OptionState::no;
+    is_screen_comparable_ &= !has_echoed_;
+    if (!is_without_memory_ && !has_echoed_ && fits)
         check_row(s, host_->terminal());
 }
 

@@ -55,6 +55,7 @@ class SessionPlay {
     bool is_writable_ = true;
     bool is_without_memory_ = false;
     bool is_screen_comparable_ = true;
+    bool has_echoed_ = false; // the client
     bool are_events_comparable_ = true;
     int produced_ = 0;
     int producing_ = 0; // long outputs that have begun and not ended

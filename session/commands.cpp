@@ -39,6 +39,7 @@ bool is_in_quotes(const pstate *ps)
     return cli_assist_in_quotes(ps->buf, ps->cursor_location) != 0;
 }
 
+// Where a "?" is text it is typed: in quotes, and where no graph has choices.
 int expand_token(prompt_s *p, pstate *ps, const char *, void *, void *)
 {
     tsession_s *s = session_of(p);
@@ -74,12 +75,15 @@ int complete_token(prompt_s *p, pstate *ps, const char *, void *, void *)
     return 0;
 }
 
+// The line is run inside of the editor's own call, which takes no key after it: what was
+// typed ahead belongs to whatever the line begins.
 int execute(prompt_s *p, pstate *, const char *, void *, void *)
 {
     run_typed_line(session_of(p));
     return 0;
 }
 
+// The default key map binds the blank to it, for hosts that look at each word as it ends.
 int accept_token(prompt_s *p, pstate *, const char *, void *, void *)
 {
     insert_character(session_of(p), ' ');
@@ -137,6 +141,7 @@ int or_ring(prompt_s *p, pstate *ps, const char *invoked, void *ctx, void *argum
     return 0;
 }
 
+// Without memory for it the text is deleted all the same, and an older one comes back.
 void keep_killed(tsession_s *s, const pstate &before, int32_t from)
 {
     const int32_t len = before.buf_used - s->prompt->ps.buf_used;
@@ -184,6 +189,7 @@ int delete_word_back(prompt_s *p, pstate *ps, const char *, void *, void *)
     return 0;
 }
 
+// All of it or nothing: half a line would be another one.
 int yank(prompt_s *p, pstate *ps, const char *, void *, void *)
 {
     tsession_s *s = session_of(p);
@@ -224,6 +230,7 @@ int history_older(prompt_s *p, pstate *, const char *, void *, void *)
     return 0;
 }
 
+// After the newest line comes what was being typed before the first Up.
 int history_newer(prompt_s *p, pstate *, const char *, void *, void *)
 {
     tsession_s *s = session_of(p);
@@ -289,6 +296,7 @@ void say_unmatched(tsession_s *s, const pstate *ps, const char *quote)
     say(s, text);
 }
 
+// A command that is run by its name has no binding, and so no argument of one.
 void run_by_name(tsession_s *s, const char *name)
 {
     prompt_s *p = s->prompt;
@@ -322,6 +330,8 @@ int invoke(prompt_s *p, pstate *ps, const char *, void *, void *)
     return 0;
 }
 
+// The line comes back as it was, but the screen has changed: the row is drawn anew whatever
+// its flags were.
 int execute_and_restore(prompt_s *p, pstate *ps, const char *invoked, void *, void *argument)
 {
     pstate saved;
@@ -396,6 +406,7 @@ constexpr prompt_keymap_s session_keys[] = {
 };
 // clang-format on
 
+// A name can be bound once: of two routines for it, the session's is bound.
 bool is_replaced(const char *name)
 {
     const auto *row = session_commands;
@@ -451,6 +462,7 @@ prompt_s *create_bound_prompt()
     return nullptr;
 }
 
+// Made with the first session that needs them.
 bool borrow_bindings(tsession_s *s)
 {
     prompt_s *&bound = s->shared->bound;
@@ -476,6 +488,7 @@ bool bind_editor(tsession_s *s)
     return s->owns_bindings ? bind_commands_and_keys(p) : borrow_bindings(s);
 }
 
+// What is borrowed is taken out first: prompt_free releases all that it finds.
 void release_editor(tsession_s *s)
 {
     if (!s->owns_bindings) {

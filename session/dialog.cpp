@@ -26,6 +26,7 @@ int32_t page_rows(const tsession_s *s)
     return s->is_paged && s->transport != TSESSION_BATCH ? s->rows - 1 : INT32_MAX;
 }
 
+// Of a copy: the call may end this output and begin another one.
 int call_producer(tsession_s *s, const Pager &begun, int is_cancelled)
 {
     const Pager pager = begun;
@@ -42,6 +43,7 @@ void end_pager(tsession_s *s)
     s->pager = {};
 }
 
+// A producer that is running hears of it when it has returned, not in its own middle.
 void cancel_pager(tsession_s *s)
 {
     if (s->pager.is_running) {
@@ -79,6 +81,8 @@ bool produce(tsession_s *s)
     return answer != TSESSION_LATER && s->out && wrote && s->pager.gathered <= page_bytes;
 }
 
+// The session is back at its line before the callback runs, so that an answer may bring the
+// next question. The answer's own record goes first; a copy is wiped after the call.
 void end_question(tsession_s *s, bool is_answered, mkey_t key)
 {
     const bool is_entered = is_answered && (key == VIRTKEY_RETURN || key == VIRTKEY_ENTER);
@@ -119,6 +123,7 @@ bool is_answer_character(mkey_t key)
     return key >= ' ' && key < 127;
 }
 
+// What has no room rings, once, and makes Enter refuse the answer.
 void add_to_answer(tsession_s *s, mkey_t key)
 {
     Question &question = *s->question;
@@ -225,6 +230,8 @@ void run_pager(tsession_s *s)
     } while (!s->pager.is_waiting && produce(s));
 }
 
+// A key that means nothing here is the first of the next line: a swallowed "n" would make
+// "o exit" of what was typed ahead as "no exit".
 bool pager_key(tsession_s *s, mkey_t key)
 {
     const bool is_enter = key == VIRTKEY_RETURN || key == VIRTKEY_ENTER;

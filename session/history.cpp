@@ -48,6 +48,7 @@ void look_for(tsession_s *s, int32_t from)
         ring(s);
 }
 
+// A longer pattern is looked for from what shows, a shorter one from the newest line on.
 void change_pattern(tsession_s *s, mkey_t key)
 {
     Aside &aside = *s->aside;
@@ -68,6 +69,8 @@ void change_pattern(tsession_s *s, mkey_t key)
 
 } // namespace
 
+// The editor remembers what it edits: the line takes that place for the call, and what was
+// being typed comes back with its flags.
 int remember(tsession_s *s, const char *line)
 {
     prompt_s *p = s->prompt;
@@ -97,6 +100,8 @@ void forget_history(tsession_s *s)
     p->history_count = 0;
 }
 
+// The library has no call for one entry: it is taken out of the ring by hand, and a line
+// that is being browsed may be this one.
 bool forget_newest(tsession_s *s)
 {
     prompt_s *p = s->prompt;

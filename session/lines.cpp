@@ -100,6 +100,7 @@ void explain(tsession_s *s, const char *line, const cli_assist_error_s &error)
     }
 }
 
+// A command may run another line of its own: the inner one leaves the flag as it was.
 void call_line(tsession_s *s, const char *line, const cli_pnode_s *action, cli_pmatch_s *matches)
 {
     if (!s->line_fn)
@@ -109,6 +110,8 @@ void call_line(tsession_s *s, const char *line, const cli_pnode_s *action, cli_p
     s->is_in_command = was_in_command;
 }
 
+// A blank line is no mistake of the person who pressed Enter on it. What the parser has
+// handed out goes back also when the callback throws.
 int32_t run_matched(tsession_s *s, const char *line)
 {
     cli_pmatch_s *matches = nullptr;
@@ -129,6 +132,7 @@ int32_t run_matched(tsession_s *s, const char *line)
     return CLI_ASSIST_OK;
 }
 
+// So that a file of commands may be pasted as it is.
 bool is_comment(const char *line)
 {
     line += std::strspn(line, " ");
@@ -194,6 +198,7 @@ void run_typed_line(tsession_s *s)
         remember(s, remembered); // without memory the line is not remembered
 }
 
+// The line stays where it is, and is drawn again below its choices.
 void list_choices(tsession_s *s)
 {
     leave_row(s);

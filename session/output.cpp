@@ -21,6 +21,7 @@ namespace {
 constexpr unsigned char iac = TN_NVT_IAC;
 constexpr char escaped[] = {static_cast<char>(iac), static_cast<char>(iac)};
 
+// To the sessions of the thread: one that rests needs none.
 void give_back(tsession_s *s, OutputBuffer *buffer)
 {
     if (!buffer)
@@ -42,6 +43,7 @@ char *room_for(tsession_s *s, size_t count)
                : s->out->bytes + s->out->used;
 }
 
+// Without room the host gets the bytes at once, in pieces but in order.
 void append(tsession_s *s, const char *bytes, size_t count)
 {
     if (count > 0)
@@ -60,6 +62,7 @@ void append(tsession_s *s, const char *bytes, size_t count)
     }
 }
 
+// A row of the page that runs, or of what a command writes before it begins one.
 void take_row(tsession_s *s)
 {
     if (s->pager.rows_left > 0)

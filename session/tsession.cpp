@@ -1,5 +1,7 @@
 // The public face of a session: its life, the transaction around every call, and the
-// boundary at which a failed assertion ends one session and no other.
+// boundary at which a failed assertion ends one session and no other. Callbacks may call
+// anything on the session they are about: each public function either only reads or notes
+// something, or runs as a part of the outermost call's transaction.
 
 #include <varno/tsession.h>
 
@@ -23,7 +25,9 @@ constexpr char shared_tag[] = "tsession_shared_s";
 
 constexpr int32_t default_columns = 80;
 constexpr int32_t default_rows = 24;
+// A slow line takes less between the bytes of a sequence; a person notices more.
 constexpr int32_t default_escape_wait_ms = 500;
+// Most clients have answered by then; those that never do have their prompt after it.
 constexpr int32_t opening_wait_ms = 200;
 constexpr int32_t default_history_limit = 100;
 
@@ -39,8 +43,12 @@ constexpr tsession_texts_s default_texts = {
     {}, // cli_assist_strreason has them
 };
 
-// Below, no row can be read.
+// Below, no row can be read. The editor keeps 256 columns of a row; more rows than 512 are
+// a client's mistake, and a page of them would be one, too.
 constexpr int32_t least_columns = 10;
+constexpr int32_t most_columns = 256;
+constexpr int32_t least_rows = 2; // one of text, and the pager's
+constexpr int32_t most_rows = 512;
 
 // A line has both guards, the cursor's column and the last one, which is never used,
 // beside its prompt and what a scroll moves; so much of both shows at every width.
@@ -55,7 +63,8 @@ struct Fault {
     int line;
 };
 
-// The innermost call on this thread catches a fault.
+// The innermost call on this thread catches a fault. The handler belongs to the process: it
+// has to know by itself whether the assertion failed in a session at all.
 thread_local bool is_catching = false;
 
 void release_shared(tsession_shared_s *shared)
@@ -70,6 +79,7 @@ void release_shared(tsession_shared_s *shared)
     tracked_free(shared, shared_tag);
 }
 
+// Also of a session whose set-up has failed half-way.
 void destroy(tsession_s *s)
 {
     drop_question(s);
@@ -83,6 +93,8 @@ void destroy(tsession_s *s)
     tracked_free(s, session_tag);
 }
 
+// Once, and only where it was switched on: a terminal that was never told to mark pastes
+// gets no control sequence at its end.
 void send_paste_off(tsession_s *s)
 {
     if (s->is_paste_on)
@@ -104,7 +116,8 @@ void end_dialogue(tsession_s *s)
     send_paste_off(s);
 }
 
-// The record may be in any state: the editor is not touched again.
+// The record may be in any state: the editor is not touched again. The user is told before
+// the host, which may leave by an exception.
 void end_by_fault(tsession_s *s, const Fault &fault)
 {
     if (s->is_closed)
@@ -148,6 +161,7 @@ void catch_faults(tsession_s *s, const Callable &part)
     }
 }
 
+// Callbacks of the end may write, and what runs may begin something else at its end.
 bool is_unfinished(const tsession_s *s)
 {
     const bool is_over = s->is_ended && s->mode == Mode::line;
@@ -155,7 +169,8 @@ bool is_unfinished(const tsession_s *s)
 }
 
 // Draws the last row and hands the output over. An output callback may write, close or
-// free: then there is more to draw, or to end.
+// free: then there is more to draw, or to end. Each part has a boundary of its own: what
+// was gathered before a fault in drawing leaves all the same.
 void finish_transaction(tsession_s *s)
 {
     do {
@@ -171,6 +186,7 @@ void finish_transaction(tsession_s *s)
         catch_faults(s, [s] { raise_event(s, TSESSION_CLOSED, nullptr); });
 }
 
+// The record goes only here, where no call on it is left to come back.
 void leave_transaction(tsession_s *s)
 {
     if (--s->depth > 0)
@@ -207,6 +223,7 @@ void transact(tsession_s *s, const Callable &body)
     leave_transaction(s);
 }
 
+// A client that does not know its size tells 0 (RFC 1073).
 int32_t clamped(int32_t value, int32_t unknown, int32_t least, int32_t most)
 {
     return value <= 0 ? unknown : std::clamp(value, least, most);
@@ -235,12 +252,12 @@ void set_columns(tsession_s *s, int32_t columns)
 
 int32_t columns_in_force(int32_t columns)
 {
-    return clamped(columns, default_columns, least_columns, 256);
+    return clamped(columns, default_columns, least_columns, most_columns);
 }
 
 int32_t rows_in_force(int32_t rows)
 {
-    return clamped(rows, default_rows, 2, 512);
+    return clamped(rows, default_rows, least_rows, most_rows);
 }
 
 // The editor counts a byte as a column: a character beyond ASCII is shown as "?". A long
@@ -278,6 +295,8 @@ bool read_config(tsession_config_s *out, const tsession_config_s *config)
            (!out->texts || out->texts->size == sizeof(tsession_texts_s));
 }
 
+// 0 is what a configuration that says nothing has, so "none" has to be -1. What is
+// remembered already stays.
 void set_history_limit(tsession_s *s, int32_t limit)
 {
     s->remembers = limit >= 0;
@@ -300,13 +319,13 @@ void copy_config(tsession_s *s, const tsession_config_s *config)
     s->event_fn = config->event;
     s->key_fn = config->key;
     s->is_writable = true;
-    s->last_tab = UINT32_MAX / 2;
+    s->last_tab = UINT32_MAX / 2; // far from edit_count: the first Tab is no second one
     set_prompt_text(s, config->prompt ? config->prompt : "> ");
 }
 
 bool set_up(tsession_s *s, const tsession_config_s *config)
 {
-    drop_type_ahead(s);
+    drop_type_ahead(s); // which makes it an empty one
     s->shared = config->shared ? config->shared : tsession_shared_create();
     if (!s->shared)
         return false;
@@ -344,6 +363,7 @@ void raise_event(tsession_s *s, int32_t kind, const char *text)
         s->event_fn(s, s->user, &event);
 }
 
+// Before the first prompt the type is only noted: a client may still name a better one.
 void use_terminal_type(tsession_s *s, const TerminalType *type)
 {
     if (type == s->type && s->is_paste_on)
@@ -409,7 +429,7 @@ void tsession_free(tsession_s *s)
         return;
     s->is_free_asked = true;
     s->is_closed = true;
-    s->output_fn = nullptr;
+    s->output_fn = nullptr; // where it would be sent to may be gone
     if (s->depth == 0)
         transact(s, [] {});
 }
@@ -427,6 +447,7 @@ void tsession_start(tsession_s *s)
     });
 }
 
+// What a client answers may be all that the first prompt waits for.
 void tsession_input(tsession_s *s, const void *bytes, size_t count)
 {
     if (!s->is_started || s->is_closed || count == 0)
@@ -447,6 +468,8 @@ int tsession_wants_input(const tsession_s *s)
     return wants_input(s);
 }
 
+// The same order here as when the time has run out, or a host would wait for one thing and
+// have another done.
 int32_t tsession_wait(const tsession_s *s)
 {
     if (has_work(s))
@@ -498,6 +521,7 @@ void tsession_print(tsession_s *s, const char *format, ...)
     va_end(arguments);
 }
 
+// Most texts fit; the arguments are read a second time for one that does not.
 void tsession_vprint(tsession_s *s, const char *format, va_list arguments)
 {
     char text[1024];
@@ -516,6 +540,8 @@ void tsession_vprint(tsession_s *s, const char *format, va_list arguments)
         tracked_free(longer, "text");
 }
 
+// Inside a command it begins once that has returned: what the command goes on to write
+// stands above it.
 int tsession_page(tsession_s *s, tsession_produce_fn produce, void *ctx)
 {
     int result = -1;
@@ -527,12 +553,14 @@ int tsession_page(tsession_s *s, tsession_produce_fn produce, void *ctx)
     return result;
 }
 
+// Only a note, so that whoever wakes many sessions waits for none of their outputs.
 void tsession_wake(tsession_s *s)
 {
     s->pager.is_late = false;
     s->pager.is_woken = true;
 }
 
+// No transaction: hosts call it where they send, also from the output callback.
 void tsession_set_writable(tsession_s *s, int is_writable)
 {
     s->is_writable = is_writable != 0;
@@ -558,6 +586,7 @@ int tsession_ask_key(tsession_s *s, const char *question, tsession_key_fn answer
     return result;
 }
 
+// The same prompt again draws nothing: a host may set it after every line.
 void tsession_set_prompt(tsession_s *s, const char *prompt)
 {
     if (s->is_closed)
@@ -573,7 +602,8 @@ void tsession_set_prompt(tsession_s *s, const char *prompt)
     });
 }
 
-// A window of the same width shows the row as it was.
+// A window of the same width shows the row as it was. An output that runs goes on with
+// pages of the new height, unless it is not paged.
 void tsession_resize(tsession_s *s, int32_t columns, int32_t rows)
 {
     if (s->is_closed)
@@ -597,6 +627,7 @@ void tsession_set_terminal(tsession_s *s, const char *terminal_type)
         transact(s, [=] { use_terminal_type(s, find_terminal_type(terminal_type)); });
 }
 
+// What runs goes on as it began.
 void tsession_set_paged(tsession_s *s, int is_paged)
 {
     s->is_paged = is_paged != 0;
@@ -607,6 +638,7 @@ void tsession_set_graph(tsession_s *s, const cli_pnode_s *graph)
     s->graph = graph;
 }
 
+// The end itself comes with that of the outermost call, where no callback is running.
 void tsession_close(tsession_s *s)
 {
     if (!s->is_closed)
@@ -643,6 +675,7 @@ uint64_t tsession_typed(const tsession_s *s)
     return s->typed;
 }
 
+// While an output or a question runs, a line would write into the middle of it.
 int32_t tsession_run_line(tsession_s *s, const char *line)
 {
     int32_t result = -1;
@@ -666,6 +699,7 @@ int tsession_is_running_line(const tsession_s *s)
     return s->running_line ? 1 : 0;
 }
 
+// The line that is being run is not in the history yet: what is to be put there is changed.
 int tsession_history_amend(tsession_s *s, const char *line)
 {
     const char *wanted = line ? line : "";
@@ -693,6 +727,7 @@ void tsession_history_set_limit(tsession_s *s, int32_t limit)
 void tsession_history(tsession_s *s, tsession_history_fn entry, void *ctx)
 {
     transact(s, [=] {
+        // The newest is the first of the ring, and its head is no entry.
         const auto *end = reinterpret_cast<prompt_history_s *>(&s->prompt->history);
         int32_t number = 0;
         for (prompt_history_s *t = s->prompt->history.cqh_last; t != end; t = t->prev)

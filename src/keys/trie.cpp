@@ -18,6 +18,8 @@ namespace {
 constexpr char source_name[] = "mckeys";
 constexpr char node_tag[] = "mc_node_s";
 
+// What terminals send is shorter. The first bounds recursion over a trie, the second a search
+// with wildcards, each of which may double its paths.
 constexpr int most_keys = 32;
 constexpr int most_wildcards = 8;
 
@@ -60,6 +62,8 @@ mc_key_s *find_key(const mc_node_s *node, mkey_t key)
     return entry != end && entry->key == key ? entry : nullptr;
 }
 
+// A count without its array, or an array without a count, is a record that a host has made by
+// hand: nothing is added to it.
 bool is_consistent(const mc_node_s *node)
 {
     return node->keys ? node->keys_len > 0 : node->keys_len <= 0;
@@ -86,6 +90,7 @@ void mc_root_free(mc_node_s *root, mc_free_fn free_fn, void *ctx)
     tracked_free(root, node_tag);
 }
 
+// An array that has grown may have moved, and the wildcard's entry with it.
 void mc_node_unoptimized(mc_node_s *node)
 {
     node->optimized = 0;
@@ -122,6 +127,7 @@ mc_key_s *mc_node_get_any_key(const mc_node_s *node)
     return node->optimized ? node->any : find_key(node, VIRTKEY_WILDCARD);
 }
 
+// A wildcard stands for every code that has no entry of its own.
 mc_key_s *mc_node_try_key(const mc_node_s *node, mkey_t key)
 {
     mc_key_s *exact = find_key(node, key);
@@ -138,6 +144,7 @@ int mc_key_compare(const void *left, const void *right)
     return l < r ? -1 : l > r;
 }
 
+// Only a node that is sorted may be halved; the mark comes last, once all below is in order.
 int mc_optimize(mc_node_s *n)
 {
     mc_node_unoptimized(n);
@@ -164,6 +171,8 @@ struct Insertion {
     bool follows_value; // a proper beginning of the sequence ends another one
 };
 
+// A value at the sequence's own last node does not count as one that it follows: that is its
+// own place, taken.
 Insertion find_insertion(mc_node_s *root, const mkey_t *s, int len)
 {
     Insertion at{root, 0, false};
@@ -217,6 +226,7 @@ mc_node_s *make_chain(const mkey_t *s, int i, int len, mc_node_s **out_last)
     mc_node_s *first = new_child(i, s[i]);
     mc_node_s *last = first;
     for (int j = i + 1; last && j < len; j++) {
+        // A node that could not be attached is nobody's yet.
         mc_node_s *next = new_child(j, s[j]);
         if (next && !mc_node_add_key(last, s[j], next)) {
             mc_root_free(next, nullptr, nullptr);
@@ -288,6 +298,7 @@ int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int, mc_node_s **
 {
     if (!root || !s || len <= 0)
         return -1;
+    // Who asks for nothing beyond the first complete node is not made to wait for the rest.
     const bool first_only = first_complete && !longest_complete && !longest_match;
     Found first{};
     Found longest{};
@@ -329,6 +340,7 @@ void *mc_node_value(const mc_node_s *n)
     return n->value;
 }
 
+// Where in s a sequence may begin: the editor inserts what comes before it as text.
 int mc_nodestrstr(const mc_node_s *node, const mkey_t *s, int len)
 {
     if (len < 1 || !node || !s)
