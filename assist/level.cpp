@@ -91,9 +91,11 @@ int32_t narrow(const Level &level, const char *text, const char *word, Left &out
 {
     out_left = {};
     const size_t len = std::strlen(word);
+    const bool is_bare = std::strcspn(text + std::strspn(text, " \t"), " \t") == len;
     for (const cli_pnode_s *n = level.first; !is_list_end(n); n = n->next) {
         if (n->type == PNODE_KEYWORD && has_texts(n) && std::strncmp(n->keyword, word, len) == 0) {
-            if (fit_of(level, n, word, why) == CLI_ASSIST_FIT_NO)
+            if (fit_of(level, n, word, why) == CLI_ASSIST_FIT_NO ||
+                (!is_bare && (n->attr & level.filter->bare) != 0))
                 continue;
             const bool is_whole = n->keyword[len] == '\0';
             if (is_whole && !out_left.exact)

@@ -577,6 +577,7 @@ class Builder {
         add(graph_.nodes, node);
         add(draft_of_node_, draft);
         return draft.record != none || one.is_hidden ||
+               (node.attr & (attr_bar | attr_saving)) != 0 ||
                (!word.is_keyword && word.type.kind != TypeKind::word);
     }
 
@@ -585,8 +586,12 @@ class Builder {
         const Symbol &word = symbol(one.symbol);
         uint32_t attr = !word.is_keyword && word.type.kind == TypeKind::line ? attr_rest : 0;
         attr |= one.is_hidden ? attr_hidden : 0;
-        attr |= definition_of(some_place(one)).is_prefix ? attr_prefix : 0;
-        attr |= place(some_place(one)).is_bar ? attr_bar : 0;
+        const Definition &first = definition_of(some_place(one));
+        if (first.is_bar)
+            attr |= attr_bar;
+        else if (first.is_prefix)
+            attr |= attr_prefix;
+        attr |= first.is_saving ? attr_saving : 0;
         return attr;
     }
 

@@ -25,6 +25,8 @@ constexpr uint32_t attr_secret = 8;
 constexpr uint32_t attr_prefix = 16;
 // The bar before a filter.
 constexpr uint32_t attr_bar = 32;
+// A word of a filter that only shells have which can save.
+constexpr uint32_t attr_saving = 64;
 
 constexpr int32_t most_level = 15; // of privilege
 
@@ -37,7 +39,8 @@ struct Definition {
     bool is_hidden = false;
     bool is_built_in = false;
     bool is_prefix = false;  // no command by itself: one of goes_on_in has to follow
-    bool has_bar = false;    // "|" comes before its syntax, which may then be empty
+    bool is_bar = false;     // it is the "|" before a filter, and its syntax is not read
+    bool is_saving = false;  // only some shells have it
     int32_t goes_on_in = -1; // the mode whose first words may come after it; -1: none
 };
 

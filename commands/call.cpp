@@ -71,6 +71,9 @@ void finish_call(cli_call_s *call)
     call->state = nullptr;
     if (state && call->release_state)
         call->release_state(state);
+    Pipe *pipe = call->pipe;
+    call->pipe = nullptr;
+    release_pipe(pipe);
     tracked_free(state, state_tag);
     tracked_free(call->kept_words, kept_tag);
     tracked_free(call->kept_text, kept_tag);
@@ -167,8 +170,16 @@ void with_text(const char *format, va_list arguments, Act act)
     tracked_free(all, text_tag);
 }
 
+// What it has written so far is shown before why it fails.
+void end_output(cli_call_s *call)
+{
+    if (call->pipe)
+        end_pipe(call->pipe, false);
+}
+
 void fail(cli_call_s *call, const char *text)
 {
+    end_output(call);
     write_error(call->shell, "% ");
     write_error(call->shell, text);
     write_error(call->shell, "\n");
@@ -176,6 +187,7 @@ void fail(cli_call_s *call, const char *text)
 
 void fail_at(cli_call_s *call, const cli_pmatch_s *word, const char *text)
 {
+    end_output(call);
     cli_assist_error_s error = {};
     error.reason = CLI_ASSIST_UNKNOWN;
     error.at = word->pos;
@@ -213,6 +225,19 @@ bool move(cli_call_s *call)
     return is_moved;
 }
 
+bool begin_pipe(cli_call_s *call)
+{
+    char why[CLI_ASSIST_MAX_WHY + 1];
+    const cli_pmatch_s *at = nullptr;
+    if (make_pipe(call->shell, call->end_word, call->pipe, at, why, std::size(why)))
+        return true;
+    if (at)
+        fail_at(call, at, why);
+    else
+        fail(call, why);
+    return false;
+}
+
 // Its parents' commands are a mode's, too: to run one leaves it.
 void leave_modes(cli_shell_s *shell, int32_t mode)
 {
@@ -232,17 +257,22 @@ int32_t begin_call(cli_shell_s *shell, const char *line, const cli_pnode_s *acti
         write_error(shell, "% out of memory\n");
         return CLI_FAILED;
     }
-    const End &end = *static_cast<const End *>(action->func);
+    const End &end = *find_command(action, matches);
     call->shell = shell;
     call->snapshot = hold(shell->snapshot);
     call->row = &call->snapshot->rows[static_cast<size_t>(end.definition)];
     call->form = end.form;
     call->line = line;
     call->words = (matches->node->attr & attr_prefix) != 0 ? matches->next : matches;
+    call->end_word = find_bar(matches);
     call->next = shell->calls;
     shell->calls = call;
     int32_t result = CLI_FAILED;
     try {
+        if (call->end_word && !begin_pipe(call)) {
+            end_call(call);
+            return CLI_FAILED;
+        }
         if (call->words == matches) // else it is run from where the shell is
             leave_modes(shell, call->row->of);
         result = go_on(call);
@@ -280,6 +310,17 @@ int32_t go_on(cli_call_s *call)
     call->is_late = result == CLI_LATER;
     if (goes_on(result) && call->is_cancel_asked) {
         cancel(call);
+        result = CLI_FAILED;
+    }
+    bool is_saved = true;
+    if (goes_on(result) && call->pipe && call->pipe->is_broken) {
+        cancel(call);
+        is_saved = false;
+    } else if (!goes_on(result) && call->pipe) {
+        is_saved = end_pipe(call->pipe, result == CLI_DONE);
+    }
+    if (!is_saved) {
+        fail(call, "not all could be saved");
         result = CLI_FAILED;
     }
     if (result == CLI_DONE && !call->is_over && !move(call))
@@ -449,7 +490,12 @@ void cli_print(cli_call_s *call, const char *format, ...)
         return;
     va_list arguments;
     va_start(arguments, format);
-    with_text(format, arguments, [call](const char *text) { write_clean(call->shell, text); });
+    with_text(format, arguments, [call](const char *text) {
+        if (call->pipe)
+            write_through(call->pipe, text);
+        else
+            write_clean(call->shell, text);
+    });
     va_end(arguments);
 }
 

@@ -3,6 +3,8 @@
 
 #include "filter.h"
 
+#include "pattern.h"
+#include "pipes.h"
 #include "set.h"
 #include "shell.h"
 
@@ -138,6 +140,19 @@ const cli_type_s *registered_type(const Snapshot *snapshot, const ArgumentType &
                : nullptr;
 }
 
+// A pattern that is none may be the beginning of one.
+int32_t fit_pattern(cli_shell_s *shell, const cli_pnode_s *node, const char *word, const char **why)
+{
+    char wrong[CLI_ASSIST_MAX_WHY + 1];
+    Pattern *pattern = make_pattern(word, wrong, std::size(wrong));
+    release_pattern(pattern);
+    if (pattern)
+        return CLI_ASSIST_FIT_TAKES;
+    std::snprintf(shell->why, std::size(shell->why), "%s: %.100s", node->keyword, wrong);
+    *why = shell->why;
+    return CLI_ASSIST_FIT_BEGINS;
+}
+
 int32_t fit_argument(cli_shell_s *shell, const cli_pnode_s *node, const char *word,
                      const char **why)
 {
@@ -145,6 +160,8 @@ int32_t fit_argument(cli_shell_s *shell, const cli_pnode_s *node, const char *wo
     const ArgumentType &type = snapshot->graph.types[static_cast<size_t>(node->aux_int)];
     if (type.kind == TypeKind::secret && *word != '\0')
         see_secret(shell);
+    if (type.kind == TypeKind::pattern)
+        return fit_pattern(shell, node, word, why);
     if (is_free(type))
         return CLI_ASSIST_FIT_TAKES;
     const cli_type_s *registered = registered_type(snapshot, type);
@@ -166,6 +183,22 @@ bool is_typed_whole(const cli_pnode_s *node, const char *word)
     return node->type == PNODE_KEYWORD ? std::strcmp(node->keyword, word) == 0 : *word != '\0';
 }
 
+int32_t count_bars(const cli_pmatch_s *words)
+{
+    int32_t count = 0;
+    for (; words; words = words->next)
+        count += (words->node->attr & attr_bar) != 0;
+    return count;
+}
+
+// The end of the command that a bar comes after.
+const cli_pnode_s *end_of(const cli_pnode_s *bar)
+{
+    while (bar->type != PNODE_EOLS)
+        bar = bar->next;
+    return bar;
+}
+
 int32_t fit(void *user, const cli_pnode_s *node, const char *word, const cli_pmatch_s *before,
             const char **why)
 {
@@ -177,6 +210,14 @@ int32_t fit(void *user, const cli_pnode_s *node, const char *word, const cli_pma
     }
     if ((node->attr & attr_hidden) != 0 && !is_typed_whole(node, word))
         return CLI_ASSIST_FIT_NO;
+    if ((node->attr & attr_saving) != 0 && !shell->save)
+        return CLI_ASSIST_FIT_NO;
+    if ((node->attr & attr_bar) != 0) {
+        if (count_bars(before) < most_filters)
+            return fit(user, end_of(node), "", before, why);
+        *why = "at most four filters";
+        return CLI_ASSIST_FIT_NO;
+    }
     const auto *through = static_cast<const Through *>(node->func);
     if (through && !can_follow(graph, *through, before, node->aux_int)) {
         *why = "given already";
@@ -200,7 +241,7 @@ void list(void *user, const cli_pnode_s *node, const char *begun, const cli_pmat
 
 cli_assist_filter_s filter_of(cli_shell_s *shell)
 {
-    return {sizeof(cli_assist_filter_s), shell, fit, list, attr_narrowed, attr_rest};
+    return {sizeof(cli_assist_filter_s), shell, fit, list, attr_narrowed, attr_rest, attr_bar};
 }
 
 std::string_view which_of(const Graph &graph, int32_t form, const cli_pmatch_s *matches,

@@ -101,12 +101,12 @@ class Gatherer {
             const Definition &one = definitions_[static_cast<size_t>(i)];
             Notation notation = {};
             notation.root = no_node;
-            if (!one.has_bar || *one.syntax != '\0')
+            if (!one.is_bar)
                 read_notation(one.syntax, types_, findings_, notation);
             try {
                 if (notation.nodes.is_short)
                     throw OutOfMemory{};
-                if (notation.root != no_node || one.has_bar)
+                if (notation.root != no_node || one.is_bar)
                     add_form(notation, i, false);
                 if (notation.root != no_node && !notation.negation.empty())
                     add_form(notation, i, true);
@@ -126,11 +126,11 @@ class Gatherer {
         is_negated_ = is_negated;
         options_ = 0;
         entries_.used = exits_.used = 0;
-        const bool has_bar = definitions_[static_cast<size_t>(of)].has_bar;
+        const bool is_bar = definitions_[static_cast<size_t>(of)].is_bar;
         const Part all = is_negated ? add_after(negations(notation))
-                         : has_bar  ? add_after(bar)
+                         : is_bar   ? add_after(bar)
                                     : add_part(notation.root, true);
-        place(form(index).first_place).is_bar = has_bar;
+        place(form(index).first_place).is_bar = is_bar;
         if (all.may_be_empty)
             findings_.add(Problem::empty_syntax, 0);
         for (const Entry &entry : entries_)
@@ -141,6 +141,7 @@ class Gatherer {
         form(index).has_sets = options_ > 0;
         form(index).is_followed |= options_ > 0;
         mark_last_word(index);
+        place(form(index).first_place).is_last_word |= is_bar;
         mark_used_up(first_link);
         if (is_negated)
             find_twins(index);

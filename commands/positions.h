@@ -23,7 +23,7 @@ struct Place {
     int32_t column;
     bool is_end;
     bool is_last_word; // the last keyword outside of brackets
-    bool is_bar;       // the one before its definition's syntax
+    bool is_bar;       // "|"
     bool repeats;
     bool may_be_used_up; // it is in an option, or comes after one
     std::string_view which;

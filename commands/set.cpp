@@ -3,6 +3,7 @@
 #include "set.h"
 
 #include "modes.h"
+#include "pipes.h"
 #include "shell.h"
 
 #include "contract.h"
@@ -178,8 +179,16 @@ bool build_snapshot(Snapshot *snapshot, Findings &findings)
         definitions.add(definition_of(snapshot->rows[i]));
     }
     bool is_short = modes.is_short || definitions.is_short || snapshot->modes.is_short;
-    if (!is_short)
-        is_short = !add_built_in(snapshot, definitions);
+    if (!is_short) {
+        const auto filters = static_cast<int32_t>(modes.used);
+        for (size_t i = 0; i < definitions.used; i++) {
+            const cli_command_s &command = *snapshot->rows[i].command;
+            if (command.run && !command.enters && (command.flags & CLI_UNPIPED) == 0)
+                definitions[i].goes_on_in = filters;
+        }
+        is_short =
+            !add_built_in(snapshot, definitions) || !add_filters(snapshot, modes, definitions);
+    }
     const TypeNames types = {snapshot, find_type, help_of_type};
     const bool is_built =
         !is_short && build_graph(definitions, modes, types, findings, snapshot->graph);

@@ -95,6 +95,20 @@ int pass_key(tsession_s *s, void *user, uint32_t key)
     return shell->host_key ? shell->host_key(s, shell->host_user, key) : 0;
 }
 
+// Where nothing passes the filters a turn is many calls, but not so many that others wait.
+int32_t go_on_for_a_turn(cli_call_s *call)
+{
+    constexpr int calls_a_turn = 32;
+    int32_t result = CLI_MORE;
+    for (int i = 0; i < calls_a_turn && result == CLI_MORE; i++) {
+        const int64_t passed = call->pipe ? call->pipe->passed : 0;
+        result = go_on(call);
+        if (!call->pipe || call->pipe->passed != passed)
+            break;
+    }
+    return result;
+}
+
 // An output that goes on. A call that is over has been cancelled by the set.
 int produce(tsession_s *, void *user, void *ctx, int is_cancelled)
 {
@@ -111,7 +125,7 @@ int produce(tsession_s *, void *user, void *ctx, int is_cancelled)
             throw;
         }
     } else if (!call->is_over) {
-        result = go_on(call); // left by an exception, it is cancelled next
+        result = go_on_for_a_turn(call); // left by an exception, it is cancelled next
     }
     shell->result = result;
     if (!call->is_over)
@@ -123,11 +137,21 @@ int produce(tsession_s *, void *user, void *ctx, int is_cancelled)
 static_assert(static_cast<int>(CLI_MORE) == static_cast<int>(TSESSION_MORE));
 static_assert(static_cast<int>(CLI_LATER) == static_cast<int>(TSESSION_LATER));
 
+bool begin_output(tsession_s *s, cli_call_s *call)
+{
+    const int is_paged = tsession_is_paged(s);
+    if (call->pipe && call->pipe->is_unpaged)
+        tsession_set_paged(s, 0);
+    const int result = tsession_page(s, produce, call);
+    tsession_set_paged(s, is_paged);
+    return result == 0;
+}
+
 void run_in_session(tsession_s *s, void *user, const char *line, const cli_pnode_s *action,
                     cli_pmatch_s *matches)
 {
     auto *shell = static_cast<cli_shell_s *>(user);
-    const auto *end = static_cast<const End *>(action->func);
+    const End *end = find_command(action, matches);
     const Row &row = shell->snapshot->rows[static_cast<size_t>(end->definition)];
     if ((row.command->flags & CLI_FORGOTTEN) != 0 && shell->lines == 0)
         tsession_history_amend(s, nullptr);
@@ -135,7 +159,7 @@ void run_in_session(tsession_s *s, void *user, const char *line, const cli_pnode
     shell->result = begin_call(shell, line, action, matches, &call);
     if (!call)
         return;
-    if (tsession_page(s, produce, call) == 0)
+    if (begin_output(s, call))
         return;
     shell->result = CLI_FAILED;
     try {
@@ -180,6 +204,7 @@ cli_shell_s *make_shell(const cli_shell_config_s &config)
     shell->errors = config.errors ? config.errors : config.output;
     shell->level = std::clamp(config.level, 0, most_level);
     shell->authenticate = config.authenticate;
+    shell->save = config.save;
     const int32_t mode = shell->snapshot ? find_mode(shell->snapshot, config.mode) : 0;
     if (mode >= 0 && enter_path(shell->modes, shell->snapshot, mode))
         return shell;
@@ -313,7 +338,7 @@ int32_t run_in_batch(cli_shell_s *shell, const char *line)
 void follow_checked(cli_shell_s *shell, const cli_pnode_s *action, const cli_pmatch_s *matches,
                     cli_assist_error_s &error)
 {
-    const auto *end = static_cast<const End *>(action->func);
+    const End *end = find_command(action, matches);
     const Row &row = shell->snapshot->rows[static_cast<size_t>(end->definition)];
     const bool has_prefix = (matches->node->attr & attr_prefix) != 0;
     if (!has_prefix)

@@ -4,6 +4,7 @@
 // Shells and their calls.
 
 #include "modes.h"
+#include "pipes.h"
 #include "set.h"
 #include "types.h"
 
@@ -29,6 +30,7 @@ struct cli_call_s {
     const cli_pmatch_s *end_word;
     cli_pmatch_s *kept_words; // those and the line, once the call goes on; else the parse's
     char *kept_text;
+    varno::commands::Pipe *pipe; // NULL: what it writes is shown as it is
     void *state;
     void (*release_state)(void *state);
     uint64_t ticket;              // 0: none was asked for
@@ -60,6 +62,7 @@ struct cli_shell_s {
     int32_t level;
     int32_t wanted_level; // by the question that is asked
     cli_authenticate_fn authenticate;
+    const cli_save_s *save;                                // NULL: nothing is saved
     char own_prompt[varno::commands::own_prompt_capacity]; // of a first mode without one
     bool is_checking;                                      // checked counts
     bool is_asked_to_check; // what types ask about the modes is about those

@@ -2,6 +2,8 @@
 
 #include "types.h"
 
+#include "pattern.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cinttypes>
@@ -39,6 +41,7 @@ constexpr TypeRow type_rows[] = {
     {"hex",    TypeKind::hex,         "a hexadecimal number"},
     {"line",   TypeKind::line,        "the rest of the line"},
     {"secret", TypeKind::secret,      "a secret"},
+    {"pattern", TypeKind::pattern,    nullptr}, // describe_pattern
     {"",       TypeKind::registered,  "a value"},
 };
 // clang-format on
@@ -440,7 +443,9 @@ bool can_begin(const ArgumentType &type, std::string_view begun)
 
 size_t describe_type(const ArgumentType &type, char *text, size_t size)
 {
-    const char *help = type_rows[static_cast<size_t>(type.kind)].help;
+    const char *help = type.kind == TypeKind::pattern
+                           ? describe_pattern()
+                           : type_rows[static_cast<size_t>(type.kind)].help;
     const int len =
         type.kind == TypeKind::range
             ? std::snprintf(text, size, "%" PRId64 " to %" PRId64, type.least, type.most)

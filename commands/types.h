@@ -24,6 +24,7 @@ enum class TypeKind : uint8_t {
     hex,
     line,
     secret,
+    pattern,
     registered,
 };
 

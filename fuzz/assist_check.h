@@ -118,7 +118,7 @@ inline void check_completion(cli_pnode_s *root, const std::string &line)
 // A filter from an input: what it says depends on node, word and words before alone.
 struct ChosenFilter {
     std::string choices;
-    cli_assist_filter_s record = {sizeof(record), this, fit, values, 0, 0};
+    cli_assist_filter_s record = {sizeof(record), this, fit, values, 0, 0, 0};
 
     size_t choice(const cli_pnode_s *node, const std::string &word,
                   const cli_pmatch_s *before) const

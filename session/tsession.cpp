@@ -633,6 +633,11 @@ void tsession_set_paged(tsession_s *s, int is_paged)
     s->is_paged = is_paged != 0;
 }
 
+int tsession_is_paged(const tsession_s *s)
+{
+    return s->is_paged ? 1 : 0;
+}
+
 void tsession_set_graph(tsession_s *s, const cli_pnode_s *graph)
 {
     s->graph = graph;

@@ -386,7 +386,7 @@ int32_t fit_any(void *, const cli_pnode_s *, const char *, const cli_pmatch_s *,
     return CLI_ASSIST_FIT_TAKES;
 }
 
-constexpr cli_assist_filter_s any_word = {sizeof(any_word), nullptr, fit_any, nullptr, 0, 0};
+constexpr cli_assist_filter_s any_word = {sizeof(any_word), nullptr, fit_any, nullptr, 0, 0, 0};
 
 bool filtered_parse(World &w)
 {

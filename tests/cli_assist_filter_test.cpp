@@ -47,7 +47,7 @@ struct Rules {
 
     cli_assist_filter_s filter(uint32_t attr = 0)
     {
-        return {sizeof(cli_assist_filter_s), this, fit, values, attr, 0};
+        return {sizeof(cli_assist_filter_s), this, fit, values, attr, 0, 0};
     }
 
     static bool begins(const std::string &text, const std::string &word)

@@ -1054,7 +1054,7 @@ class AgreementCase {
     // A filter that leaves everything changes nothing.
     void check_idle_filter() const
     {
-        constexpr cli_assist_filter_s idle = {sizeof(idle), nullptr, fit_any, nullptr, 0, 0};
+        constexpr cli_assist_filter_s idle = {sizeof(idle), nullptr, fit_any, nullptr, 0, 0, 0};
         const char *line = line_.c_str();
         Listing listing;
         cli_assist_help(root_, &idle, line, length_of(line_), Listing::add, &listing);

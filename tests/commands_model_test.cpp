@@ -269,12 +269,14 @@ class Model {
         return std::to_string(CLI_ASSIST_INCOMPLETE) + " at " + std::to_string(at - 1);
     }
 
-    // What may come after some words that match: keywords, names and "<cr>".
+    // What may come after some words that match: keywords, names, "<cr>", a filter before that.
     std::set<std::string> choices(const std::vector<Thread> &threads) const
     {
         std::set<std::string> texts;
         for (const Next &one : next(threads))
             texts.insert(one.word ? one.word->text : "<cr>");
+        if (texts.contains("<cr>"))
+            texts.insert("|");
         return texts;
     }
 

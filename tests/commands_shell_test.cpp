@@ -433,11 +433,13 @@ TEST_F(Device, ASessionExplainsAndCompletes)
     begin_session();
     EXPECT_EQ(type("vlan ?"), "vlan \n  VLAN              number of the VLAN, 1 to 4094\n> vlan ");
     EXPECT_EQ(type("9 ?"), "9 \n  name\n"
+                           "  |                 filter the output\n"
                            "  <cr>              make a VLAN\n> vlan 9 ");
     type("\x15");
     EXPECT_EQ(type("ping a size 30 ?"), "ping a size 30 \n"
                                         "  count             how many requests\n"
                                         "  quiet             the summary alone\n"
+                                        "  |                 filter the output\n"
                                         "  <cr>              ask a host\n> ping a size 30 ");
     EXPECT_EQ(type("co\t3\t"), "\acount 3");
     EXPECT_NE(type("\r").find("yes HOST=a COUNT=3 BYTES=30 quiet=\n"), std::string::npos);

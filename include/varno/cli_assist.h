@@ -87,6 +87,9 @@ struct cli_assist_filter_s {
                                     asked about, takes the rest of the line as it is typed, without
                                     white space at its end: quotes and backslashes are characters
                                     of it, and it is one word; 0: none does */
+    uint32_t bare;               /* a keyword whose attr has one of these bits, on a level that is
+                                    asked about, is typed as it is: quotes or backslashes make
+                                    another word of it; 0: none is */
 };
 
 /* Receives one thing that may be typed: a keyword, a label or a value, and its help

@@ -24,6 +24,7 @@
  *     NAME(TYPE)          a type that the program has registered
  *     NAME(line)          the rest of the line as typed, quotes included; comes last
  *     NAME(secret)        a word that is never remembered
+ *     NAME(pattern)       a regular expression, as in a filter
  *     NAME...             one or more words, to the end
  *     <a|b>               one of them;  <a|b>$which  and which one, as an argument
  *     [a|b]               one or none
@@ -46,6 +47,21 @@
  *
  * Levels: a shell has a level of 0 to 15. What has a higher one is not there for it: it is
  * neither run, listed, completed nor spoken of, and has no part in what is ambiguous.
+ *
+ * Filters: after a command "|" and a filter may come, up to four times, but for those with
+ * CLI_UNPIPED, those that enter a mode, and after NAME(line). It is the bar alone and unquoted.
+ *
+ *     include PATTERN     the rows that have the pattern; exclude: that do not have it
+ *     begin PATTERN       the first row that has it, and all after it
+ *     section PATTERN     the rows that have it, and after each those that are indented more
+ *     count               how many rows there are
+ *     no-more             all rows, without pages
+ *     save NAME [force]   into a file, where the shell has a place for files; the last one
+ *     json                as JSON: an array of strings; no-more and save alone may follow
+ *
+ * A pattern is a regular expression of RE2, whose time grows with the row alone and whose
+ * memory is bounded; a library that was built without it takes it as a text. It is looked
+ * for in the first 4096 bytes of a row. Rows go on as they come; pages are of what passes.
  *
  * A set, its types and its shells are used by one thread at a time, all together. Callbacks
  * get their row's user pointer. A callback may leave by an exception; it then ends the
@@ -70,6 +86,7 @@ typedef struct cli_command_s cli_command_s;
 typedef struct cli_mode_s cli_mode_s;
 typedef struct cli_type_s cli_type_s;
 typedef struct cli_finding_s cli_finding_s;
+typedef struct cli_save_s cli_save_s;
 typedef struct cli_shell_config_s cli_shell_config_s;
 
 /* What a command's function answers. */
@@ -83,6 +100,7 @@ enum {
 /* Flags of a command. */
 enum {
     CLI_HIDDEN = 1,   /* its words are not listed, and are typed in full */
+    CLI_UNPIPED = 2,  /* no filter may come after it */
     CLI_FORGOTTEN = 4 /* its lines are not remembered in the history */
 };
 
@@ -110,7 +128,7 @@ struct cli_command_s {
     const char *enters; /* the mode that it leads to when it is done, whose parent is the row's own;
                            NULL: none */
     int32_t level;      /* 0..15, that a shell needs to have it; of no matter for documentation */
-    uint32_t flags;     /* CLI_HIDDEN, CLI_FORGOTTEN, or 0 */
+    uint32_t flags;     /* CLI_HIDDEN, CLI_UNPIPED, CLI_FORGOTTEN, or 0 */
     void *user;         /* second argument of run */
 };
 
@@ -211,6 +229,21 @@ typedef void (*cli_output_fn)(void *user, const char *bytes, size_t count);
 typedef int32_t (*cli_authenticate_fn)(cli_shell_s *shell, void *user, int32_t level,
                                        const char *secret);
 
+/* Where "| save NAME" writes to. No function is NULL. */
+struct cli_save_s {
+    void *user; /* second argument of begin */
+    /* is_forced: an older file may be written over.
+     * Returns: the file, for the others; NULL: there is none, *why may then be set to a text for a
+     *          person. */
+    void *(*begin)(cli_shell_s *shell, void *user, const char *name, int32_t is_forced,
+                   const char **why);
+    /* Returns: 0; -1 when it takes no more: the command is then cancelled. */
+    int32_t (*write)(void *file, const char *bytes, size_t count);
+    /* is_whole: all has been written, and the command has not failed; else the file is not to stay.
+     * Returns: 0; -1 when it could not be saved. */
+    int32_t (*end)(void *file, int32_t is_whole);
+};
+
 /* How a shell is to be. Start from CLI_SHELL_CONFIG_INIT. */
 struct cli_shell_config_s {
     size_t size;                      /* sizeof(cli_shell_config_s) */
@@ -224,11 +257,12 @@ struct cli_shell_config_s {
     const char *mode; /* where it begins, as if it had come there; NULL: the first */
     int32_t level;    /* 0..15, which it has at first */
     cli_authenticate_fn authenticate; /* NULL: no secret gets a higher one */
+    const cli_save_s *save;           /* lives as long as the shell; NULL: there is no "save" */
 };
 
 #define CLI_SHELL_CONFIG_INIT                                                                      \
     {                                                                                              \
-        sizeof(cli_shell_config_s), 0, 0, 0, 0, 0, 0, 0, 0                                         \
+        sizeof(cli_shell_config_s), 0, 0, 0, 0, 0, 0, 0, 0, 0                                      \
     }
 
 /* Makes a shell, and the session that it is to have. The callbacks of the session's

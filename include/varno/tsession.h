@@ -296,6 +296,7 @@ VARNO_API void tsession_set_prompt(tsession_s *s, const char *prompt);
 VARNO_API void tsession_resize(tsession_s *s, int32_t columns, int32_t rows);
 VARNO_API void tsession_set_terminal(tsession_s *s, const char *terminal_type);
 VARNO_API void tsession_set_paged(tsession_s *s, int is_paged);
+VARNO_API int tsession_is_paged(const tsession_s *s);
 
 /* Tells the graph's first alternative. The graph belongs to the host and may change
  * between calls; when its first alternative becomes another node, each session is told. */

@@ -210,12 +210,14 @@ constexpr Layout layouts[] = {
     FIELD(cli_assist_error_s, len,              8),
     FIELD(cli_assist_error_s, why,             12),
 
-    SIZE(cli_assist_filter_s,                  40),
+    SIZE(cli_assist_filter_s,                  48),
     FIELD(cli_assist_filter_s, size,            0),
     FIELD(cli_assist_filter_s, user,            8),
     FIELD(cli_assist_filter_s, fit,            16),
     FIELD(cli_assist_filter_s, values,         24),
     FIELD(cli_assist_filter_s, attr,           32),
+    FIELD(cli_assist_filter_s, rest,           36),
+    FIELD(cli_assist_filter_s, bare,           40),
 };
 // clang-format on
 
