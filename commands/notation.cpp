@@ -48,12 +48,7 @@ class Reader {
     {
         notation_.root = no_node;
         skip_blanks();
-        for (const std::string_view negation : {no_alone, no_or_default}) {
-            const std::string_view rest = syntax_.substr(at_);
-            if (rest.starts_with(negation) && rest.substr(negation.size()).starts_with(' '))
-                notation_.negation = negation;
-        }
-        at_ += notation_.negation.size();
+        read_negation();
         skip_blanks();
         if (at_ == syntax_.size())
             return fail(Problem::empty_syntax, at_);
@@ -72,6 +67,36 @@ class Reader {
     {
         while (next() == ' ')
             at_++;
+    }
+
+    void read_negation()
+    {
+        for (const std::string_view negation : {no_alone, no_or_default}) {
+            if (const size_t len = match_negation(negation)) {
+                notation_.negation = negation;
+                at_ += len;
+                return;
+            }
+        }
+    }
+
+    // How many characters a negation has, with the blanks around its words; 0: it is none.
+    size_t match_negation(std::string_view negation) const
+    {
+        size_t at = at_;
+        const auto pass_blanks = [&] {
+            at = std::min(syntax_.find_first_not_of(' ', at), syntax_.size());
+        };
+        for (const char c : negation) {
+            if (c == '|' || c == ']')
+                pass_blanks();
+            if (at == syntax_.size() || syntax_[at] != c)
+                return 0;
+            at++;
+            if (c == '[' || c == '|')
+                pass_blanks();
+        }
+        return syntax_.substr(at).starts_with(' ') ? at - at_ : 0;
     }
 
     void fail(Problem problem, size_t at)

@@ -115,6 +115,18 @@ TEST(Definitions, ErrorsAndWarningsBetweenRowsAreAllTold)
               "11:0 a word without help\n");
 }
 
+TEST(Definitions, HaveAtMost64Options)
+{
+    std::string syntax = "a {o0";
+    for (int i = 1; i < 64; i++)
+        syntax += "|o" + std::to_string(i);
+    EXPECT_EQ(Definitions({{(syntax + "}").c_str(), "help", true, 0, 0}}).errors(), 0);
+    const std::string more = syntax + "|o64}";
+    EXPECT_EQ(Definitions({{more.c_str(), "help", true, 0, 0}}).findings(true),
+              "0:" + std::to_string(syntax.size() + 1) +
+                  " a definition has at most 64 options in sets\n");
+}
+
 TEST(Definitions, HelpOfAnOptionHoldsWhereverItMayStand)
 {
     const Definitions built({
@@ -148,6 +160,7 @@ constexpr Drawn drawings[] = {
     {"a N(line)",   "0 a:1\n1* N:2\n2 <cr>\n"},
     {"a N(secret)", "0 a:1\n1* N:2\n2 <cr>\n"},
     {"[no] a ![b]", "0 a:1 no:2\n1 b:3\n2 a:4\n3 <cr>\n4 b:5 <cr>\n5 <cr>\n"},
+    {"[ no ] a ![b]","0 a:1 no:2\n1 b:3\n2 a:4\n3 <cr>\n4 b:5 <cr>\n5 <cr>\n"},
     {"[a] b",       "0 a:1 b:2\n1 b:2\n2 <cr>\n"},
     {"<a|b>$w c",   "0 a:1 b:1\n1 c:2\n2 <cr>\n"},
 };

@@ -225,7 +225,16 @@ std::string header_says(const std::string &syntax)
 
 TEST(Notation, TheHeaderReadsItAsTheLibraryDoes)
 {
-    const char *const beginnings[] = {"", "", "", "[no] ", "[no|default] "};
+    const char *const beginnings[] = {"",
+                                      "",
+                                      "",
+                                      "[no] ",
+                                      "[ no ] ",
+                                      "[no|default] ",
+                                      "[ no|default ] ",
+                                      "[no | defaul",
+                                      "[no|no] ",
+                                      "[ no|default]"};
     const char *const pieces[] = {
         " ",     " ", " ",     "<",   ">",   "[",      "]",  "[no] ", "{",    "}",     "|",
         "(",     ")", "$",     "![",  "A",   "B",      "a",  "b",     "word", "(1-5)", "(-3-",

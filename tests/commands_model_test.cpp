@@ -363,8 +363,8 @@ class Library {
         return line + completion.insert;
     }
 
-    // The number of the command that cli_parse alone takes; -1: none.
-    int plain(const std::string &line) const
+    // The number of the command that cli_parse alone takes, and its words; -1: none.
+    int plain(const std::string &line, std::vector<std::string> &out_words) const
     {
         cli_pmatch_s *matches = nullptr;
         int32_t consumed = 0;
@@ -372,6 +372,8 @@ class Library {
                                           static_cast<int32_t>(line.size()), &consumed, &matches);
         const cli_pnode_s *end =
             result == PARSE_MATCHED ? cli_parse_node_get_executable_from_match(matches) : nullptr;
+        for (const cli_pmatch_s *one = matches; one; one = one->next)
+            out_words.push_back(one->node->type == PNODE_EOLS ? "" : one->node->keyword);
         cli_match_free(matches);
         return end ? static_cast<const varno::commands::End *>(end->func)->definition : -1;
     }
@@ -538,6 +540,24 @@ void mutate(Author &author, std::vector<std::string> &words)
     }
 }
 
+// Where cli_parse alone, which knows of no options that were given, parts from the model it
+// takes one a second time.
+bool has_option_twice(const Model &model, const std::vector<std::string> &words,
+                      const std::vector<std::string> &taken)
+{
+    std::vector<Thread> threads = model.start();
+    for (size_t i = 0; i < words.size(); i++) {
+        const std::vector<Next> all = model.next(threads);
+        std::string key;
+        if (Model::decide(all, words[i], key) != CLI_ASSIST_OK)
+            return false;
+        if (key.substr(0, key.find('(')) != taken[i])
+            return model.choices(threads).count(taken[i]) == 0;
+        threads = Model::follow(all, key, words[i]);
+    }
+    return false;
+}
+
 struct Once {
     std::vector<std::string> definitions;
     std::vector<std::string> words;
@@ -568,6 +588,7 @@ TEST(CommandsModel, AgreesOnRandomDevicesAndLines)
     int run = 0;
     int refused = 0;
     int plain = 0;
+    int twice = 0;
     const int devices = 150 * varno_test::long_tests_factor();
     for (int d = 0; d < devices && !testing::Test::HasFailure(); d++) {
         const std::vector<std::string> definitions = device(author);
@@ -588,17 +609,22 @@ TEST(CommandsModel, AgreesOnRandomDevicesAndLines)
                                                    << testing::PrintToString(definitions);
             const bool is_run = expected.find(':') != expected.npos;
             (is_run ? run : refused)++;
-            const int alone = is_run ? library.plain(line) : -1;
-            if (alone >= 0) {
-                EXPECT_EQ(alone, std::atoi(expected.c_str())) << line;
-                plain++;
+            std::vector<std::string> taken;
+            const int alone = is_run ? library.plain(line, taken) : -1;
+            plain += alone >= 0 ? 1 : 0;
+            if (alone >= 0 && alone != std::atoi(expected.c_str())) {
+                EXPECT_TRUE(has_option_twice(model, words, taken))
+                    << line << "\n"
+                    << testing::PrintToString(definitions);
+                twice++;
             }
         }
     }
     EXPECT_GT(run, devices * 10);
     EXPECT_GT(refused, devices * 10);
     EXPECT_GT(plain, devices * 2);
-    std::printf("%d run, %d by cli_parse alone, %d refused\n", run, plain, refused);
+    std::printf("%d run, %d by cli_parse alone, %d of them others, %d refused\n", run, plain, twice,
+                refused);
 }
 
 } // namespace

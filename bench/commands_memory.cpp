@@ -1,0 +1,92 @@
+// Prints four numbers: milliseconds to build 4,400 definitions, the best of nine; the heap
+// that they hold, in bytes for each node; how many nodes they are; and the heap of an idle
+// session with a shell beyond that of one without, in bytes.
+
+#include "definitions.h"
+
+#include "set.h"
+#include "shell.h"
+
+#include <varno/commands.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include <malloc.h>
+
+namespace {
+
+constexpr int session_count = 2000;
+
+int32_t run_nothing(cli_call_s *, void *)
+{
+    return CLI_DONE;
+}
+
+double milliseconds_to_build(cli_set_s *set)
+{
+    using Clock = std::chrono::steady_clock;
+    double best = 1e9;
+    for (int i = 0; i < 9; i++) {
+        const auto start = Clock::now();
+        if (cli_set_build(set, nullptr, nullptr) != 0)
+            std::abort();
+        const std::chrono::duration<double, std::milli> took = Clock::now() - start;
+        best = std::min(best, took.count());
+    }
+    return best;
+}
+
+tsession_s *open_session(const cli_pnode_s *graph)
+{
+    tsession_config_s config = TSESSION_CONFIG_INIT;
+    config.graph = graph;
+    return tsession_create(&config);
+}
+
+cli_shell_s *open_shell(cli_set_s *set)
+{
+    const tsession_config_s terminal = TSESSION_CONFIG_INIT;
+    cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
+    config.set = set;
+    config.session = &terminal;
+    return cli_shell_create(&config);
+}
+
+// The heap of one of many.
+template <typename Open, typename Free>
+double bytes_of(Open open, Free free)
+{
+    std::vector<decltype(open())> all(2 * session_count);
+    size_t before = 0;
+    for (int i = 0; i < 2 * session_count; i++) {
+        if (i == session_count)
+            before = mallinfo2().uordblks;
+        all[static_cast<size_t>(i)] = open();
+    }
+    const double bytes = static_cast<double>(mallinfo2().uordblks - before) / session_count;
+    for (auto *one : all)
+        free(one);
+    return bytes;
+}
+
+} // namespace
+
+int main()
+{
+    const varno_bench::Definitions definitions(4400, run_nothing);
+    cli_set_s *set = cli_set_create();
+    cli_set_add(set, nullptr, nullptr, definitions.rows().data(), definitions.rows().size());
+    const size_t before = mallinfo2().uordblks;
+    cli_set_build(set, nullptr, nullptr);
+    const size_t held = mallinfo2().uordblks - before;
+    const size_t nodes = set->current->graph.nodes.used;
+    const double session = bytes_of([] { return open_session(&NONE); }, tsession_free);
+    const double shell = bytes_of([set] { return open_shell(set); }, cli_shell_free);
+    std::printf("%g %g %zu %g\n", milliseconds_to_build(set),
+                static_cast<double>(held) / static_cast<double>(nodes), nodes, shell - session);
+    cli_set_free(set);
+}
