@@ -60,8 +60,11 @@ def kind_and_names(code):
 
 
 def read(path):
-    """(the lines of the first comment, the parts) of a header."""
+    """(the lines of the first comment, the parts) of a header. One in C++ has no parts: its
+    classes are read where they are written."""
     text = expanded(path.read_text(encoding="utf-8"))
+    if path.suffix == ".hpp":
+        return comment_lines(re.search(r"/\*.*?\*/", text, re.S)[0]), []
     lines = text.split("\n")
     parts, introduction, comment, group = [], [], None, []
     at = 0
@@ -78,7 +81,10 @@ def read(path):
                 taken += "\n" + lines[at]
                 at += 1
             comment = group = comment_lines(taken)
-        elif re.match(r"#(if|else|endif|include|undef)|extern \"C\"|}$|#define VARNO_\w+_H$", taken):
+        elif taken.startswith("#else"):  # the same names, for other compilers
+            while not lines[at].startswith("#endif"):
+                at += 1
+        elif re.match(r"#(if|endif|include|undef)|extern \"C\"|}$|#define VARNO_\w+_H$", taken):
             while taken.endswith("\\"):
                 taken = lines[at]
                 at += 1
@@ -87,7 +93,8 @@ def read(path):
                 taken += "\n" + lines[at]
                 at += 1
             behind = re.search(r"[^\n]\s*(/\*(?:(?!\*/).)*\*/)$", taken, re.S)
-            own = comment_lines(behind[1]) if behind and "{" not in taken else group
+            is_behind = behind and (taken.startswith("#") or "{" not in taken)
+            own = comment_lines(behind[1]) if is_behind else group
             parts.append(Part(*kind_and_names(taken), taken, own))
             comment = None
     return introduction, parts

@@ -61,7 +61,7 @@ struct cli_pnode_s {
     int32_t link_count;   /* how often dyn_cli_add_node and dyn_cli_set_node linked it */
     char *own_name;       /* the copies that dyn_cli_del_node releases; NULL in */
     char *own_keyword;    /* static nodes */
-    char *own_help;
+    char *own_help;       /* as these */
 };
 
 /* One matched token. Records are chained in the order of the line. */

@@ -260,6 +260,7 @@ struct cli_shell_config_s {
     const cli_save_s *save;           /* lives as long as the shell; NULL: there is no "save" */
 };
 
+/* A configuration with nothing but its size. */
 #define CLI_SHELL_CONFIG_INIT                                                                      \
     {                                                                                              \
         sizeof(cli_shell_config_s), 0, 0, 0, 0, 0, 0, 0, 0, 0                                      \
@@ -279,6 +280,8 @@ VARNO_API cli_shell_s *cli_shell_create(const cli_shell_config_s *config);
  * Returns: as cli_shell_create; *session is as it was then. */
 VARNO_API cli_shell_s *cli_shell_prepare(const cli_shell_config_s *config,
                                          tsession_config_s *session);
+
+/* Tells a shell of cli_shell_prepare its session, before that starts. */
 VARNO_API void cli_shell_attach(cli_shell_s *shell, tsession_s *session);
 
 /* Frees a shell and its session, which ends as tsession_free says, or, where somebody else
@@ -325,6 +328,7 @@ VARNO_API int32_t cli_shell_check(cli_shell_s *shell, const char *line, cli_assi
  * syntax has not fails "has_name(call, name)". A name that is there and was not given is
  * NULL, 0 or empty. Texts and addresses are good until the call's function returns. */
 
+/* Returns: the shell that the call is of. */
 VARNO_API cli_shell_s *cli_call_shell(const cli_call_s *call);
 
 /* Functions for rows. "enable [LEVEL(0-15)]": asks for a secret, without echo, that lets the

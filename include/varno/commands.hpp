@@ -51,20 +51,24 @@ namespace varno {
 
 /* An address, a prefix or a hardware address: bytes in network order, 4, 16 or 6 of them. */
 struct Address {
-    int32_t family; /* 4, 6 or 48 */
-    int32_t bits;   /* of a prefix, else those of the address */
-    std::array<uint8_t, 16> bytes;
+    int32_t family;                /* 4, 6 or 48 */
+    int32_t bits;                  /* of a prefix, else those of the address */
+    std::array<uint8_t, 16> bytes; /* in network order; the rest is 0 */
 };
 
 /* The words of a NAME..., as long as the handler runs. */
 class Words {
   public:
+    /* The words of the call's argument of that name. */
     Words(cli_call_s *call, const char *name) : call_(call), name_(name) {}
 
-    size_t size() const { return cli_count(call_, name_); }
-    bool empty() const { return size() == 0; }
+    size_t size() const { return cli_count(call_, name_); } /* how many there are */
+    bool empty() const { return size() == 0; }              /* none was given */
+
+    /* One of them, from 0. */
     std::string_view operator[](size_t index) const { return cli_text_at(call_, name_, index); }
 
+    /* Goes through them. */
     class Iterator {
       public:
         Iterator(const Words *words, size_t index) : words_(words), index_(index) {}
@@ -81,8 +85,8 @@ class Words {
         size_t index_;
     };
 
-    Iterator begin() const { return {this, 0}; }
-    Iterator end() const { return {this, size()}; }
+    Iterator begin() const { return {this, 0}; }    /* for loops */
+    Iterator end() const { return {this, size()}; } /* for loops */
 
   private:
     cli_call_s *call_;
@@ -117,15 +121,16 @@ class Part {
 /* A call: what the functions of varno/commands.h take, and some of them as methods. */
 class Call {
   public:
+    /* Of a call and its row's user pointer. */
     Call(cli_call_s *call, void *user) : call_(call), user_(user) {}
     Call(const Call &) = delete;
     Call &operator=(const Call &) = delete;
 
-    operator cli_call_s *() const { return call_; }
-    cli_shell_s *shell() const { return cli_call_shell(call_); }
-    void *user() const { return user_; } /* the row's */
-    bool is_cancelled() const { return cli_is_cancelled(call_) != 0; }
-    uint64_t ticket() const { return cli_ticket(call_); }
+    operator cli_call_s *() const { return call_; }                    /* for those functions */
+    cli_shell_s *shell() const { return cli_call_shell(call_); }       /* as cli_call_shell */
+    void *user() const { return user_; }                               /* the row's */
+    bool is_cancelled() const { return cli_is_cancelled(call_) != 0; } /* as cli_is_cancelled */
+    uint64_t ticket() const { return cli_ticket(call_); }              /* as cli_ticket */
 
     /* Writes texts and whole numbers one after the other, cleaned as cli_print does. */
     template <typename... Parts>

@@ -10,7 +10,7 @@
 
 #include <stdint.h>
 
-typedef uint32_t mkey_t;
+typedef uint32_t mkey_t; /* the code of a key */
 
 /* Keys that a terminal sends as a sequence; ORDER vkeys: row -3 - code of
  * basic_keys describes each, with the termcap name of its sequence. */

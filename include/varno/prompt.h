@@ -85,7 +85,7 @@ struct prompt_command_s {
         char *invoke_name; /* the command's name, an owned copy */
         prompt_command_fn callback;
         void *context;
-    } inv;
+    } inv;                    /* how it is run */
     int32_t refct;            /* key sequences bound to this command */
     prompt_command_s *next;   /* the command registered before this one, or NULL */
     prompt_command_s **pprev; /* the pointer that points here */
@@ -93,8 +93,8 @@ struct prompt_command_s {
 
 /* What the binding trie stores for each bound key sequence; owned by the prompt. */
 struct prompt_clink_s {
-    prompt_command_s *command;
-    void *argument; /* handed to the command each time this sequence fires */
+    prompt_command_s *command; /* that it runs */
+    void *argument;            /* handed to the command each time this sequence fires */
 };
 
 /* What the terminal's row shows, or is to show: prompt, left guard, the visible
@@ -126,19 +126,19 @@ struct prompt_s {
         void *char_ctx;
         prompt_insert_fn string_fn;
         void *string_ctx;
-    } insert;
+    } insert;                   /* who receives text */
     prompt_command_s *commands; /* newest first */
     int32_t width, height;      /* of the terminal, columns and rows; 80 and 25 */
-    pstate ps;
-    int32_t display_offset; /* index of the first character shown */
-    uint32_t flags;         /* PROMPT_FLAG_...; PROMPT_FLAG_REDRAW at creation */
-    int32_t active_model;   /* 0 or 1: the model that the terminal shows now */
-    prompt_model_s models[2];
+    pstate ps;                  /* the line and its cursor */
+    int32_t display_offset;     /* index of the first character shown */
+    uint32_t flags;             /* PROMPT_FLAG_...; PROMPT_FLAG_REDRAW at creation */
+    int32_t active_model;       /* 0 or 1: the model that the terminal shows now */
+    prompt_model_s models[2];   /* what the row shows, and what it is to show */
     struct {
-        prompt_history_s *cqh_first; /* newest; the address of this head when empty */
-        prompt_history_s *cqh_last;  /* oldest; the same */
-    } history;
-    int32_t history_count;
+        prompt_history_s *cqh_first;  /* newest; the address of this head when empty */
+        prompt_history_s *cqh_last;   /* oldest; the same */
+    } history;                        /* a ring through its head */
+    int32_t history_count;            /* entries */
     int32_t history_limit;            /* most entries kept, 100; 0 is no limit */
     prompt_history_s *history_browse; /* the entry that browsing has loaded, or NULL */
     struct {
@@ -148,7 +148,7 @@ struct prompt_s {
         void *flush_ctx;
         prompt_putc_fn putc_fn;
         void *putc_ctx;
-    } pinfo;
+    } pinfo; /* the output callbacks, each with its context */
     struct {
         char empty[31]; /* shown before an empty line; up to 30 characters, ">" */
         int32_t empty_len;
@@ -158,21 +158,21 @@ struct prompt_s {
         int32_t left_len;
         char right[5]; /* shown where text runs past the edge; up to 4 characters, "$" */
         int32_t right_len;
-    } disp;
+    } disp;              /* prompts and guards, and their lengths in characters */
     int32_t scroll_step; /* columns by which the text area moves, 8; above 0 */
 };
 
 /* A row of a command table; a row with a NULL name ends it. */
 struct prompt_builtin_s {
-    const char *name;
-    prompt_command_fn callback;
+    const char *name;           /* of the command */
+    prompt_command_fn callback; /* what it does */
 };
 
 /* A row of a key table: a command's name and one key sequence for it, at least
  * one key and a 0 after the last. A row with a NULL name ends the table. */
 struct prompt_keymap_s {
-    const char *name;
-    const mkey_t *keys;
+    const char *name;   /* of the command */
+    const mkey_t *keys; /* the sequence */
 };
 
 /* Creation and release */

@@ -42,8 +42,8 @@ struct server_client_s {
     const char *name;    /* 192.0.2.1:40000, [2001:db8::1]:40000, or "local" */
     const char *address; /* what is counted as one: an IPv4 address, an IPv6 network of 64
                             bits, which is what one customer commonly has, or "local" */
-    int64_t pid;         /* of a Unix socket's peer: process, user and group; -1: not known */
-    int64_t uid, gid;
+    int64_t pid;         /* process of a Unix socket's peer; -1: not known */
+    int64_t uid, gid;    /* its user and group; -1: not known */
 };
 
 /* A client has come. session is set to a telnet session's defaults, with what the
@@ -83,26 +83,27 @@ typedef void (*server_signal_fn)(server_s *server, void *user, int signum);
 
 /* How a server is to be. Start from SERVER_CONFIG_INIT: 0 is every member's default. */
 struct server_config_s {
-    size_t size;               /* of this record, as the caller knows it */
-    uint32_t threads;          /* that serve, 1 to 256; 0: 1 */
-    uint32_t max_sessions;     /* at once; 0: 1000 */
-    uint32_t max_per_address;  /* of these; 0: as many as max_sessions */
-    uint32_t max_connect_rate; /* clients of an address that are let in within a minute; 0: any */
-    uint32_t idle_seconds;     /* without a key that end a session; 0: never */
-    uint32_t session_seconds;  /* that a session may last; 0: for ever */
-    uint32_t stall_seconds;    /* a client may leave all of its output; 0: 60 */
-    size_t backlog;            /* bytes of output that may wait for a client, 131072 or more;
+    size_t size;                 /* of this record, as the caller knows it */
+    uint32_t threads;            /* that serve, 1 to 256; 0: 1 */
+    uint32_t max_sessions;       /* at once; 0: 1000 */
+    uint32_t max_per_address;    /* of these; 0: as many as max_sessions */
+    uint32_t max_connect_rate;   /* clients of an address that are let in within a minute; 0: any */
+    uint32_t idle_seconds;       /* without a key that end a session; 0: never */
+    uint32_t session_seconds;    /* that a session may last; 0: for ever */
+    uint32_t stall_seconds;      /* a client may leave all of its output; 0: 60 */
+    size_t backlog;              /* bytes of output that may wait for a client, 131072 or more;
                                 at a quarter its input and long outputs pause; 0: 262144 */
-    void *user;                /* handed to every callback */
-    server_begin_fn begin;
-    server_ready_fn ready;
-    server_end_fn end;
-    server_refuse_fn refuse;
-    server_turn_fn before_turn;
-    server_turn_fn after_turn;
-    server_thread_fn thread_end;
+    void *user;                  /* handed to every callback */
+    server_begin_fn begin;       /* a client has come */
+    server_ready_fn ready;       /* its session has been made */
+    server_end_fn end;           /* it has gone */
+    server_refuse_fn refuse;     /* clients were turned away */
+    server_turn_fn before_turn;  /* of a session */
+    server_turn_fn after_turn;   /* of it */
+    server_thread_fn thread_end; /* a thread is about to end */
 };
 
+/* A configuration of defaults. */
 #define SERVER_CONFIG_INIT                                                                         \
     {                                                                                              \
         sizeof(server_config_s), 0, 0, 0, 0, 0, 0, 0, 0, NULL, NULL, NULL, NULL, NULL, NULL, NULL, \

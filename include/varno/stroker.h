@@ -36,7 +36,7 @@
 extern "C" {
 #endif
 
-typedef struct stroker_s stroker_s;
+typedef struct stroker_s stroker_s; /* a decoder; opaque */
 
 /* Receives keys[0..count), count above 0, which live for the call: a run of
  * plain keys, or the virtual keys of one sequence. The result is ignored. */

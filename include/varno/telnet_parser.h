@@ -68,18 +68,18 @@ typedef void (*telnet_brk_fn)(telparser_s *ctx, void *user);
 
 /* One connection: its callbacks, each with its own user pointer. */
 struct telparser_s {
-    telnet_data_fn recv_fn; /* user data */
-    void *recv_user;
-    telnet_data_fn send_fn; /* kept for the host; the parser never calls it */
-    void *send_user;
+    telnet_data_fn recv_fn;   /* user data */
+    void *recv_user;          /* of recv_fn */
+    telnet_data_fn send_fn;   /* kept for the host; the parser never calls it */
+    void *send_user;          /* of send_fn */
     telnet_trace_fn trace_fn; /* mandatory before anything is traced */
-    void *trace_user;
-    telnet_naws_fn naws_fn; /* window size */
-    void *naws_user;
-    telnet_term_fn term_fn; /* terminal type */
-    void *term_user;
-    telnet_brk_fn brk_fn; /* Break */
-    void *brk_user;
+    void *trace_user;         /* of trace_fn */
+    telnet_naws_fn naws_fn;   /* window size */
+    void *naws_user;          /* of naws_fn */
+    telnet_term_fn term_fn;   /* terminal type */
+    void *term_user;          /* of term_fn */
+    telnet_brk_fn brk_fn;     /* Break */
+    void *brk_user;           /* of brk_fn */
 };
 
 /* A row of the command table. */

@@ -81,6 +81,7 @@ enum {
                                   is sent and no callback is called any more */
 };
 
+/* What has happened. */
 struct tsession_event_s {
     int32_t kind;          /* TSESSION_INTERRUPT ... TSESSION_CLOSED */
     int32_t columns, rows; /* of TSESSION_SIZE, else 0 */
@@ -98,6 +99,7 @@ typedef void (*tsession_output_fn)(tsession_s *s, void *user, const char *bytes,
 typedef void (*tsession_line_fn)(tsession_s *s, void *user, const char *line,
                                  const cli_pnode_s *action, cli_pmatch_s *matches);
 
+/* Hears what happens to the session; the event lives for the call. */
 typedef void (*tsession_event_fn)(tsession_s *s, void *user, const tsession_event_s *event);
 
 /* What the producer of a long output answers. */
@@ -157,14 +159,15 @@ struct tsession_config_s {
     const cli_pnode_s *graph;      /* first alternative of the parse graph's top level, or NULL */
     tsession_shared_s *shared; /* from tsession_shared_create; NULL: the session makes its own */
     void *user;                /* handed to every callback */
-    tsession_output_fn output; /* NULL: output is dropped, as for the other two */
-    tsession_line_fn line;
-    tsession_event_fn event;
+    tsession_output_fn output; /* NULL: output is dropped */
+    tsession_line_fn line;     /* NULL: nothing is run */
+    tsession_event_fn event;   /* NULL: nothing is told */
     const cli_assist_filter_s *filter; /* of help, completion and parsing; NULL: none; lives as
                                           long as the session */
     tsession_free_key_fn key;          /* NULL: the bell answers such keys */
 };
 
+/* A configuration of defaults. */
 #define TSESSION_CONFIG_INIT                                                                       \
     {                                                                                              \
         sizeof(tsession_config_s), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0            \
@@ -175,9 +178,10 @@ struct tsession_config_s {
  * another's callback. A session that is created while debug traces are on has commands
  * and keys of its own.
  * Returns: NULL without memory.
- * Owns:    the caller and each session that uses it hold it; it goes with the last. Free
- *          drops the caller's hold; NULL is allowed. */
+ * Owns:    the caller and each session that uses it hold it; it goes with the last. */
 VARNO_API tsession_shared_s *tsession_shared_create(void);
+
+/* Drops the caller's hold; NULL is allowed. */
 VARNO_API void tsession_shared_free(tsession_shared_s *shared);
 
 /* For the platform's assertion service: a process that wants a failed assertion to
