@@ -26,6 +26,13 @@ int32_t run_nothing(cli_call_s *, void *)
     return CLI_DONE;
 }
 
+// Blocks of their own included.
+size_t heap()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
 double milliseconds_to_build(cli_set_s *set)
 {
     using Clock = std::chrono::steady_clock;
@@ -44,7 +51,9 @@ tsession_s *open_session(const cli_pnode_s *graph)
 {
     tsession_config_s config = TSESSION_CONFIG_INIT;
     config.graph = graph;
-    return tsession_create(&config);
+    tsession_s *s = tsession_create(&config);
+    tsession_start(s);
+    return s;
 }
 
 cli_shell_s *open_shell(cli_set_s *set)
@@ -53,7 +62,9 @@ cli_shell_s *open_shell(cli_set_s *set)
     cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
     config.set = set;
     config.session = &terminal;
-    return cli_shell_create(&config);
+    cli_shell_s *shell = cli_shell_create(&config);
+    tsession_start(cli_shell_session(shell));
+    return shell;
 }
 
 // The heap of one of many.
@@ -64,10 +75,10 @@ double bytes_of(Open open, Free free)
     size_t before = 0;
     for (int i = 0; i < 2 * session_count; i++) {
         if (i == session_count)
-            before = mallinfo2().uordblks;
+            before = heap();
         all[static_cast<size_t>(i)] = open();
     }
-    const double bytes = static_cast<double>(mallinfo2().uordblks - before) / session_count;
+    const double bytes = static_cast<double>(heap() - before) / session_count;
     for (auto *one : all)
         free(one);
     return bytes;
@@ -80,9 +91,9 @@ int main()
     const varno_bench::Definitions definitions(4400, run_nothing);
     cli_set_s *set = cli_set_create();
     cli_set_add(set, nullptr, nullptr, definitions.rows().data(), definitions.rows().size());
-    const size_t before = mallinfo2().uordblks;
+    const size_t before = heap();
     cli_set_build(set, nullptr, nullptr);
-    const size_t held = mallinfo2().uordblks - before;
+    const size_t held = heap() - before;
     const size_t nodes = set->current->graph.nodes.used;
     const double session = bytes_of([] { return open_session(&NONE); }, tsession_free);
     const double shell = bytes_of([set] { return open_shell(set); }, cli_shell_free);

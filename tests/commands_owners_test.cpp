@@ -120,6 +120,8 @@ TEST(CommandsOwners, ComeAndGoUnderManySessionsAndLeaveNothing)
     std::mt19937 random(14);
     std::vector<size_t> blocks;
     std::vector<size_t> bytes;
+    blocks.reserve(static_cast<size_t>(turns));
+    bytes.reserve(static_cast<size_t>(turns));
     int64_t waited = 0;
     for (int turn = 0; turn < turns; turn++) {
         Plugin plugin(turn % 7);
