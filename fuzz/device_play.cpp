@@ -7,8 +7,10 @@
 #include "session_check.h"
 #include "session_play.h"
 
+#include "session.h"
+
 #include <varno/cli_assist.h>
-#include <varno/platform_default.h>
+#include <varno/cli_parse.h>
 
 namespace varno_fuzz {
 namespace {
@@ -48,25 +50,23 @@ constexpr const char *keys[] = {
 
 DevicePlay *playing = nullptr;
 
-// A walk along the graph. The line is what cli_assist_parse takes for it, unless a word
-// was shortened, quoted in vain or no number.
+// A walk along the graph of the commands. The line is one of them, if it is exact: of
+// keywords alone, and to the end.
 struct Walk {
     std::string line;
-    const cli_pnode_s *end = nullptr;
     bool is_exact = true;
 
-    explicit Walk(InputReader &in)
+    Walk(const tsession_s *s, InputReader &in)
     {
-        const cli_pnode_s *level = device::graph();
+        const cli_pnode_s *level = s->graph;
         for (int words = 0; words < 12 && level && level != &NONE; words++) {
             const cli_pnode_s *node = pick(level, in.byte());
-            if (node->type == PNODE_EOLS) {
-                end = node;
+            if (node->type == PNODE_EOLS)
                 return;
-            }
             add_word(*node, in);
             level = node->child;
         }
+        is_exact = false;
     }
 
   private:
@@ -85,7 +85,7 @@ struct Walk {
         const size_t choice = in.byte();
         if (node.type == PNODE_KEYWORD)
             add_keyword(node.keyword, choice);
-        else if (node.type == PNODE_INT32)
+        else if (choice % 3 == 0)
             line += numbers[choice % std::size(numbers)];
         else
             line += texts[choice % std::size(texts)];
@@ -109,7 +109,7 @@ struct Walk {
 DevicePlay::DevicePlay()
 {
     playing = this;
-    device::start({"fuzz", start_timer});
+    device::start({"fuzz", "device", start_timer, nullptr});
     for (Person &person : people_)
         sit_down(person);
 }
@@ -129,27 +129,33 @@ void DevicePlay::sit_down(Person &person)
     config.columns = 80;
     config.rows = rows;
     config.terminal_type = "xterm";
-    config.prompt = "device> ";
-    config.graph = device::graph();
+    config.prompt = device::prompt().c_str();
     config.shared = process_shared();
     config.user = &person.console;
     config.output = output;
-    config.line = device::run_line;
     config.event = take_event;
     person.terminal = std::make_unique<varno_test::Terminal>(rows, widest);
-    person.console = {};
     person.console.host = &person;
-    person.console.session = tsession_create(&config);
-    FUZZ_REQUIRE(person.console.session);
+    cli_shell_config_s shell = device::shell_config(person.console);
+    shell.session = &config;
+    person.console.shell = cli_shell_create(&shell);
+    FUZZ_REQUIRE(person.console.shell);
     device::attach(person.console, "fuzz\x1b[2J");
-    tsession_start(person.console.session);
+    tsession_start(session_of(person));
 }
 
 void DevicePlay::leave(Person &person)
 {
     std::erase_if(timers_, [&](const auto &timer) { return timer.first == &person.console; });
     device::detach(person.console);
-    tsession_free(person.console.session);
+    cli_shell_free(person.console.shell);
+    person.console.aliases.clear();
+    person.console.is_debugging = false;
+}
+
+tsession_s *DevicePlay::session_of(const Person &person)
+{
+    return cli_shell_session(person.console.shell);
 }
 
 void DevicePlay::output(tsession_s *, void *user, const char *bytes, size_t count)
@@ -176,19 +182,19 @@ bool DevicePlay::start_timer(device::Console &console, long seconds, const std::
 void DevicePlay::timers_run_out()
 {
     for (const auto &[console, text] : std::exchange(timers_, {}))
-        tsession_print(console->session, "%s\n", text.c_str());
+        tsession_print(cli_shell_session(console->shell), "%s\n", text.c_str());
 }
 
 // What a host does: a closed session is freed, and somebody else sits down.
 void DevicePlay::input(const std::string &bytes)
 {
     device::take_input(person_->console, bytes.data(), bytes.size());
-    while (tsession_wait(person_->console.session) == 0)
+    while (tsession_wait(session_of(*person_)) == 0)
         device::time_out(person_->console);
     for (Person &person : people_) {
-        check_record(person.console.session);
-        check_row(person.console.session, *person.terminal);
-        if (!tsession_is_closed(person.console.session))
+        check_record(session_of(person));
+        check_row(session_of(person), *person.terminal);
+        if (!tsession_is_closed(session_of(person)))
             continue;
         leave(person);
         sit_down(person);
@@ -197,13 +203,9 @@ void DevicePlay::input(const std::string &bytes)
 
 void DevicePlay::type_command(InputReader &in)
 {
-    const Walk walk(in);
-    cli_pmatch_s *matches = nullptr;
-    cli_assist_error_s error;
-    const cli_pnode_s *end =
-        cli_assist_parse(device::graph(), nullptr, walk.line.c_str(), &matches, &error);
-    cli_match_free(matches);
-    FUZZ_REQUIRE(!walk.is_exact || end == walk.end);
+    const Walk walk(session_of(*person_), in);
+    FUZZ_REQUIRE(!walk.is_exact || cli_shell_check(person_->console.shell, walk.line.c_str(),
+                                                   nullptr) == CLI_ASSIST_OK);
     input(walk.line + "\r");
 }
 
@@ -221,9 +223,9 @@ void DevicePlay::act(InputReader &in)
     else if (act < 240)
         timers_run_out();
     else if (act < 248)
-        tsession_resize(person_->console.session, in.byte(), rows);
+        tsession_resize(session_of(*person_), in.byte(), rows);
     else
-        input(Walk(in).line);
+        input(Walk(session_of(*person_), in).line);
 }
 
 } // namespace varno_fuzz

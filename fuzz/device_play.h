@@ -1,8 +1,8 @@
 #ifndef VARNO_FUZZ_DEVICE_PLAY_H
 #define VARNO_FUZZ_DEVICE_PLAY_H
 
-// People at the demo device, two sessions of it. What they type is led by its parse
-// graph as it is at that moment: words that fit, in full, shortened or with a slip, and
+// People at the demo device, two sessions of it. What they type is led by the parse graph
+// of its commands: words that fit, in full, shortened or with a slip, and
 // the keys of an editor in between.
 
 #include <memory>
@@ -28,12 +28,13 @@ class DevicePlay {
 
   private:
     struct Person {
-        device::Console console = {};
+        device::Console console;
         std::unique_ptr<varno_test::Terminal> terminal;
     };
 
     static void output(tsession_s *s, void *user, const char *bytes, size_t count);
     static void take_event(tsession_s *s, void *user, const tsession_event_s *event);
+    static tsession_s *session_of(const Person &person);
     static bool start_timer(device::Console &console, long seconds, const std::string &text);
 
     void sit_down(Person &person);
@@ -42,7 +43,7 @@ class DevicePlay {
     void type_command(InputReader &in);
     void timers_run_out();
 
-    Person people_[2];
+    Person people_[2] = {};
     Person *person_ = people_; // who types
     std::vector<std::pair<device::Console *, std::string>> timers_;
 };

@@ -2,9 +2,10 @@
 // commands answer, and what its sessions and threads share.
 
 #include "../hosts/device/device.h"
-#include "../hosts/device/graph.h"
 #include "../hosts/device/interfaces.h"
+#include "../hosts/device/reading.h"
 #include "../hosts/device/routes.h"
+#include "../hosts/device/table.h"
 #include "../hosts/device/visitors.h"
 #include "support/memory.h"
 #include "support/terminal.h"
@@ -14,9 +15,11 @@
 
 #include <algorithm>
 #include <barrier>
+#include <condition_variable>
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <numeric>
 #include <string>
 #include <string_view>
@@ -45,21 +48,21 @@ class Guest {
         tsession_config_s config = TSESSION_CONFIG_INIT;
         config.transport = transport;
         config.terminal_type = type;
-        config.graph = device::graph();
         config.user = &console_;
         config.output = take_output;
-        config.line = device::run_line;
         config.event = take_event;
         console_.host = this;
-        console_.session = tsession_create(&config);
+        cli_shell_config_s shell = device::shell_config(console_);
+        shell.session = &config;
+        console_.shell = cli_shell_create(&shell);
         device::attach(console_, peer);
-        tsession_start(console_.session);
+        tsession_start(session());
     }
 
     ~Guest()
     {
         device::detach(console_);
-        tsession_free(console_.session);
+        cli_shell_free(console_.shell);
     }
 
     Guest(const Guest &) = delete;
@@ -70,18 +73,14 @@ class Guest {
     {
         sent_.clear();
         device::take_input(console_, text.data(), text.size());
-        while (tsession_wait(console_.session) == 0)
-            device::time_out(console_);
-        return sent_;
+        return go_on();
     }
 
-    // The same without a refresh of the dynamic commands.
-    std::string type_only(std::string_view text)
+    // Returns: what was sent for work that waits for nothing.
+    std::string go_on()
     {
-        sent_.clear();
-        tsession_input(console_.session, text.data(), text.size());
-        while (tsession_wait(console_.session) == 0)
-            tsession_time_out(console_.session);
+        while (tsession_wait(session()) == 0)
+            device::time_out(console_);
         return sent_;
     }
 
@@ -95,7 +94,7 @@ class Guest {
     }
 
     int cursor_row() const { return terminal_.cursor_row(); }
-    tsession_s *session() { return console_.session; }
+    tsession_s *session() { return cli_shell_session(console_.shell); }
     device::Console &console() { return console_; }
 
     // Runs in the next output callback.
@@ -122,7 +121,7 @@ class Guest {
         device::take_event(*static_cast<device::Console *>(user), *event);
     }
 
-    device::Console console_ = {};
+    device::Console console_;
     Terminal terminal_{rows, columns};
     std::string sent_;
 };
@@ -168,9 +167,40 @@ class FewDescriptors {
     rlimit before_ = {};
 };
 
+// What other threads have for this one.
+class Wakes {
+  public:
+    void add(uint64_t ticket)
+    {
+        const std::lock_guard lock(mutex_);
+        tickets_.push_back(ticket);
+        added_.notify_one();
+    }
+
+    void run_next()
+    {
+        std::unique_lock lock(mutex_);
+        added_.wait(lock, [this] { return !tickets_.empty(); });
+        const std::vector<uint64_t> tickets = std::exchange(tickets_, {});
+        lock.unlock();
+        for (const uint64_t ticket : tickets)
+            device::wake(ticket);
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable added_;
+    std::vector<uint64_t> tickets_;
+} wakes;
+
+std::function<void()> make_waker(device::Console &, uint64_t ticket)
+{
+    return [ticket] { wakes.add(ticket); };
+}
+
 class Device : public testing::Test {
   protected:
-    void SetUp() override { device::start({"device-test", start_timer}); }
+    void SetUp() override { device::start({"device-test", "router", start_timer, make_waker}); }
 
     void TearDown() override
     {
@@ -197,18 +227,24 @@ TEST_F(Device, CommandsAnswer)
         {"show history",           "> show history\n>"},
         {"show aliases",           "> show aliases\n>"},
         {"show numbers 2",         "> show numbers 2\n1\n2\n>"},
-        {"show numbers 1000001",   "> show numbers 1000001\nCOUNT is 1 to 1000000\n>"},
-        {"timer 99 x",             "> timer 99 x\nAll timers run\n>"},
-        {"timer 86401 x",          "> timer 86401 x\nSECONDS is 1 to 86400\n>"},
-        {"terminal width 19",      "> terminal width 19\nCOLUMNS is 20 to 256\n>"},
-        {"no alias show",          "> no alias show\nNo such alias\n>"},
-        {"alias show exit",        "> alias show exit\nThis name is taken\n>"},
+        {"show numbers 1000001",   "> show numbers 1000001\n  show numbers 1000001\n"
+                                   "               ^\n% COUNT: 1 to 1000000\n"},
+        {"timer 99 x",             "> timer 99 x\n% All timers run\n>"},
+        {"timer 86401 x",          "> timer 86401 x\n  timer 86401 x\n        ^\n"
+                                   "% SECONDS: 1 to 86400\n"},
+        {"terminal width 9",       "> terminal width 9\n  terminal width 9\n"
+                                   "                 ^\n% COLUMNS: 10 to 512\n"},
+        {"no alias show",          "> no alias show\n  no alias show\n           ^\n"
+                                   "% NAME: one of your own commands\n"},
+        {"alias show exit",        "> alias show exit\n% This name is taken\n>"},
+        {"alias ex exit",          "> alias ex exit\n% This name is taken\n>"},
+        {"alias e exit",           "> alias e exit\n% This name is taken\n>"},
         {"debug off",              "> debug off\n>"},
         {"prompt \"device# \"",    "> prompt \"device# \"\ndevice#\n"},
-        {"prompt a  b",            "> prompt a  b\na  b\n"},
-        {"alias a show version",   "> alias a show version\n>"},
+        {"prompt a  b",            "> prompt a  b\na b\n"},
+        {"alias v show version",   "> alias v show version\n>"},
         {"show interfaces none",   "> show interfaces none\n  show interfaces none\n"
-                                   "                  ^\n% unknown word\n  <cr>\n  lo "},
+                                   "                  ^\n% NAME: an interface\n  NAME "},
     };
     // clang-format on
     for (const Answer &row : answers) {
@@ -224,6 +260,24 @@ TEST_F(Device, CommandsAnswer)
     }
 }
 
+TEST_F(Device, NothingIsWrongOrDoubtfulWithItsTable)
+{
+    std::string findings;
+    const auto note = [](void *ctx, const cli_finding_s *finding) {
+        *static_cast<std::string *>(ctx) += std::string(finding->syntax) + ": " + finding->text +
+                                            " " + std::to_string(finding->column) + "\n";
+    };
+    cli_set_s *set = cli_set_create();
+    for (const cli_type_s &type : device::types())
+        EXPECT_EQ(cli_set_add_type(set, nullptr, &type), 0);
+    EXPECT_EQ(
+        cli_set_add(set, nullptr, nullptr, device::commands().data(), device::commands().size()),
+        0);
+    EXPECT_EQ(cli_set_build(set, note, &findings), 0);
+    EXPECT_EQ(findings, "");
+    cli_set_free(set);
+}
+
 TEST_F(Device, ATimersTextIsCleanedAndGivenToTheHost)
 {
     Guest guest;
@@ -231,12 +285,13 @@ TEST_F(Device, ATimersTextIsCleanedAndGivenToTheHost)
     EXPECT_EQ(guest.timer, "5 tea  is ready");
 }
 
-TEST(DeviceWithoutTimers, SaysSo)
+TEST(DeviceWithoutTimersAndWakers, SaysSo)
 {
-    device::start({"device-test", nullptr});
+    device::start({"device-test", "router", nullptr, nullptr});
     {
         Guest guest;
-        EXPECT_TRUE(has(guest.type("timer 5 x\r"), "There are no timers\r\n"));
+        EXPECT_TRUE(has(guest.type("timer 5 x\r"), "% There are no timers\r\n"));
+        EXPECT_TRUE(has(guest.type("ping 127.0.0.1\r"), "% Nothing can be waited for\r\n"));
     }
     device::release_thread();
     device::stop();
@@ -244,7 +299,7 @@ TEST(DeviceWithoutTimers, SaysSo)
 
 TEST_F(Device, ExitAndEndOfInputCloseTheSession)
 {
-    for (const char *typed : {"exit\r", "\004"}) {
+    for (const char *typed : {"exit\r", "quit\r", "logout\r", "\004"}) {
         Guest guest;
         guest.type(typed);
         EXPECT_TRUE(tsession_is_closed(guest.session()));
@@ -306,7 +361,7 @@ TEST_F(Device, TheBooksOfTheAllocatorNameEveryTagThatSessionsUse)
 {
     Guest guest("telnet", "vt100", TSESSION_TELNET);
     Guest other;
-    guest.type("alias a echo a\r");
+    guest.type("alias x echo a\r");
     guest.type("terminal length 0\r");
     const std::string shown = guest.type("show memory\r");
     size_t sum = 0;
@@ -322,16 +377,40 @@ TEST_F(Device, TheBooksOfTheAllocatorNameEveryTagThatSessionsUse)
 
 // Aliases
 
-TEST_F(Device, AnAliasIsSeenByEverySessionAndGoneForAll)
+TEST_F(Device, AnAliasIsItsSessionsOwn)
 {
     Guest first;
     Guest second;
     first.type("alias greet echo \"good day\" to you\r");
-    EXPECT_TRUE(has(second.type("greet\r"), "\r\ngood day to you\r\n"));
-    EXPECT_TRUE(has(second.type("show aliases\r"), "\r\ngreet  echo \"good day\" to you\r\n"));
-    EXPECT_TRUE(has(second.type("alias greet exit\r"), "This name is taken"));
-    second.type("no alias greet\r");
-    EXPECT_TRUE(has(first.type("greet\r"), "% unknown word"));
+    EXPECT_TRUE(has(first.type("greet\r"), "\r\ngood day to you\r\n"));
+    EXPECT_TRUE(has(first.type("show aliases\r"), "\r\ngreet  echo \"good day\" to you\r\n"));
+    EXPECT_TRUE(has(first.type("alias greet exit\r"), "% This name is taken"));
+    EXPECT_TRUE(has(second.type("greet\r"), "% unknown word"));
+    EXPECT_TRUE(has(second.type("no alias greet\r"), "% NAME: one of your own commands"));
+    EXPECT_FALSE(has(second.type("show aliases\r"), "good day"));
+    second.type("alias greet echo bye\r");
+    EXPECT_TRUE(has(first.type("greet\r"), "\r\ngood day to you\r\n"));
+    EXPECT_TRUE(has(second.type("greet\r"), "\r\nbye\r\n"));
+}
+
+TEST_F(Device, NoAliasTakesAWordThatACommandBeginsWith)
+{
+    Guest guest;
+    for (const cli_command_s &command : device::commands()) {
+        const std::string word(command.syntax, std::strcspn(command.syntax, " (<"));
+        if (word.empty() || std::isupper(static_cast<unsigned char>(word[0])))
+            continue;
+        for (size_t len = 1; len <= word.size(); len++)
+            EXPECT_TRUE(has(guest.type("alias " + word.substr(0, len) + " echo x\r"),
+                            "% This name is taken"))
+                << word.substr(0, len);
+    }
+    for (const char *name : {"q", "quit", "lo", "logout", "ex", "exit"})
+        EXPECT_TRUE(
+            has(guest.type(std::string("alias ") + name + " echo x\r"), "% This name is taken"));
+    EXPECT_FALSE(has(guest.type("alias shows echo x\r"), "taken"));
+    guest.type("sho hist\r");
+    EXPECT_TRUE(has(guest.type("shows\r"), "\r\nx\r\n"));
 }
 
 TEST_F(Device, AnAliasCanBeTypedRightBehindTheCommandThatMadeIt)
@@ -358,7 +437,7 @@ TEST_F(Device, AnAliasMayRemoveItselfAndTheOneThatRunsIt)
 TEST_F(Device, AliasesAreNestedOnlySoDeep)
 {
     Guest guest;
-    EXPECT_EQ(count_of(guest.type("alias a a\ra\r"), "Aliases are nested too deeply"), 1U);
+    EXPECT_EQ(count_of(guest.type("alias x x\rx\r"), "Aliases are nested too deeply"), 1U);
     EXPECT_TRUE(has(guest.type("alias b echo b\rb\r"), "\r\nb\r\n"));
 }
 
@@ -381,90 +460,62 @@ TEST_F(Device, ThePlacesOfErrorsInAliasesAreShown)
     EXPECT_TRUE(has(guest.type("bad\r"), "^\r\n% unknown word\r\n  version  "));
 }
 
-// Another session of the thread has its turn while a list of choices is being written.
-TEST_F(Device, AListGoesOnAfterAChangeOfTheNodes)
+// The same session's own aliases change while the list of choices is being written.
+TEST_F(Device, AListGoesOnAfterAChangeOfTheAliases)
 {
-    Guest lister("a", "dumb");
-    Guest changer("b", "dumb");
-    const std::string help(190, 'h');
+    Guest guest("a", "dumb");
     for (int i = 0; i < 32; i++)
-        changer.type("alias n" + std::to_string(i) + " echo " + help + "\r");
-    bool has_changed = false;
-    const auto change = [&] {
-        changer.type("no alias n0\rno alias n1\ralias m echo m\r");
-        changer.type("\r"); // where the nodes would change
-        changer.type("\r"); // and be released
-        has_changed = true;
-    };
-    lister.meanwhile = change;
-    EXPECT_TRUE(has(lister.type("?"), "--More--"));
-    EXPECT_TRUE(has_changed);
-    EXPECT_TRUE(has(lister.type(" "), "\r\n  n"));
-    EXPECT_TRUE(has(changer.type("m\r"), "\r\nm\r\n"));
-    EXPECT_TRUE(has(lister.type("n0\r"), "unknown word"));
-}
-
-TEST_F(Device, WithoutMemoryForAnAliasItComesWhenThereIsSome)
-{
-    Guest guest;
-    Guest other;
-    guest.type("alias first echo 1\ralias second echo 2\r");
-    for (int n = 1; n <= 12; n++) {
-        guest.type("no alias second\r");
-        guest.type("alias second echo again\r");
-        guest.type("no alias first\r"); // makes the other anew:
-        tracked_fail_after(n);
-        other.type("\r");
-        device::refresh_aliases();
-        tracked_fail_after(-1);
-        EXPECT_TRUE(has(other.type("second\r"), "\r\nagain\r\n")) << n;
-        guest.type("alias first echo 1\r");
-    }
-}
-
-TEST_F(Device, AnAliasWhoseTextHasChangedMeanwhileRunsTheNewOne)
-{
-    Guest guest;
-    guest.type("alias x echo one\r");
-    EXPECT_TRUE(has(guest.type("x\r"), "\r\none\r\n"));
-    std::thread([] {
-        Guest("another thread").type("no alias x\ralias x echo two\r");
-        device::release_thread();
-    }).join();
-    EXPECT_TRUE(has(guest.type("x\r"), "\r\ntwo\r\n"));
+        guest.type("alias n" + std::to_string(i) + " echo n" + std::to_string(i) + "\r");
+    EXPECT_TRUE(has(guest.type("?"), "--More--"));
+    guest.console().aliases.resize(20);
+    const std::string shown = guest.type(" ");
+    EXPECT_TRUE(has(shown, "\r\n  n19 "));
+    EXPECT_FALSE(has(shown, "\r\n  n20 "));
+    EXPECT_EQ(guest.row(), "> ");
 }
 
 // Interfaces
 
-TEST_F(Device, InterfaceNamesFollowTheSystem)
+TEST_F(Device, ANameThatCannotBeTypedIsNotListed)
 {
-    Guest guest;
-    guest.type("\r");
-    device::set_interface_names({"eth0", "eth1", "wan"});
-    guest.type_only("show interfaces e\t");
-    EXPECT_EQ(guest.row(), "> show interfaces eth");
-    guest.type_only("\025show interfaces w\t");
-    EXPECT_EQ(guest.row(), "> show interfaces wan ");
-    EXPECT_TRUE(has(guest.type_only("\r"), "No such interface"));
-    device::set_interface_names({"eth1", "ppp0"});
-    EXPECT_TRUE(has(guest.type_only("show interfaces wan\r"), "% unknown word"));
-    EXPECT_TRUE(has(guest.type_only("show interfaces ?"), "\r\n  eth1              an interface"
-                                                          "\r\n  ppp0              an interface"));
-    guest.type_only("\025show interfaces e\t");
-    EXPECT_EQ(guest.row(), "> show interfaces eth1 ");
-    device::set_interface_names({});
-    EXPECT_TRUE(has(guest.type_only("\025show interfaces eth1\r"), "% unknown word"));
+    const std::vector<std::string> names = {"a b", "",   "q\"",     "q'",       "q\\",  "q?",
+                                            "q;",  "\t", "e\033[m", "\303\244", "good", "gone"};
+    const auto listed = [&names](const char *begun) {
+        std::string text;
+        device::list_interfaces(
+            names, begun,
+            [](void *ctx, const char *name, const char *help) {
+                *static_cast<std::string *>(ctx) += std::string(name) + ": " + help + "\n";
+            },
+            &text);
+        return text;
+    };
+    EXPECT_EQ(listed(""), "good: an interface\ngone: an interface\n");
+    EXPECT_EQ(listed("go"), "good: an interface\ngone: an interface\n");
+    EXPECT_EQ(listed("gon"), "gone: an interface\n");
+    EXPECT_EQ(listed("q"), "");
 }
 
-TEST_F(Device, ANameThatCannotBeTypedHasNoNode)
+TEST(Reading, IsDoneOnceASecondForAll)
 {
-    Guest guest;
-    guest.type("\r");
-    device::set_interface_names(
-        {"a b", "", "q\"", "q'", "q\\", "q?", "q;", "e\033[m", "\303\244", "\t", "good"});
-    const std::string shown = guest.type_only("show interfaces ?");
-    EXPECT_EQ(count_of(shown, "an interface"), 1U);
-    EXPECT_TRUE(has(shown, "\r\n  good              an interface"));
+    static int reads;
+    static bool does_tell;
+    reads = 0;
+    does_tell = true;
+    device::Reading<int> reading([] {
+        reads++;
+        return does_tell ? std::optional(reads) : std::nullopt;
+    });
+    EXPECT_EQ(*reading.get(5000), 1);
+    EXPECT_EQ(*reading.get(5999), 1);
+    EXPECT_EQ(*reading.get(6000), 2);
+    reading.forget();
+    EXPECT_EQ(*reading.get(6001), 3);
+    does_tell = false;
+    EXPECT_EQ(*reading.get(6999), 3);
+    EXPECT_EQ(reading.get(7001), nullptr);
+    does_tell = true;
+    EXPECT_EQ(*reading.get(7002), 5);
 }
 
 TEST_F(Device, ALiveInterfaceIsCompletedAndShown)
@@ -491,57 +542,15 @@ TEST_F(Device, WhatTheSystemDoesNotTellIsNotClaimed)
         const FewDescriptors few(more);
         device::forget_interfaces();
         device::forget_routes();
-        return guest.type_only(typed);
+        return guest.type(typed);
     };
-    constexpr char not_told[] = "The system does not tell its interfaces\r\n";
+    constexpr char not_told[] = "% The system does not tell its interfaces\r\n";
     EXPECT_TRUE(has(with_descriptors(0, "show interfaces lo\r"), not_told));
     EXPECT_TRUE(has(with_descriptors(0, "show interfaces\r"), not_told));
-    constexpr char no_routes[] = "The system does not tell its routes\r\n";
+    constexpr char no_routes[] = "% The system does not tell its routes\r\n";
     EXPECT_TRUE(has(with_descriptors(0, "show routes\r"), no_routes));
     EXPECT_FALSE(has(with_descriptors(3, "show routes\r"), no_routes));
-    EXPECT_FALSE(has(guest.type_only("show interfaces\r"), "unknown number"));
-}
-
-TEST_F(Device, NamesOfInterfacesAreAskedForOnceASecond)
-{
-    Guest guest;
-    const int64_t later = device::now_ms() + 5000;
-    const auto is_there = [&guest](const std::string &name) {
-        return !has(guest.type_only("show interfaces " + name + "\r"), "% unknown word");
-    };
-    device::refresh_graph(later);
-    device::set_interface_names({"gone"});
-    device::refresh_graph(later + 999);
-    EXPECT_TRUE(is_there("gone"));
-    EXPECT_FALSE(is_there("lo"));
-    device::refresh_graph(later + 1000);
-    EXPECT_FALSE(is_there("gone"));
-    EXPECT_TRUE(is_there("lo"));
-    {
-        const FewDescriptors none(0);
-        device::refresh_graph(later + 2000);
-    }
-    EXPECT_TRUE(is_there("lo")); // as long as the system does not tell
-}
-
-TEST_F(Device, NodesAreReleasedAndLaterAgainWhateverAllocationFails)
-{
-    const auto act = [](const std::function<void()> &fail_from_here) {
-        device::graph();
-        fail_from_here();
-        device::set_interface_names({"eth0", "eth1"});
-        tracked_fail_after(-1);
-        cli_pmatch_s *matches = nullptr;
-        int32_t consumed = 0;
-        const char line[] = "show interfaces eth1";
-        const bool is_there = cli_parse(device::graph(), line, sizeof(line) - 1, &consumed,
-                                        &matches) == PARSE_MATCHED;
-        cli_match_free(matches);
-        device::set_interface_names({"eth1"});
-        device::release_thread();
-        return is_there;
-    };
-    EXPECT_EQ(varno_test::fail_each_allocation(act), 8); // two nodes of a record and three texts
+    EXPECT_FALSE(has(guest.type("show interfaces\r"), "unknown number"));
 }
 
 // Routes
@@ -703,13 +712,17 @@ TEST_F(Device, TracesAreOffAtFirstAndOnlyOfTheSessionThatAsks)
     EXPECT_EQ(g_trace_max_level, 6);
     EXPECT_FALSE(has(own.type("echo a\r"), "(debug)"));
     own.type("debug on\rdebug on\r");
-    EXPECT_EQ(g_trace_max_level, 7);
+    EXPECT_EQ(g_trace_max_level, 6); // but in its turns
     EXPECT_TRUE(has(own.type("echo b\r"), "(debug): Got token [echo], trying to match\r\n"));
+    other.meanwhile = [] { EXPECT_EQ(g_trace_max_level, 6); };
     EXPECT_FALSE(has(other.type("echo c\r"), "(debug)"));
+    own.meanwhile = [] { EXPECT_EQ(g_trace_max_level, 7); };
+    own.type("echo c\r");
+    EXPECT_EQ(g_trace_max_level, 6);
     other.type("debug on\r");
     own.type("debug off\r");
-    EXPECT_EQ(g_trace_max_level, 7);
     EXPECT_FALSE(has(own.type("echo d\r"), "(debug)"));
+    EXPECT_TRUE(has(other.type("echo d\r"), "(debug)"));
     other.type("debug off\r");
     EXPECT_EQ(g_trace_max_level, 6);
 }
@@ -730,7 +743,7 @@ TEST_F(Device, TracesGoOnBehindAnothersTurn)
     Guest other("b");
     const std::string help(190, 'h');
     for (int i = 0; i < 32; i++)
-        other.type("alias n" + std::to_string(i) + " echo " + help + "\r");
+        guest.type("alias n" + std::to_string(i) + " echo " + help + "\r");
     guest.type("debug on\r");
     bool has_typed = false;
     guest.meanwhile = [&] { has_typed = !other.type("x").empty(); };
@@ -756,11 +769,10 @@ TEST_F(Device, TheTracesOfASessionThatEndsAreNotWantedAnyMore)
     {
         Guest guest;
         guest.type("debug on\r");
-        EXPECT_EQ(g_trace_max_level, 7);
         guest.meanwhile = [&] { device::detach(guest.console()); };
         guest.type("echo a\r");
         EXPECT_EQ(g_trace_max_level, 6);
-        EXPECT_TRUE(has(guest.type("debug on\r"), "Only a session is traced"));
+        EXPECT_TRUE(has(guest.type("debug on\r"), "% Only a session is traced"));
     }
     Guest guest;
     guest.type("debug on\rexit\r");
@@ -786,34 +798,78 @@ TEST_F(Device, AFileHearsTheTracesOfAllSessions)
 
 // Batches
 
-TEST_F(Device, ABatchNamesTheCommandInErrorAndHasNoTerminal)
+TEST_F(Device, ABatchHasNoTerminal)
 {
-    device::Console console = {};
-    console.source = "batch";
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    const char *lines[] = {"alias hi echo good day",
-                           "hi",
-                           "terminal length 0",
-                           "prompt x",
-                           "clear",
-                           "",
-                           "no alias hi",
-                           "hi",
-                           "terminal width 1"};
-    for (const char *line : lines) {
-        console.line++;
-        device::run_text(console, line);
-    }
-    std::fflush(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "good day\n");
-    const std::string errors = testing::internal::GetCapturedStderr();
-    EXPECT_TRUE(has(errors, "batch:8: unknown word\n  hi\n  ^\n"));
-    EXPECT_TRUE(has(errors, "batch:9: COLUMNS is 20 to 256\n"));
-    EXPECT_TRUE(console.has_failed);
+    device::Console console;
+    std::string written[2]; // output, errors
+    console.host = written;
+    cli_shell_config_s config = device::shell_config(console);
+    config.output = [](void *user, const char *bytes, size_t count) {
+        static_cast<std::string *>(static_cast<device::Console *>(user)->host)[0].append(bytes,
+                                                                                         count);
+    };
+    config.errors = [](void *user, const char *bytes, size_t count) {
+        static_cast<std::string *>(static_cast<device::Console *>(user)->host)[1].append(bytes,
+                                                                                         count);
+    };
+    console.shell = cli_shell_create(&config);
+    for (const char *line : {"alias hi echo good day", "hi", "terminal length 0", "prompt x",
+                             "clear", "", "show history", "no alias hi"})
+        EXPECT_EQ(cli_shell_run(console.shell, line), CLI_DONE) << line;
+    for (const char *line : {"hi", "terminal width 1", "timer 1 x", "debug on"})
+        EXPECT_EQ(cli_shell_run(console.shell, line), CLI_FAILED) << line;
+    EXPECT_EQ(written[0], "good day\n");
+    EXPECT_EQ(written[1], "  hi\n  ^\n% unknown word\n"
+                          "  terminal width 1\n                 ^\n% COLUMNS: 10 to 512\n"
+                          "% A batch does not wait\n% Only a session is traced\n");
     EXPECT_FALSE(console.is_done);
-    device::run_text(console, "exit");
+    cli_shell_run(console.shell, "exit");
     EXPECT_TRUE(console.is_done);
+    cli_shell_free(console.shell);
+}
+
+// Answers that come later
+
+TEST_F(Device, APingIsAnsweredAndTheCommandHoldsThePrompt)
+{
+    Guest guest;
+    EXPECT_FALSE(has(guest.type("ping 127.0.0.1 count 2\recho after it\r"), "after it"));
+    std::string shown;
+    while (!has(shown, "\nafter it\r\n")) {
+        wakes.run_next();
+        shown += guest.go_on();
+    }
+    EXPECT_TRUE(has(shown, "\nrequest 1: "));
+    EXPECT_TRUE(has(shown, "\nrequest 2: "));
+    EXPECT_TRUE(has(shown, " ms\r\n2 requests, 2 answers, "));
+    EXPECT_LT(shown.find("2 requests, 2 answers, "), shown.find("after it"));
+}
+
+TEST_F(Device, APingThatNobodyWaitsForEnds)
+{
+    Guest guest;
+    std::string shown = guest.type("ping 127.0.0.1 count 1000 interval 60\r");
+    while (!has(shown, "\nrequest 1: ")) {
+        wakes.run_next();
+        shown += guest.go_on();
+    }
+    guest.type("\003");
+    EXPECT_EQ(guest.row(), "> ");
+    EXPECT_TRUE(has(guest.type("echo still here\r"), "\r\nstill here\r\n"));
+    guest.type("ping 127.0.0.1 count 1000 interval 60\r"); // and with its session
+}
+
+TEST_F(Device, APingSaysWhyItFails)
+{
+    Guest guest;
+    for (const char *host : {"256.0.0.1.invalid", "\"a b\""}) {
+        std::string shown = guest.type("ping " + std::string(host) + " quiet\r");
+        while (!has(shown, "\n> ")) {
+            wakes.run_next();
+            shown += guest.go_on();
+        }
+        EXPECT_TRUE(has(shown, "% ")) << host;
+    }
 }
 
 // Threads
@@ -836,19 +892,14 @@ void on_two_threads(const std::function<void(Guest &guest, int own, std::barrier
     other.join();
 }
 
-TEST_F(Device, SessionsOfTwoThreadsShareAliasesAndSeeEachOther)
+TEST_F(Device, SessionsOfTwoThreadsSeeEachOther)
 {
     on_two_threads([](Guest &guest, int own, std::barrier<> &step) {
-        const std::string mine = std::to_string(own);
         const std::string others = std::to_string(1 - own);
-        guest.type("alias greet" + mine + " echo hello from " + mine + "\r");
-        step.arrive_and_wait();
-        EXPECT_TRUE(has(guest.type("greet" + others + "\r"), "\r\nhello from " + others));
-        EXPECT_TRUE(has(guest.type("show sessions\r"), "thread " + others));
-        step.arrive_and_wait();
-        guest.type("no alias greet" + mine + "\r");
+        guest.type("alias greet" + std::to_string(own) + " echo hello\r");
         step.arrive_and_wait();
         EXPECT_TRUE(has(guest.type("greet" + others + "\r"), "unknown word"));
+        EXPECT_TRUE(has(guest.type("show sessions\r"), "thread " + others));
     });
 }
 

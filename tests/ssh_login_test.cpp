@@ -238,7 +238,7 @@ TEST_F(SshLogin, ACommandOfTheClientRunsAsABatch)
     EXPECT_EQ(shown.output().find("varno>"), std::string::npos);
 
     Guest refused(24, 80, [this] { return server.run_client("-T", "echo a; cat /etc/passwd"); });
-    EXPECT_TRUE(refused.sends("command:2: unknown word"));
+    EXPECT_TRUE(refused.sends("command:2: % unknown word"));
     EXPECT_EQ(WEXITSTATUS(refused.wait_for_end()), 1);
 }
 

@@ -1,16 +1,9 @@
-// One table with a mutex, and a count of its changes by which each thread sees that
-// its nodes are out of date.
-
-#include "aliases.h"
+// Aliases: commands that a user has named, for the own session alone.
 
 #include <algorithm>
-#include <array>
-#include <atomic>
 #include <cstring>
-#include <mutex>
-#include <vector>
 
-#include "graph.h"
+#include "commands.h"
 #include "nesting.h"
 
 namespace device {
@@ -21,122 +14,94 @@ constexpr int deepest_alias = 8;
 constexpr size_t most_aliases = 32;
 constexpr size_t longest_alias_name = 31;
 
-struct Alias {
-    std::string name;
-    std::string text;
-};
-
-struct Table {
-    std::mutex mutex;
-    std::vector<Alias> aliases;
-    std::atomic<uint64_t> generation = 0; // written with the mutex held
-};
-
-Table table;
-
-auto find(const char *name)
+auto find(std::vector<Alias> &aliases, const char *name)
 {
-    return std::find_if(table.aliases.begin(), table.aliases.end(),
+    return std::find_if(aliases.begin(), aliases.end(),
                         [name](const Alias &alias) { return alias.name == name; });
 }
 
-bool is_alias_name(const char *name)
+Console &console_of(const cli_shell_s *shell)
 {
-    return is_plain_word(name) && std::strlen(name) <= longest_alias_name;
+    return *static_cast<Console *>(cli_shell_user(shell));
 }
 
-enum class Added { yes, is_taken, is_full };
-
-Added add_to_table(const char *name, const char *text)
+int32_t accept_command(void *, cli_shell_s *shell, const char *word, const char **why)
 {
-    const std::lock_guard lock(table.mutex);
-    if (find(name) != table.aliases.end())
-        return Added::is_taken;
-    if (table.aliases.size() >= most_aliases)
-        return Added::is_full;
-    table.aliases.push_back({name, text});
-    table.generation++;
-    return Added::yes;
+    std::vector<Alias> &aliases = console_of(shell).aliases;
+    if (find(aliases, word) != aliases.end())
+        return 1;
+    *why = "unknown word"; // any command could have stood there
+    return 0;
 }
 
-bool remove_from_table(const char *name)
+void list_aliases(void *, cli_shell_s *shell, const char *begun, cli_assist_value_fn value,
+                  void *ctx)
 {
-    const std::lock_guard lock(table.mutex);
-    const auto alias = find(name);
-    if (alias == table.aliases.end())
-        return false;
-    table.aliases.erase(alias);
-    table.generation++;
-    return true;
+    for (const Alias &alias : console_of(shell).aliases) {
+        if (alias.name.starts_with(begun))
+            value(ctx, alias.name.c_str(), alias.text.c_str());
+    }
+}
+
+Text text_of_aliases(cli_call_s *call)
+{
+    std::string text;
+    for (const Alias &alias : console_of(cli_call_shell(call)).aliases)
+        text += alias.name + "  " + alias.text + "\n";
+    return std::make_shared<const std::string>(std::move(text));
+}
+
+// A name that a command has, or begins with, would take that command from its user.
+bool is_taken(cli_shell_s *shell, const char *name)
+{
+    return cli_shell_check(shell, name, nullptr) != CLI_ASSIST_UNKNOWN;
 }
 
 } // namespace
 
-void follow_aliases(DynamicNodes &nodes, uint64_t &generation)
+const cli_type_s alias_types[] = {
+    {"alias", "one of your own commands", nullptr, list_aliases, nullptr},
+    {"own", "one of your own commands", accept_command, list_aliases, nullptr},
+};
+
+int32_t show_aliases(cli_call_s *call, Console &)
 {
-    if (table.generation.load(std::memory_order_acquire) == generation)
-        return;
-    const std::lock_guard lock(table.mutex);
-    std::array<Choice, most_aliases> choices;
-    const auto as_choice = [](const Alias &alias) {
-        return Choice{alias.name.c_str(), alias.text.c_str()};
-    };
-    std::transform(table.aliases.begin(), table.aliases.end(), choices.begin(), as_choice);
-    if (nodes.follow({choices.data(), table.aliases.size()}))
-        generation = table.generation;
+    return show_lines(call, text_of_aliases);
 }
 
-void forget_aliases()
+int32_t add_alias(cli_call_s *call, Console &console)
 {
-    const std::lock_guard lock(table.mutex);
-    table.aliases.clear();
-    table.generation++;
-}
-
-// A copy is shown: nothing is written with the mutex held.
-void show_aliases(const Command &command)
-{
-    std::string text;
-    {
-        const std::lock_guard lock(table.mutex);
-        for (const Alias &alias : table.aliases)
-            text += alias.name + "  " + cleaned(alias.text) + "\n";
+    const char *name = cli_text(call, "NAME");
+    if (!is_plain_word(name) || std::strlen(name) > longest_alias_name)
+        cli_fail(call, "A name is 1 to %zu printable characters, none of \" ' \\ ? ;",
+                 longest_alias_name);
+    else if (is_taken(console.shell, name))
+        cli_fail(call, "This name is taken");
+    else if (console.aliases.size() >= most_aliases)
+        cli_fail(call, "There are %zu aliases already", most_aliases);
+    else {
+        console.aliases.push_back({name, cli_text(call, "TEXT")});
+        return CLI_DONE;
     }
-    write_long(command.console, std::make_unique<Lines>(text));
+    return CLI_FAILED;
 }
 
-void add_alias(const Command &command)
+int32_t remove_alias(cli_call_s *call, Console &console)
 {
-    const char *name = word_of(command, "NAME");
-    if (!is_alias_name(name)) {
-        refuse(command.console, "A name is 1 to %zu printable characters, none of \" ' \\ ? ;\n",
-               longest_alias_name);
-        return;
-    }
-    const Added added =
-        is_builtin(name) ? Added::is_taken : add_to_table(name, text_from(command, "TEXT"));
-    if (added == Added::is_taken)
-        refuse(command.console, "This name is taken\n");
-    if (added == Added::is_full)
-        refuse(command.console, "There are %zu aliases already\n", most_aliases);
+    console.aliases.erase(find(console.aliases, cli_text(call, "NAME")));
+    return CLI_DONE;
 }
 
-void remove_alias(const Command &command)
+// A copy is run: the line may remove the alias.
+int32_t run_alias(cli_call_s *call, Console &console)
 {
-    if (!remove_from_table(word_of(command, "NAME")))
-        refuse(command.console, "No such alias\n");
-}
-
-// The node keeps its text even when the command removes the alias that it came from.
-void run_alias(const Command &command)
-{
-    Console &console = command.console;
     if (console.alias_depth >= deepest_alias) {
-        refuse(console, "Aliases are nested too deeply\n");
-        return;
+        cli_fail(call, "Aliases are nested too deeply");
+        return CLI_FAILED;
     }
+    const std::string text = find(console.aliases, cli_text(call, "ALIAS"))->text;
     const Nesting nesting(console.alias_depth);
-    run_text(console, command.matches->node->help);
+    return cli_shell_run(console.shell, text.c_str()) == CLI_FAILED ? CLI_FAILED : CLI_DONE;
 }
 
 } // namespace device

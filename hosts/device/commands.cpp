@@ -1,136 +1,125 @@
-// The words of a command, and the actions that concern nothing but a console.
+// The commands that concern nothing but their console and this process.
 
 #include "commands.h"
 
-#include <algorithm>
-#include <cctype>
-#include <cstdlib>
-#include <cstring>
+#include <varno/platform_default.h>
 
-#include "host.h"
+#include <cstdio>
 
 namespace device {
 namespace {
 
-constexpr long most_numbers = 1000000;
-constexpr long longest_timer = 24L * 60 * 60;
-
-// A row a call: the entry after those that were shown.
-class History : public Rows {
-  public:
-    bool write(Console &console) override
-    {
-        shown_++;
-        console_ = &console;
-        has_more_ = false;
-        if (console.session)
-            tsession_history(console.session, take_entry, this);
-        return has_more_;
-    }
-
-  private:
-    static void take_entry(tsession_s *, void *, void *ctx, int32_t number, const char *line)
-    {
-        auto &rows = *static_cast<History *>(ctx);
-        if (number == rows.shown_)
-            print(*rows.console_, "%5d  %s\n", number, cleaned(line).c_str());
-        rows.has_more_ = number > rows.shown_;
-    }
-
-    Console *console_ = nullptr;
-    int shown_ = 0;
-    bool has_more_ = false;
+// What is live under a tag of the libraries, the last row: in all.
+constexpr const char *tags[] = {
+    "BYTE",
+    "BYTE*",
+    "cli_call_s",
+    "cli_call_state",
+    "cli_call_text",
+    "cli_call_words",
+    "cli_pmatch_s",
+    "cli_pnode_s",
+    "cli_set_s",
+    "cli_shell_s",
+    "commands_array",
+    "mc_node_s",
+    "mkey_t",
+    "OutputBuffer",
+    "Owner",
+    "prompt_clink_s",
+    "prompt_command_s",
+    "Question",
+    "prompt_s",
+    "Snapshot",
+    "stroker_binding",
+    "stroker_s",
+    "telparser_s",
+    "tsession_s",
+    "tsession_shared_s",
+    nullptr,
 };
 
-class Numbers : public Rows {
-  public:
-    explicit Numbers(long count) : count_(count) {}
-
-    bool write(Console &console) override
-    {
-        print(console, "%ld\n", ++shown_);
-        return shown_ < count_;
-    }
-
-  private:
-    const long count_;
-    long shown_ = 0;
+// The entry after those that were shown.
+struct HistoryRow {
+    cli_call_s *call;
+    int32_t shown;
+    bool has_more;
 };
+
+void take_entry(tsession_s *, void *, void *ctx, int32_t number, const char *line)
+{
+    auto &row = *static_cast<HistoryRow *>(ctx);
+    if (number == row.shown + 1)
+        cli_print(row.call, "%5d  %s\n", number, line);
+    row.has_more = number > row.shown + 1;
+}
 
 } // namespace
 
-const char *word_of(const Command &command, const char *name)
+int32_t show_version(cli_call_s *call, Console &)
 {
-    const cli_pmatch_s *match = cli_match_by_name(command.matches, name);
-    return match ? match->token : nullptr;
+    cli_print(call, "%s %s\n", host().program, VARNO_VERSION);
+    return CLI_DONE;
 }
 
-// The parser takes any number of 64 bits; the range is ours to check.
-bool take_number(const Command &command, const char *name, long least, long most, long &out)
+int32_t show_history(cli_call_s *call, Console &console)
 {
-    out = std::strtol(word_of(command, name), nullptr, 0);
-    if (out >= least && out <= most)
-        return true;
-    refuse(command.console, "%s is %ld to %ld\n", name, least, most);
-    return false;
+    HistoryRow row = {call, kept_of<int32_t>(call)++, false};
+    if (session_of(console))
+        tsession_history(session_of(console), take_entry, &row);
+    return row.has_more ? CLI_MORE : CLI_DONE;
 }
 
-const char *text_from(const Command &command, const char *name)
+// Other threads go on meanwhile, so the total need not be the sum.
+int32_t show_memory(cli_call_s *call, Console &)
 {
-    const cli_pmatch_s *text = cli_match_by_name(command.matches, name);
-    return text->next ? command.line + text->pos : text->token;
+    return show_lines(call, [](cli_call_s *) {
+        std::string text = "  blocks  tag\n";
+        for (const char *tag : tags) {
+            char row[80];
+            std::snprintf(row, sizeof(row), "%8zu  %s\n", tracked_outstanding(tag),
+                          tag ? tag : "in all");
+            text += row;
+        }
+        return std::make_shared<const std::string>(text);
+    });
 }
 
-bool is_plain_word(const char *word)
+int32_t show_numbers(cli_call_s *call, Console &)
 {
-    const auto is_plain = [](unsigned char c) {
-        return std::isgraph(c) && !std::strchr("\"'\\?;", c);
-    };
-    return *word && std::all_of(word, word + std::strlen(word), is_plain);
+    auto &shown = kept_of<int64_t>(call);
+    cli_print(call, "%lld\n", static_cast<long long>(++shown));
+    return shown < cli_number(call, "COUNT") ? CLI_MORE : CLI_DONE;
 }
 
-void show_version(const Command &command)
+int32_t echo(cli_call_s *call, Console &)
 {
-    print(command.console, "%s %s\n", host().program, VARNO_VERSION);
+    const size_t count = cli_count(call, "TEXT");
+    for (size_t i = 0; i < count; i++)
+        cli_print(call, "%s%c", cli_text_at(call, "TEXT", i), i + 1 < count ? ' ' : '\n');
+    return CLI_DONE;
 }
 
-void show_history(const Command &command)
+int32_t start_timer(cli_call_s *call, Console &console)
 {
-    write_long(command.console, std::make_unique<History>());
-}
-
-void show_numbers(const Command &command)
-{
-    long count = 0;
-    if (take_number(command, "COUNT", 1, most_numbers, count))
-        write_long(command.console, std::make_unique<Numbers>(count));
-}
-
-void echo(const Command &command)
-{
-    for (const cli_pmatch_s *match = command.matches->next; match; match = match->next)
-        print(command.console, "%s%c", cleaned(match->token).c_str(), match->next ? ' ' : '\n');
-}
-
-void start_timer(const Command &command)
-{
-    long seconds = 0;
-    if (!take_number(command, "SECONDS", 1, longest_timer, seconds))
-        return;
-    Console &console = command.console;
-    if (!console.session)
-        refuse(console, "A batch does not wait\n");
+    const auto seconds = static_cast<long>(cli_number(call, "SECONDS"));
+    if (!session_of(console))
+        cli_fail(call, "A batch does not wait");
     else if (!host().start_timer)
-        refuse(console, "There are no timers\n");
-    else if (!host().start_timer(console, seconds, cleaned(text_from(command, "TEXT"))))
-        refuse(console, "All timers run\n");
+        cli_fail(call, "There are no timers");
+    else if (!host().start_timer(console, seconds, cli_text(call, "TEXT")))
+        cli_fail(call, "All timers run");
+    else
+        return CLI_DONE;
+    return CLI_FAILED;
 }
 
-void end_session(const Command &command)
+int32_t end_session(cli_call_s *, Console &console)
 {
-    if (command.console.session)
-        tsession_close(command.console.session);
-    command.console.is_done = true;
+    if (session_of(console))
+        tsession_close(session_of(console));
+    console.is_done = true;
+    return CLI_DONE;
 }
 
 } // namespace device

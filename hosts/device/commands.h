@@ -1,45 +1,37 @@
 #ifndef VARNO_DEVICE_COMMANDS_H
 #define VARNO_DEVICE_COMMANDS_H
 
-// What an action is given, how it reads its words, and the actions that need little
-// more than that.
+// The functions of the commands, by the file that has them, and the types of arguments.
 
-#include <varno/cli_parse.h>
-
-#include "console.h"
+#include "action.h"
 
 namespace device {
 
-// The line and its words.
-struct Command {
-    Console &console;
-    const char *line;
-    cli_pmatch_s *matches;
-};
+// aliases.cpp
+Action show_aliases, add_alias, remove_alias, run_alias;
+extern const cli_type_s alias_types[2]; // one that is named, one that is run
 
-// The func of the graph's end-of-line nodes.
-using Action = void (*)(const Command &command);
+// commands.cpp
+Action show_version, show_history, show_memory, show_numbers, echo, start_timer, end_session;
 
-// Returns: the word that matched the node of this name; NULL when there is none.
-const char *word_of(const Command &command, const char *name);
+// interfaces.cpp
+Action show_interfaces;
+extern const cli_type_s interface_type;
 
-// Reads a number that the graph has asked for, and refuses one out of range.
-bool take_number(const Command &command, const char *name, long least, long most, long &out);
+// ping.cpp
+Action ping;
 
-// Returns: the rest of the line as it was typed, from the first of the words that
-//          matched the node; a word that stands alone gives up its quotes.
-const char *text_from(const Command &command, const char *name);
+// routes.cpp
+Action show_routes;
 
-// Returns: whether a word can be typed as it stands: printable characters, at least
-//          one, and none that quotes, escapes or separates, or asks for help.
-bool is_plain_word(const char *word);
+// settings.cpp
+Action set_width, set_length, set_prompt, clear_screen;
 
-void show_version(const Command &command);
-void show_history(const Command &command);
-void show_numbers(const Command &command);
-void echo(const Command &command);
-void start_timer(const Command &command);
-void end_session(const Command &command);
+// traces.cpp
+Action start_debugging, stop_debugging;
+
+// visitors.cpp
+Action show_sessions;
 
 } // namespace device
 

@@ -1,19 +1,12 @@
-// The device as its hosts see it: input on its way to a session, and lines on their way
-// to actions.
+// The device as its hosts see it: the commands of each thread, and turns of its sessions.
 
 #include "device.h"
 
-#include <varno/cli_assist.h>
-
-#include <algorithm>
-#include <memory>
 #include <new>
+#include <stdexcept>
 
-#include "aliases.h"
-#include "commands.h"
-#include "graph.h"
-#include "host.h"
-#include "nesting.h"
+#include "ping.h"
+#include "table.h"
 #include "traces.h"
 #include "visitors.h"
 
@@ -21,100 +14,91 @@ namespace device {
 namespace {
 
 Host the_host = {};
+std::string the_prompt;
 
-// This thread's calls that have not returned.
-struct Calls {
-    int inputs = 0;
-    int lines = 0;
-};
+// This thread's commands: a set is used by one thread.
+thread_local cli_set_s *own_set = nullptr;
 
-thread_local Calls calls;
-
-void run(const Command &command, const cli_pnode_s *end)
+[[noreturn]] void give_up(cli_set_s *set, const std::string &findings)
 {
-    const Nesting nesting(calls.lines);
-    try {
-        reinterpret_cast<Action>(end->func)(command);
-    } catch (const std::bad_alloc &) {
-        refuse(command.console, "Out of memory\n");
-    }
+    cli_set_free(set);
+    if (findings.empty())
+        throw std::bad_alloc();
+    throw std::logic_error(findings);
 }
 
-// Saying what is wrong, in the words of a session
-
-void add_choice(void *user, const cli_pnode_s *, const char *text, const char *help)
+cli_set_s *build_set()
 {
-    std::string name = cleaned(text);
-    name.resize(std::max<size_t>(name.size() + 1, 18), ' ');
-    *static_cast<std::string *>(user) += "  " + name + cleaned(help) + "\n";
-}
-
-// A batch names its place first: there the reason comes first, and all candidates stand.
-void explain(Console &console, const char *line, const cli_assist_error_s &error)
-{
-    std::string choices;
-    const int32_t most =
-        console.session ? std::max(tsession_rows(console.session) / 2, 1) : INT32_MAX;
-    cli_assist_candidates(graph(), nullptr, line, &error, most, add_choice, &choices);
-    if (console.session) {
-        char text[1024];
-        cli_assist_format_error(line, &error, tsession_columns(console.session), text,
-                                sizeof(text));
-        refuse(console, "%s%s", text, choices.c_str());
-        return;
-    }
-    const std::string reason = cli_assist_strreason(error.reason);
-    const std::string shown = "  " + cleaned(line) + "\n";
-    const std::string caret = std::string(static_cast<size_t>(error.at) + 2, ' ') + "^";
-    refuse(console, "%s\n%s%s\n%s", reason.c_str(), shown.c_str(), caret.c_str(), choices.c_str());
+    cli_set_s *set = cli_set_create();
+    std::string findings;
+    const auto note = [](void *ctx, const cli_finding_s *finding) {
+        *static_cast<std::string *>(ctx) +=
+            std::string(finding->syntax) + ": " + finding->text + "\n";
+    };
+    bool is_added =
+        set && cli_set_add(set, nullptr, nullptr, commands().data(), commands().size()) == 0;
+    for (const cli_type_s &type : types())
+        is_added = is_added && cli_set_add_type(set, nullptr, &type) == 0;
+    if (!is_added || cli_set_build(set, note, &findings) != 0)
+        give_up(set, findings);
+    return set;
 }
 
 } // namespace
+
+Console::Console() = default;
+Console::~Console() = default;
 
 const Host &host()
 {
     return the_host;
 }
 
+const std::string &prompt()
+{
+    return the_prompt;
+}
+
 void start(const Host &host)
 {
     the_host = host;
+    the_prompt = host.name + "> ";
     open_traces();
 }
 
 void stop()
 {
+    stop_pings();
     close_traces();
-    forget_aliases();
+}
+
+cli_shell_config_s shell_config(Console &console)
+{
+    if (!own_set)
+        own_set = build_set();
+    cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
+    config.set = own_set;
+    config.user = &console;
+    return config;
 }
 
 void release_thread()
 {
-    release_graph();
+    cli_set_free(own_set);
+    own_set = nullptr;
 }
 
-// Where a call on another session led here, its walk through the graph is not disturbed.
 void begin_turn(Console &console)
 {
-    calls.inputs++;
-    const int64_t now = now_ms();
-    if (calls.inputs == 1 && calls.lines == 0)
-        refresh_graph(now);
     note_terminal(console);
-    if (!console.visitor)
-        return;
-    console.visitor->last_input.store(now, std::memory_order_relaxed);
-    console.visitor->traced_call.emplace(console);
+    if (console.visitor)
+        console.visitor->last_input.store(now_ms(), std::memory_order_relaxed);
+    begin_tracing(console);
 }
 
 void end_turn(Console &console)
 {
-    calls.inputs--;
-    if (!console.visitor)
-        return;
-    console.visitor->traced_call.reset();
-    if (console.visitor->traces)
-        console.visitor->traces->show(console.session);
+    end_tracing(console);
 }
 
 namespace {
@@ -124,7 +108,7 @@ void call_session(Console &console, const Call &call)
 {
     begin_turn(console);
     try {
-        call();
+        call(cli_shell_session(console.shell));
     } catch (...) {
         end_turn(console);
         throw;
@@ -136,43 +120,26 @@ void call_session(Console &console, const Call &call)
 
 void take_input(Console &console, const void *bytes, size_t count)
 {
-    call_session(console, [&] { tsession_input(console.session, bytes, count); });
+    call_session(console, [=](tsession_s *s) { tsession_input(s, bytes, count); });
 }
 
 void time_out(Console &console)
 {
-    call_session(console, [&] { tsession_time_out(console.session); });
+    call_session(console, [](tsession_s *s) { tsession_time_out(s); });
 }
 
-// The next line may be in the same input, and name an alias that this one has made.
-void run_line(tsession_s *, void *console, const char *line, const cli_pnode_s *action,
-              cli_pmatch_s *matches)
+void wake(uint64_t ticket)
 {
-    run({*static_cast<Console *>(console), line, matches}, action);
-    if (calls.inputs <= 1 && calls.lines == 0)
-        refresh_aliases();
+    if (own_set)
+        cli_wake(own_set, ticket);
 }
 
 void take_event(Console &console, const tsession_event_s &event)
 {
     if (event.kind == TSESSION_END_OF_INPUT)
-        tsession_close(console.session);
+        tsession_close(cli_shell_session(console.shell));
     if (event.kind == TSESSION_SIZE || event.kind == TSESSION_TERMINAL)
         note_terminal(console);
-}
-
-void run_text(Console &console, const char *line)
-{
-    if (calls.inputs == 0 && calls.lines == 0)
-        refresh_graph(now_ms());
-    cli_pmatch_s *matches = nullptr;
-    cli_assist_error_s error;
-    const cli_pnode_s *end = cli_assist_parse(graph(), nullptr, line, &matches, &error);
-    const std::unique_ptr<cli_pmatch_s, decltype(&cli_match_free)> owner(matches, cli_match_free);
-    if (end)
-        run({console, line, matches}, end);
-    else if (error.reason != CLI_ASSIST_EMPTY)
-        explain(console, line, error);
 }
 
 } // namespace device

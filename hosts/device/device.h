@@ -5,34 +5,54 @@
 // One device serves the sessions of all threads of a process; every function but
 // start and stop may run on any of them, each session on its own.
 
-#include <varno/tsession.h>
+#include <varno/commands.h>
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace device {
 
 struct Visitor; // a session's entry in what "show sessions" lists
+class Traces;
 
-// Where commands run and write: a session, or a batch that has none. An action need
-// not know which. It is the user pointer of its session.
+// A line that a user has named.
+struct Alias {
+    std::string name;
+    std::string text;
+};
+
+// Where commands run and write: a session, or a batch that has none. It is the user
+// pointer of its shell.
 struct Console {
-    tsession_s *session; // NULL in a batch
-    Visitor *visitor;    // NULL outside of attach and detach
-    const char *source;  // of a batch: what an error names,
-    int line;            // and which line or command of it
-    int alias_depth;     // of aliases that run in one another
-    bool is_done;        // a batch ran "exit"
-    bool has_failed;     // a batch met an error
-    void *host;          // the host's own
+    cli_shell_s *shell = nullptr;
+    Visitor *visitor = nullptr;     // NULL outside of attach and detach
+    std::vector<Alias> aliases;     // its user's own
+    int alias_depth = 0;            // of aliases that run in one another
+    bool is_debugging = false;      // it wants the library's traces
+    std::unique_ptr<Traces> traces; // of its turn, while it wants them
+    Traces *outer_traces = nullptr; // of the turn around its own
+    bool is_done = false;           // a batch ran "exit"
+    void *host = nullptr;           // the host's own
+
+    Console();
+    ~Console();
+    Console(const Console &) = delete;
+    Console &operator=(const Console &) = delete;
 };
 
 // What a device needs of its host.
 struct Host {
     const char *program; // of "show version"
+    std::string name;    // of the device, in its prompt
     // Has the session print a text later on. Returns: false when it cannot. NULL: no timers.
     bool (*start_timer)(Console &console, long seconds, const std::string &text);
+    // Returns: what any thread may call to have wake(ticket) run on the console's own, as
+    //          long as the console is there. NULL: no command may wait.
+    std::function<void()> (*waker)(Console &console, uint64_t ticket);
 };
 
 // Once per process, before its first session; registers the library's traces and
@@ -44,39 +64,41 @@ void trace_to(FILE *file);
 // After the last session.
 void stop();
 
-// The first alternative of a session's parse graph: this thread's, made at its first
-// call. It stays the first until release_thread.
-cli_pnode_s *graph();
-// Releases what the device keeps for this thread, when its sessions are freed.
+// Returns: what start was given; all empty before.
+const Host &host();
+// Returns: the text before the line.
+const std::string &prompt();
+
+// Returns: how a console's shell is to be, with this thread's commands; the host adds its
+//          session, or where a batch writes.
+cli_shell_config_s shell_config(Console &console);
+// Releases what the device keeps for this thread, when its shells are freed.
 void release_thread();
 
-// Lists a session that has been created, whose user pointer is the console. Control
-// characters of the peer's name are shown as question marks.
+// Lists a console's session. Control characters of the peer's name are shown as question
+// marks.
 void attach(Console &console, const std::string &peer);
-// Before the session is freed.
+// Before the session is freed, or after it.
 void detach(Console &console);
 
-// Before and after calls on a session in which lines may run: brings the dynamic commands
-// up to date and, with "debug on", shows the library's traces of the calls. The console
-// outlives them, the session may end.
+// Before and after calls on a session in which lines may run: notes that it is in use and,
+// with "debug on", shows the library's traces of the calls. The console outlives them, the
+// session may end.
 void begin_turn(Console &console);
 void end_turn(Console &console);
 // tsession_input as such a turn.
 void take_input(Console &console, const void *bytes, size_t count);
-
 // tsession_time_out, with the same before and after it.
 void time_out(Console &console);
+
+// A call of this thread that waits goes on; one that has ended does not.
+void wake(uint64_t ticket);
 
 // Returns: a time that only goes on, in milliseconds, to a few of them.
 int64_t now_ms();
 
-// The line callback of a session, and what its event callback is to pass on.
-void run_line(tsession_s *s, void *console, const char *line, const cli_pnode_s *action,
-              cli_pmatch_s *matches);
+// What the event callback of a session is to pass on.
 void take_event(Console &console, const tsession_event_s &event);
-
-// Matches a line and runs it, or says what is wrong with it: for a batch.
-void run_text(Console &console, const char *line);
 
 } // namespace device
 

@@ -12,12 +12,13 @@
 #include <netdb.h>
 #include <sys/socket.h>
 
+#include "commands.h"
 #include "reading.h"
 
 namespace device {
 namespace {
 
-constexpr char not_told[] = "The system does not tell its interfaces\n";
+constexpr char not_told[] = "The system does not tell its interfaces";
 
 using Addresses = std::unique_ptr<ifaddrs, decltype(&freeifaddrs)>;
 
@@ -74,10 +75,23 @@ const ifaddrs *find_interface(const ifaddrs *all, const char *name)
 std::string description_of(const ifaddrs *first)
 {
     const char *name = first->ifa_name;
-    std::string text = cleaned(name) + (first->ifa_flags & IFF_UP ? " is up\n" : " is down\n");
+    std::string text = std::string(name) + (first->ifa_flags & IFF_UP ? " is up\n" : " is down\n");
     for (const ifaddrs *entry = first; entry; entry = find_interface(entry->ifa_next, name))
         text += address_row(entry->ifa_addr);
     return text + counters_of(name);
+}
+
+// Nothing when the system does not tell.
+std::optional<std::vector<std::string>> read_names()
+{
+    const std::unique_ptr<struct if_nameindex, decltype(&if_freenameindex)> all(if_nameindex(),
+                                                                                if_freenameindex);
+    if (!all)
+        return {};
+    std::vector<std::string> names;
+    for (const struct if_nameindex *entry = all.get(); entry->if_name; entry++)
+        names.push_back(entry->if_name);
+    return names;
 }
 
 struct Interface {
@@ -89,7 +103,7 @@ std::optional<std::vector<Interface>> read_interfaces()
 {
     const Addresses all = read_addresses();
     std::vector<Interface> interfaces;
-    for (const std::string &name : interface_names()) {
+    for (const std::string &name : read_names().value_or(std::vector<std::string>())) {
         if (const ifaddrs *first = find_interface(all.get(), name.c_str()))
             interfaces.push_back({name, description_of(first)});
     }
@@ -100,63 +114,62 @@ std::optional<std::vector<Interface>> read_interfaces()
 
 Reading<std::vector<Interface>> reading(read_interfaces);
 
-class Interfaces : public Rows {
-  public:
-    explicit Interfaces(std::shared_ptr<const std::vector<Interface>> all) : all_(std::move(all)) {}
+Reading<std::vector<std::string>> names_reading(read_names);
 
-    bool write(Console &console) override
-    {
-        if (lines_.is_over())
-            lines_ = Lines((*all_)[described_++].description);
-        lines_.write(console);
-        return !lines_.is_over() || described_ < all_->size();
+int32_t accept_interface(void *, cli_shell_s *, const char *word, const char **why)
+{
+    const auto names = names_reading.get();
+    if (!names)
+        *why = not_told;
+    return names && std::find(names->begin(), names->end(), word) != names->end();
+}
+
+void list_read_names(void *, cli_shell_s *, const char *begun, cli_assist_value_fn value, void *ctx)
+{
+    if (const auto names = names_reading.get())
+        list_interfaces(*names, begun, value, ctx);
+}
+
+Text text_of_interfaces(cli_call_s *call)
+{
+    const auto all = reading.get();
+    const char *name = cli_text(call, "NAME");
+    std::string text;
+    if (!all) {
+        cli_fail(call, not_told);
+        return nullptr;
     }
-
-  private:
-    const std::shared_ptr<const std::vector<Interface>> all_; // as they were in the beginning
-    size_t described_ = 0;
-    Lines lines_; // of the interface described last
-};
+    for (const Interface &one : *all)
+        text += !name || one.name == name ? one.description : "";
+    if (!text.empty())
+        return std::make_shared<const std::string>(std::move(text));
+    cli_fail_at(call, "NAME", "No such interface"); // it has gone meanwhile
+    return nullptr;
+}
 
 } // namespace
 
-std::vector<std::string> interface_names()
+const cli_type_s interface_type = {"interface", "an interface", accept_interface, list_read_names,
+                                   nullptr};
+
+void list_interfaces(const std::vector<std::string> &names, const char *begun,
+                     cli_assist_value_fn value, void *ctx)
 {
-    const std::unique_ptr<struct if_nameindex, decltype(&if_freenameindex)> all(if_nameindex(),
-                                                                                if_freenameindex);
-    std::vector<std::string> names;
-    for (const struct if_nameindex *entry = all.get(); entry && entry->if_name; entry++)
-        names.push_back(entry->if_name);
-    return names;
+    for (const std::string &name : names) {
+        if (name.starts_with(begun) && is_plain_word(name.c_str()))
+            value(ctx, name.c_str(), "an interface");
+    }
 }
 
 void forget_interfaces()
 {
     reading.forget();
+    names_reading.forget();
 }
 
-void show_interfaces(const Command &command)
+int32_t show_interfaces(cli_call_s *call, Console &)
 {
-    if (auto all = reading.get())
-        write_long(command.console, std::make_unique<Interfaces>(std::move(all)));
-    else
-        refuse(command.console, not_told);
-}
-
-// It may have gone since its node was made.
-void show_interface(const Command &command)
-{
-    const cli_pmatch_s *last = command.matches;
-    while (last->next)
-        last = last->next;
-    const auto all = reading.get();
-    if (!all)
-        return refuse(command.console, not_told);
-    const auto is_it = [last](const Interface &one) { return one.name == last->node->keyword; };
-    const auto found = std::find_if(all->begin(), all->end(), is_it);
-    if (found == all->end())
-        return refuse(command.console, "No such interface\n");
-    write_long(command.console, std::make_unique<Lines>(found->description));
+    return show_lines(call, text_of_interfaces);
 }
 
 } // namespace device

@@ -3,21 +3,19 @@
 
 // The system's network interfaces.
 
+#include <string>
 #include <vector>
 
-#include "commands.h"
+#include <varno/commands.h>
 
 namespace device {
 
-// Returns: their names at the moment, in the system's order; none when it does not tell.
-std::vector<std::string> interface_names();
+// Calls value for those of the names that begin so and can be typed as they stand.
+void list_interfaces(const std::vector<std::string> &names, const char *begun,
+                     cli_assist_value_fn value, void *ctx);
 
 // What was read of them is read anew.
 void forget_interfaces();
-
-void show_interfaces(const Command &command);
-// Shows the one that the last word names.
-void show_interface(const Command &command);
 
 } // namespace device
 

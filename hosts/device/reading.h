@@ -21,10 +21,9 @@ class Reading {
 
     // Returns: what was read within the last second, or is now; NULL when the system does
     //          not tell, which is asked again the next time.
-    std::shared_ptr<const Content> get()
+    std::shared_ptr<const Content> get(int64_t now = now_ms())
     {
         const std::lock_guard lock(mutex_);
-        const int64_t now = now_ms();
         if (content_ && now - read_at_ < lasts_ms)
             return content_;
         content_.reset();

@@ -10,6 +10,8 @@
 
 #include <arpa/inet.h>
 
+#include "clean_text.h"
+#include "commands.h"
 #include "reading.h"
 
 namespace device {
@@ -163,12 +165,14 @@ void forget_routes()
     reading.forget();
 }
 
-void show_routes(const Command &command)
+int32_t show_routes(cli_call_s *call, Console &)
 {
-    if (std::shared_ptr<const std::string> routes = reading.get())
-        write_long(command.console, std::make_unique<Lines>(std::move(routes)));
-    else
-        refuse(command.console, "The system does not tell its routes\n");
+    return show_lines(call, [](cli_call_s *first) -> Text {
+        Text routes = reading.get();
+        if (!routes)
+            cli_fail(first, "The system does not tell its routes");
+        return routes;
+    });
 }
 
 } // namespace device

@@ -4,8 +4,7 @@
 // The system's routes.
 
 #include <optional>
-
-#include "commands.h"
+#include <string>
 
 namespace device {
 
@@ -17,8 +16,6 @@ std::optional<std::string> ipv6_route(const char *line);
 
 // What was read of them is read anew.
 void forget_routes();
-
-void show_routes(const Command &command);
 
 } // namespace device
 

@@ -1,5 +1,5 @@
 // The platform's one sink, which hears the traces of all threads: debug traces are
-// wanted only while a session or a file wants them.
+// wanted only in the turns of sessions that want them, or by a file.
 
 #include "traces.h"
 
@@ -11,7 +11,8 @@
 #include <mutex>
 #include <utility>
 
-#include "visitors.h"
+#include "clean_text.h"
+#include "commands.h"
 
 namespace device {
 namespace {
@@ -67,16 +68,6 @@ void Traces::show(tsession_s *s)
         tsession_print(s, "(%zu more)\n", dropped);
 }
 
-TracedCall::TracedCall(const Console &console)
-    : traces_(console.visitor ? console.visitor->traces : nullptr),
-      outer_(std::exchange(listening, traces_.get()))
-{}
-
-TracedCall::~TracedCall()
-{
-    listening = outer_;
-}
-
 void open_traces()
 {
     varno_trace_init(); // when it is refused there are none
@@ -96,29 +87,40 @@ void trace_to(FILE *file)
     change_listeners(1);
 }
 
-void start_debugging(const Command &command)
+void begin_tracing(Console &console)
 {
-    Visitor *visitor = command.console.visitor;
-    if (!visitor) {
-        refuse(command.console, "Only a session is traced\n");
-    } else if (!visitor->traces) {
-        visitor->traces = std::make_shared<Traces>();
+    if (console.is_debugging) {
+        console.traces = std::make_unique<Traces>();
         change_listeners(1);
     }
+    console.outer_traces = std::exchange(listening, console.traces.get());
 }
 
-void stop_debugging(const Command &command)
+void end_tracing(Console &console)
 {
-    if (command.console.visitor)
-        stop_debugging(*command.console.visitor);
-}
-
-void stop_debugging(Visitor &visitor)
-{
-    if (!visitor.traces)
+    listening = std::exchange(console.outer_traces, nullptr);
+    const std::unique_ptr<Traces> traces = std::exchange(console.traces, nullptr);
+    if (!traces)
         return;
     change_listeners(-1);
-    visitor.traces.reset();
+    if (console.is_debugging)
+        traces->show(session_of(console));
+}
+
+int32_t start_debugging(cli_call_s *call, Console &console)
+{
+    if (!console.visitor) {
+        cli_fail(call, "Only a session is traced");
+        return CLI_FAILED;
+    }
+    console.is_debugging = true;
+    return CLI_DONE;
+}
+
+int32_t stop_debugging(cli_call_s *, Console &console)
+{
+    console.is_debugging = false;
+    return CLI_DONE;
 }
 
 } // namespace device

@@ -5,11 +5,11 @@
 
 #include <cstddef>
 
-#include "commands.h"
+#include "device.h"
 
 namespace device {
 
-// Traces of one call: as many as there is room for, the others are counted.
+// Traces of one turn: as many as there is room for, the others are counted.
 class Traces {
   public:
     void add(const char *text);
@@ -22,27 +22,13 @@ class Traces {
     size_t dropped_ = 0;
 };
 
-// Gathers the traces of this thread, as long as it lives, for a session that wants them.
-// The session may end meanwhile.
-class TracedCall {
-  public:
-    explicit TracedCall(const Console &console);
-    ~TracedCall();
-    TracedCall(const TracedCall &) = delete;
-    TracedCall &operator=(const TracedCall &) = delete;
-
-  private:
-    const std::shared_ptr<Traces> traces_;
-    Traces *const outer_;
-};
-
 void open_traces();
 void close_traces();
 
-void start_debugging(const Command &command);
-void stop_debugging(const Command &command);
-// The same for a session that ends.
-void stop_debugging(Visitor &visitor);
+// Before and after a console's turn: traces are made only while one that wants them has its
+// turn, so that they cost the others nothing.
+void begin_tracing(Console &console);
+void end_tracing(Console &console);
 
 } // namespace device
 

@@ -10,6 +10,8 @@
 
 #include <time.h>
 
+#include "commands.h"
+
 namespace device {
 namespace {
 
@@ -21,8 +23,6 @@ struct List {
 
 List list;
 
-using Position = std::map<unsigned long, Visitor>::const_iterator;
-
 std::string row_of(const Visitor &visitor, bool is_this_one)
 {
     const int64_t idle = now_ms() - visitor.last_input.load(std::memory_order_relaxed);
@@ -31,39 +31,30 @@ std::string row_of(const Visitor &visitor, bool is_this_one)
                   is_this_one ? '*' : ' ', visitor.number, visitor.terminal.c_str(),
                   visitor.columns, visitor.rows,
                   static_cast<long>(std::max<int64_t>(idle, 0) / 1000));
-    return columns + cleaned(visitor.peer) + "\n";
+    return columns + visitor.peer + "\n";
 }
 
-// A session a call, by number: sessions may come and go between two.
-class Sessions : public Rows {
-  public:
-    bool write(Console &console) override
-    {
-        const std::string row = std::exchange(is_begun_, true)
-                                    ? take_row(console.visitor)
-                                    : "    No  Terminal      Size         Idle  Peer\n";
-        print(console, "%s", row.c_str());
-        const std::lock_guard lock(list.mutex);
-        return next() != list.visitors.end();
-    }
-
-  private:
-    // Nothing is written with the mutex held.
-    std::string take_row(const Visitor *own)
-    {
-        const std::lock_guard lock(list.mutex);
-        const auto visitor = next();
-        if (visitor == list.visitors.end())
-            return {};
-        shown_ = visitor->first;
-        return row_of(visitor->second, &visitor->second == own);
-    }
-
-    Position next() const { return list.visitors.upper_bound(shown_); }
-
-    bool is_begun_ = false;
-    unsigned long shown_ = 0;
+struct Shown {
+    bool is_begun;
+    unsigned long last; // by number
 };
+
+// Returns: the row of the next session, none when there is no other.
+std::string next_row(Shown &shown, const Visitor *own)
+{
+    const std::lock_guard lock(list.mutex);
+    const auto next = list.visitors.upper_bound(shown.last);
+    if (next == list.visitors.end())
+        return {};
+    shown.last = next->first;
+    return row_of(next->second, &next->second == own);
+}
+
+bool has_more(const Shown &shown)
+{
+    const std::lock_guard lock(list.mutex);
+    return list.visitors.upper_bound(shown.last) != list.visitors.end();
+}
 
 } // namespace
 
@@ -91,8 +82,8 @@ void detach(Console &console)
 {
     if (!console.visitor)
         return;
-    Visitor &visitor = *std::exchange(console.visitor, nullptr);
-    stop_debugging(visitor);
+    console.is_debugging = false;
+    const Visitor &visitor = *std::exchange(console.visitor, nullptr);
     const std::lock_guard lock(list.mutex);
     list.visitors.erase(visitor.number);
 }
@@ -100,10 +91,11 @@ void detach(Console &console)
 // Only this thread writes here, so it may compare without the mutex.
 void note_terminal(Console &console)
 {
-    const tsession_s *s = console.session;
+    const tsession_s *s = session_of(console);
     Visitor *visitor = console.visitor;
-    if (!visitor || (visitor->columns == tsession_columns(s) && visitor->rows == tsession_rows(s) &&
-                     visitor->terminal == tsession_terminal(s)))
+    if (!visitor || !s ||
+        (visitor->columns == tsession_columns(s) && visitor->rows == tsession_rows(s) &&
+         visitor->terminal == tsession_terminal(s)))
         return;
     const std::lock_guard lock(list.mutex);
     visitor->columns = tsession_columns(s);
@@ -111,9 +103,17 @@ void note_terminal(Console &console)
     visitor->terminal = tsession_terminal(s);
 }
 
-void show_sessions(const Command &command)
+// A session a call: others may come and go between two.
+int32_t show_sessions(cli_call_s *call, Console &console)
 {
-    write_long(command.console, std::make_unique<Sessions>());
+    auto *shown = static_cast<Shown *>(cli_state(call, sizeof(Shown), nullptr));
+    if (!shown)
+        throw std::bad_alloc();
+    if (std::exchange(shown->is_begun, true))
+        cli_print(call, "%s", next_row(*shown, console.visitor).c_str());
+    else
+        cli_print(call, "    No  Terminal      Size         Idle  Peer\n");
+    return has_more(*shown) ? CLI_MORE : CLI_DONE;
 }
 
 } // namespace device

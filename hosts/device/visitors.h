@@ -5,10 +5,9 @@
 
 #include <atomic>
 #include <cstdint>
-#include <optional>
+#include <string>
 
-#include "commands.h"
-#include "traces.h"
+#include "device.h"
 
 namespace device {
 
@@ -19,15 +18,11 @@ struct Visitor {
     std::string terminal;
     int columns = 0;
     int rows = 0;
-    std::atomic<int64_t> last_input = 0;   // in milliseconds, as now_ms has it
-    std::shared_ptr<Traces> traces;        // the own thread's alone; NULL: debug is off
-    std::optional<TracedCall> traced_call; // while this session has its turn
+    std::atomic<int64_t> last_input = 0; // in milliseconds, as now_ms has it
 };
 
 // Copies the terminal's type and size as they are in force now.
 void note_terminal(Console &console);
-
-void show_sessions(const Command &command);
 
 } // namespace device
 

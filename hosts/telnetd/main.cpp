@@ -11,8 +11,10 @@
 #include <cstring>
 #include <exception>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -36,6 +38,7 @@ struct Settings {
     std::string address = "127.0.0.1";
     uint16_t port = 0;
     std::vector<std::string> reserved, proxies;
+    std::string hostname = "varno";
     std::string user, motd_file, log_file;
     bool is_stdio = false;
     bool is_verbose = false;
@@ -47,9 +50,12 @@ struct Settings {
 
 constexpr size_t most_reminders = 8;
 
-// A session's user pointer is its console, whose host this is.
+// Of the shell that is a session's user pointer the user pointer is its console, whose host
+// this is.
 struct Client {
-    device::Console console = {};
+    server_s *server = nullptr;
+    uint64_t number = 0; // the server's
+    device::Console console;
     std::string name; // #1 192.0.2.1:40000
     int64_t came_at = device::now_ms();
     size_t reminders = 0;
@@ -60,9 +66,9 @@ struct Reminder {
     std::string text;
 };
 
-device::Console &console_of(const tsession_s *s)
+device::Console &console_of(void *shell)
 {
-    return *static_cast<device::Console *>(tsession_user(s));
+    return *static_cast<device::Console *>(cli_shell_user(static_cast<cli_shell_s *>(shell)));
 }
 
 bool remind(device::Console &console, long seconds, const std::string &text)
@@ -79,17 +85,34 @@ bool remind(device::Console &console, long seconds, const std::string &text)
         tsession_write_clean(s, due->text.c_str());
     };
     const auto milliseconds = static_cast<uint32_t>(seconds) * 1000;
-    if (server_post_later(console.session, milliseconds, show, reminder.get()) != 0)
+    if (server_post_later(cli_shell_session(console.shell), milliseconds, show, reminder.get()) !=
+        0)
         return false;
     static_cast<void>(reminder.release());
     client.reminders++;
     return true;
 }
 
-void take_event(tsession_s *s, void *, const tsession_event_s *event)
+std::function<void()> make_waker(device::Console &console, uint64_t ticket)
 {
-    device::take_event(console_of(s), *event);
-    const auto &client = *static_cast<const Client *>(console_of(s).host);
+    const auto &client = *static_cast<const Client *>(console.host);
+    return [server = client.server, number = client.number, ticket] {
+        auto posted = std::make_unique<uint64_t>(ticket);
+        const auto wake = [](server_s *, tsession_s *s, void *ctx) {
+            const std::unique_ptr<const uint64_t> own(static_cast<uint64_t *>(ctx));
+            if (s)
+                device::wake(*own);
+        };
+        if (server_post(server, number, wake, posted.get()) == 0)
+            static_cast<void>(posted.release());
+    };
+}
+
+void take_event(tsession_s *, void *user, const tsession_event_s *event)
+{
+    auto &console = *static_cast<device::Console *>(user);
+    device::take_event(console, *event);
+    const auto &client = *static_cast<const Client *>(console.host);
     if (event->kind == TSESSION_TERMINAL)
         spdlog::debug("{} is a {}", client.name, for_log(event->text));
     if (event->kind == TSESSION_FAULT)
@@ -99,13 +122,17 @@ void take_event(tsession_s *s, void *, const tsession_event_s *event)
 int begin(server_s *server, void *settings, const server_client_s *who, tsession_config_s *session)
 {
     auto client = std::make_unique<Client>();
+    client->server = server;
+    client->number = who->number;
     client->name = fmt::format("#{} {}", who->number, who->name);
     client->console.host = client.get();
-    session->prompt = "varno> ";
-    session->graph = device::graph();
-    session->line = device::run_line;
+    session->prompt = device::prompt().c_str();
     session->event = take_event;
     session->user = &client->console;
+    const cli_shell_config_s shell = device::shell_config(client->console);
+    client->console.shell = cli_shell_prepare(&shell, session);
+    if (!client->console.shell)
+        throw std::bad_alloc();
     server_figures_s figures = {};
     figures.size = sizeof(figures);
     server_get_figures(server, &figures);
@@ -117,18 +144,20 @@ int begin(server_s *server, void *settings, const server_client_s *who, tsession
 
 void ready(server_s *, void *settings, const server_client_s *who, tsession_s *s)
 {
-    console_of(s).session = s;
-    device::attach(console_of(s), who->name);
+    device::Console &console = console_of(tsession_user(s));
+    cli_shell_attach(console.shell, s);
+    device::attach(console, who->name);
     auto &shown = *static_cast<Settings *>(settings);
     const std::lock_guard lock(shown.mutex);
     tsession_write_clean(s, shown.motd.c_str());
 }
 
-void end(server_s *, void *, const server_client_s *, void *console, const char *why)
+void end(server_s *, void *, const server_client_s *, void *shell, const char *why)
 {
-    device::detach(*static_cast<device::Console *>(console));
-    const std::unique_ptr<const Client> client(
-        static_cast<Client *>(static_cast<device::Console *>(console)->host));
+    device::Console &console = console_of(shell);
+    device::detach(console);
+    cli_shell_free(console.shell);
+    const std::unique_ptr<const Client> client(static_cast<Client *>(console.host));
     spdlog::info("{} disconnected after {} s: {}", client->name,
                  (device::now_ms() - client->came_at) / 1000, why);
 }
@@ -198,6 +227,7 @@ void declare(CLI::App &options, Settings &settings)
     text("--proxy-from", settings.proxies, "ADDRESS",
          "Whose connections begin with a PROXY header, version 2, of the client; may be repeated");
     text("--user", settings.user, "NAME", "User to be once the port is open");
+    text("--hostname", settings.hostname, "NAME", "Name of the device, in its prompt");
     text("--motd", settings.motd_file, "FILE", "File to show before the first prompt");
     text("--log", settings.log_file, "FILE", "File to log to instead of standard error");
     // clang-format on
@@ -283,9 +313,11 @@ server_config_s config_of(Settings &settings)
     config.end = end;
     config.refuse = refuse;
     config.before_turn = [](server_s *, void *, tsession_s *s) {
-        device::begin_turn(console_of(s));
+        device::begin_turn(console_of(tsession_user(s)));
     };
-    config.after_turn = [](server_s *, void *, tsession_s *s) { device::end_turn(console_of(s)); };
+    config.after_turn = [](server_s *, void *, tsession_s *s) {
+        device::end_turn(console_of(tsession_user(s)));
+    };
     config.thread_end = [](server_s *, void *) { device::release_thread(); };
     return config;
 }
@@ -410,7 +442,7 @@ int serve(Settings &settings)
                          server_least_descriptors(config.threads), std::strerror(errno));
         return EXIT_FAILURE;
     }
-    device::start({"varno-telnetd", remind});
+    device::start({"varno-telnetd", settings.hostname, remind, make_waker});
     const int status = run(server.get(), settings);
     device::stop();
     return status;

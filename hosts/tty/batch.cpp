@@ -8,35 +8,80 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "../device/console.h"
+#include "../device/device.h"
+#include "wakes.h"
 
 namespace {
 
-using device::Console;
-using device::refuse;
+class Batch {
+  public:
+    explicit Batch(std::string source) : source_(std::move(source))
+    {
+        console_.host = this;
+        cli_shell_config_s config = device::shell_config(console_);
+        config.output = [](void *, const char *bytes, size_t count) {
+            std::fwrite(bytes, 1, count, stdout);
+        };
+        config.errors = [](void *console, const char *bytes, size_t count) {
+            auto *batch = static_cast<Batch *>(static_cast<device::Console *>(console)->host);
+            batch->errors_.append(bytes, count);
+        };
+        console_.shell = cli_shell_create(&config);
+        has_failed_ = !console_.shell;
+    }
 
-void run_line(Console &console, const std::string &line)
-{
-    console.line++;
-    if (line.find('\0') != line.npos)
-        refuse(console, "a byte 0\n"); // the line would end there
-    else if (line[0] != '#')
-        device::run_text(console, line.c_str());
-}
+    ~Batch()
+    {
+        cli_shell_free(console_.shell);
+        device::release_thread();
+    }
 
-int end_batch(const Console &console)
-{
-    device::release_thread();
-    const bool is_written = std::fflush(stdout) == 0;
-    if (!is_written)
-        std::perror("varno-tty: standard output");
-    return console.has_failed || !is_written ? EXIT_FAILURE : EXIT_SUCCESS;
-}
+    Batch(const Batch &) = delete;
+    Batch &operator=(const Batch &) = delete;
 
-bool is_over(const Console &console)
-{
-    return console.is_done || console.has_failed;
-}
+    bool is_over() const { return console_.is_done || has_failed_; }
+
+    void run(const std::string &line)
+    {
+        line_++;
+        if (line.find('\0') != line.npos)
+            return fail("% a byte 0\n"); // the line would end there
+        int32_t result = cli_shell_run(console_.shell, line.c_str());
+        has_failed_ = result == CLI_FAILED;
+        while ((result = cli_shell_resume(console_.shell)) == CLI_LATER)
+            wait_for_wake();
+        has_failed_ = has_failed_ || result == CLI_FAILED;
+        if (!errors_.empty())
+            fail(errors_);
+    }
+
+    // The place comes before the reason, which is the row that begins with "% ".
+    void fail(const std::string &text)
+    {
+        has_failed_ = true;
+        const size_t row = text.rfind("% ");
+        std::fflush(stdout);
+        std::fprintf(stderr, "%s%s:%d: %s", text.substr(0, row).c_str(), source_.c_str(), line_,
+                     text.substr(row).c_str());
+        errors_.clear();
+    }
+
+    // Returns: the exit status.
+    int end()
+    {
+        const bool is_written = std::fflush(stdout) == 0;
+        if (!is_written)
+            std::perror("varno-tty: standard output");
+        return has_failed_ || !is_written ? EXIT_FAILURE : EXIT_SUCCESS;
+    }
+
+  private:
+    device::Console console_;
+    const std::string source_; // what an error names,
+    int line_ = 0;             // and which line or command of it
+    bool has_failed_ = false;
+    std::string errors_; // of the line that is being run
+};
 
 // Returns the end of the command at start: the next ";" that is not text.
 size_t find_end(const std::string &text, size_t start)
@@ -52,28 +97,27 @@ size_t find_end(const std::string &text, size_t start)
 
 int batch_run_text(const std::string &text)
 {
-    Console console = {};
-    console.source = "command";
-    for (size_t start = 0; start < text.size() && !is_over(console);) {
+    Batch batch("command");
+    for (size_t start = 0; start < text.size() && !batch.is_over();) {
         const size_t end = find_end(text, start);
-        run_line(console, text.substr(start, end - start));
+        batch.run(text.substr(start, end - start));
         start = text.find_first_not_of(' ', end + 1);
     }
-    return end_batch(console);
+    return batch.end();
 }
 
 int batch_run_file(const std::string &path)
 {
     std::ifstream file(path);
     std::string line;
-    Console console = {};
-    console.source = path.c_str();
-    if (!file)
+    if (!file) {
         std::perror(("varno-tty: " + path).c_str());
-    console.has_failed = !file;
-    while (!is_over(console) && std::getline(file, line))
-        run_line(console, line);
+        return EXIT_FAILURE;
+    }
+    Batch batch(path);
+    while (!batch.is_over() && std::getline(file, line))
+        batch.run(line);
     if (file.bad())
-        refuse(console, "it cannot be read\n");
-    return end_batch(console);
+        batch.fail("% it cannot be read\n");
+    return batch.end();
 }

@@ -16,6 +16,7 @@
 #include "../device/device.h"
 #include "terminal.h"
 #include "timers.h"
+#include "wakes.h"
 
 namespace {
 
@@ -25,25 +26,31 @@ constexpr char paste_off[] = "\033[?2004l";
 
 struct Local {
     device::Console console;
-    uv_loop_t *loop;
+    uv_loop_t *loop = nullptr;
     union {
         uv_stream_t stream;
         uv_tty_t tty;
         uv_pipe_t pipe;
     } input;
-    bool is_file; // input is one: always ready, and nothing that a loop waits for
-    bool is_reading;
-    bool has_input_ended;
-    bool has_output_failed;
+    bool is_file = false; // input is one: always ready, and nothing that a loop waits for
+    bool is_reading = false;
+    bool has_input_ended = false;
+    bool has_output_failed = false;
     uv_timer_t escape_timer;
     uv_prepare_t before_waiting;
     uv_idle_t more; // of a long output, or of a file
     uv_signal_t signals[std::size(ending_signals) + std::size(other_signals)];
-    char fault[256];
-    int status;
+    char fault[256] = "";
+    int status = 0;
 };
 
-Local local = {};
+Local local;
+
+tsession_s *session()
+{
+    return cli_shell_session(local.console.shell);
+}
+
 char bytes[16384]; // of input
 
 // What the session calls
@@ -66,7 +73,7 @@ void take_event(tsession_s *, void *, const tsession_event_s *event)
 // do not know bracketed paste ignore the end of it, all but the one without sequences.
 void set_undo()
 {
-    const bool has_sequences = std::string_view(tsession_terminal(local.console.session)) != "dumb";
+    const bool has_sequences = std::string_view(tsession_terminal(session())) != "dumb";
     terminal_set_undo(has_sequences ? paste_off : "");
 }
 
@@ -93,7 +100,7 @@ void read_file()
 
 void on_more(uv_idle_t *)
 {
-    if (tsession_wait(local.console.session) == 0)
+    if (tsession_wait(session()) == 0)
         device::time_out(local.console);
     else if (local.is_file)
         read_file();
@@ -102,7 +109,7 @@ void on_more(uv_idle_t *)
 void on_ending_signal(uv_signal_t *, int signum)
 {
     local.status = 128 + signum;
-    tsession_close(local.console.session);
+    tsession_close(session());
 }
 
 // The terminal is handed over before the process stops; raise returns when it goes
@@ -115,7 +122,7 @@ void stop_process()
 
 void on_other_signal(uv_signal_t *, int signum)
 {
-    tsession_s *s = local.console.session;
+    tsession_s *s = session();
     if (signum == SIGTSTP) {
         stop_process();
         return;
@@ -148,7 +155,7 @@ void read_while_wanted(bool is_wanted)
 // session when its last output is out.
 void before_waiting(uv_prepare_t *)
 {
-    tsession_s *s = local.console.session;
+    tsession_s *s = session();
     if (local.has_input_ended && !tsession_has_more(s))
         tsession_close(s);
     if (tsession_is_closed(s) || local.has_output_failed)
@@ -201,33 +208,35 @@ void open_loop()
     uv_prepare_init(local.loop, &local.before_waiting);
     uv_prepare_start(&local.before_waiting, before_waiting);
     timers_open(local.loop);
+    wakes_open(local.loop);
     watch(watch(local.signals, ending_signals, on_ending_signal), other_signals, on_other_signal);
     std::signal(SIGPIPE, SIG_IGN); // output that fails ends the session in order
 }
 
 void close_loop()
 {
+    wakes_close();
     const auto close = [](uv_handle_t *handle, void *) { uv_close(handle, nullptr); };
     uv_walk(local.loop, close, nullptr);
     uv_run(local.loop, UV_RUN_DEFAULT);
     uv_loop_close(local.loop);
 }
 
-tsession_s *create_session()
+void create_shell()
 {
     const TerminalSize size = terminal_size();
     tsession_config_s config = TSESSION_CONFIG_INIT;
     config.terminal_type = std::getenv("TERM");
     config.columns = size.columns;
     config.rows = size.rows;
-    config.prompt = "varno> ";
+    config.prompt = device::prompt().c_str();
     config.is_unpaged = !isatty(STDIN_FILENO); // nobody would answer
-    config.graph = device::graph();
     config.user = &local.console;
     config.output = write_output;
-    config.line = device::run_line;
     config.event = take_event;
-    return tsession_create(&config);
+    cli_shell_config_s shell = device::shell_config(local.console);
+    shell.session = &config;
+    local.console.shell = cli_shell_create(&shell);
 }
 
 // Reading begins first, so that what may go wrong there meets no half-drawn screen.
@@ -241,9 +250,9 @@ void run_loop()
     }
     device::attach(local.console, "this terminal");
     set_undo();
-    tsession_start(local.console.session);
+    tsession_start(session());
     uv_run(local.loop, UV_RUN_DEFAULT);
-    tsession_close(local.console.session);
+    tsession_close(session());
 }
 
 } // namespace
@@ -252,14 +261,14 @@ int run_local_session()
 {
     open_loop(); // first: from now on no signal ends the process in raw mode
     terminal_enter_raw();
-    local.console.session = create_session();
-    if (local.console.session)
+    create_shell();
+    if (local.console.shell)
         run_loop();
     else
         local.status = EXIT_FAILURE;
     close_loop();
     device::detach(local.console);
-    tsession_free(local.console.session);
+    cli_shell_free(local.console.shell);
     device::release_thread();
     terminal_leave_raw();
     if (local.fault[0])

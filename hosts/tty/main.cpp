@@ -13,12 +13,14 @@
 #include "batch.h"
 #include "local_session.h"
 #include "timers.h"
+#include "wakes.h"
 
 namespace {
 
 struct Choices {
     std::string trace, commands, file;
-    bool has_commands, has_file;
+    std::string hostname = "varno";
+    bool has_commands = false, has_file = false;
 };
 
 bool start_trace(const std::string &path)
@@ -47,7 +49,7 @@ int run(const Choices &choices)
 int main(int argc, char **argv)
 {
     CLI::App options("A command line on this terminal. Type ? for what can be typed.");
-    Choices choices = {};
+    Choices choices;
     options.set_version_flag("--version", "varno-tty " VARNO_TTY_VERSION);
     auto *commands = options.add_option("-c", choices.commands,
                                         "Run these commands, with ; between them; without it "
@@ -55,11 +57,14 @@ int main(int argc, char **argv)
     auto *file =
         options.add_option("-f", choices.file, "Run the commands of this file, one a line");
     commands->excludes(file);
+    options.add_option("--hostname", choices.hostname, "Name of the device, in its prompt")
+        ->type_name("NAME")
+        ->capture_default_str();
     options.add_option("--trace", choices.trace, "Write the library's debug traces to this file");
     CLI11_PARSE(options, argc, argv);
     choices.has_commands = commands->count() > 0;
     choices.has_file = file->count() > 0;
-    device::start({"varno-tty", timer_start});
+    device::start({"varno-tty", choices.hostname, timer_start, make_waker});
     if (!choices.trace.empty() && !start_trace(choices.trace)) {
         std::perror(choices.trace.c_str());
         return EXIT_FAILURE;

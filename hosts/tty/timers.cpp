@@ -40,6 +40,6 @@ bool timer_start(device::Console &console, long seconds, const std::string &text
         return false;
     std::string line = text.substr(0, std::size(timer->text) - 2) + "\n";
     std::memcpy(timer->text, line.c_str(), line.size() + 1);
-    timer->handle.data = console.session;
+    timer->handle.data = cli_shell_session(console.shell);
     return uv_timer_start(&timer->handle, on_time, static_cast<uint64_t>(seconds) * 1000, 0) == 0;
 }

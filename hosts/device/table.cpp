@@ -1,0 +1,89 @@
+// A row is a command's notation, its help and its function; a row without a function
+// documents the last word of its notation.
+
+#include "table.h"
+
+#include "commands.h"
+
+namespace device {
+namespace {
+
+constexpr cli_command_s row(const char *syntax, const char *help, cli_run_fn run = nullptr)
+{
+    cli_command_s made = {};
+    made.syntax = syntax;
+    made.help = help;
+    made.run = run;
+    return made;
+}
+
+// In the order in which help lists them.
+// clang-format off
+constexpr cli_command_s rows[] = {
+    row("show",                              "what there is"),
+    row("show version",                      "the version of this program",    run<show_version>),
+    row("show interfaces [NAME(interface)]", "the interfaces of the machine",  run<show_interfaces>),
+    row("show interfaces",                   "the interfaces of the machine"),
+    row("show interfaces NAME(interface)",   "one of them"),
+    row("show routes",                       "the routes of the machine",      run<show_routes>),
+    row("show sessions",                     "who is here",                    run<show_sessions>),
+    row("show history",                      "the lines typed before",         run<show_history>),
+    row("show memory",                       "what is allocated",              run<show_memory>),
+    row("show aliases",                      "your own commands",              run<show_aliases>),
+    row("show numbers COUNT(1-1000000)",     "a long output",                  run<show_numbers>),
+    row("show numbers COUNT(1-1000000)",     "how many"),
+    row("echo TEXT...",                      "print words",                    run<echo>),
+    row("echo TEXT...",                      "words to print"),
+    row("ping HOST [{count COUNT(1-1000)|size BYTES(28-65507)|interval SECONDS(1-60)|quiet}]",
+                                             "ask a host whether it is there", run<ping>),
+    row("ping HOST",                         "its name or address"),
+    row("ping HOST count",                   "how many requests"),
+    row("ping HOST count COUNT(1-1000)",     "of them; without it five"),
+    row("ping HOST size",                    "bytes of data in each"),
+    row("ping HOST size BYTES(28-65507)",    "of them; without it 56"),
+    row("ping HOST interval",                "time between two"),
+    row("ping HOST interval SECONDS(1-60)",  "of them; without it one"),
+    row("ping HOST quiet",                   "the summary alone"),
+    row("terminal",                          "settings of this terminal"),
+    row("terminal length ROWS(0-512)",       "the length of a page",           run<set_length>),
+    row("terminal length ROWS(0-512)",       "how many; 0: no pages"),
+    row("terminal width COLUMNS(10-512)",    "the width of the edited row",    run<set_width>),
+    row("terminal width COLUMNS(10-512)",    "how many; 256 is the most"),
+    row("prompt TEXT...",                    "the text before the line",       run<set_prompt>),
+    row("prompt TEXT...",                    "quotes keep a blank at its end"),
+    row("clear",                             "an empty screen",                run<clear_screen>),
+    row("timer SECONDS(1-86400) TEXT(line)", "a message later on",             run<start_timer>),
+    row("timer SECONDS(1-86400)",            "until it comes"),
+    row("timer SECONDS(1-86400) TEXT(line)", "the message"),
+    row("alias NAME TEXT(line)",             "add a command of your own",      run<add_alias>),
+    row("alias NAME",                        "a new command"),
+    row("alias NAME TEXT(line)",             "the line it stands for"),
+    row("no",                                "remove something"),
+    row("no alias NAME(alias)",              "one of your own commands",       run<remove_alias>),
+    row("no alias NAME(alias)",              "the one to remove"),
+    row("debug",                             "the library's traces"),
+    row("debug on",                          "traces of what you type",        run<start_debugging>),
+    row("debug off",                         "no traces",                      run<stop_debugging>),
+    row("<exit|quit|logout>",                "end the session",                run<end_session>),
+    row("exit",                              "end the session"),
+    row("quit",                              "the same"),
+    row("logout",                            "the same"),
+    row("ALIAS(own)",                        "one of your own commands",       run<run_alias>),
+    row("ALIAS(own)",                        "one of your own commands"),
+};
+// clang-format on
+
+} // namespace
+
+std::span<const cli_command_s> commands()
+{
+    return rows;
+}
+
+std::span<const cli_type_s> types()
+{
+    static const cli_type_s all[] = {alias_types[0], alias_types[1], interface_type};
+    return all;
+}
+
+} // namespace device
