@@ -197,7 +197,7 @@ TEST_F(TtyHost, SaysWhatIsWrongAndWhere)
     constexpr Refusal refusals[] = {
         {"frobnicate now",        "  frobnicate now\n  ^\n% unknown word\n  show  "},
         {"  frobnicate",          "    frobnicate\n    ^\n% unknown word\n  show  "},
-        {"show  version now",     "  show  version now\n                ^\n% unknown word\n  <cr>              the version of this program\n"},
+        {"show  version now",     "  show  version now\n                ^\n% unknown word\n  |                 filter the output\n"},
         {"e hello",               "  e hello\n  ^\n% ambiguous word\n  echo  "},
         {"show",                  "  show\n      ^\n% incomplete command\n  version  "},
         {"echo \"abc",            "  echo \"abc\n       ^\n% unmatched quote\n"},
@@ -646,7 +646,7 @@ TEST(TtyHostBatch, RunsCommandsUpToTheFirstError)
         {"-c 'alias x x; x'",                      "command:2: % Aliases are nested too deeply\n", 1},
         {"-c 'echo a; echo b' --hostname r1",      "a\nb\n", 0},
         {"-c 'ping 127.0.0.1 count 1 quiet | x'",  "  ping 127.0.0.1 count 1 quiet | x\n"
-                                                   "                               ^\n"
+                                                   "                                 ^\n"
                                                    "command:1: % unknown word\n", 1},
         {"-f /nonexistent/file",
          "varno-tty: /nonexistent/file: No such file or directory\n", 1},
