@@ -1,6 +1,7 @@
 // Help, completion and errors by tables on small graphs; then their agreement with
 // cli_parse on random graphs and lines, against a plain model of words.
 
+#include "support/long_tests.h"
 #include "support/memory.h"
 #include "support/parse_nodes.h"
 
@@ -1329,7 +1330,7 @@ class AgreementCase {
 TEST(CliAssistAgreement, HoldsForRandomGraphsAndLines)
 {
     constexpr unsigned seed = 20240611;
-    constexpr int graphs = 6000;
+    const int graphs = 3500 * varno_test::long_tests_factor();
     constexpr int lines = 10;
     std::printf("seed %u, %d cases\n", seed, graphs * lines);
     Random random(seed);
