@@ -351,3 +351,15 @@ RESIZE 60 5
 WRITABLE 1
   above "row 4"
   row "--More--|"
+
+! after a resize all is erased from the row's beginning to the end of the screen
+SESSION plain 40 xterm
+INPUT "show version"
+RESIZE 30 12
+  sent "<cr><esc>[J<cr>> show version"
+
+! a terminal that cannot erase has the row blanked
+SESSION plain 40 dumb
+INPUT "show"
+RESIZE 30 12
+  sent "<cr>      <cr 2>> show"
