@@ -1,4 +1,4 @@
-/* A device's command line for telnet clients in forty lines: as many sessions as there are
+/* A device's command line for telnet clients in fifty lines: as many sessions as there are
  * users, on the port of 127.0.0.1 that is given, until the process is told to end. */
 #include <varno/cli_parse.h>
 #include <varno/server.h>
@@ -41,26 +41,13 @@ static void run(tsession_s *s, void *user, const char *line, const cli_pnode_s *
     (*(action_fn **) end->func)(s, words);
 }
 
-static int begin(server_s *server, void *user, const server_client_s *client,
-                 tsession_config_s *session)
-{
-    session->prompt = "demo> ";
-    session->graph = &show;
-    session->line = run;
-    return 0;
-}
-
-static void stop(server_s *server, void *user, int signum)
-{
-    server_stop(server, "The device is going down");
-}
-
 int main(int argc, char **argv)
 {
-    server_config_s config = SERVER_CONFIG_INIT;
-    config.begin = begin;
+    const tsession_config_s session = {sizeof(session), .prompt = "demo> ", .graph = &show,
+                                       .line = run};
+    const server_config_s config = {sizeof(config), .session = &session};
     server_s *server = server_create(&config);
-    if (!server || server_on_signal(server, SIGTERM, stop) != 0)
+    if (!server || server_on_signal(server, SIGTERM, NULL) != 0)
         return EXIT_FAILURE;
     const int port = server_listen_tcp(server, "127.0.0.1", (uint16_t) atoi(argv[argc - 1]));
     printf("port %d\n", port);

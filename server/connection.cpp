@@ -9,6 +9,7 @@
 #include "connection.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -126,6 +127,9 @@ int Connection::open_stream(Stream &stream, int fd)
 bool Connection::create_session()
 {
     tsession_config_s session = TSESSION_CONFIG_INIT;
+    if (const tsession_config_s *all = config_.session)
+        std::memcpy(&session, all, std::min(all->size, sizeof(session)));
+    session.size = sizeof(session);
     session.transport = TSESSION_TELNET;
     session.shared = worker_.shared();
     if (config_.begin && config_.begin(&worker_.server(), config_.user, &info_, &session) != 0)

@@ -357,7 +357,10 @@ int server_on_signal(server_s *server, int signum, server_signal_fn act)
         signal.handle.data = &signal;
         const auto on_signal = [](uv_signal_t *handle, int number) {
             const auto &one = *static_cast<const Signal *>(handle->data);
-            one.act(one.server, one.server->config.user, number);
+            if (one.act)
+                one.act(one.server, one.server->config.user, number);
+            else
+                server_stop(one.server, "The server is going down");
         };
         const int error = uv_signal_start(&signal.handle, on_signal, signum);
         errno = -error;

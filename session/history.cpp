@@ -16,6 +16,9 @@ constexpr mkey_t ctrl_g = 7;
 constexpr mkey_t ctrl_h = 8;
 constexpr mkey_t ctrl_r = 18;
 
+// A history of long lines is shorter, so that the memory of many sessions stays bounded.
+constexpr size_t average_line = 160;
+
 const prompt_history_s *end_of_history(const prompt_s *p)
 {
     return reinterpret_cast<const prompt_history_s *>(&p->history);
@@ -67,6 +70,32 @@ void change_pattern(tsession_s *s, mkey_t key)
     }
 }
 
+void forget_entry(prompt_s *p, prompt_history_s *entry)
+{
+    const prompt_history_s *end = end_of_history(p);
+    (entry->prev == end ? p->history.cqh_first : entry->prev->next) = entry->next;
+    (entry->next == end ? p->history.cqh_last : entry->next->prev) = entry->prev;
+    tracked_free(entry->command, "BYTE*");
+    tracked_free(entry, "BYTE");
+    p->history_count--;
+    prompt_history_reset_state(p);
+}
+
+// The newest line stays, whatever it is.
+void forget_too_much(prompt_s *p)
+{
+    const size_t most =
+        std::max<size_t>(static_cast<size_t>(p->history_limit) * average_line, line_capacity);
+    size_t bytes = 0;
+    for (const prompt_history_s *entry = p->history.cqh_first; entry != end_of_history(p);
+         entry = entry->next)
+        bytes += std::strlen(entry->command);
+    while (bytes > most) {
+        bytes -= std::strlen(p->history.cqh_last->command);
+        forget_entry(p, p->history.cqh_last);
+    }
+}
+
 } // namespace
 
 // The editor remembers what it edits: the line takes that place for the call, and what was
@@ -85,6 +114,7 @@ int remember(tsession_s *s, const char *line)
     prompt_set_content(p, &entry);
     const int result = prompt_history_add(p, 1);
     prompt_snapshot_restore(p, &typed, flags);
+    forget_too_much(p);
     return result;
 }
 
@@ -105,15 +135,9 @@ void forget_history(tsession_s *s)
 bool forget_newest(tsession_s *s)
 {
     prompt_s *p = s->prompt;
-    prompt_history_s *entry = p->history.cqh_first;
-    if (entry == end_of_history(p))
+    if (p->history.cqh_first == end_of_history(p))
         return false;
-    p->history.cqh_first = entry->next;
-    (entry->next == end_of_history(p) ? p->history.cqh_last : entry->next->prev) = entry->prev;
-    tracked_free(entry->command, "BYTE*");
-    tracked_free(entry, "BYTE");
-    p->history_count--;
-    prompt_history_reset_state(p);
+    forget_entry(p, p->history.cqh_first);
     return true;
 }
 

@@ -524,6 +524,33 @@ TEST_F(Session, ALineIsRememberedAfterItsCommandWhichMaySayHow)
     tsession_free(host.session);
 }
 
+// 160 characters a line on the average, and always the newest.
+TEST_F(Session, AHistoryOfLongLinesIsShorter)
+{
+    Scripted host;
+    const auto add = [&](int count, size_t len) {
+        for (int i = 0; i < count; i++)
+            ASSERT_EQ(
+                tsession_history_add(host.session,
+                                     (std::to_string(100 + i) + std::string(len - 3, 'x')).c_str()),
+                0);
+    };
+    add(120, 160);
+    EXPECT_EQ(remembered_by(host.session).size(), 100U);
+    add(120, 250);
+    const Events seen = remembered_by(host.session);
+    ASSERT_EQ(seen.size(), 64U);
+    EXPECT_EQ(seen.front().substr(0, 4), "156x");
+    EXPECT_EQ(seen.back().substr(0, 4), "219x");
+    host.input("\033[A\033[A\r");
+    EXPECT_EQ(remembered_by(host.session).back().substr(0, 4), "218x");
+    tsession_history_clear(host.session);
+    tsession_history_set_limit(host.session, 1);
+    add(3, 255);
+    EXPECT_EQ(remembered_by(host.session).size(), 1U);
+    tsession_free(host.session);
+}
+
 TEST_F(Session, ALineOfTheHostsRunsAsIfTyped)
 {
     std::string sent;

@@ -46,10 +46,11 @@ struct server_client_s {
     int64_t uid, gid;    /* its user and group; -1: not known */
 };
 
-/* A client has come. session is set to a telnet session's defaults, with what the
- * sessions of this thread share; the host fills in the rest: prompt, graph, callbacks and
- * the user pointer, but no output callback, which is the server's. The client is let in
- * when 0 is returned; otherwise it is hung up on, and nothing more is told of it. */
+/* A client has come. session is what the server's configuration says, with telnet as the
+ * transport and what the sessions of this thread share; the host fills in the rest: prompt,
+ * graph, callbacks and the user pointer, but no output callback, which is the server's. The
+ * client is let in when 0 is returned; otherwise it is hung up on, and nothing more is told
+ * of it. */
 typedef int (*server_begin_fn)(server_s *server, void *user, const server_client_s *client,
                                tsession_config_s *session);
 
@@ -83,31 +84,33 @@ typedef void (*server_signal_fn)(server_s *server, void *user, int signum);
 
 /* How a server is to be. Start from SERVER_CONFIG_INIT: 0 is every member's default. */
 struct server_config_s {
-    size_t size;                 /* of this record, as the caller knows it */
-    uint32_t threads;            /* that serve, 1 to 256; 0: 1 */
-    uint32_t max_sessions;       /* at once; 0: 1000 */
-    uint32_t max_per_address;    /* of these; 0: as many as max_sessions */
-    uint32_t max_connect_rate;   /* clients of an address that are let in within a minute; 0: any */
-    uint32_t idle_seconds;       /* without a key that end a session; 0: never */
-    uint32_t session_seconds;    /* that a session may last; 0: for ever */
-    uint32_t stall_seconds;      /* a client may leave all of its output; 0: 60 */
-    size_t backlog;              /* bytes of output that may wait for a client, 131072 or more;
+    size_t size;               /* of this record, as the caller knows it */
+    uint32_t threads;          /* that serve, 1 to 256; 0: 1 */
+    uint32_t max_sessions;     /* at once; 0: 1000 */
+    uint32_t max_per_address;  /* of these; 0: as many as max_sessions */
+    uint32_t max_connect_rate; /* clients of an address that are let in within a minute; 0: any */
+    uint32_t idle_seconds;     /* without a key that end a session; 0: never */
+    uint32_t session_seconds;  /* that a session may last; 0: for ever */
+    uint32_t stall_seconds;    /* a client may leave all of its output; 0: 60 */
+    size_t backlog;            /* bytes of output that may wait for a client, 131072 or more;
                                 at a quarter its input and long outputs pause; 0: 262144 */
-    void *user;                  /* handed to every callback */
-    server_begin_fn begin;       /* a client has come */
-    server_ready_fn ready;       /* its session has been made */
-    server_end_fn end;           /* it has gone */
-    server_refuse_fn refuse;     /* clients were turned away */
-    server_turn_fn before_turn;  /* of a session */
-    server_turn_fn after_turn;   /* of it */
-    server_thread_fn thread_end; /* a thread is about to end */
+    const tsession_config_s *session; /* what each client's session is made from, but for begin;
+                                         NULL: a session's defaults; lives as long as the server */
+    void *user;                       /* handed to every callback */
+    server_begin_fn begin;            /* a client has come */
+    server_ready_fn ready;            /* its session has been made */
+    server_end_fn end;                /* it has gone */
+    server_refuse_fn refuse;          /* clients were turned away */
+    server_turn_fn before_turn;       /* of a session */
+    server_turn_fn after_turn;        /* of it */
+    server_thread_fn thread_end;      /* a thread is about to end */
 };
 
 /* A configuration of defaults. */
 #define SERVER_CONFIG_INIT                                                                         \
     {                                                                                              \
         sizeof(server_config_s), 0, 0, 0, 0, 0, 0, 0, 0, NULL, NULL, NULL, NULL, NULL, NULL, NULL, \
-            NULL                                                                                   \
+            NULL, NULL                                                                             \
     }
 
 /* What a server has done since it was made. */
@@ -177,7 +180,8 @@ VARNO_API int server_trust_proxy(server_s *server, const char *address);
  * Returns: 1; 0 when nobody wants to know (NOTIFY_SOCKET); -1 with errno. */
 VARNO_API int server_notify(const char *state);
 
-/* Has a callback run for a signal; before server_run. Returns: 0; -1 with errno. */
+/* Has a callback run for a signal; NULL: the server stops. Before server_run. Returns: 0;
+ * -1 with errno. */
 VARNO_API int server_on_signal(server_s *server, int signum, server_signal_fn act);
 
 /* Serves until server_stop, or, without any place to listen, until the last client has

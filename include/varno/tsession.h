@@ -150,7 +150,8 @@ struct tsession_config_s {
     int32_t columns, rows;     /* of the terminal; 0: unknown, 80 and 24; clamped to 10..256
                                   columns and 2..512 rows */
     const char *prompt;    /* cut to 30 characters, and to what leaves room to edit; NULL: "> " */
-    int32_t history_limit; /* lines remembered; 0: 100; -1: none */
+    int32_t history_limit; /* lines remembered, fewer if they have more than 160 characters on
+                              the average; 0: 100; -1: none */
     int32_t is_unpaged;    /* not 0: long outputs are not paged */
     int32_t leave_assertions;      /* not 0: a failed assertion is the platform's affair alone */
     int32_t escape_wait_ms;        /* how long an ESC may be the beginning of a key's sequence;

@@ -82,7 +82,7 @@ TEST(TelnetDevice, ServesTwoPeopleUntilItIsToldToEnd)
         other.type("exit\r");
         EXPECT_TRUE(other.shows("Connection closed by foreign host."));
         device.terminate();
-        EXPECT_TRUE(one.shows("The device is going down"));
+        EXPECT_TRUE(one.shows("The server is going down"));
         EXPECT_TRUE(one.shows("Connection closed by foreign host."));
     }
 }

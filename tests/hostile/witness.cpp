@@ -12,7 +12,9 @@
 namespace varno_test {
 namespace {
 
-constexpr int deadline_ms = 10000;
+constexpr int deadline_ms = 10000; // until a server without a rest is given up
+// What docs/security.md promises is 100 ms on a quiet machine; this one may be busy.
+constexpr std::chrono::milliseconds slowest_allowed(500);
 constexpr int quiet_ms = 200;    // the server has said all for now
 constexpr int echo_quiet_ms = 3; // at peace, no more of an echo comes
 constexpr int a_moment_ms = 1;   // between two keys
@@ -35,7 +37,7 @@ Witness::Witness(int port) : fd_(connect_to(port))
 {
     EXPECT_TRUE(hears("varno> "));
     for (const std::string_view key : keys)
-        send(key); // from then on the history is as at each round's beginning
+        send(key);                      // from then on the history is as at each round's beginning
     EXPECT_TRUE(hears("unknown word")); // among the last answers
     while (read_some(quiet_ms)) {
     }
@@ -125,6 +127,11 @@ bool Witness::type_round()
             return false;
         const auto took = std::chrono::steady_clock::now() - typed_at;
         slowest_ = std::max(slowest_, std::chrono::duration_cast<std::chrono::microseconds>(took));
+        if (took > slowest_allowed)
+            note("key " + std::to_string(key) + " was answered after " +
+                 std::to_string(
+                     std::chrono::duration_cast<std::chrono::milliseconds>(took).count()) +
+                 " ms");
         if (read_some(a_moment_ms)) // a person is not a flood
             note("more than the echo: " + testing::PrintToString(heard_));
     }
