@@ -2,6 +2,7 @@
 // arguments.
 
 #include "filter.h"
+#include "output.h"
 #include "shell.h"
 
 #include "contract.h"
@@ -21,7 +22,6 @@ constexpr char source_name[] = "commands_call";
 constexpr char call_tag[] = "cli_call_s";
 constexpr char kept_tag[] = "cli_call_words";
 constexpr char state_tag[] = "cli_call_state";
-constexpr char text_tag[] = "cli_call_text";
 
 bool goes_on(int32_t result)
 {
@@ -61,20 +61,27 @@ bool keep_words(cli_call_s *call)
     return true;
 }
 
+bool is_notation(char c)
+{
+    return std::strchr(" <>[]{}|()$.!", c) != nullptr; // the terminator, too
+}
+
+bool is_argument(const cli_pmatch_s *word, const char *name)
+{
+    return word->node->type == PNODE_STRING && std::strcmp(word->node->keyword, name) == 0;
+}
+
 // The call has ended; its record stays until whoever has it lets go.
 void finish_call(cli_call_s *call)
 {
     if (call->is_over)
         return;
     call->is_over = true;
-    void *state = call->state;
-    call->state = nullptr;
-    if (state && call->release_state)
-        call->release_state(state);
+    release_state(call);
     Pipe *pipe = call->pipe;
     call->pipe = nullptr;
     release_pipe(pipe);
-    tracked_free(state, state_tag);
+    call->table.release();
     tracked_free(call->kept_words, kept_tag);
     tracked_free(call->kept_text, kept_tag);
     call->kept_words = nullptr;
@@ -83,52 +90,6 @@ void finish_call(cli_call_s *call)
     Snapshot *snapshot = call->snapshot;
     call->snapshot = nullptr;
     let_go(snapshot);
-}
-
-bool is_notation(char c)
-{
-    return std::strchr(" <>[]{}|()$.!", c) != nullptr; // the terminator, too
-}
-
-// A word of the syntax: an argument, a keyword, or the name of a choice.
-bool has_name(const cli_call_s *call, const char *name)
-{
-    const char *syntax = call->row->command->syntax;
-    const size_t len = std::strlen(name);
-    for (const char *at = std::strstr(syntax, name); at && len > 0;
-         at = std::strstr(at + 1, name)) {
-        if ((at == syntax || is_notation(at[-1])) && is_notation(at[len]))
-            return true;
-    }
-    return false;
-}
-
-bool is_argument(const cli_pmatch_s *word, const char *name)
-{
-    return word->node->type == PNODE_STRING && std::strcmp(word->node->keyword, name) == 0;
-}
-
-// The index-th word of an argument; NULL: there is none.
-const cli_pmatch_s *find_argument(const cli_call_s *call, const char *name, size_t index)
-{
-    VARNO_ASSERT(has_name(call, name));
-    for (const cli_pmatch_s *word = call->words; word != call->end_word; word = word->next) {
-        if (is_argument(word, name) && index-- == 0)
-            return word;
-    }
-    return nullptr;
-}
-
-// The word that is the choice of <a|b>$name.
-const cli_pmatch_s *find_choice(const cli_call_s *call, const char *name)
-{
-    if (call->form < 0)
-        return nullptr;
-    for (const cli_pmatch_s *word = call->words; word != call->end_word; word = word->next) {
-        if (which_of(call->snapshot->graph, call->form, call->words, word) == name)
-            return word;
-    }
-    return nullptr;
 }
 
 const char *text_of_choice(const cli_pmatch_s *word)
@@ -144,68 +105,6 @@ bool read_argument(cli_call_s *call, const char *name, Value &out_value)
     const Graph &graph = call->snapshot->graph;
     return takes_word(graph.types[static_cast<size_t>(word->node->aux_int)], word->token,
                       out_value);
-}
-
-// Calls act with a formatted text; without memory with the beginning of it.
-template <typename Act>
-VARNO_PRINTF(1, 0)
-void with_text(const char *format, va_list arguments, Act act)
-{
-    char few[1024];
-    va_list again;
-    va_copy(again, arguments);
-    const int len = std::vsnprintf(few, std::size(few), format, arguments);
-    char *all = len < static_cast<int>(std::size(few))
-                    ? nullptr
-                    : static_cast<char *>(tracked_malloc(static_cast<size_t>(len) + 1, text_tag));
-    if (all)
-        std::vsnprintf(all, static_cast<size_t>(len) + 1, format, again);
-    va_end(again);
-    try {
-        act(all ? all : few);
-    } catch (...) {
-        tracked_free(all, text_tag);
-        throw;
-    }
-    tracked_free(all, text_tag);
-}
-
-// What it has written so far is shown before why it fails.
-void end_output(cli_call_s *call)
-{
-    if (call->pipe)
-        end_pipe(call->pipe, false);
-}
-
-void fail(cli_call_s *call, const char *text)
-{
-    end_output(call);
-    write_error(call->shell, "% ");
-    write_error(call->shell, text);
-    write_error(call->shell, "\n");
-}
-
-void fail_at(cli_call_s *call, const cli_pmatch_s *word, const char *text)
-{
-    end_output(call);
-    cli_assist_error_s error = {};
-    error.reason = CLI_ASSIST_UNKNOWN;
-    error.at = word->pos;
-    strlcpy2(error.why, text, std::size(error.why) - 1);
-    const tsession_s *session = call->shell->session;
-    const int32_t columns = session ? tsession_columns(session) : 0;
-    const int32_t len = cli_assist_format_error(call->line, &error, columns, nullptr, 0);
-    auto *rows = static_cast<char *>(tracked_malloc(static_cast<size_t>(len) + 1, text_tag));
-    if (!rows)
-        return fail(call, text);
-    cli_assist_format_error(call->line, &error, columns, rows, len + 1);
-    try {
-        write_error(call->shell, rows);
-    } catch (...) {
-        tracked_free(rows, text_tag);
-        throw;
-    }
-    tracked_free(rows, text_tag);
 }
 
 // The modes after a command that is done. A set that was built meanwhile may have lost the mode.
@@ -248,6 +147,48 @@ void leave_modes(cli_shell_s *shell, int32_t mode)
 }
 
 } // namespace
+
+bool has_name(const cli_call_s *call, const char *name)
+{
+    const char *syntax = call->row->command->syntax;
+    const size_t len = std::strlen(name);
+    for (const char *at = std::strstr(syntax, name); at && len > 0;
+         at = std::strstr(at + 1, name)) {
+        if ((at == syntax || is_notation(at[-1])) && is_notation(at[len]))
+            return true;
+    }
+    return false;
+}
+
+const cli_pmatch_s *find_argument(const cli_call_s *call, const char *name, size_t index)
+{
+    VARNO_ASSERT(has_name(call, name));
+    for (const cli_pmatch_s *word = call->words; word != call->end_word; word = word->next) {
+        if (is_argument(word, name) && index-- == 0)
+            return word;
+    }
+    return nullptr;
+}
+
+const cli_pmatch_s *find_choice(const cli_call_s *call, const char *name)
+{
+    if (call->form < 0)
+        return nullptr;
+    for (const cli_pmatch_s *word = call->words; word != call->end_word; word = word->next) {
+        if (which_of(call->snapshot->graph, call->form, call->words, word) == name)
+            return word;
+    }
+    return nullptr;
+}
+
+void release_state(cli_call_s *call)
+{
+    void *state = call->state;
+    call->state = nullptr;
+    if (state && call->release_state)
+        call->release_state(state);
+    tracked_free(state, state_tag);
+}
 
 int32_t begin_call(cli_shell_s *shell, const char *line, const cli_pnode_s *action,
                    const cli_pmatch_s *matches, cli_call_s **out_call)
@@ -482,47 +423,4 @@ int32_t cli_wake(cli_set_s *set, uint64_t ticket)
         }
     }
     return -1;
-}
-
-void cli_print(cli_call_s *call, const char *format, ...)
-{
-    if (call->is_cancelled)
-        return;
-    va_list arguments;
-    va_start(arguments, format);
-    with_text(format, arguments, [call](const char *text) {
-        if (call->pipe)
-            write_through(call->pipe, text);
-        else
-            write_clean(call->shell, text);
-    });
-    va_end(arguments);
-}
-
-void cli_fail(cli_call_s *call, const char *format, ...)
-{
-    if (call->is_cancelled)
-        return;
-    va_list arguments;
-    va_start(arguments, format);
-    with_text(format, arguments, [call](const char *text) { fail(call, text); });
-    va_end(arguments);
-}
-
-void cli_fail_at(cli_call_s *call, const char *name, const char *format, ...)
-{
-    const cli_pmatch_s *word = find_argument(call, name, 0);
-    if (!word)
-        word = find_choice(call, name);
-    if (call->is_cancelled)
-        return;
-    va_list arguments;
-    va_start(arguments, format);
-    with_text(format, arguments, [call, word](const char *text) {
-        if (word)
-            fail_at(call, word, text);
-        else
-            fail(call, text);
-    });
-    va_end(arguments);
 }

@@ -187,7 +187,7 @@ const char *argument_of(const Entered *top, const char *name)
     return nullptr;
 }
 
-bool make_prompt(const Snapshot *snapshot, const Entered *top, Array<char> &out_text)
+bool make_prompt(const Snapshot *snapshot, const Entered *top, int32_t level, Array<char> &out_text)
 {
     const Entered *from = top;
     const auto pattern_of = [&] {
@@ -207,6 +207,9 @@ bool make_prompt(const Snapshot *snapshot, const Entered *top, Array<char> &out_
             at += 1 + len;
         } else if (at[0] == '%' && at[1] == 'h') {
             is_made = add_text(out_text, snapshot->set->host ? snapshot->set->host : "");
+            at += 2;
+        } else if (at[0] == '%' && at[1] == '#') {
+            is_made = out_text.add(level == most_level ? '#' : '>') != nullptr;
             at += 2;
         } else {
             at += at[0] == '%' && at[1] == '%';

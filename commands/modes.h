@@ -43,9 +43,10 @@ void move_modes(Entered *&top, const Snapshot *from, const Snapshot *to);
 // The argument of the line that entered the innermost mode that has it; NULL: none has.
 const char *argument_of(const Entered *top, const char *name);
 
-// The prompt of a mode by its pattern, or its parent's where it has none. Returns false without
+// The prompt of a mode on a level by its pattern, or its parent's where it has none. Returns false without
 // memory, or when there is no pattern.
-bool make_prompt(const Snapshot *snapshot, const Entered *top, Array<char> &out_text);
+bool make_prompt(const Snapshot *snapshot, const Entered *top, int32_t level,
+                 Array<char> &out_text);
 
 // What a row does to modes once it is done. Returns false without memory.
 bool follow_row(Entered *&top, const Row &row, const cli_pmatch_s *words, const cli_pmatch_s *end);

@@ -86,13 +86,13 @@ size_t write_row_part(Pipe &pipe, bool is_last)
 void begin_row(Pipe &pipe)
 {
     if (pipe.is_json)
-        write_bytes(pipe, pipe.passed == 0 ? "[\n  \"" : ",\n  \"");
+        write_bytes(pipe, pipe.passed == 0 ? "[\n  " : ",\n  ");
     pipe.passed++;
 }
 
 // Stages
 
-bool passes(Stage &stage, std::string_view row)
+bool passes(Stage &stage, std::string_view row, bool is_title)
 {
     switch (stage.filter) {
     case Filter::include:
@@ -112,17 +112,17 @@ bool passes(Stage &stage, std::string_view row)
         return stage.is_open;
     }
     case Filter::count:
-        stage.rows++;
+        stage.rows += !is_title;
         return false;
     default:
         return true;
     }
 }
 
-bool passes_from(Pipe &pipe, int32_t first)
+bool passes_from(Pipe &pipe, int32_t first, std::string_view row, bool is_title = false)
 {
     for (int32_t i = first; i < pipe.count; i++) {
-        if (!passes(pipe.stages[i], {pipe.row, pipe.used}))
+        if (!passes(pipe.stages[i], row, is_title))
             return false;
     }
     return true;
@@ -132,9 +132,11 @@ bool passes_from(Pipe &pipe, int32_t first)
 void take_row(Pipe &pipe, int32_t first)
 {
     if (!pipe.is_cut) {
-        pipe.is_passed = passes_from(pipe, first);
-        if (pipe.is_passed)
+        pipe.is_passed = passes_from(pipe, first, {pipe.row, pipe.used});
+        if (pipe.is_passed) {
             begin_row(pipe);
+            write_bytes(pipe, pipe.is_json ? "\"" : "");
+        }
     }
     if (pipe.is_passed) {
         write_row_part(pipe, true);
@@ -149,9 +151,11 @@ void take_row(Pipe &pipe, int32_t first)
 void take_beginning(Pipe &pipe)
 {
     if (!pipe.is_cut) {
-        pipe.is_passed = passes_from(pipe, 0);
-        if (pipe.is_passed)
+        pipe.is_passed = passes_from(pipe, 0, {pipe.row, pipe.used});
+        if (pipe.is_passed) {
             begin_row(pipe);
+            write_bytes(pipe, pipe.is_json ? "\"" : "");
+        }
     }
     pipe.is_cut = true;
     const size_t done = pipe.is_passed ? write_row_part(pipe, false) : pipe.used;
@@ -289,6 +293,21 @@ void write_through(Pipe *pipe, const char *text)
             take_beginning(*pipe);
         }
     }
+}
+
+void pass_row(Pipe *pipe, const PipedRow &row)
+{
+    if (pipe->is_ended)
+        return;
+    if (pipe->used > 0 || pipe->is_cut)
+        take_row(*pipe, 0);
+    const std::string_view seen = std::string_view(row.whole).substr(0, most_matched);
+    if (!passes_from(*pipe, 0, seen, row.is_title) || (pipe->is_json && row.is_title))
+        return;
+    begin_row(*pipe);
+    write_bytes(*pipe, pipe->is_json ? row.object : pipe->file ? row.whole : row.shown);
+    if (!pipe->is_json)
+        write_bytes(*pipe, "\n");
 }
 
 bool end_pipe(Pipe *pipe, bool is_whole)

@@ -52,6 +52,16 @@ bool make_pipe(cli_shell_s *shell, const cli_pmatch_s *bar, Pipe *&out_pipe,
 
 void write_through(Pipe *pipe, const char *text);
 
+// A row of a table: as filters see it, as it is shown, and as JSON has it.
+struct PipedRow {
+    const char *whole;
+    const char *shown;
+    const char *object;
+    bool is_title; // it is not counted, and is no object
+};
+
+void pass_row(Pipe *pipe, const PipedRow &row);
+
 // No more comes. is_whole: the command is done. Returns false when not all could be saved.
 bool end_pipe(Pipe *pipe, bool is_whole);
 

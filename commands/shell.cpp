@@ -83,6 +83,33 @@ void pass_event(tsession_s *s, void *user, const tsession_event_s *event)
     });
 }
 
+// A secret may be in a line that is refused before the place where it would have been known for one.
+bool may_have_secret(cli_shell_s *shell, const char *line, const cli_assist_error_s &error)
+{
+    const cli_pnode_s *first = root(shell);
+    if (first == &NONE || (first->attr & attr_secret) == 0 || error.reason == CLI_ASSIST_INCOMPLETE)
+        return false;
+    const bool is_at_word = error.reason == CLI_ASSIST_UNKNOWN ||
+                            error.reason == CLI_ASSIST_AMBIGUOUS ||
+                            error.reason == CLI_ASSIST_EMPTY_WORD;
+    uint32_t attr = attr_secret;
+    const auto see = [](void *ctx, const cli_pnode_s *node, const char *, const char *) {
+        *static_cast<uint32_t *>(ctx) = node->attr;
+    };
+    if (is_at_word)
+        cli_assist_help(first, &shell->filter, line, error.at, see, &attr);
+    return (attr & attr_secret) != 0;
+}
+
+void forget_refused(tsession_s *s, void *user, const char *line, const cli_assist_error_s *error)
+{
+    auto *shell = static_cast<cli_shell_s *>(user);
+    if (may_have_secret(shell, line, *error))
+        see_secret(shell);
+    if (shell->host_refused)
+        shell->host_refused(s, shell->host_user, line, error);
+}
+
 int pass_key(tsession_s *s, void *user, uint32_t key)
 {
     constexpr uint32_t ctrl_z = 26;
@@ -226,6 +253,8 @@ void take_session_config(cli_shell_s *shell, tsession_config_s &config)
     shell->host_output = std::exchange(config.output, pass_output);
     shell->host_user = std::exchange(config.user, shell);
     shell->host_key = std::exchange(config.key, pass_key);
+    shell->is_unattended = config.transport == TSESSION_BATCH;
+    shell->host_refused = std::exchange(config.refused, forget_refused);
     std::snprintf(shell->own_prompt, std::size(shell->own_prompt), "%s",
                   config.prompt ? config.prompt : "> ");
     config.line = run_in_session;
@@ -399,7 +428,7 @@ void show_mode(cli_shell_s *shell)
         return;
     tsession_set_graph(shell->session, root(shell));
     Array<char> prompt = {};
-    const bool is_made = shell->snapshot && make_prompt(shell->snapshot, shell->modes, prompt);
+    const bool is_made = shell->snapshot && make_prompt(shell->snapshot, shell->modes, shell->level, prompt);
     try {
         tsession_set_prompt(shell->session, is_made ? prompt.begin() : shell->own_prompt);
     } catch (...) {

@@ -6,6 +6,7 @@
 #include "modes.h"
 #include "pipes.h"
 #include "set.h"
+#include "table.h"
 #include "types.h"
 
 #include <varno/commands.h>
@@ -31,6 +32,10 @@ struct cli_call_s {
     cli_pmatch_s *kept_words; // those and the line, once the call goes on; else the parse's
     char *kept_text;
     varno::commands::Pipe *pipe; // NULL: what it writes is shown as it is
+    varno::commands::Table table;
+    int32_t progress_columns; // of the row that says how far it is; 0: there is none
+    int32_t config_mode;      // whose configuration is being written
+    bool is_mode_begun;
     void *state;
     void (*release_state)(void *state);
     uint64_t ticket;              // 0: none was asked for
@@ -56,6 +61,7 @@ struct cli_shell_s {
     tsession_output_fn host_output;
     tsession_event_fn host_event;
     tsession_free_key_fn host_key;
+    tsession_refused_fn host_refused;
     void *host_user;
     varno::commands::Entered *modes;   // NULL: the first one
     varno::commands::Entered *checked; // where the lines that are checked lead
@@ -64,6 +70,7 @@ struct cli_shell_s {
     cli_authenticate_fn authenticate;
     const cli_save_s *save;                                // NULL: nothing is saved
     char own_prompt[varno::commands::own_prompt_capacity]; // of a first mode without one
+    bool is_unattended;                                    // nobody looks at its screen
     bool is_checking;                                      // checked counts
     bool is_asked_to_check; // what types ask about the modes is about those
     int32_t result;         // of the call that was run last
@@ -102,6 +109,15 @@ int32_t go_on(cli_call_s *call);
 void cancel(cli_call_s *call);
 // Lets its record go.
 void end_call(cli_call_s *call);
+// The call's own memory.
+void release_state(cli_call_s *call);
+
+// A word of the syntax: an argument, a keyword, or the name of a choice.
+bool has_name(const cli_call_s *call, const char *name);
+// The index-th word of an argument; NULL: there is none.
+const cli_pmatch_s *find_argument(const cli_call_s *call, const char *name, size_t index);
+// The word that is the choice of <a|b>$name.
+const cli_pmatch_s *find_choice(const cli_call_s *call, const char *name);
 
 } // namespace varno::commands
 

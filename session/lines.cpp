@@ -118,8 +118,11 @@ int32_t run_matched(tsession_s *s, const char *line)
     cli_assist_error_s error;
     const cli_pnode_s *action = cli_assist_parse(s->graph, s->filter, line, &matches, &error);
     if (!action) {
-        if (error.reason != CLI_ASSIST_EMPTY)
-            explain(s, line, error);
+        if (error.reason == CLI_ASSIST_EMPTY)
+            return error.reason;
+        if (s->refused_fn)
+            s->refused_fn(s, s->user, line, &error);
+        explain(s, line, error);
         return error.reason;
     }
     try {

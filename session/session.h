@@ -119,6 +119,7 @@ struct tsession_s {
     tsession_line_fn line_fn;
     tsession_event_fn event_fn;
     tsession_free_key_fn key_fn;
+    tsession_refused_fn refused_fn;
 
     // The transaction
     int32_t depth;                // calls on this session that have not returned

@@ -318,6 +318,7 @@ void copy_config(tsession_s *s, const tsession_config_s *config)
     s->line_fn = config->line;
     s->event_fn = config->event;
     s->key_fn = config->key;
+    s->refused_fn = config->refused;
     s->is_writable = true;
     s->last_tab = UINT32_MAX / 2; // far from edit_count: the first Tab is no second one
     set_prompt_text(s, config->prompt ? config->prompt : "> ");
@@ -505,6 +506,23 @@ void tsession_write_clean(tsession_s *s, const char *text)
             begin_message(s);
             write_clean(s, text, std::strlen(text));
         });
+}
+
+size_t tsession_fit(const char *text, int32_t columns, int32_t *out_columns)
+{
+    size_t used = 0;
+    int32_t taken = 0;
+    for (size_t left = std::strlen(text); left > 0;) {
+        const Character next = first_character(text + used, left);
+        if (taken + next.columns > columns)
+            break;
+        taken += next.columns;
+        used += next.len;
+        left -= next.len;
+    }
+    if (out_columns)
+        *out_columns = taken;
+    return used;
 }
 
 char *tsession_clean(char *clean, size_t capacity, const char *text)

@@ -32,10 +32,10 @@ int32_t fail_always(cli_call_s *call, void *)
 }
 
 const cli_mode_s modes[] = {
-    {"exec", nullptr, "%h> ", 0},
-    {"configure", "exec", "%h(config)# ", CLI_DO},
-    {"interface", "configure", "%h(config-%NAME)# ", CLI_DO | CLI_INHERITS},
-    {"address", "interface", "%h(%NAME %ADDRESS-x 100%%)# ", CLI_INHERITS},
+    {"exec", nullptr, "%h%# ", 0, nullptr, nullptr},
+    {"configure", "exec", "%h(config)# ", CLI_DO, nullptr, nullptr},
+    {"interface", "configure", "%h(config-%NAME)# ", CLI_DO | CLI_INHERITS, nullptr, nullptr},
+    {"address", "interface", "%h(%NAME %ADDRESS-x 100%%)# ", CLI_INHERITS, nullptr, nullptr},
 };
 
 cli_command_s row(const char *syntax, const char *help, cli_run_fn run,
@@ -270,7 +270,10 @@ TEST_F(Modes, ASecretOpensALevel)
     EXPECT_EQ(cli_shell_level(shell_), 0);
     type("enable 7\r");
     EXPECT_EQ(type("xyzzy\r"), "\nr1> ");
-    EXPECT_EQ(asked_for_, 7);
+    type("enable\r");
+    EXPECT_EQ(type("xyzzy\r"), "\nr1# ");
+    EXPECT_EQ(type("enable 7\r"), "enable 7\nr1> ");
+    EXPECT_EQ(asked_for_, 15);
     EXPECT_EQ(cli_shell_level(shell_), 7);
     EXPECT_EQ(type("enable 3\r"), "enable 3\nr1> ");
     EXPECT_EQ(cli_shell_level(shell_), 3);
@@ -315,7 +318,7 @@ TEST_F(Modes, ACheckFollowsModesAndRunsNothing)
 
 TEST_F(Modes, AModeThatIsRemovedIsLeft)
 {
-    static const cli_mode_s mode = {"vlan", "configure", "%h(vlan %VLAN)# ", 0};
+    static const cli_mode_s mode = {"vlan", "configure", "%h(vlan %VLAN)# ", 0, nullptr, nullptr};
     const cli_command_s enters[] = {row("vlan VLAN(1-4094)", "one", nullptr, "vlan")};
     const int owner = 0;
     EXPECT_EQ(cli_set_add_mode(set_, &owner, &mode), 0);
@@ -335,8 +338,9 @@ TEST_F(Modes, AModeThatIsRemovedIsLeft)
 
 TEST_F(Modes, WhatIsWrongWithModesIsFound)
 {
-    static const cli_mode_s wrong[] = {
-        {"a", "nowhere", nullptr, 0}, {"exec", "exec", nullptr, 0}, {"b", nullptr, nullptr, 0}};
+    static const cli_mode_s wrong[] = {{"a", "nowhere", nullptr, 0, nullptr, nullptr},
+                                       {"exec", "exec", nullptr, 0, nullptr, nullptr},
+                                       {"b", nullptr, nullptr, 0, nullptr, nullptr}};
     for (const cli_mode_s &mode : wrong)
         EXPECT_EQ(cli_set_add_mode(set_, nullptr, &mode), 0);
     const cli_command_s rows[] = {row("one", "goes nowhere", nullptr, "nowhere"),
@@ -421,7 +425,7 @@ std::string random_keys(std::mt19937 &random)
 
 TEST_F(Modes, WhatIsAboveALevelLeavesNoTrace)
 {
-    static const cli_mode_s hide = {"hide", "exec", "hidden> ", 0};
+    static const cli_mode_s hide = {"hide", "exec", "hidden> ", 0, nullptr, nullptr};
     add("exec", low);
     build();
     begin_session();

@@ -494,6 +494,10 @@ TEST_F(Device, SecretsAreNotRemembered)
     type("user bob password hunter3?\x15");
     type("vlan 8 bad\r");
     EXPECT_EQ(history(), (std::vector<std::string>{"vlan 7", "vlan 8 bad"}));
+    type("user bob pasword hunter2\rusre bob password hunter2\ruser bob hunter2\r");
+    type("user bob 'password hunter2\rhunter2\rvlan 9 bad\ruser bob\r");
+    EXPECT_EQ(history(),
+              (std::vector<std::string>{"vlan 7", "vlan 8 bad", "vlan 9 bad", "user bob"}));
 }
 
 // Rows that come and go

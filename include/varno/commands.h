@@ -23,7 +23,8 @@
  *                         addresses, prefixes, hardware addresses, a hexadecimal number
  *     NAME(TYPE)          a type that the program has registered
  *     NAME(line)          the rest of the line as typed, quotes included; comes last
- *     NAME(secret)        a word that is never remembered
+ *     NAME(secret)        a word that is never remembered; nor is a line that is refused where
+ *                         such a word could still have come
  *     NAME(pattern)       a regular expression, as in a filter
  *     NAME...             one or more words, to the end
  *     <a|b>               one of them;  <a|b>$which  and which one, as an argument
@@ -57,7 +58,8 @@
  *     count               how many rows there are
  *     no-more             all rows, without pages
  *     save NAME [force]   into a file, where the shell has a place for files; the last one
- *     json                as JSON: an array of strings; no-more and save alone may follow
+ *     json                as JSON: an array of strings, or of objects where the command writes
+ *                         a table; no-more and save alone may follow
  *
  * A pattern is a regular expression of RE2, whose time grows with the row alone and whose
  * memory is bounded; a library that was built without it takes it as a text. It is looked
@@ -86,6 +88,7 @@ typedef struct cli_command_s cli_command_s;
 typedef struct cli_mode_s cli_mode_s;
 typedef struct cli_type_s cli_type_s;
 typedef struct cli_finding_s cli_finding_s;
+typedef struct cli_column_s cli_column_s;
 typedef struct cli_save_s cli_save_s;
 typedef struct cli_shell_config_s cli_shell_config_s;
 
@@ -137,9 +140,24 @@ struct cli_mode_s {
     const char *name;   /* for enters; no two modes have the same */
     const char *parent; /* name of a mode that was added before; NULL: of the first one */
     const char *prompt; /* "%h" is the host's name, "%NAME" the argument of the line that led to
-                           the mode, or one that it is in, "%%" a "%"; NULL: as its parent, or the
+                           the mode, or one that it is in, "%#" a "#" on level 15 and a ">"
+                           below, "%%" a "%"; NULL: as its parent, or the
                            session's own; a session shows the last 30 characters of it */
     uint32_t flags;     /* CLI_DO, CLI_INHERITS, or 0; of no matter for the first */
+    cli_run_fn write;   /* writes the mode's state as commands, for cli_show_config; NULL: none */
+    void *user;         /* second argument of write */
+};
+
+/* A column of a table. */
+struct cli_column_s {
+    const char *name; /* in the row above the others, and in JSON */
+    int32_t width;    /* columns of the screen that it has at least */
+    uint32_t flags;   /* CLI_NUMBER or 0 */
+};
+
+/* Flags of a column. */
+enum {
+    CLI_NUMBER = 1 /* it is aligned to the right; in JSON what is a number is one */
 };
 
 /* Whether a type takes a word.
@@ -390,6 +408,33 @@ VARNO_API void cli_fail(cli_call_s *call, const char *format, ...) VARNO_PRINTF(
 /* The same, with the line and a caret under the argument's first word. */
 VARNO_API void cli_fail_at(cli_call_s *call, const char *name, const char *format, ...)
     VARNO_PRINTF(3, 4);
+
+/* Writes a table: the columns once, then the cells of each row, one after the other; a row
+ * is written with its last one. Rows are aligned by the columns that texts take on a
+ * screen, and "  " stands between two. A cell wider than its column moves those after
+ * it; where the terminal is too narrow for that it is cut, with ">" as a mark. After
+ * "| json" each row is an object, by the names of the columns. The columns live until the
+ * call ends; telling the same again, as a function does that is called again, writes nothing.
+ * Requires: "count > 0"; for a cell "call->is_cancelled || table.columns". */
+VARNO_API void cli_columns(cli_call_s *call, const cli_column_s *columns, size_t count);
+VARNO_API void cli_cell(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
+
+/* Writes a message about how far the call is, in place of the one before it, on a row that
+ * other output leaves standing. A batch leaves it out. */
+VARNO_API void cli_progress(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
+
+/* Writes a line of configuration, which can be read back: what "%s" stands for is one word,
+ * quoted where it must be; "%-s" is as it is, for NAME(line). There are %d, %i, %u, %x, %X
+ * with their sizes but no widths, %c and %%, too. Control characters of a value are written as "?". The
+ * line's end is added.
+ * Requires: "is_known(one)". */
+VARNO_API void cli_config(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
+
+/* A function for a row: "show running-config [SECTION]". Calls `write` of all modes, in the
+ * order in which they were added, or of the mode SECTION alone. Each is like a command's
+ * function, with a cli_state of its own; it writes the lines that enter its mode, too,
+ * as often as there is something to be configured. */
+VARNO_API int32_t cli_show_config(cli_call_s *call, void *user);
 
 #ifdef __cplusplus
 }

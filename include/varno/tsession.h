@@ -55,6 +55,7 @@ typedef struct cli_pmatch_s cli_pmatch_s;
 
 /* What narrows the graph, of cli_assist.h. */
 typedef struct cli_assist_filter_s cli_assist_filter_s;
+typedef struct cli_assist_error_s cli_assist_error_s;
 
 /* What the bytes are. */
 enum {
@@ -98,6 +99,11 @@ typedef void (*tsession_output_fn)(tsession_s *s, void *user, const char *bytes,
  * or a question and returns. */
 typedef void (*tsession_line_fn)(tsession_s *s, void *user, const char *line,
                                  const cli_pnode_s *action, cli_pmatch_s *matches);
+
+/* Hears of a line that is refused, before what is wrong with it is written: tsession_history_amend
+ * may be about it. */
+typedef void (*tsession_refused_fn)(tsession_s *s, void *user, const char *line,
+                                    const cli_assist_error_s *error);
 
 /* Hears what happens to the session; the event lives for the call. */
 typedef void (*tsession_event_fn)(tsession_s *s, void *user, const tsession_event_s *event);
@@ -166,12 +172,13 @@ struct tsession_config_s {
     const cli_assist_filter_s *filter; /* of help, completion and parsing; NULL: none; lives as
                                           long as the session */
     tsession_free_key_fn key;          /* NULL: the bell answers such keys */
+    tsession_refused_fn refused;       /* NULL: nobody hears of it */
 };
 
 /* A configuration of defaults. */
 #define TSESSION_CONFIG_INIT                                                                       \
     {                                                                                              \
-        sizeof(tsession_config_s), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0            \
+        sizeof(tsession_config_s), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0         \
     }
 
 /* What the sessions of one thread share: the line editor's commands and keys, 7 KB, and
@@ -253,6 +260,11 @@ VARNO_API void tsession_write_clean(tsession_s *s, const char *text);
  * more bytes.
  * Returns: clean. */
 VARNO_API char *tsession_clean(char *clean, size_t capacity, const char *text);
+
+/* Finds how much of a text, all of whose characters are safe, has room on a row.
+ * Returns: the bytes of its beginning that take at most `columns`; *out_columns is how many
+ *          they take, and may be NULL. */
+VARNO_API size_t tsession_fit(const char *text, int32_t columns, int32_t *out_columns);
 
 /* Formats as printf does, then writes as tsession_write; without memory for more, the
  * first 1023 bytes. */

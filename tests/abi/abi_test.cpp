@@ -160,7 +160,7 @@ constexpr Layout layouts[] = {
     FIELD(cli_pmatch_s, pos,                   24),
     FIELD(cli_pmatch_s, len,                   28),
 
-    SIZE(tsession_config_s,                   128),
+    SIZE(tsession_config_s,                   136),
     FIELD(tsession_config_s, size,               0),
     FIELD(tsession_config_s, transport,          8),
     FIELD(tsession_config_s, terminal_type,     16),
@@ -180,6 +180,7 @@ constexpr Layout layouts[] = {
     FIELD(tsession_config_s, event,            104),
     FIELD(tsession_config_s, filter,          112),
     FIELD(tsession_config_s, key,             120),
+    FIELD(tsession_config_s, refused,         128),
 
     SIZE(tsession_texts_s,                    136),
     FIELD(tsession_texts_s,  size,               0),

@@ -1,0 +1,139 @@
+// What calls write: rows, why they fail, how far they are.
+
+#include "output.h"
+
+#include "shell.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+
+namespace varno::commands {
+namespace {
+
+// What it has written so far is shown before why it fails.
+void end_output(cli_call_s *call)
+{
+    if (call->pipe)
+        end_pipe(call->pipe, false);
+    end_progress(call);
+}
+
+} // namespace
+
+void fail(cli_call_s *call, const char *text)
+{
+    end_output(call);
+    write_error(call->shell, "% ");
+    write_error(call->shell, text);
+    write_error(call->shell, "\n");
+}
+
+void fail_at(cli_call_s *call, const cli_pmatch_s *word, const char *text)
+{
+    end_output(call);
+    cli_assist_error_s error = {};
+    error.reason = CLI_ASSIST_UNKNOWN;
+    error.at = word->pos;
+    strlcpy2(error.why, text, std::size(error.why) - 1);
+    const tsession_s *session = call->shell->session;
+    const int32_t columns = session ? tsession_columns(session) : 0;
+    const int32_t len = cli_assist_format_error(call->line, &error, columns, nullptr, 0);
+    auto *rows = static_cast<char *>(tracked_malloc(static_cast<size_t>(len) + 1, text_tag));
+    if (!rows)
+        return fail(call, text);
+    cli_assist_format_error(call->line, &error, columns, rows, len + 1);
+    try {
+        write_error(call->shell, rows);
+    } catch (...) {
+        tracked_free(rows, text_tag);
+        throw;
+    }
+    tracked_free(rows, text_tag);
+}
+
+void write_output(cli_call_s *call, const char *text)
+{
+    if (call->pipe) {
+        write_through(call->pipe, text);
+        return;
+    }
+    end_progress(call);
+    write_clean(call->shell, text);
+}
+
+void end_progress(cli_call_s *call)
+{
+    if (call->progress_columns > 0)
+        tsession_write(call->shell->session, "\n", 1);
+    call->progress_columns = 0;
+}
+
+} // namespace varno::commands
+
+using namespace varno::commands;
+
+void cli_print(cli_call_s *call, const char *format, ...)
+{
+    if (call->is_cancelled)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    with_text(format, arguments, [call](const char *text) { write_output(call, text); });
+    va_end(arguments);
+}
+
+void cli_fail(cli_call_s *call, const char *format, ...)
+{
+    if (call->is_cancelled)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    with_text(format, arguments, [call](const char *text) { fail(call, text); });
+    va_end(arguments);
+}
+
+void cli_fail_at(cli_call_s *call, const char *name, const char *format, ...)
+{
+    const cli_pmatch_s *word = find_argument(call, name, 0);
+    if (!word)
+        word = find_choice(call, name);
+    if (call->is_cancelled)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    with_text(format, arguments, [call, word](const char *text) {
+        if (word)
+            fail_at(call, word, text);
+        else
+            fail(call, text);
+    });
+    va_end(arguments);
+}
+
+// The row stays when something else is written, or the call ends.
+void cli_progress(cli_call_s *call, const char *format, ...)
+{
+    tsession_s *session = call->shell->session;
+    if (call->is_cancelled || !session || call->shell->is_unattended)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    with_text(format, arguments, [call, session](const char *text) {
+        char row[512];
+        tsession_clean(row, std::size(row), text);
+        int32_t columns = 0;
+        row[tsession_fit(row, tsession_columns(session) - 1, &columns)] = '\0';
+        char blanks[256];
+        const int32_t rest = std::clamp(call->progress_columns - columns, 0, 255);
+        std::memset(blanks, ' ', static_cast<size_t>(rest));
+        if (call->progress_columns > 0)
+            tsession_write(session, "\r", 1);
+        tsession_write(session, row, std::strlen(row));
+        tsession_write(session, blanks, static_cast<size_t>(rest));
+        call->progress_columns = std::max(columns, 1);
+    });
+    va_end(arguments);
+}

@@ -1,0 +1,53 @@
+#ifndef VARNO_COMMANDS_OUTPUT_H
+#define VARNO_COMMANDS_OUTPUT_H
+
+// What calls write.
+
+#include <varno/commands.h>
+#include <varno/platform.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <iterator>
+
+namespace varno::commands {
+
+constexpr char text_tag[] = "cli_call_text";
+
+// Rows of output, through the call's filters.
+void write_output(cli_call_s *call, const char *text);
+
+// Why it fails, on a row of its own; word: with the line, and a caret under it.
+void fail(cli_call_s *call, const char *text);
+void fail_at(cli_call_s *call, const cli_pmatch_s *word, const char *text);
+
+// What comes next stands below the row of progress.
+void end_progress(cli_call_s *call);
+
+// Calls act with a formatted text; without memory with the beginning of it.
+template <typename Act>
+VARNO_PRINTF(1, 0)
+void with_text(const char *format, va_list arguments, Act act)
+{
+    char few[1024];
+    va_list again;
+    va_copy(again, arguments);
+    const int len = std::vsnprintf(few, std::size(few), format, arguments);
+    char *all = len < static_cast<int>(std::size(few))
+                    ? nullptr
+                    : static_cast<char *>(tracked_malloc(static_cast<size_t>(len) + 1, text_tag));
+    if (all)
+        std::vsnprintf(all, static_cast<size_t>(len) + 1, format, again);
+    va_end(again);
+    try {
+        act(all ? all : few);
+    } catch (...) {
+        tracked_free(all, text_tag);
+        throw;
+    }
+    tracked_free(all, text_tag);
+}
+
+} // namespace varno::commands
+
+#endif
