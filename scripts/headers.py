@@ -1,8 +1,8 @@
 """Reads the public headers: what each declares, and the comment that documents it.
 
-A header is read as it is written: a comment right above a declaration documents it and those
-that follow without a blank line; one behind a declaration documents that; one by itself is a
-heading; the first of all says what the header is for."""
+A comment right above a declaration documents it and those that follow without a blank line; one
+after a declaration, on its row, documents that one; one by itself is a heading; the first of all
+says what the header is for."""
 
 import collections
 import re
@@ -92,9 +92,9 @@ def read(path):
             while not is_whole(taken):
                 taken += "\n" + lines[at]
                 at += 1
-            behind = re.search(r"[^\n]\s*(/\*(?:(?!\*/).)*\*/)$", taken, re.S)
-            is_behind = behind and (taken.startswith("#") or "{" not in taken)
-            own = comment_lines(behind[1]) if is_behind else group
+            trailing = re.search(r"[^\n]\s*(/\*(?:(?!\*/).)*\*/)$", taken, re.S)
+            is_own = trailing and (taken.startswith("#") or "{" not in taken)
+            own = comment_lines(trailing[1]) if is_own else group
             parts.append(Part(*kind_and_names(taken), taken, own))
             comment = None
     return introduction, parts
