@@ -1,4 +1,4 @@
-// The example of a telnet device, used by two people at real telnet clients.
+// The examples of devices for telnet clients, used by two people at real ones.
 
 #include "support/guest.h"
 
@@ -17,7 +17,7 @@ using varno_test::Guest;
 // The example's process, listening.
 class Device {
   public:
-    Device()
+    explicit Device(const char *program)
     {
         int ends[2];
         EXPECT_EQ(pipe(ends), 0);
@@ -26,7 +26,7 @@ class Device {
             dup2(ends[1], STDOUT_FILENO);
             close(ends[0]);
             close(ends[1]);
-            execl(VARNO_TELNET_DEVICE_PROGRAM, "telnet_device", "0", nullptr);
+            execl(program, program, "0", nullptr);
             _exit(127);
         }
         close(ends[1]);
@@ -68,7 +68,7 @@ class Person : public Guest {
 
 TEST(TelnetDevice, ServesTwoPeopleUntilItIsToldToEnd)
 {
-    Device device;
+    Device device(VARNO_TELNET_DEVICE_PROGRAM);
     {
         Person one(device), other(device);
         one.type("sh\t?");
@@ -83,6 +83,32 @@ TEST(TelnetDevice, ServesTwoPeopleUntilItIsToldToEnd)
         EXPECT_TRUE(other.shows("Connection closed by foreign host."));
         device.terminate();
         EXPECT_TRUE(one.shows("The server is going down"));
+        EXPECT_TRUE(one.shows("Connection closed by foreign host."));
+    }
+}
+
+// What one changes the other sees; who waits keeps nobody waiting.
+TEST(WholeDevice, HasModesTypesAndCommandsThatTakeTime)
+{
+    Device device(VARNO_WHOLE_DEVICE_PROGRAM);
+    {
+        Person one(device), other(device);
+        one.type("wait 1\recho\r");
+        other.type("conf\r");
+        EXPECT_TRUE(other.shows_line("demo(config)# |"));
+        other.type("vlan 5000 x\r");
+        EXPECT_TRUE(other.shows("vlan 5000 x\n       ^\n% VLAN: 1 to 4094\n"));
+        other.type("vlan 7 " + std::string(33, 'n') + "\r");
+        EXPECT_TRUE(other.shows("% 32 characters at most\n"));
+        other.type("vlan 7 \"blue sky\"\rvlan 4094 last\rvlan 9 x\rno vlan 9\rend\r");
+        EXPECT_TRUE(other.shows_line("demo> |"));
+        EXPECT_TRUE(one.shows("demo> wait 1\nover\ndemo> echo\n"));
+        one.type("show vlans\r");
+        EXPECT_TRUE(one.shows("demo> show vlans\n   7  blue sky\n4094  last\ndemo>\n"));
+        other.type("wait 60\r\003exit\r");
+        EXPECT_TRUE(other.shows("Connection closed by foreign host."));
+        one.type("wait 60\r");
+        device.terminate();
         EXPECT_TRUE(one.shows("Connection closed by foreign host."));
     }
 }
