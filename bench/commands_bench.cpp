@@ -88,6 +88,109 @@ class LinesAct : public Act {
     cli_shell_s *shell_ = nullptr;
 };
 
+// Rows of output by a batch's command, an operation is a row.
+constexpr int64_t rows_a_call = 1000;
+
+int32_t print_rows(cli_call_s *call, void *)
+{
+    for (int64_t i = 0; i < rows_a_call; i++)
+        cli_print(call, "10.0.%d.0/24 via 192.168.1.1 dev eth0\n", static_cast<int>(i % 256));
+    return CLI_DONE;
+}
+
+constexpr cli_column_s columns[] = {
+    {"network", 14, 0}, {"gateway", 12, 0}, {"device", 6, 0}, {"metric", 6, CLI_NUMBER}};
+
+int32_t print_table(cli_call_s *call, void *)
+{
+    cli_columns(call, columns, std::size(columns));
+    for (int64_t i = 0; i < rows_a_call; i++) {
+        cli_cell(call, "10.0.%d.0/24", static_cast<int>(i % 256));
+        cli_cell(call, "192.168.1.1");
+        cli_cell(call, "eth0");
+        cli_cell(call, "%d", static_cast<int>(i));
+    }
+    return CLI_DONE;
+}
+
+class OutputAct : public Act {
+  public:
+    explicit OutputAct(const char *line) : line_(line)
+    {
+        rows_[0].run = print_rows;
+        rows_[1].run = print_table;
+        cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
+        config.set = set_;
+        cli_set_add(set_, nullptr, nullptr, rows_, std::size(rows_));
+        if (cli_set_build(set_, nullptr, nullptr) != 0 || !(shell_ = cli_shell_create(&config)))
+            give_up("a set");
+        operations = rows_a_call;
+        allocates = true;
+    }
+
+    ~OutputAct() override
+    {
+        cli_shell_free(shell_);
+        cli_set_free(set_);
+    }
+
+    void run() override { has_failed_ |= cli_shell_run(shell_, line_) != CLI_DONE; }
+    const char *problem() override { return has_failed_ ? "the line failed" : nullptr; }
+
+  private:
+    const char *line_;
+    bool has_failed_ = false;
+    cli_command_s rows_[2] = {command("rows"), command("table")};
+    cli_set_s *set_ = cli_set_create();
+    cli_shell_s *shell_ = nullptr;
+};
+
+// A line of a parent's in a mode that has its commands, too, and in the parent.
+constexpr cli_mode_s modes[] = {
+    {"outer", nullptr, nullptr, 0, nullptr, nullptr},
+    {"inner", "outer", nullptr, CLI_INHERITS, nullptr, nullptr},
+};
+
+class InheritAct : public Act {
+  public:
+    explicit InheritAct(int32_t mode) : mode_(mode)
+    {
+        cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
+        config.set = set_;
+        for (const cli_mode_s &one : modes)
+            cli_set_add_mode(set_, nullptr, &one);
+        cli_set_add(set_, nullptr, "outer", rows, std::size(rows));
+        cli_set_add(set_, nullptr, "inner", &own_, 1);
+        if (cli_set_build(set_, nullptr, nullptr) != 0 || !(shell_ = cli_shell_create(&config)))
+            give_up("a set");
+        allocates = true;
+    }
+
+    ~InheritAct() override
+    {
+        cli_shell_free(shell_);
+        cli_set_free(set_);
+    }
+
+    void run() override
+    {
+        cli_pmatch_s *matches = nullptr;
+        cli_assist_error_s error;
+        is_refused_ |= !cli_assist_parse(varno::commands::root_of(shell_->snapshot, mode_, 0),
+                                         &shell_->filter, "show route summary", &matches, &error);
+        cli_match_free(matches);
+    }
+
+    const char *problem() override { return is_refused_ ? "the line was refused" : nullptr; }
+
+  private:
+    int32_t mode_;
+    bool is_refused_ = false;
+    cli_command_s own_ = command("show interface area AREA(0-9)");
+    cli_set_s *set_ = cli_set_create();
+    cli_shell_s *shell_ = nullptr;
+};
+
 class BuildAct : public Act {
   public:
     BuildAct()
@@ -118,6 +221,20 @@ const ActRow acts[] = {
      [] { return std::unique_ptr<Act>(new LinesAct(typed_lines, false)); }},
     {"commands/typed_lines",
      [] { return std::unique_ptr<Act>(new LinesAct(typed_lines, true)); }},
+    {"commands/line_of_its_mode", [] { return std::unique_ptr<Act>(new InheritAct(0)); }},
+    {"commands/line_of_its_parent", [] { return std::unique_ptr<Act>(new InheritAct(1)); }},
+    {"commands/rows", [] { return std::unique_ptr<Act>(new OutputAct("rows")); }},
+    {"commands/rows_that_pass",
+     [] { return std::unique_ptr<Act>(new OutputAct("rows | include via.*eth0")); }},
+    {"commands/rows_counted", [] { return std::unique_ptr<Act>(new OutputAct("rows | count")); }},
+    {"commands/rows_through_four",
+     [] {
+         return std::unique_ptr<Act>(
+             new OutputAct("rows | include via | exclude eth1 | begin 10 | section dev"));
+     }},
+    {"commands/table_rows", [] { return std::unique_ptr<Act>(new OutputAct("table")); }},
+    {"commands/table_rows_as_json",
+     [] { return std::unique_ptr<Act>(new OutputAct("table | json")); }},
     {"commands/build_4400", [] { return std::unique_ptr<Act>(new BuildAct); }},
 };
 // clang-format on

@@ -128,7 +128,7 @@ bool begin_pipe(cli_call_s *call)
 {
     char why[CLI_ASSIST_MAX_WHY + 1];
     const cli_pmatch_s *at = nullptr;
-    if (make_pipe(call->shell, call->end_word, call->pipe, at, why, std::size(why)))
+    if (make_pipe(call, call->end_word, call->pipe, at, why, std::size(why)))
         return true;
     if (at)
         fail_at(call, at, why);
@@ -206,6 +206,7 @@ int32_t begin_call(cli_shell_s *shell, const char *line, const cli_pnode_s *acti
     call->line = line;
     call->words = (matches->node->attr & attr_prefix) != 0 ? matches->next : matches;
     call->end_word = find_bar(matches);
+    end_check(shell);
     call->next = shell->calls;
     shell->calls = call;
     int32_t result = CLI_FAILED;

@@ -2,6 +2,7 @@
 
 #include "pipes.h"
 
+#include "output.h"
 #include "shell.h"
 
 #include <cinttypes>
@@ -58,12 +59,13 @@ const FilterRow *find_filter(const char *word)
 void write_bytes(Pipe &pipe, const char *text)
 {
     if (!pipe.file) {
-        write_clean(pipe.shell, text);
+        end_progress(pipe.call);
+        write_clean(pipe.call->shell, text);
         return;
     }
     const size_t len = std::strlen(text);
     if (!pipe.is_broken && len > 0)
-        pipe.is_broken = pipe.shell->save->write(pipe.file, text, len) != 0;
+        pipe.is_broken = pipe.call->shell->save->write(pipe.file, text, len) != 0;
 }
 
 // The row's bytes, or those of a long one so far. Without its end a character may be left.
@@ -186,9 +188,9 @@ const char *make_stage(Pipe &pipe, Filter filter, const cli_pmatch_s *argument, 
         return nullptr;
     case Filter::save: {
         const char *reason = nullptr;
-        const cli_save_s &save = *pipe.shell->save;
-        pipe.file =
-            save.begin(pipe.shell, save.user, argument->token, argument->next != nullptr, &reason);
+        const cli_save_s &save = *pipe.call->shell->save;
+        pipe.file = save.begin(pipe.call->shell, save.user, argument->token,
+                               argument->next != nullptr, &reason);
         return pipe.file ? nullptr : reason ? reason : "it cannot be written";
     }
     case Filter::count:
@@ -249,7 +251,7 @@ bool add_filters(Snapshot *snapshot, Array<Mode> &modes, Array<Definition> &defi
     return true;
 }
 
-bool make_pipe(cli_shell_s *shell, const cli_pmatch_s *bar, Pipe *&out_pipe,
+bool make_pipe(cli_call_s *call, const cli_pmatch_s *bar, Pipe *&out_pipe,
                const cli_pmatch_s *&out_at, char *out_why, size_t size)
 {
     out_at = nullptr;
@@ -258,7 +260,7 @@ bool make_pipe(cli_shell_s *shell, const cli_pmatch_s *bar, Pipe *&out_pipe,
         std::snprintf(out_why, size, "out of memory");
         return false;
     }
-    pipe->shell = shell;
+    pipe->call = call;
     while (bar) {
         const cli_pmatch_s *word = bar->next;
         const cli_pmatch_s *argument = word->next;
@@ -330,7 +332,7 @@ bool end_pipe(Pipe *pipe, bool is_whole)
     bool is_saved = true;
     if (void *file = pipe->file) {
         pipe->file = nullptr;
-        is_saved = pipe->shell->save->end(file, is_whole && !pipe->is_broken) == 0;
+        is_saved = pipe->call->shell->save->end(file, is_whole && !pipe->is_broken) == 0;
     }
     return is_saved && !pipe->is_broken;
 }
@@ -341,7 +343,7 @@ void release_pipe(Pipe *pipe)
         return;
     if (void *file = pipe->file) {
         pipe->file = nullptr;
-        pipe->shell->save->end(file, 0);
+        pipe->call->shell->save->end(file, 0);
     }
     for (const Stage &stage : pipe->stages)
         release_pattern(stage.pattern);

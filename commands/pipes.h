@@ -30,7 +30,7 @@ struct Stage {
 };
 
 struct Pipe {
-    cli_shell_s *shell;
+    cli_call_s *call;
     Stage stages[most_filters];
     int32_t count;
     bool is_unpaged;
@@ -47,7 +47,7 @@ struct Pipe {
 
 // Makes the filters from the "|" on. Returns false when one cannot be: out_why says why, and
 // out_at the word, or NULL, that it is about.
-bool make_pipe(cli_shell_s *shell, const cli_pmatch_s *bar, Pipe *&out_pipe,
+bool make_pipe(cli_call_s *call, const cli_pmatch_s *bar, Pipe *&out_pipe,
                const cli_pmatch_s *&out_at, char *out_why, size_t size);
 
 void write_through(Pipe *pipe, const char *text);

@@ -453,6 +453,12 @@ void see_secret(cli_shell_s *shell)
         tsession_history_amend(shell->session, nullptr);
 }
 
+void end_check(cli_shell_s *shell)
+{
+    leave_to(shell->checked, 0);
+    shell->is_checking = false;
+}
+
 void write_clean(cli_shell_s *shell, const char *text)
 {
     write_clean_to(shell, shell->output, text);
@@ -542,7 +548,6 @@ int32_t cli_shell_run(cli_shell_s *shell, const char *line)
     const bool is_without = shell->is_others && !shell->session;
     if (is_without || (!shell->session && (shell->is_free_asked || waiting_call(shell))))
         return result;
-    cli_shell_check(shell, nullptr, nullptr);
     shell->lines++;
     shell->result = CLI_DONE;
     enter(shell, [&] {
@@ -573,12 +578,10 @@ int32_t cli_shell_resume(cli_shell_s *shell)
 int32_t cli_shell_check(cli_shell_s *shell, const char *line, cli_assist_error_s *error)
 {
     cli_assist_error_s found = {};
-    if (!line) {
-        leave_to(shell->checked, 0);
-        shell->is_checking = false;
-    } else if (!is_comment(line) || is_blank(line)) {
+    if (!line)
+        end_check(shell);
+    else if (!is_comment(line) || is_blank(line))
         check_line(shell, line, found);
-    }
     if (error)
         *error = found;
     return found.reason;

@@ -92,6 +92,8 @@ void set_level(cli_shell_s *shell, int32_t level);
 void take_snapshot(cli_shell_s *shell, Snapshot *snapshot);
 // A word that may be a secret is in a line.
 void see_secret(cli_shell_s *shell);
+// The next line that is checked is looked at where the shell is.
+void end_check(cli_shell_s *shell);
 void cancel_calls_of(cli_set_s *set, const Owner *owner);
 void write_clean(cli_shell_s *shell, const char *text);
 // What is wrong: in a batch it goes another way.

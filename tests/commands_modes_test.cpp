@@ -312,6 +312,11 @@ TEST_F(Modes, ACheckFollowsModesAndRunsNothing)
     EXPECT_EQ(cli_shell_check(batch_, "address 10.1.1.1", nullptr), CLI_ASSIST_OK);
     EXPECT_EQ(cli_shell_check(batch_, nullptr, nullptr), CLI_ASSIST_OK);
     EXPECT_EQ(cli_shell_check(batch_, "address 10.1.1.1", nullptr), CLI_ASSIST_UNKNOWN);
+    EXPECT_EQ(cli_shell_check(batch_, "interface eth1", nullptr), CLI_ASSIST_OK);
+    EXPECT_EQ(written_, "");
+    run("broken");
+    EXPECT_EQ(cli_shell_check(batch_, "address 10.1.1.1", nullptr), CLI_ASSIST_UNKNOWN);
+    written_.clear();
     EXPECT_STREQ(cli_shell_mode(batch_), "configure");
     EXPECT_EQ(written_, "");
 }

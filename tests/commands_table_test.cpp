@@ -271,6 +271,7 @@ TEST_F(Tables, JsonHasObjects)
 TEST_F(Tables, ProgressReplacesItself)
 {
     EXPECT_EQ(show("progress", 80), "5 % of all\r50 %      \r\na row\r\nready\r\n> ");
+    EXPECT_EQ(show("progress | include row", 80), "5 % of all\r50 %      \r\na row\r\nready\r\n> ");
     EXPECT_EQ(run("progress"), "a row\n");
 }
 

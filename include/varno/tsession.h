@@ -313,7 +313,6 @@ VARNO_API void tsession_set_prompt(tsession_s *s, const char *prompt);
 VARNO_API void tsession_resize(tsession_s *s, int32_t columns, int32_t rows);
 VARNO_API void tsession_set_terminal(tsession_s *s, const char *terminal_type);
 VARNO_API void tsession_set_paged(tsession_s *s, int is_paged);
-VARNO_API int tsession_is_paged(const tsession_s *s);
 
 /* Tells the graph's first alternative. The graph belongs to the host and may change
  * between calls; when its first alternative becomes another node, each session is told. */
@@ -329,6 +328,7 @@ VARNO_API int tsession_is_closed(const tsession_s *s);
 VARNO_API int32_t tsession_columns(const tsession_s *s);
 VARNO_API int32_t tsession_rows(const tsession_s *s);
 VARNO_API const char *tsession_terminal(const tsession_s *s);
+VARNO_API int tsession_is_paged(const tsession_s *s);
 VARNO_API void *tsession_user(const tsession_s *s);
 
 /* Returns: how many bytes have been typed so far. Telnet's own commands are none, but for
