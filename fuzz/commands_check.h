@@ -177,9 +177,9 @@ class CommandsCheck {
     static constexpr cli_type_s interface_type = {"interface", "an interface", nullptr, list_values,
                                                   nullptr};
     static constexpr cli_mode_s modes[] = {
-        {"exec", nullptr, "%h> ", 0},
-        {"configure", "exec", "%h(config)# ", CLI_DO},
-        {"interface", "configure", "%h(%NAME)# ", CLI_DO | CLI_INHERITS},
+        {"exec", nullptr, "%h> ", 0, nullptr, nullptr},
+        {"configure", "exec", "%h(config)# ", CLI_DO, nullptr, nullptr},
+        {"interface", "configure", "%h(%NAME)# ", CLI_DO | CLI_INHERITS, nullptr, nullptr},
     };
 
     cli_set_s *set_;
