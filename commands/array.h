@@ -6,6 +6,7 @@
 
 #include <varno/platform.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <type_traits>
 
@@ -32,6 +33,18 @@ struct Array {
 
     // Room for just so many more, which then come without a move. Returns: false without memory.
     bool reserve(size_t more) { return used + more <= room || grow_by(used + more - room); }
+
+    // Gives back the room that is not used. The items move; without memory they stay.
+    void trim()
+    {
+        Array exact = {};
+        if (used == room || !exact.reserve(used))
+            return;
+        std::copy(begin(), end(), exact.items);
+        exact.used = used;
+        release();
+        *this = exact;
+    }
 
     Item &operator[](size_t i) { return items[i]; }
     const Item &operator[](size_t i) const { return items[i]; }

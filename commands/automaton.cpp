@@ -26,7 +26,7 @@ struct State {
     int32_t first_member; // places [first_member, end_member) of members, ascending: the next words
     int32_t end_member;
     int32_t end;  // the form of the command that may end here, or none
-    int32_t next; // another state that begins with the same place
+    int32_t next; // another state with the same end, or else the same first place
     int32_t first_edge;
     int32_t end_edge;
     bool has_secret; // a secret may still come
@@ -247,8 +247,9 @@ class Builder {
             return none;
         }
         int32_t &head =
-            state_by_head_[size > 0 ? static_cast<size_t>(member(wanted.first_member))
-                                    : positions_.places.used + static_cast<size_t>(wanted.end)];
+            state_by_head_[wanted.end == none
+                               ? static_cast<size_t>(member(wanted.first_member))
+                               : positions_.places.used + static_cast<size_t>(wanted.end)];
         for (int32_t known = head; known != none; known = state(known).next) {
             if (is_same(state(known), wanted)) {
                 states_.used--;
@@ -441,6 +442,12 @@ class Builder {
             make_level(one);
         for (const int32_t root : roots_)
             add(graph_.roots, node_of_state_[static_cast<size_t>(root)]);
+        graph_.texts.trim();
+        graph_.throughs.trim();
+        graph_.form_lists.trim();
+        graph_.forms.trim();
+        graph_.positions.trim();
+        graph_.steps.trim();
         point_at_records();
     }
 
@@ -700,7 +707,7 @@ class Builder {
     Array<int32_t> targets_;
     Array<Target> drafts_;
     Array<int32_t> roots_;          // as those of the graph
-    Array<int32_t> state_by_head_;  // by first member; where there is none, by the form that ends
+    Array<int32_t> state_by_head_;  // by the form that ends; where there is none, by first member
     Array<int32_t> edge_of_symbol_; // of the level that is being made
     Array<int32_t> kept_form_;
     Array<int32_t> text_of_symbol_; // where in the graph's texts

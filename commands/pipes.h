@@ -52,7 +52,8 @@ bool make_pipe(cli_call_s *call, const cli_pmatch_s *bar, Pipe *&out_pipe,
 
 void write_through(Pipe *pipe, const char *text);
 
-// A row of a table: as filters see it, as it is shown, and as JSON has it.
+// A row of a table: as filters see it, as it is shown, and as JSON has it; of the two the one that
+// is needed, the other is NULL.
 struct PipedRow {
     const char *whole;
     const char *shown;

@@ -194,6 +194,7 @@ bool build_snapshot(Snapshot *snapshot, Findings &findings)
         !is_short && build_graph(definitions, modes, types, findings, snapshot->graph);
     definitions.release();
     modes.release();
+    snapshot->rows.trim();
     return is_built;
 }
 

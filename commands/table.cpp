@@ -146,40 +146,61 @@ void clean_cells(const Table &table, Array<char> &out)
     }
 }
 
+// A row as it may be needed: each is empty where it is not.
+struct Made {
+    Array<char> cells; // cleaned
+    Array<char> whole;
+    Array<char> shown;
+    Array<char> object;
+
+    void release()
+    {
+        for (Array<char> *one : {&cells, &whole, &shown, &object})
+            one->release();
+    }
+};
+
+// Returns false without memory.
+bool make_texts(const cli_call_s *call, Made &out)
+{
+    const Table &table = call->table;
+    const Pipe *pipe = call->pipe;
+    if (table.cells.is_short)
+        return false;
+    clean_cells(table, out.cells);
+    if (out.cells.is_short)
+        return false;
+    const bool has_screen = call->shell->session && !call->shell->is_unattended;
+    if (pipe)
+        make_row(table, out.cells.begin(), 0, out.whole);
+    if (pipe && pipe->is_json)
+        make_object(table, out.object);
+    else
+        make_row(table, out.cells.begin(), has_screen ? tsession_columns(call->shell->session) : 0,
+                 out.shown);
+    return !out.whole.is_short && !out.object.is_short && !out.shown.is_short;
+}
+
 void write_row(cli_call_s *call, bool is_title)
 {
     Table &table = call->table;
-    Array<char> cells = {};
-    Array<char> whole = {};
-    Array<char> shown = {};
-    Array<char> object = {};
-    const tsession_s *session = call->shell->session;
-    const bool is_shown = session && !call->shell->is_unattended;
-    if (!table.cells.is_short)
-        clean_cells(table, cells);
-    if (!cells.is_short && !table.cells.is_short) {
-        make_row(table, cells.begin(), 0, whole);
-        make_row(table, cells.begin(), is_shown ? tsession_columns(session) : 0, shown);
-        make_object(table, object);
-    }
-    table.cells.is_short |= cells.is_short || whole.is_short || shown.is_short || object.is_short;
+    Made made = {};
     try {
-        if (table.cells.is_short) {
+        if (!make_texts(call, made)) {
             fail(call, "out of memory");
         } else if (call->pipe) {
-            pass_row(call->pipe, {whole.begin(), shown.begin(), object.begin(), is_title});
+            pass_row(call->pipe,
+                     {made.whole.begin(), made.shown.begin(), made.object.begin(), is_title});
         } else {
-            shown[shown.used - 1] = '\n';
-            if (shown.add('\0'))
-                write_output(call, shown.begin());
+            made.shown[made.shown.used - 1] = '\n';
+            if (made.shown.add('\0'))
+                write_output(call, made.shown.begin());
         }
     } catch (...) {
-        for (Array<char> *one : {&cells, &whole, &shown, &object})
-            one->release();
+        made.release();
         throw;
     }
-    for (Array<char> *one : {&cells, &whole, &shown, &object})
-        one->release();
+    made.release();
     table.cells.used = 0;
     table.cells.is_short = false;
     table.filled = 0;

@@ -166,6 +166,8 @@ bool is_surrogate(char32_t character)
 Character first_character(const char *bytes, size_t count)
 {
     constexpr Character invalid = {1, 1, true, false};
+    if (*bytes >= ' ' && *bytes < 0x7f) // as nearly all are
+        return {1, 1, false, false};
     const Form form = form_of(static_cast<unsigned char>(*bytes));
     char32_t value = form.payload;
     for (size_t i = 1; i < form.len; i++) {
