@@ -15,6 +15,7 @@
 #include <iterator>
 #include <memory>
 #include <random>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -640,6 +641,47 @@ TEST(Commands, WithoutMemoryNothingIsLeftBehind)
     }
 }
 
+// A value that is the beginning of a keyword, and a word that two types take.
+TEST(Commands, AWholeValueComesFirstOfWhatIsNoWholeKeyword)
+{
+    const cli_type_s listed = {"listed", "a value", nullptr,
+                               [](void *, cli_shell_s *, const char *, cli_assist_value_fn value,
+                                  void *ctx) { value(ctx, "br", nullptr); },
+                               nullptr};
+    const cli_type_s any = {
+        "any", "anything",
+        [](void *, cli_shell_s *, const char *, const char **) -> int32_t { return 1; }, nullptr,
+        nullptr};
+    const char *names = "VALUE\0OTHER\0";
+    const cli_command_s both[] = {
+        {"show <brief|VALUE(listed)>", "help", show_call, nullptr, 0, 0,
+         const_cast<char *>("brief\0VALUE\0")},
+        {"set <VALUE(listed)|OTHER(any)>", "help", show_call, nullptr, 0, 0,
+         const_cast<char *>(names)},
+    };
+    cli_set_s *set = cli_set_create();
+    cli_set_add_type(set, nullptr, &listed);
+    cli_set_add_type(set, nullptr, &any);
+    cli_set_add(set, nullptr, nullptr, both, std::size(both));
+    EXPECT_EQ(cli_set_build(set, nullptr, nullptr), 0);
+    std::string written;
+    cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
+    config.set = set;
+    config.user = &written;
+    config.output = [](void *user, const char *bytes, size_t count) {
+        static_cast<std::string *>(user)->append(bytes, count);
+    };
+    cli_shell_s *shell = cli_shell_create(&config);
+    for (const char *line : {"show br", "show bri", "set br", "set bri"})
+        cli_shell_run(shell, line);
+    EXPECT_EQ(written, "yes brief= VALUE=br\n"
+                       "yes brief=given VALUE=\n"
+                       "yes VALUE=br OTHER=\n"
+                       "yes VALUE= OTHER=bri\n");
+    cli_shell_free(shell);
+    cli_set_free(set);
+}
+
 // Tickets that come late, twice and for the dead; shells and owners that come and go.
 TEST(Commands, RandomEventsWakeNobodyElse)
 {
@@ -675,6 +717,7 @@ TEST(Commands, RandomEventsWakeNobodyElse)
     cli_set_s *set = cli_set_create();
     std::vector<std::unique_ptr<Guest>> guests;
     std::vector<uint64_t> tickets = {0};
+    std::set<uint64_t> used;
     std::mt19937 random(7);
     int released = 0;
     int removed = 0;
@@ -710,8 +753,10 @@ TEST(Commands, RandomEventsWakeNobodyElse)
             const bool was_waiting = guest->ticket != 0;
             const int32_t result = cli_shell_run(guest->shell, "wait");
             EXPECT_TRUE(was_waiting || result == CLI_LATER || cli_shell_session(guest->shell));
-            if (guest->ticket != 0)
+            if (guest->ticket != 0 && !was_waiting) {
+                EXPECT_TRUE(used.insert(guest->ticket).second) << "a ticket that was another's";
                 tickets.push_back(guest->ticket);
+            }
         } else {
             const size_t of = what < 12 ? std::min<size_t>(tickets.size(), 10) : tickets.size();
             const uint64_t ticket = tickets[tickets.size() - 1 - random() % of];
