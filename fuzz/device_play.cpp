@@ -109,7 +109,9 @@ struct Walk {
 DevicePlay::DevicePlay()
 {
     playing = this;
-    device::start({"fuzz", "device", start_timer, nullptr});
+    std::string problem;
+    FUZZ_REQUIRE(device::start({"fuzz", "device", "", "", start_timer, nullptr}, problem));
+    device::first_level = CLI_MOST_LEVEL;
     for (Person &person : people_)
         sit_down(person);
 }
@@ -129,7 +131,6 @@ void DevicePlay::sit_down(Person &person)
     config.columns = 80;
     config.rows = rows;
     config.terminal_type = "xterm";
-    config.prompt = device::prompt().c_str();
     config.shared = process_shared();
     config.user = &person.console;
     config.output = output;

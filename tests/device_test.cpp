@@ -1,12 +1,14 @@
 // The device that the host programs serve, through sessions in this process: what its
 // commands answer, and what its sessions and threads share.
 
+#include "../hosts/device/configuration.h"
 #include "../hosts/device/device.h"
 #include "../hosts/device/interfaces.h"
 #include "../hosts/device/reading.h"
 #include "../hosts/device/routes.h"
 #include "../hosts/device/table.h"
 #include "../hosts/device/visitors.h"
+#include "support/long_tests.h"
 #include "support/memory.h"
 #include "support/terminal.h"
 
@@ -17,19 +19,24 @@
 #include <barrier>
 #include <condition_variable>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <numeric>
+#include <random>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include <crypt.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -200,7 +207,11 @@ std::function<void()> make_waker(device::Console &, uint64_t ticket)
 
 class Device : public testing::Test {
   protected:
-    void SetUp() override { device::start({"device-test", "router", start_timer, make_waker}); }
+    void SetUp() override
+    {
+        std::string problem;
+        EXPECT_TRUE(device::start({"device-test", "", "", "", start_timer, make_waker}, problem));
+    }
 
     void TearDown() override
     {
@@ -270,9 +281,10 @@ TEST_F(Device, NothingIsWrongOrDoubtfulWithItsTable)
     cli_set_s *set = cli_set_create();
     for (const cli_type_s &type : device::types())
         EXPECT_EQ(cli_set_add_type(set, nullptr, &type), 0);
-    EXPECT_EQ(
-        cli_set_add(set, nullptr, nullptr, device::commands().data(), device::commands().size()),
-        0);
+    for (const device::ModeRows &one : device::modes()) {
+        EXPECT_EQ(cli_set_add_mode(set, nullptr, &one.mode), 0);
+        EXPECT_EQ(cli_set_add(set, nullptr, one.mode.name, one.rows.data(), one.rows.size()), 0);
+    }
     EXPECT_EQ(cli_set_build(set, note, &findings), 0);
     EXPECT_EQ(findings, "");
     cli_set_free(set);
@@ -287,7 +299,8 @@ TEST_F(Device, ATimersTextIsCleanedAndGivenToTheHost)
 
 TEST(DeviceWithoutTimersAndWakers, SaysSo)
 {
-    device::start({"device-test", "router", nullptr, nullptr});
+    std::string problem;
+    device::start({"device-test", "", "", "", nullptr, nullptr}, problem);
     {
         Guest guest;
         EXPECT_TRUE(has(guest.type("timer 5 x\r"), "% There are no timers\r\n"));
@@ -396,7 +409,9 @@ TEST_F(Device, AnAliasIsItsSessionsOwn)
 TEST_F(Device, NoAliasTakesAWordThatACommandBeginsWith)
 {
     Guest guest;
-    for (const cli_command_s &command : device::commands()) {
+    for (const cli_command_s &command : device::modes()[0].rows) {
+        if (!command.run || command.level > 0)
+            continue; // it is not there
         const std::string word(command.syntax, std::strcspn(command.syntax, " (<"));
         if (word.empty() || std::isupper(static_cast<unsigned char>(word[0])))
             continue;
@@ -826,6 +841,143 @@ TEST_F(Device, ABatchHasNoTerminal)
     cli_shell_run(console.shell, "exit");
     EXPECT_TRUE(console.is_done);
     cli_shell_free(console.shell);
+}
+
+// Configuration
+
+// What a batch of level 15 writes for these lines.
+std::string run_lines(const std::vector<std::string> &lines)
+{
+    device::Console console;
+    std::string written;
+    console.host = &written;
+    cli_shell_config_s config = device::shell_config(console);
+    config.level = CLI_MOST_LEVEL;
+    config.output = [](void *user, const char *bytes, size_t count) {
+        static_cast<std::string *>(static_cast<device::Console *>(user)->host)
+            ->append(bytes, count);
+    };
+    console.shell = cli_shell_create(&config);
+    for (const std::string &line : lines)
+        EXPECT_EQ(cli_shell_run(console.shell, line.c_str()), CLI_DONE) << line << written;
+    cli_shell_free(console.shell);
+    return written;
+}
+
+std::string file_with(const std::string &text)
+{
+    const std::string path = testing::TempDir() + "varno-device-" + std::to_string(getpid());
+    std::ofstream(path) << text;
+    chmod(path.c_str(), 0600);
+    return path;
+}
+
+TEST_F(Device, AConfigurationIsWrittenAsTheCommandsThatMakeIt)
+{
+    EXPECT_EQ(run_lines({"show running-config"}), "");
+    EXPECT_EQ(
+        run_lines({"configure", "hostname r1", "vlan 7 name \"blue sky\"", "vlan 9", "vlan 10",
+                   "no vlan 10", "username anna level 3", "username bert",
+                   "ip route 10.0.0.0/8 10.1.1.1", "interface lo", "ip address 127.0.0.2/8",
+                   "description it's \"ours\" | all", "shutdown", "ip route ::/0 fe80::1", "end",
+                   "show running-config"}),
+        "hostname r1\nusername anna level 3\nusername bert level 1\n"
+        "vlan 7 name \"blue sky\"\nvlan 9\n"
+        "ip route 10.0.0.0/8 10.1.1.1\nip route ::/0 fe80::1\n"
+        "interface lo\n description it's \"ours\" | all\n ip address 127.0.0.2/8\n shutdown\n");
+    EXPECT_EQ(run_lines({"configure", "interface lo", "no description", "no shutdown",
+                         "no ip address", "no ip route ::/0", "no hostname", "no username bert",
+                         "no vlan 7", "end", "show running-config"}),
+              "username anna level 3\nvlan 9\nip route 10.0.0.0/8 10.1.1.1\n");
+}
+
+TEST_F(Device, AConfigurationThatIsReadBackIsTheSame)
+{
+    std::mt19937 random(4);
+    const auto number = [&random](unsigned most) { return std::to_string(1 + random() % most); };
+    const auto text = [&random] {
+        std::string made = "x";
+        for (auto i = random() % 12; i > 0; i--)
+            made += "ab \"'\\|;?#!%"[random() % 12];
+        return made + "y";
+    };
+    const auto quoted = [](const std::string &value) {
+        std::string made = "\"";
+        for (const char c : value)
+            made += (c == '"' || c == '\\' ? "\\" : "") + std::string(1, c);
+        return made + "\"";
+    };
+    for (int state = 0; state < 100 * varno_test::long_tests_factor(); state++) {
+        std::vector<std::string> lines = {"configure"};
+        for (auto i = random() % 20; i > 0; i--) {
+            const std::string made[] = {
+                "hostname h" + number(99),
+                "vlan " + number(4094) + " name " + quoted(text()),
+                "username " + quoted(text()) + " level " + number(15),
+                "ip route 10." + number(255) + ".0.0/16 10.0.0." + number(255),
+                "ip route fd00:" + number(999) + "::/32 fe80::" + number(99),
+            };
+            lines.push_back(made[random() % std::size(made)]);
+        }
+        lines.insert(lines.end(), {"interface lo", "description " + text(), "shutdown", "end",
+                                   "show running-config"});
+        const std::string written = run_lines(lines);
+        device::forget_configuration();
+        std::string problem;
+        EXPECT_TRUE(device::read_configuration(file_with(written), problem)) << problem << written;
+        EXPECT_EQ(run_lines({"show running-config"}), written);
+        device::forget_configuration();
+    }
+}
+
+TEST_F(Device, AFileOfConfigurationIsLookedAtAsAWholeFirst)
+{
+    std::string problem;
+    const std::string path = file_with("hostname changed\ninterface lo\n shutdown\nvlan 5000\n");
+    EXPECT_FALSE(device::read_configuration(path, problem));
+    EXPECT_EQ(problem, path + ":4: VLAN: 1 to 4094");
+    EXPECT_EQ(run_lines({"show running-config"}), "");
+    problem.clear();
+    EXPECT_TRUE(device::read_configuration("/nonexistent/file", problem)); // none was saved yet
+}
+
+TEST(DeviceWithFiles, AsksForASecretAndSavesItsConfiguration)
+{
+    const std::string secret = file_with(std::string(crypt("open sesame", "$6$salt")) + "\n");
+    const std::string saved = secret + ".config";
+    std::string problem;
+    chmod(secret.c_str(), 0640);
+    EXPECT_FALSE(device::start({"device-test", "", secret, "", start_timer, nullptr}, problem));
+    EXPECT_TRUE(has(problem, "chmod 600"));
+    device::stop();
+    chmod(secret.c_str(), 0600);
+    problem.clear();
+    ASSERT_TRUE(device::start({"device-test", "", secret, saved, start_timer, nullptr}, problem));
+    {
+        Guest guest, other;
+        EXPECT_TRUE(has(guest.type("configure\r"), "% unknown word"));
+        EXPECT_TRUE(has(guest.type("enable\rwrong\r"), "% access denied"));
+        EXPECT_FALSE(has(guest.type("enable\ropen sesame\r"), "sesame"));
+        EXPECT_EQ(guest.row(), "# ");
+        guest.type("configure\rhostname r1\r");
+        EXPECT_EQ(guest.row(), "r1(config)# ");
+        EXPECT_EQ((other.type("\r"), other.row()), "r1> ");
+        guest.type("interface lo\rshutdown\r");
+        EXPECT_EQ(guest.row(), "r1(config-if)# ");
+        guest.type("\032write memory\r");
+        EXPECT_EQ(guest.row(), "r1# ");
+        EXPECT_FALSE(has(guest.type("show history\r"), "sesame"));
+        guest.type("disable\r");
+        EXPECT_EQ(guest.row(), "r1> ");
+        EXPECT_TRUE(has(guest.type("configure\r"), "% unknown word"));
+    }
+    std::stringstream text;
+    text << std::ifstream(saved).rdbuf();
+    EXPECT_EQ(text.str(), "hostname r1\ninterface lo\n shutdown\n");
+    unlink(saved.c_str());
+    unlink(secret.c_str());
+    device::release_thread();
+    device::stop();
 }
 
 // Answers that come later

@@ -549,7 +549,8 @@ int run_host_with_fault()
         return int32_t{CLI_DONE};
     };
     device::Console console;
-    device::start({"varno-tty", "varno", nullptr, nullptr});
+    std::string problem;
+    device::start({"varno-tty", "varno", "", "", nullptr, nullptr}, problem);
     cli_set_s *set = device::shell_config(console).set;
     if (cli_set_add(set, nullptr, nullptr, &fault, 1) != 0 ||
         cli_set_build(set, nullptr, nullptr) != 0)

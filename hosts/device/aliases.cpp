@@ -54,6 +54,7 @@ Text text_of_aliases(cli_call_s *call)
 // A name that a command has, or begins with, would take that command from its user.
 bool is_taken(cli_shell_s *shell, const char *name)
 {
+    cli_shell_check(shell, nullptr, nullptr); // in the mode that it is in
     return cli_shell_check(shell, name, nullptr) != CLI_ASSIST_UNKNOWN;
 }
 

@@ -19,6 +19,7 @@ constexpr const char *tags[] = {
     "cli_call_words",
     "cli_pmatch_s",
     "cli_pnode_s",
+    "cli_set_host",
     "cli_set_s",
     "cli_shell_s",
     "commands_array",

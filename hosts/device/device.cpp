@@ -5,6 +5,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "configuration.h"
 #include "ping.h"
 #include "table.h"
 #include "traces.h"
@@ -14,10 +15,10 @@ namespace device {
 namespace {
 
 Host the_host = {};
-std::string the_prompt;
 
 // This thread's commands: a set is used by one thread.
 thread_local cli_set_s *own_set = nullptr;
+thread_local uint64_t own_name = UINT64_MAX; // of its prompts
 
 [[noreturn]] void give_up(cli_set_s *set, const std::string &findings)
 {
@@ -35,8 +36,10 @@ cli_set_s *build_set()
         *static_cast<std::string *>(ctx) +=
             std::string(finding->syntax) + ": " + finding->text + "\n";
     };
-    bool is_added =
-        set && cli_set_add(set, nullptr, nullptr, commands().data(), commands().size()) == 0;
+    bool is_added = set != nullptr;
+    for (const ModeRows &one : modes())
+        is_added = is_added && cli_set_add_mode(set, nullptr, &one.mode) == 0 &&
+                   cli_set_add(set, nullptr, one.mode.name, one.rows.data(), one.rows.size()) == 0;
     for (const cli_type_s &type : types())
         is_added = is_added && cli_set_add_type(set, nullptr, &type) == 0;
     if (!is_added || cli_set_build(set, note, &findings) != 0)
@@ -46,6 +49,8 @@ cli_set_s *build_set()
 
 } // namespace
 
+int32_t first_level = 0;
+
 Console::Console() = default;
 Console::~Console() = default;
 
@@ -54,22 +59,19 @@ const Host &host()
     return the_host;
 }
 
-const std::string &prompt()
-{
-    return the_prompt;
-}
-
-void start(const Host &host)
+bool start(const Host &host, std::string &out_problem)
 {
     the_host = host;
-    the_prompt = host.name + "> ";
     open_traces();
+    return (host.secret_file.empty() || read_secret(host.secret_file, out_problem)) &&
+           (host.configuration.empty() || read_configuration(host.configuration, out_problem));
 }
 
 void stop()
 {
     stop_pings();
     close_traces();
+    forget_configuration();
 }
 
 cli_shell_config_s shell_config(Console &console)
@@ -79,6 +81,9 @@ cli_shell_config_s shell_config(Console &console)
     cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
     config.set = own_set;
     config.user = &console;
+    config.level = first_level;
+    config.authenticate = the_host.secret_file.empty() ? nullptr : authenticate;
+    follow_name(own_set, own_name);
     return config;
 }
 
@@ -86,10 +91,12 @@ void release_thread()
 {
     cli_set_free(own_set);
     own_set = nullptr;
+    own_name = UINT64_MAX;
 }
 
 void begin_turn(Console &console)
 {
+    follow_name(own_set, own_name);
     note_terminal(console);
     if (console.visitor)
         console.visitor->last_input.store(now_ms(), std::memory_order_relaxed);
@@ -98,6 +105,7 @@ void begin_turn(Console &console)
 
 void end_turn(Console &console)
 {
+    follow_name(own_set, own_name);
     end_tracing(console);
 }
 

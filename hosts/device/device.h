@@ -46,8 +46,10 @@ struct Console {
 
 // What a device needs of its host.
 struct Host {
-    const char *program; // of "show version"
-    std::string name;    // of the device, in its prompt
+    const char *program;     // of "show version"
+    std::string name;        // of the device, in its prompt
+    std::string secret_file; // with the hash, of crypt(3), of what "enable" asks for; may be empty
+    std::string configuration; // file to begin with, and to save to; may be empty
     // Has the session print a text later on. Returns: false when it cannot. NULL: no timers.
     bool (*start_timer)(Console &console, long seconds, const std::string &text);
     // Returns: what any thread may call to have wake(ticket) run on the console's own, as
@@ -56,8 +58,9 @@ struct Host {
 };
 
 // Once per process, before its first session; registers the library's traces and
-// receives them.
-void start(const Host &host);
+// receives them, and reads the configuration.
+// Returns: false, and what is wrong, when a file of the host's cannot be used.
+bool start(const Host &host, std::string &out_problem);
 // Has the library's traces of all sessions written to a file as well, until stop; before
 // the first one.
 void trace_to(FILE *file);
@@ -66,8 +69,9 @@ void stop();
 
 // Returns: what start was given; all empty before.
 const Host &host();
-// Returns: the text before the line.
-const std::string &prompt();
+
+// What a console's level is at first.
+extern int32_t first_level;
 
 // Returns: how a console's shell is to be, with this thread's commands; the host adds its
 //          session, or where a batch writes.

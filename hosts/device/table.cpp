@@ -8,18 +8,21 @@
 namespace device {
 namespace {
 
-constexpr cli_command_s row(const char *syntax, const char *help, cli_run_fn run = nullptr)
+constexpr cli_command_s row(const char *syntax, const char *help, cli_run_fn run = nullptr,
+                            int32_t level = 0, const char *enters = nullptr)
 {
     cli_command_s made = {};
     made.syntax = syntax;
     made.help = help;
     made.run = run;
+    made.level = level;
+    made.enters = enters;
     return made;
 }
 
 // In the order in which help lists them.
 // clang-format off
-constexpr cli_command_s rows[] = {
+constexpr cli_command_s exec_rows[] = {
     row("show",                              "what there is"),
     row("show version",                      "the version of this program",    run<show_version>),
     row("show interfaces [NAME(interface)]", "the interfaces of the machine",  run<show_interfaces>),
@@ -32,6 +35,7 @@ constexpr cli_command_s rows[] = {
     row("show aliases",                      "your own commands",              run<show_aliases>),
     row("show numbers COUNT(1-1000000)",     "a long output",                  run<show_numbers>),
     row("show numbers COUNT(1-1000000)",     "how many"),
+    row("show running-config",               "the configuration as commands",  cli_show_config, 1),
     row("echo TEXT...",                      "print words",                    run<echo>),
     row("echo TEXT...",                      "words to print"),
     row("ping HOST [{count COUNT(1-1000)|size BYTES(28-65507)|interval SECONDS(1-60)|quiet}]",
@@ -64,6 +68,17 @@ constexpr cli_command_s rows[] = {
     row("debug",                             "the library's traces"),
     row("debug on",                          "traces of what you type",        run<start_debugging>),
     row("debug off",                         "no traces",                      run<stop_debugging>),
+    row("enable [LEVEL(0-15)]",              "a higher level, by its secret",  cli_enable),
+    row("enable LEVEL(0-15)",                "which; without it 15"),
+    row("disable",                           "the lowest level",               cli_disable),
+    row("configure [terminal]",              "change the configuration", nullptr, 15, "configure"),
+    row("configure terminal",                "the same"),
+    row("copy",                              "save something"),
+    row("copy running-config startup-config", "the configuration, for the next start",
+                                                                 run<save_configuration>, 15),
+    row("copy running-config",               "the configuration as it is"),
+    row("write [memory]",                    "save the configuration",   run<save_configuration>, 15),
+    row("write memory",                      "the same"),
     row("<exit|quit|logout>",                "end the session",                run<end_session>),
     row("exit",                              "end the session"),
     row("quit",                              "the same"),
@@ -71,13 +86,50 @@ constexpr cli_command_s rows[] = {
     row("ALIAS(own)",                        "one of your own commands",       run<run_alias>),
     row("ALIAS(own)",                        "one of your own commands"),
 };
+
+constexpr cli_command_s configure_rows[] = {
+    row("no",                                "take something back"),
+    row("[no] hostname ![HOST]",             "the device's name",              run<set_hostname>, 15),
+    row("[no] username NAME [level LEVEL(0-15)]", "who may log in",            run<set_user>, 15),
+    row("username NAME",                     "the user's name"),
+    row("username NAME level",               "what the user may do"),
+    row("username NAME level LEVEL(0-15)",   "which; without it 1"),
+    row("[no] vlan VLAN(1-4094) [name NAME]", "a virtual network",             run<set_vlan>, 15),
+    row("vlan VLAN(1-4094)",                 "its number"),
+    row("vlan VLAN(1-4094) name",            "name it"),
+    row("ip",                                "the internet protocol"),
+    row("[no] ip route NET(ip/) ![GATEWAY(ip)]", "the way to a network",       run<set_route>, 15),
+    row("ip route NET(ip/)",                 "where it leads to"),
+    row("ip route NET(ip/) GATEWAY(ip)",     "over whom"),
+    row("interface NAME(interface)",         "settings of an interface", nullptr, 15, "interface"),
+    row("interface NAME(interface)",         "which"),
+};
+
+constexpr cli_command_s interface_rows[] = {
+    row("no",                                "take something back"),
+    row("[no] description ![TEXT(line)]",    "what it is for",                 run<set_description>, 15),
+    row("[no] shutdown",                     "take it down",                   run<set_shutdown>, 15),
+    row("ip",                                "the internet protocol"),
+    row("[no] ip address ![NET(ip/)]",       "its address",                    run<set_address>, 15),
+};
+
+constexpr cli_mode_s exec_mode      = {"exec",      nullptr,     "%h%# ",             0, nullptr, nullptr};
+constexpr cli_mode_s configure_mode = {"configure", "exec",      "%h(config)# ",      CLI_DO,
+                                       run<write_configuration>, nullptr};
+constexpr cli_mode_s interface_mode = {"interface", "configure", "%h(config-if)# ",   CLI_DO | CLI_INHERITS,
+                                       run<write_interfaces>, nullptr};
 // clang-format on
 
 } // namespace
 
-std::span<const cli_command_s> commands()
+std::span<const ModeRows> modes()
 {
-    return rows;
+    static const ModeRows all[] = {
+        {exec_mode, exec_rows},
+        {configure_mode, configure_rows},
+        {interface_mode, interface_rows},
+    };
+    return all;
 }
 
 std::span<const cli_type_s> types()

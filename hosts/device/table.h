@@ -1,7 +1,7 @@
 #ifndef VARNO_DEVICE_TABLE_H
 #define VARNO_DEVICE_TABLE_H
 
-// The device's commands, a row each, and the types of their arguments.
+// The device's modes, their commands, a row each, and the types of arguments.
 
 #include <span>
 
@@ -9,7 +9,14 @@
 
 namespace device {
 
-std::span<const cli_command_s> commands();
+// The commands of a mode.
+struct ModeRows {
+    cli_mode_s mode;
+    std::span<const cli_command_s> rows;
+};
+
+// In the order in which they are added: parents first.
+std::span<const ModeRows> modes();
 std::span<const cli_type_s> types();
 
 } // namespace device

@@ -39,6 +39,7 @@ struct Settings {
     uint16_t port = 0;
     std::vector<std::string> reserved, proxies;
     std::string hostname = "varno";
+    std::string secret_file, configuration; // --enable-secret-file, --config
     std::string user, motd_file, log_file;
     bool is_stdio = false;
     bool is_verbose = false;
@@ -126,7 +127,6 @@ int begin(server_s *server, void *settings, const server_client_s *who, tsession
     client->number = who->number;
     client->name = fmt::format("#{} {}", who->number, who->name);
     client->console.host = client.get();
-    session->prompt = device::prompt().c_str();
     session->event = take_event;
     session->user = &client->console;
     const cli_shell_config_s shell = device::shell_config(client->console);
@@ -228,6 +228,10 @@ void declare(CLI::App &options, Settings &settings)
          "Whose connections begin with a PROXY header, version 2, of the client; may be repeated");
     text("--user", settings.user, "NAME", "User to be once the port is open");
     text("--hostname", settings.hostname, "NAME", "Name of the device, in its prompt");
+    text("--config", settings.configuration, "FILE",
+         "Configuration to begin with, and to save to; there may be none yet");
+    text("--enable-secret-file", settings.secret_file, "FILE",
+         "File with a hash of crypt(3), of the secret that \"enable\" asks for; its owner's alone");
     text("--motd", settings.motd_file, "FILE", "File to show before the first prompt");
     text("--log", settings.log_file, "FILE", "File to log to instead of standard error");
     // clang-format on
@@ -442,7 +446,14 @@ int serve(Settings &settings)
                          server_least_descriptors(config.threads), std::strerror(errno));
         return EXIT_FAILURE;
     }
-    device::start({"varno-telnetd", settings.hostname, remind, make_waker});
+    std::string problem;
+    if (!device::start({"varno-telnetd", settings.hostname, settings.secret_file,
+                        settings.configuration, remind, make_waker},
+                       problem)) {
+        spdlog::critical("{}", problem);
+        device::stop();
+        return EXIT_FAILURE;
+    }
     const int status = run(server.get(), settings);
     device::stop();
     return status;

@@ -229,7 +229,6 @@ void create_shell()
     config.terminal_type = std::getenv("TERM");
     config.columns = size.columns;
     config.rows = size.rows;
-    config.prompt = device::prompt().c_str();
     config.is_unpaged = !isatty(STDIN_FILENO); // nobody would answer
     config.user = &local.console;
     config.output = write_output;

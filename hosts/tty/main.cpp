@@ -20,6 +20,7 @@ namespace {
 struct Choices {
     std::string trace, commands, file;
     std::string hostname = "varno";
+    std::string secret_file, configuration;
     bool has_commands = false, has_file = false;
 };
 
@@ -60,11 +61,30 @@ int main(int argc, char **argv)
     options.add_option("--hostname", choices.hostname, "Name of the device, in its prompt")
         ->type_name("NAME")
         ->capture_default_str();
+    options.add_option("--level", device::first_level, "Level of the commands at first, 0 to 15")
+        ->check(CLI::Range(0, 15).description(""))
+        ->type_name("N");
+    options
+        .add_option("--enable-secret-file", choices.secret_file,
+                    "File with a hash of crypt(3), of the secret that \"enable\" asks for; its "
+                    "owner's alone")
+        ->type_name("FILE");
+    options
+        .add_option("--config", choices.configuration,
+                    "Configuration to begin with, and to save to; there may be none yet")
+        ->type_name("FILE");
     options.add_option("--trace", choices.trace, "Write the library's debug traces to this file");
     CLI11_PARSE(options, argc, argv);
     choices.has_commands = commands->count() > 0;
     choices.has_file = file->count() > 0;
-    device::start({"varno-tty", choices.hostname, timer_start, make_waker});
+    std::string problem;
+    if (!device::start({"varno-tty", choices.hostname, choices.secret_file, choices.configuration,
+                        timer_start, make_waker},
+                       problem)) {
+        std::fprintf(stderr, "varno-tty: %s\n", problem.c_str());
+        device::stop();
+        return EXIT_FAILURE;
+    }
     if (!choices.trace.empty() && !start_trace(choices.trace)) {
         std::perror(choices.trace.c_str());
         return EXIT_FAILURE;
