@@ -237,10 +237,25 @@ VARNO_API int32_t cli_set_build(cli_set_s *set, cli_finding_fn finding, void *ct
 VARNO_API int32_t cli_set_remove(cli_set_s *set, const void *owner, cli_released_fn released,
                                  void *ctx);
 
-/* Shells */
-
-/* Receives what a batch writes; the bytes live for the call. */
+/* Receives what a batch writes, or a description; the bytes live for the call. */
 typedef void (*cli_output_fn)(void *user, const char *bytes, size_t count);
+
+/* Describes what the set has been built from, as a shell of that level has it; hidden
+ * commands are left out. Formats:
+ *
+ *     markdown    a reference: every mode, its commands, their arguments and options
+ *     man         the same as a page of the manual, in mdoc
+ *     json        the same as one object, valid whatever bytes the help has
+ *     walk        100 lines of random commands, which one shell could be given one after the
+ *                 other: they go through the modes. Another seed, other lines. Their words have
+ *                 the built-in types; a type of the program's own may refuse its words
+ *
+ * Calls:   text, once.
+ * Returns: 0; -1 without memory, for another format, or when nothing has been built. */
+VARNO_API int32_t cli_set_describe(const cli_set_s *set, int32_t level, const char *format,
+                                   uint64_t seed, cli_output_fn text, void *ctx);
+
+/* Shells */
 
 /* Whether a secret lets its shell have a level.
  * Returns: 0 if so. */
