@@ -16,7 +16,7 @@ set(no_folders
 
 foreach(target IN ITEMS
         varno_objects varno varno_platform varno_session varno_server varno_commands_objects
-        varno_commands
+        varno_commands varno_commands_main varno-commands
         varno_device_objects varno_tty_objects varno-tty varno-telnetd)
     if(NOT TARGET ${target})
         continue()

@@ -13,13 +13,14 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/varno
 # The libraries find each other and the platform beside themselves; LD_LIBRARY_PATH
 # and a platform that the program loads first still go before.
 set(libraries varno varno_session varno_commands varno_platform)
+set(archives varno_commands_main)
 set(modules varno varno-session varno-commands varno-platform)
 if(TARGET varno_server)
     list(APPEND libraries varno_server)
     list(APPEND modules varno-server)
 endif()
 set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
-install(TARGETS ${libraries} EXPORT varno)
+install(TARGETS ${libraries} ${archives} EXPORT varno)
 
 # Shared and static libraries may be installed beside each other, from two builds.
 set(kind static)
@@ -41,6 +42,7 @@ write_basic_package_version_file(
 install(FILES
     ${PROJECT_BINARY_DIR}/package/varno-config.cmake
     ${PROJECT_BINARY_DIR}/package/varno-config-version.cmake
+    ${CMAKE_CURRENT_LIST_DIR}/varno-check-commands.cmake
     DESTINATION ${package_dir})
 
 # The prefix as seen from the directory of the .pc files.

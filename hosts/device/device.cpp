@@ -36,13 +36,7 @@ cli_set_s *build_set()
         *static_cast<std::string *>(ctx) +=
             std::string(finding->syntax) + ": " + finding->text + "\n";
     };
-    bool is_added = set != nullptr;
-    for (const ModeRows &one : modes())
-        is_added = is_added && cli_set_add_mode(set, nullptr, &one.mode) == 0 &&
-                   cli_set_add(set, nullptr, one.mode.name, one.rows.data(), one.rows.size()) == 0;
-    for (const cli_type_s &type : types())
-        is_added = is_added && cli_set_add_type(set, nullptr, &type) == 0;
-    if (!is_added || cli_set_build(set, note, &findings) != 0)
+    if (!set || !add_to(set) || cli_set_build(set, note, &findings) != 0)
         give_up(set, findings);
     return set;
 }

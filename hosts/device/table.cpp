@@ -138,4 +138,15 @@ std::span<const cli_type_s> types()
     return all;
 }
 
+bool add_to(cli_set_s *set)
+{
+    bool is_added = true;
+    for (const ModeRows &one : modes())
+        is_added = is_added && cli_set_add_mode(set, nullptr, &one.mode) == 0 &&
+                   cli_set_add(set, nullptr, one.mode.name, one.rows.data(), one.rows.size()) == 0;
+    for (const cli_type_s &type : types())
+        is_added = is_added && cli_set_add_type(set, nullptr, &type) == 0;
+    return is_added;
+}
+
 } // namespace device

@@ -19,6 +19,9 @@ struct ModeRows {
 std::span<const ModeRows> modes();
 std::span<const cli_type_s> types();
 
+// All of them to an empty set. Returns false without memory.
+bool add_to(cli_set_s *set);
+
 } // namespace device
 
 #endif
