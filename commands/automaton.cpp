@@ -162,7 +162,7 @@ class Builder {
     void add_root(int32_t of)
     {
         const int32_t newest = count(roots_) - count(modes_);
-        const State root = state(roots_[static_cast<size_t>(newest + of)]);
+        const State root = state(roots_[static_cast<size_t>(newest) + static_cast<size_t>(of)]);
         for (int32_t i = root.first_member; i < root.end_member; i++)
             add(members_, member(i));
     }

@@ -86,7 +86,7 @@ const char *named_argument(const Entered *top, const char *at, size_t &out_len)
 bool enter_mode(Entered *&top, int32_t mode, const cli_pmatch_s *words, const cli_pmatch_s *end)
 {
     size_t bytes = 0;
-    for (const cli_pmatch_s *one = words; one != end; one = one->next) {
+    for (const cli_pmatch_s *one = words; one && one != end; one = one->next) {
         if (one->node->type == PNODE_STRING)
             bytes += std::strlen(one->node->keyword) + 1 + std::strlen(one->token) + 1;
     }
@@ -94,7 +94,7 @@ bool enter_mode(Entered *&top, int32_t mode, const cli_pmatch_s *words, const cl
     if (!made)
         return false;
     char *text = made->arguments;
-    for (const cli_pmatch_s *one = words; one != end; one = one->next) {
+    for (const cli_pmatch_s *one = words; one && one != end; one = one->next) {
         if (one->node->type != PNODE_STRING)
             continue;
         text = stpcpy(text, one->node->keyword) + 1;

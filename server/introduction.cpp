@@ -85,7 +85,7 @@ void Introduction::wait_for_more()
 }
 
 // The descriptor is polled no longer before it becomes another handle's.
-void Introduction::finish(Peer client, const char *why_refused)
+void Introduction::finish(const Peer &client, const char *why_refused)
 {
     const int fd = std::exchange(fd_, -1);
     uv_poll_stop(&poll_);

@@ -31,7 +31,7 @@ class Introduction {
     void with_memory(const Act &act);
     void read_some();
     void wait_for_more();
-    void finish(Peer client, const char *why_refused);
+    void finish(const Peer &client, const char *why_refused);
     void free_handles();
 
     Worker &worker_;

@@ -406,6 +406,7 @@ void count_descriptors(const server_config_s &config)
 // For good: what has been given up cannot be had again.
 bool become(const std::string &name)
 {
+    // cppcheck-suppress getpwnamCalled ; no other thread has been started yet
     const passwd *user = getpwnam(name.c_str());
     if (user && setgroups(0, nullptr) == 0 && setgid(user->pw_gid) == 0 &&
         setuid(user->pw_uid) == 0 && user->pw_uid != 0 && setuid(0) != 0 && setgid(0) != 0)
