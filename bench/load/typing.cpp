@@ -15,16 +15,17 @@ namespace {
 #define WORD_ON "\033f"
 #define RUBOUT "\177"
 
-// Every key has something to show on a terminal.
+// Every key has something to show on a terminal. A session may begin with any of them, so
+// that no end of a line is a command that ends it: "lo" is short for "logout".
 constexpr std::string_view script =
     "show version\r"
     "sh\tver\t\r"
     "echo hello world\r"
     "echo a sentence with a mistale" LEFT LEFT LEFT RIGHT RUBOUT "k" WORD_BACK WORD_BACK WORD_ON
     "\r"
-    "show interfaces ?lo\r" UP "\r"
+    "show interfaces ?eth0\r" UP "\r"
     "show version" WORD_BACK "inter" RIGHT RUBOUT RUBOUT RUBOUT RUBOUT RUBOUT RUBOUT "\r"
-    "?sh?\t?in\tlo\r"
+    "?sh?\t?in\teth0\r"
     "wrong words\r" UP RUBOUT RUBOUT RUBOUT "\r"
     "echo one two three" WORD_BACK WORD_BACK "and " WORD_BACK LEFT LEFT "\r";
 
