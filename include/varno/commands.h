@@ -110,7 +110,7 @@ enum {
 /* Flags of a mode. */
 enum {
     CLI_DO = 1,      /* "do" and a command of the first mode runs that, in the first mode's place,
-                        and stays here */
+                        and stays here; one that enters a mode leads there */
     CLI_INHERITS = 2 /* it has its parent's commands, too; to run one leaves it. Where both have
                         the same words, its own are run */
 };

@@ -138,7 +138,7 @@ VARNO_API void server_free(server_s *server);
 VARNO_API uint64_t server_least_descriptors(uint32_t threads);
 
 /* Where clients come from. These are called before server_run, as often as there are
- * places; a failed call leaves nothing behind. */
+ * places; a failed call changes nothing. */
 
 /* Listens on a numeric address; port 0 is any that is free. Returns: the port; -1 with
  * errno: EINVAL when the address is not numeric, else what the system says. */
