@@ -9,6 +9,7 @@
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <iterator>
@@ -343,17 +344,41 @@ void add_roff(Array<char> &out, std::string_view text)
     add(out, "\n");
 }
 
+// The day of SOURCE_DATE_EPOCH, by which a build gives the same bytes on any day; else today.
+void add_date(Array<char> &out)
+{
+    static constexpr const char *months[] = {"January",   "February", "March",    "April",
+                                             "May",       "June",     "July",     "August",
+                                             "September", "October",  "November", "December"};
+    const char *told = std::getenv("SOURCE_DATE_EPOCH");
+    const std::time_t now =
+        told ? static_cast<std::time_t>(std::strtoll(told, nullptr, 10)) : std::time(nullptr);
+    std::tm day = {};
+    gmtime_r(&now, &day);
+    char date[64];
+    std::snprintf(date, sizeof(date), "%s %d, %d", months[day.tm_mon], day.tm_mday,
+                  day.tm_year + 1900);
+    add(out, date);
+}
+
+// The title of a page is in capitals.
+void add_title(Array<char> &out, std::string_view name)
+{
+    Array<char> title = {};
+    for (const char c : name)
+        title.add(c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c);
+    add_quoted_roff(out, {title.begin(), title.used});
+    out.is_short = out.is_short || title.is_short;
+    title.release();
+}
+
 void begin_man(Array<char> &out, const Snapshot *snapshot)
 {
     const char *name = snapshot->set->host ? snapshot->set->host : "device";
-    const std::time_t now = std::time(nullptr);
-    std::tm today = {};
-    char date[32];
-    std::strftime(date, std::size(date), "%Y-%m-%d", gmtime_r(&now, &today));
     add(out, ".Dd ");
-    add(out, date);
+    add_date(out);
     add(out, "\n.Dt ");
-    add_quoted_roff(out, name);
+    add_title(out, name);
     add(out, " 7\n.Os\n.Sh NAME\n.Nm ");
     add_quoted_roff(out, name);
     add(out, "\n.Nd its commands\n.Sh DESCRIPTION\n");

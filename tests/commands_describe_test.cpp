@@ -6,6 +6,7 @@
 #include <varno/platform_default.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <set>
 #include <sstream>
 #include <string>
@@ -147,6 +148,14 @@ TEST_F(CommandsDescribe, ManIsMdocWithNothingThatATextCouldStart)
               std::string::npos)
         << text;
     EXPECT_NE(text.find(".It Ar \"\\&TO\"\n"), std::string::npos);
+}
+
+TEST_F(CommandsDescribe, AManualPageHasTheDayOfTheSourcesAndItsNameInCapitals)
+{
+    ASSERT_EQ(setenv("SOURCE_DATE_EPOCH", "1709164800", 1), 0);
+    const std::string text = describe("man");
+    EXPECT_EQ(unsetenv("SOURCE_DATE_EPOCH"), 0);
+    EXPECT_EQ(text.substr(0, text.find(".Os")), ".Dd February 29, 2024\n.Dt \"\\&R1\" 7\n") << text;
 }
 
 TEST_F(CommandsDescribe, JsonHasTheBytesThatAreNoUtf8AsCharacters)

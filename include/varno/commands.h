@@ -244,7 +244,8 @@ typedef void (*cli_output_fn)(void *user, const char *bytes, size_t count);
  * commands are left out. Formats:
  *
  *     markdown    a reference: every mode, its commands, their arguments and options
- *     man         the same as a page of the manual, in mdoc
+ *     man         the same as a page of the manual, in mdoc; its date is today, or the day that
+ *                 the environment's SOURCE_DATE_EPOCH has in seconds since 1970
  *     json        the same as one object, valid whatever bytes the help has
  *     walk        100 lines of random commands, which one shell could be given one after the
  *                 other: they go through the modes. Another seed, other lines. Their words have
