@@ -59,11 +59,13 @@ enum {
 typedef int32_t (*cli_assist_fit_fn)(void *user, const cli_pnode_s *node, const char *word,
                                      const cli_pmatch_s *before, const char **why);
 
-/* Receives a value that may be typed, and its help, which may be NULL. */
+/* Receives a value that may be typed: text, and help, which may be NULL. ctx is what
+ * came with the function. */
 typedef void (*cli_assist_value_fn)(void *ctx, const char *text, const char *help);
 
-/* Tells the values of a string or number node that begin with a word, by calls of
- * value(ctx, ...); others are passed over. For each of them fit says FIT_VALUE. */
+/* Tells the values of a string or number node that begin with the characters of
+ * begun, by calls of value(ctx, ...); others are passed over. For each of them fit
+ * says FIT_VALUE. */
 typedef void (*cli_assist_values_fn)(void *user, const cli_pnode_s *node, const char *begun,
                                      const cli_pmatch_s *before, cli_assist_value_fn value,
                                      void *ctx);
@@ -186,16 +188,17 @@ VARNO_API const cli_pnode_s *cli_assist_parse(const cli_pnode_s *root,
                                               const cli_assist_filter_s *filter, const char *line,
                                               cli_pmatch_s **matches, cli_assist_error_s *error);
 
-/* Returns: the reason as a person reads it: "no error", "empty line", "unknown word",
- *          "ambiguous word", "incomplete command", "unmatched quote", "empty word",
- *          "out of memory", "line too long"; "unknown reason" for any other code. */
+/* Returns: the reason, a CLI_ASSIST_ code, as a person reads it: "no error", "empty
+ *          line", "unknown word", "ambiguous word", "incomplete command", "unmatched
+ *          quote", "empty word", "out of memory", "line too long"; "unknown reason"
+ *          for any other code. */
 VARNO_API const char *cli_assist_strreason(int32_t reason);
 
-/* Writes what a person reads about a refused line, in three rows, each with its newline:
- * the line, cut on both sides to what fits so that the place shows; a caret under the
- * place; "% " and the filter's reason where there is one, else that of
- * cli_assist_strreason. Controls and what is no UTF-8 are shown as "?". Nothing about a
- * line that can run or is empty.
+/* Writes what a person reads about a refused line to out[0..room), in three rows,
+ * each with its newline: the line, cut on both sides to what fits so that the place
+ * shows; a caret under the place; "% " and the filter's reason where there is one,
+ * else that of cli_assist_strreason. Controls and what is no UTF-8 are shown as "?".
+ * Nothing about a line that can run or is empty.
  *
  *       vlan 5000 name blue
  *            ^

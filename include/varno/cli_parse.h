@@ -134,10 +134,11 @@ VARNO_API cli_pnode_s *cli_parse_node_get_executable_from_match(cli_pmatch_s *ma
 
 /* Nodes at run time. A graph must not be parsed while it is being changed. */
 
-/* Creates a node with copies of its texts. KEYWORD, STRING and INT32 need a
- * keyword, EOLS needs func and drops keyword and help; STRING and INT32 do not
- * store func and attr. An EOLS node has next &NONE and child NULL; the links of any other are
- * NULL until dyn_cli_add_node, or dyn_cli_set_node for both, links it.
+/* Creates a node of a PNODE_ type with copies of its texts; func and attr are the
+ * host's, for those who run the command. KEYWORD, STRING and INT32 need a keyword,
+ * EOLS needs func and drops keyword and help; STRING and INT32 do not store func and
+ * attr. An EOLS node has next &NONE and child NULL; the links of any other are NULL
+ * until dyn_cli_add_node, or dyn_cli_set_node for both, links it.
  * Returns: the node; NULL without a name, a text or func that its type needs, a
  *          valid type other than PNODE_NONE, or memory. A text copy without
  *          memory is no failure: its field is NULL.

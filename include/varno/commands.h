@@ -191,10 +191,11 @@ struct cli_finding_s {
     const char *other;  /* the syntax of another row that it is about; NULL: of none */
 };
 
-/* Receives one finding; it lives for the call. */
+/* Receives one finding, which lives for the call; ctx came with the function. */
 typedef void (*cli_finding_fn)(void *ctx, const cli_finding_s *finding);
 
-/* Hears that nothing uses an owner's rows, types and modes any more. */
+/* Hears that nothing uses an owner's rows, types and modes any more; ctx came with
+ * the function. */
 typedef void (*cli_released_fn)(void *ctx);
 
 /* Sets */
@@ -207,10 +208,10 @@ VARNO_API cli_set_s *cli_set_create(void);
  * Requires: "!set->shells": its shells have been freed. */
 VARNO_API void cli_set_free(cli_set_s *set);
 
-/* Adds rows to a mode, a type, or a mode. They are not copied and stay as long as the set or
- * until their owner is released; so does the mode's name. Sessions have them after
- * cli_set_build. owner is any address that tells whose they are, for cli_set_remove; NULL is
- * the program itself. A NULL mode is the first one.
+/* Adds rows[0..count) to a mode, a type, or a mode. They are not copied and stay as
+ * long as the set or until their owner is released; so does the mode's name. Sessions
+ * have them after cli_set_build. owner is any address that tells whose they are, for
+ * cli_set_remove; NULL is the program itself. A NULL mode is the first one.
  * Returns: 0; -1 without memory, or inside a type's callback: nothing is added then. */
 VARNO_API int32_t cli_set_add(cli_set_s *set, const void *owner, const char *mode,
                               const cli_command_s *rows, size_t count);
@@ -220,12 +221,12 @@ VARNO_API int32_t cli_set_add_mode(cli_set_s *set, const void *owner, const cli_
 /* Names the host, for the prompts of all shells. Returns: 0; -1 without memory. */
 VARNO_API int32_t cli_set_host(cli_set_s *set, const char *name);
 
-/* Compiles all rows. Every finding is told, errors and warnings, in the order of the rows.
- * Without an error all shells have the new commands from now on; a call that is running
- * keeps what it was made from.
- * Calls:   finding for each; NULL: they are only counted.
- * Returns: 0; the number of errors: then the set stays as it was built before; -1 without
- *          memory, or inside a type's callback. */
+/* Compiles all rows. Every finding is told, errors and warnings, in the order of the
+ * rows. Without an error all shells have the new commands from now on; a call that is
+ * running keeps what it was made from.
+ * Calls:   finding(ctx, ...) for each; NULL: they are only counted.
+ * Returns: 0; the number of errors: then the set stays as it was built before; -1
+ *          without memory, or inside a type's callback. */
 VARNO_API int32_t cli_set_build(cli_set_s *set, cli_finding_fn finding, void *ctx);
 
 /* Removes all rows, types and modes of an owner, builds what is left and cancels the owner's
@@ -237,7 +238,8 @@ VARNO_API int32_t cli_set_build(cli_set_s *set, cli_finding_fn finding, void *ct
 VARNO_API int32_t cli_set_remove(cli_set_s *set, const void *owner, cli_released_fn released,
                                  void *ctx);
 
-/* Receives what a batch writes, or a description; the bytes live for the call. */
+/* Receives what a batch writes, or a description: bytes[0..count), which live for the
+ * call. */
 typedef void (*cli_output_fn)(void *user, const char *bytes, size_t count);
 
 /* Describes what the set has been built from, as a shell of that level has it; hidden
@@ -251,7 +253,7 @@ typedef void (*cli_output_fn)(void *user, const char *bytes, size_t count);
  *                 other: they go through the modes. Another seed, other lines. Their words have
  *                 the built-in types; a type of the program's own may refuse its words
  *
- * Calls:   text, once.
+ * Calls:   text(ctx, ...), once.
  * Returns: 0; -1 without memory, for another format, or when nothing has been built. */
 VARNO_API int32_t cli_set_describe(const cli_set_s *set, int32_t level, const char *format,
                                    uint64_t seed, cli_output_fn text, void *ctx);
@@ -271,7 +273,8 @@ struct cli_save_s {
      *          person. */
     void *(*begin)(cli_shell_s *shell, void *user, const char *name, int32_t is_forced,
                    const char **why);
-    /* Returns: 0; -1 when it takes no more: the command is then cancelled. */
+    /* Takes bytes[0..count).
+     * Returns: 0; -1 when it takes no more: the command is then cancelled. */
     int32_t (*write)(void *file, const char *bytes, size_t count);
     /* is_whole: all has been written, and the command has not failed; else the file is not to stay.
      * Returns: 0; -1 when it could not be saved. */
@@ -300,8 +303,9 @@ struct cli_shell_config_s {
         sizeof(cli_shell_config_s), 0, 0, 0, 0, 0, 0, 0, 0, 0                                      \
     }
 
-/* Makes a shell, and the session that it is to have. The callbacks of the session's
- * configuration get that configuration's user pointer; tsession_user is the shell's.
+/* Makes a shell, and the session that it is to have. config is copied. The callbacks
+ * of the session's configuration get that configuration's user pointer; tsession_user
+ * is the shell's.
  * Returns: NULL without memory or for a configuration that is not as above says.
  * Owns:    the caller; released with cli_shell_free. */
 VARNO_API cli_shell_s *cli_shell_create(const cli_shell_config_s *config);
@@ -318,9 +322,10 @@ VARNO_API cli_shell_s *cli_shell_prepare(const cli_shell_config_s *config,
 /* Tells a shell of cli_shell_prepare its session, before that starts. */
 VARNO_API void cli_shell_attach(cli_shell_s *shell, tsession_s *session);
 
-/* Frees a shell and its session, which ends as tsession_free says, or, where somebody else
- * has made it, as tsession_close says; a call that waits is cancelled. May be called inside a callback: then it is freed when that has returned.
- * NULL is allowed. tsession_free is never called on a shell's session. */
+/* Frees a shell and its session, which ends as tsession_free says, or, where somebody
+ * else has made it, as tsession_close says; a call that waits is cancelled. May be
+ * called inside a callback: then it is freed when that has returned. NULL is allowed.
+ * tsession_free is never called on a shell's session. */
 VARNO_API void cli_shell_free(cli_shell_s *shell);
 
 /* Returns: the name of the mode that the shell is in; NULL where it has none. */
@@ -330,7 +335,8 @@ VARNO_API const char *cli_shell_mode(const cli_shell_s *shell);
  *          that it is in; NULL: there is none. Good until the shell leaves that mode. */
 VARNO_API const char *cli_shell_argument(const cli_shell_s *shell, const char *name);
 
-/* The shell's level. Whoever loses some goes back to the first mode. */
+/* The shell's level, 0..15; another is taken as the nearest of these. Whoever loses
+ * some goes back to the first mode. */
 VARNO_API int32_t cli_shell_level(const cli_shell_s *shell);
 VARNO_API void cli_shell_set_level(cli_shell_s *shell, int32_t level);
 
@@ -358,9 +364,10 @@ VARNO_API int32_t cli_shell_resume(cli_shell_s *shell);
  * Returns: CLI_ASSIST_OK or the reason. */
 VARNO_API int32_t cli_shell_check(cli_shell_s *shell, const char *line, cli_assist_error_s *error);
 
-/* Calls. A name is an argument's or a keyword's as the syntax spells it; one that the
- * syntax has not fails "has_name(call, name)". A name that is there and was not given is
- * NULL, 0 or empty. Texts and addresses are good until the call's function returns. */
+/* Calls; call is the one that is being run. A name is an argument's or a keyword's as
+ * the syntax spells it; one that the syntax has not fails "has_name(call, name)". A
+ * name that is there and was not given is NULL, 0 or empty. Texts and addresses are
+ * good until the call's function returns. */
 
 /* Returns: the shell that the call is of. */
 VARNO_API cli_shell_s *cli_call_shell(const cli_call_s *call);
@@ -380,9 +387,9 @@ VARNO_API int cli_has(cli_call_s *call, const char *name);
 /* Returns: how many words an argument has: more than one for NAME... */
 VARNO_API size_t cli_count(cli_call_s *call, const char *name);
 
-/* Returns: the argument's first word, or one of its words; its quotes are removed but for
- *          those of NAME(line). Of <a|b>$which the keyword in full. NULL: it was not
- *          given, or has less words. */
+/* Returns: the argument's first word, or one of its words; its quotes are removed but
+ *          for those of NAME(line). Of <a|b>$which the keyword in full. NULL: it was
+ *          not given, or has less words. index counts them, from 0. */
 VARNO_API const char *cli_text(cli_call_s *call, const char *name);
 VARNO_API const char *cli_text_at(cli_call_s *call, const char *name, size_t index);
 
@@ -395,8 +402,8 @@ VARNO_API int64_t cli_number(cli_call_s *call, const char *name);
 VARNO_API const uint8_t *cli_address(cli_call_s *call, const char *name, int32_t *family,
                                      int32_t *bits);
 
-/* The call's own memory: zero at first, the same each time the function is called again;
- * bytes counts at the first time.
+/* Memory of the call's own, as many bytes as `bytes` says at the first time: zero then,
+ * the same each time the function is called again.
  * Calls:   release, if not NULL, with it when the call ends; it is then freed.
  * Returns: NULL without memory. */
 VARNO_API void *cli_state(cli_call_s *call, size_t bytes, void (*release)(void *state));
@@ -408,41 +415,43 @@ VARNO_API int cli_is_cancelled(const cli_call_s *call);
 /* Returns: a number above 0 that names this call to cli_wake; it is never another call's. */
 VARNO_API uint64_t cli_ticket(cli_call_s *call);
 
-/* A call that has answered CLI_LATER, or will, is to be called again: a session's
- * tsession_wait is then 0, a batch wants cli_shell_resume.
+/* The call of this ticket, which has answered CLI_LATER or will, is to be called
+ * again: a session's tsession_wait is then 0, a batch wants cli_shell_resume.
  * Returns: 0; -1 when the call has ended or its shell is gone. */
 VARNO_API int32_t cli_wake(cli_set_s *set, uint64_t ticket);
 
-/* Writes as printf does. Control characters but line feed and tab, and what is no UTF-8,
- * are written as "?". */
+/* Writes as printf does with this format. Control characters but line feed and tab,
+ * and what is no UTF-8, are written as "?". The same is so with every format below. */
 VARNO_API void cli_print(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
 
-/* Writes "% " and why the command fails, on a row of its own; the function then returns
- * CLI_FAILED. */
+/* Writes "% " and why the command fails, by its format, on a row of its own; the
+ * function then returns CLI_FAILED. */
 VARNO_API void cli_fail(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
 
-/* The same, with the line and a caret under the argument's first word. */
+/* The same, with the line before it and a caret under the first word of the argument
+ * `name`; format is the reason's. */
 VARNO_API void cli_fail_at(cli_call_s *call, const char *name, const char *format, ...)
     VARNO_PRINTF(3, 4);
 
-/* Writes a table: the columns once, then the cells of each row, one after the other; a row
- * is written with its last one. Rows are aligned by the columns that texts take on a
- * screen, and "  " stands between two. A cell wider than its column moves those after
- * it; where the terminal is too narrow for that it is cut, with ">" as a mark. After
- * "| json" each row is an object, by the names of the columns. The columns live until the
- * call ends; telling the same again, as a function does that is called again, writes nothing.
+/* Writes a table: columns[0..count) once, then the cells of each row, one after the
+ * other, each by its format; a row is written with its last one. Rows are aligned by
+ * the columns that texts take on a screen, and "  " stands between two. A cell wider
+ * than its column moves those after it; where the terminal is too narrow for that it
+ * is cut, with ">" as a mark. After "| json" each row is an object, by the names of
+ * the columns. The columns live until the call ends; telling the same again, as a
+ * function does that is called again, writes nothing.
  * Requires: "count > 0"; for a cell "call->is_cancelled || table.columns". */
 VARNO_API void cli_columns(cli_call_s *call, const cli_column_s *columns, size_t count);
 VARNO_API void cli_cell(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
 
-/* Writes a message about how far the call is, in place of the one before it, on a row that
- * other output leaves standing. A batch leaves it out. */
+/* Writes a message about how far the call is, by its format, in place of the one
+ * before it, on a row that other output leaves standing. A batch leaves it out. */
 VARNO_API void cli_progress(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
 
-/* Writes a line of configuration, which can be read back: what "%s" stands for is one word,
- * quoted where it must be; "%-s" is as it is, for NAME(line). There are %d, %i, %u, %x, %X
- * with their sizes but no widths, %c and %%, too. Control characters of a value are written as "?". The
- * line's end is added.
+/* Writes a line of configuration, which can be read back: what "%s" in its format
+ * stands for is one word, quoted where it must be; "%-s" is as it is, for NAME(line).
+ * There are %d, %i, %u, %x, %X with their sizes but no widths, %c and %%, too.
+ * Control characters of a value are written as "?". The line's end is added.
  * Requires: "is_known(one)". */
 VARNO_API void cli_config(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
 

@@ -60,7 +60,8 @@ struct mc_node_s {
     mc_key_s *any;      /* the VIRTKEY_WILDCARD entry of keys or NULL; valid while optimized */
 };
 
-/* Receives each value of a trie that is released, once. It must return. */
+/* Receives each value of a trie that is released, once; ctx is that of mc_root_free.
+ * It must return. */
 typedef void (*mc_free_fn)(void *value, void *ctx);
 
 /* Creation and release */
@@ -73,7 +74,8 @@ VARNO_API mc_node_s *mc_root_alloc(void);
 /* Releases a trie; NULL does nothing. A node that claims keys but has no array
  * of them (keys_len above 0, keys NULL) is left alone, and whatever is below it:
  * its value is not handed to free_fn.
- * Calls:   free_fn, unless it is NULL, once for each value, children first. */
+ * Calls:   free_fn(value, ctx), unless it is NULL, once for each value, children
+ *          first. */
 VARNO_API void mc_root_free(mc_node_s *root, mc_free_fn free_fn, void *ctx);
 
 /* One node; root stands for any node of the trie in the calls further below. */
@@ -92,20 +94,22 @@ VARNO_API int mc_node_optimized(const mc_node_s *node);
  * Fails:   the node is as it was. */
 VARNO_API mc_key_s *mc_node_add_key(mc_node_s *node, mkey_t key, mc_node_s *child);
 
-/* Returns: the entry with this very code; NULL when there is none. */
+/* Returns: the entry of the key, which is compared by its code; NULL when there is
+ *          none. */
 VARNO_API mc_key_s *mc_node_get_exact_key(const mc_node_s *node, mkey_t key);
 
 /* Returns: the VIRTKEY_WILDCARD entry; NULL when there is none. */
 VARNO_API mc_key_s *mc_node_get_any_key(const mc_node_s *node);
 
-/* Returns: the entry with this very code; without one the wildcard entry; NULL
- *          when there is neither. */
+/* Returns: the entry of the key; without one the wildcard entry; NULL when there is
+ *          neither. */
 VARNO_API mc_key_s *mc_node_try_key(const mc_node_s *node, mkey_t key);
 
-/* Compares two entries by their codes as unsigned numbers, as qsort and bsearch
- * want it; either side may also be a bare mkey_t.
+/* Compares two entries, left and right, by their codes as unsigned numbers, as qsort
+ * and bsearch want it; either side may also be a bare mkey_t.
  * Requires: neither side is NULL.
- * Returns:  -1, 0 or 1. */
+ * Returns:  -1, 0 or 1: left is the smaller one, they are equal, or it is the greater
+ *           one. */
 VARNO_API int mc_key_compare(const void *left, const void *right);
 
 /* Building */
@@ -129,15 +133,15 @@ VARNO_API int mc_addstring(mc_node_s *root, const mkey_t *s, int len, int flags,
 
 /* Searching. All results are optional: each pointer may be NULL. */
 
-/* Follows s[0..len) by exact codes; flags have no meaning, pass 0. A complete
- * node is one with a value; each length is the number of keys of s up to its
- * node. first_complete is the shortest stored sequence that s begins with,
- * longest_complete the longest; longest_match is set when s as a whole leads to a
- * node of the trie (on the way of a stored sequence, its end included), its length
- * is then len. What was not found is NULL and 0. With first_complete asked for,
- * and neither longest_complete nor longest_match, the walk ends at the first
- * complete node, and the other results stay NULL and 0, even when that node is
- * reached by the last key.
+/* Follows s[0..len) by exact codes; flags have no meaning, pass 0. A complete node is
+ * one with a value; each length is the number of keys of s up to its node, in
+ * first_complete_len, longest_complete_len and longest_match_len. first_complete is
+ * the shortest stored sequence that s begins with, longest_complete the longest;
+ * longest_match is set when s as a whole leads to a node of the trie (on the way of a
+ * stored sequence, its end included), its length is then len. What was not found is
+ * NULL and 0. With first_complete asked for, and neither longest_complete nor
+ * longest_match, the walk ends at the first complete node, and the other results stay
+ * NULL and 0, even when that node is reached by the last key.
  *
  * In a trie built with flags 0: first_complete set, a sequence is complete;
  * longest_match alone set, more keys may complete one; neither set, no
@@ -149,14 +153,15 @@ VARNO_API int mc_search_exact(mc_node_s *root, const mkey_t *s, int len, int fla
                               mc_node_s **longest_complete, int32_t *longest_complete_len,
                               mc_node_s **longest_match, int32_t *longest_match_len);
 
-/* Searches with wildcards, both ways where both exist. It answers only for a len
- * of 0 or less, about root itself; a positive len is always refused, so whoever
- * wants to search a sequence calls mc_search_exact. A flag other than
- * MC_SEARCH_ANY hands the call to mc_search_exact, which refuses such a len.
+/* Searches with wildcards, both ways where both exist. It answers only for a len of 0
+ * or less, about root itself; a positive len is always refused, so whoever wants to
+ * search a sequence calls mc_search_exact. A bit of flags other than MC_SEARCH_ANY
+ * hands the call to mc_search_exact, which refuses such a len.
  * Requires: with a negative len, s[0], which is read, is not VIRTKEY_WILDCARD.
- * Returns:  1 when a node that was asked for was found (root as both complete
- *           nodes if it has a value, as longest_match if it has children; all
- *           lengths 0); -1 when none was (results NULL and 0), and -1 with the
+ * Returns:  1 when a node that was asked for was found (root as shortest_complete and
+ *           longest_complete if it has a value, as longest_match if it has children;
+ *           shortest_complete_len, longest_complete_len and longest_match_len, counts
+ *           of keys, are 0); -1 when none was (results NULL and 0), and -1 with the
  *           results untouched when root or s is NULL or len is above 0. */
 VARNO_API int mc_search(mc_node_s *root, const mkey_t *s, int len, int flags,
                         mc_node_s **shortest_complete, int32_t *shortest_complete_len,

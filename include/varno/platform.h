@@ -17,7 +17,8 @@
 extern "C" {
 #endif
 
-/* Trace */
+/* Trace. module_id is what trace_register_module has returned, level how much a
+ * message matters: 0 the most; debug traces have 7. */
 
 /* The highest level at which any module's emit can reach anyone; every emit
  * above it is dropped. Below every level while nobody listens. Read on hot
@@ -29,15 +30,18 @@ VARNO_API extern int g_trace_max_level;
  * Returns: its identifier, above 0; -1 when there is no room. */
 VARNO_API int trace_register_module(const char *name);
 
-/* Hands one message to whoever listens; drops it when nobody does. Leaves errno
- * as it was, so that code behaves alike with traces and without. */
+/* Hands one message of module_id at level, formatted as printf does with format, to
+ * whoever listens; drops it when nobody does. Leaves errno as it was, so that code
+ * behaves alike with traces and without. */
 VARNO_API void trace_emit(int module_id, int level, const char *format, ...) VARNO_PRINTF(3, 4);
 
-/* Returns: 0 when an emit of this module at this level would be dropped, else 1. */
+/* Returns: 0 when an emit of the module module_id at this level would be dropped,
+ *          else 1. */
 VARNO_API int trace_module_wants(int module_id, int level);
 
-/* What a caller asks before it evaluates a trace's arguments: a silent trace
- * costs a load, a test and a branch. */
+/* What a caller asks before it evaluates the arguments of a trace of module_id at
+ * level: a silent trace costs a load, a test and a branch.
+ * Returns: not 0 when it is wanted. */
 static inline int trace_wants(int module_id, int level)
 {
     return level <= __atomic_load_n(&g_trace_max_level, __ATOMIC_RELAXED) &&
@@ -51,25 +55,27 @@ static inline int trace_wants(int module_id, int level)
  * an exception or longjmp. */
 VARNO_API VARNO_NORETURN void assert_fail(const char *condition, const char *source, int line);
 
-/* Tracked allocator. Every block is taken and released under a text tag (its
- * record type's name); tags are compared as texts, and a tag need not outlive the
- * call. A request whose number of bytes overflows fails. A request for no bytes
- * gives a block of its own, so NULL always means failure. */
+/* Tracked allocator. Every block is taken and released under a tag, a text (its
+ * record type's name); tags are compared as texts, and one need not outlive the call.
+ * A size is a number of bytes. A request whose number of bytes overflows fails. A
+ * request for no bytes gives a block of its own, so NULL always means failure. */
 
-/* Returns: a block of size bytes, not cleared; NULL without memory. */
+/* Returns: a block of size bytes under the tag, not cleared; NULL without memory. */
 VARNO_API void *tracked_malloc(size_t size, const char *tag);
 
-/* Returns: a zeroed block of count elements of size bytes; NULL without memory. */
+/* Returns: a zeroed block of count elements of size bytes each, under the tag; NULL
+ *          without memory. */
 VARNO_API void *tracked_calloc(size_t count, size_t size, const char *tag);
 
-/* Returns: a copy of the text; NULL without memory. */
+/* Returns: a copy of the terminated text, under the tag; NULL without memory. */
 VARNO_API char *tracked_strdup(const char *text, const char *tag);
 
-/* Releases a block that was taken under the tag; NULL is allowed, whatever the
+/* Releases ptr, a block that was taken under the tag; NULL is allowed, whatever the
  * tag. */
 VARNO_API void tracked_free(void *ptr, const char *tag);
 
-/* Grows an array of count elements (NULL when count is 0) by added elements.
+/* Grows an array of count elements of element_size bytes each (NULL when count is 0)
+ * by added elements.
  * Returns: the array, possibly moved, its new elements zeroed; NULL without
  *          memory, the old array is then as it was.
  * Owns:    the caller; released with tracked_free(..., "BYTE"). */
@@ -100,13 +106,13 @@ VARNO_API char *spanws_back(const char *buf, int index);
 /* Finds the word [a, b), a run of characters that are not white space, with
  * a <= cursor_location <= b, in the text buf[0..buf_used). No two words qualify:
  * white space separates them.
- * Returns: 0 and the word's first index and number of characters; -1 and neither
- *          when the cursor touches no word or is outside 0..buf_used. */
+ * Returns: 0, *start the word's first index and *len its number of characters; -1 and
+ *          neither when the cursor touches no word or is outside 0..buf_used. */
 VARNO_API int string_get_cursor_token(const char *buf, int buf_used, int cursor_location,
                                       int *start, int *len);
 
 /* Finds the first token of s.
- * Returns: 0 and its bounds [start, end) as indices of s; -1 and neither when s
+ * Returns: 0 and its bounds [*start, *end) as indices of s; -1 and neither when s
  *          holds none. */
 VARNO_API int token_find_bounds(const char *s, int *start, int *end);
 

@@ -28,13 +28,15 @@ extern "C" {
  * again gives the identifier that it has. */
 
 /* Receives each wanted message on the emitting thread. The text is terminated and
- * lives for the call; up to 1000 characters are whole, a longer text is cut there.
- * A message that cannot be formatted is dropped.
- * A sink that traces is called again for that trace. */
+ * lives for the call; up to 1000 characters are whole, a longer text is cut there. A
+ * message that cannot be formatted is dropped. ctx is that of trace_set_sink,
+ * module_id and level are those of trace_emit. A sink that traces is called again for
+ * that trace. */
 typedef void (*trace_sink_fn)(void *ctx, int module_id, int level, const char *text);
 
-/* Installs the one receiver of traces; NULL, the default, takes none: then no
- * trace is wanted at any level. Change it while no other thread traces. */
+/* Installs the one receiver of traces, called as sink(ctx, ...); a NULL sink, the
+ * default, takes none: then no trace is wanted at any level. Change it while no other
+ * thread traces. */
 VARNO_API void trace_set_sink(trace_sink_fn sink, void *ctx);
 
 /* Sets the highest level at which a module's messages reach the sink; 6 until
@@ -43,11 +45,12 @@ VARNO_API void trace_set_sink(trace_sink_fn sink, void *ctx);
  * meanwhile go by the old level for a moment longer. */
 VARNO_API void trace_set_level(int module_id, int level);
 
-/* Receives a failed assertion. It may leave by throwing or longjmp; if it
- * returns, the process is aborted. */
+/* Receives a failed assertion: the condition's text, the source's name and the line
+ * in it, as assert_fail has them; ctx is that of assert_set_handler. It may leave by
+ * throwing or longjmp; if it returns, the process is aborted. */
 typedef void (*assert_handler_fn)(void *ctx, const char *condition, const char *source, int line);
 
-/* Installs the handler; NULL, the default, prints
+/* Installs the handler, called as handler(ctx, ...); NULL, the default, prints
  * "assertion failed: CONDITION (SOURCE:LINE)" to standard error and aborts. */
 VARNO_API void assert_set_handler(assert_handler_fn handler, void *ctx);
 

@@ -4,14 +4,14 @@
 /* The line editor ("the prompt"): one command line, its editing commands, key
  * bindings, history, and its picture on one terminal row.
  *
- * A host creates one prompt_s per terminal session, installs the output
- * callbacks, registers named commands, binds key sequences to their names, and
- * then feeds keys to prompt_consume and calls prompt_redraw when it has fed all
- * it has. Editing commands and primitives change only the edit state and the flags.
- * The terminal is written to by the redraw and, for a fresh line, by
- * prompt_start_output, through the print callback, with carriage return, backspace,
- * blanks and text: any terminal that honours CR and BS will do. The built-in commands
- * redisplay, echo, invoke and the sample execute write to the process's standard output.
+ * A host creates one prompt_s per terminal session, installs the output callbacks,
+ * registers named commands, binds key sequences to their names, and then feeds keys
+ * to prompt_consume and calls prompt_redraw when it has fed all it has. Editing
+ * commands and primitives change only the edit state and the flags. The terminal is
+ * written to by the redraw and, for a fresh line, by prompt_start_output, through the
+ * print callback, with carriage return, backspace, blanks and text: any terminal that
+ * honours CR and BS will do. The built-in commands redisplay, echo, invoke and the
+ * sample execute write to the process's standard output.
  *
  * Every function takes its context first, and asserts that it is not NULL unless
  * its comment says otherwise; so it does with the texts, arrays and records that it is
@@ -21,6 +21,11 @@
  * skipped unless said otherwise. A prompt is used by one thread at a time, and
  * must not be freed in one of its own callbacks. A print callback must not replace the
  * print callback: it notes a failure, and the host acts when the call has returned.
+ *
+ * In all that follows p is the prompt, ps an edit state (a callback's is &p->ps), mod
+ * a display model. ctx is what the host has given with a callback or a command; it
+ * comes back with each call. A command also gets invoked, the name that it runs
+ * under, and argument, which its key sequence was bound with.
  *
  * Units: a character is one byte of the line and one column of the row; indices
  * count characters, columns count from 0. A word is a maximal run of characters
@@ -76,7 +81,7 @@ typedef int (*prompt_print_fn)(prompt_s *p, void *ctx, const char *format, ...) 
  * differential redraw without a print callback. */
 typedef void (*prompt_flush_fn)(prompt_s *p, void *ctx);
 
-/* Stored for the host; the editor never calls it. */
+/* Writes the character c; stored for the host, the editor never calls it. */
 typedef void (*prompt_putc_fn)(prompt_s *p, void *ctx, int c);
 
 /* One registered command; owned by the prompt. */
@@ -201,42 +206,44 @@ VARNO_API void prompt_set_guard_right(prompt_s *p, const char *guard);
 VARNO_API void prompt_set_prompt_empty(prompt_s *p, const char *prompt);
 VARNO_API void prompt_set_prompt_normal(prompt_s *p, const char *prompt);
 
-/* Sets the terminal's size in columns and rows. A width below 2 is accepted here
- * and fatal at the next redraw; so is one with no room for prompt,
- * guards and a scroll step as soon as the line must scroll. Clamp what comes from
- * a remote user.
+/* Sets the terminal's size: width in columns, height in rows. A width below 2 is
+ * accepted here and fatal at the next redraw; so is one with no room for prompt,
+ * guards and a scroll step as soon as the line must scroll. Clamp what comes from a
+ * remote user.
  * Requires: neither is negative.
  * Marks:    dirty. */
 VARNO_API void prompt_set_dimension(prompt_s *p, int width, int height);
 
-/* Each installs an output callback and its context; NULL removes it.
+/* Each installs an output callback, fn, and its context; a NULL fn removes it.
  * Returns: the callback that was set before (its context is not returned). */
 VARNO_API prompt_print_fn prompt_set_print_callback(prompt_s *p, prompt_print_fn fn, void *ctx);
 VARNO_API prompt_flush_fn prompt_set_flush_callback(prompt_s *p, prompt_flush_fn fn, void *ctx);
 VARNO_API prompt_putc_fn prompt_set_putc_callback(prompt_s *p, prompt_putc_fn fn, void *ctx);
 
-/* Sets who receives text: string_fn whole runs of keys, unfiltered; without one,
- * char_fn single printable keys. Either may be NULL; with neither, text is dropped.
+/* Sets who receives text: string_fn, with string_ctx, whole runs of keys, unfiltered;
+ * without one char_fn, with char_ctx, single printable keys. Either may be NULL; with
+ * neither, text is dropped.
  * Returns: 0. */
 VARNO_API int prompt_bind_insert(prompt_s *p, prompt_insert_fn char_fn, void *char_ctx,
                                  prompt_insert_fn string_fn, void *string_ctx);
 
-/* Registers a named command; the name is copied. Register each name once: a name
- * that is already registered gets the new callback and context, but its record is
- * pushed at the head of the list again without being unlinked from where it
- * stood, so the list is then a ring: a look-up of an unknown name never ends, and the
- * prompt cannot be freed.
+/* Registers a command under invoke_name, which is copied. Register each name once: a
+ * name that is already registered gets the new callback and context, but its record
+ * is pushed at the head of the list again without being unlinked from where it stood,
+ * so the list is then a ring: a look-up of an unknown name never ends, and the prompt
+ * cannot be freed.
  * Returns: 0; -1 without memory, and for "insert-string" and "insert-character":
  *          text goes through the insert binding only. */
 VARNO_API int prompt_bind_command(prompt_s *p, const char *invoke_name, prompt_command_fn callback,
                                   void *context);
 
 /* Looks a command up by its name, the newest first.
- * Returns: the command registered under the name, NULL if there is none. */
+ * Returns: the command registered under invoke_name, NULL if there is none. */
 VARNO_API prompt_command_s *prompt_get_command(prompt_s *p, const char *invoke_name);
 
-/* Binds the sequence keys[0..nkeys), 1 to 32 keys, to a registered command.
- * No sequence may begin with another: whichever is bound second is refused.
+/* Binds the sequence keys[0..nkeys), 1 to 32 keys, to the command registered as
+ * invoke_name. No sequence may begin with another: whichever is bound second is
+ * refused.
  * Requires: this very sequence is not bound yet.
  * Returns:  0; -1 for an unknown command, a sequence that the trie refuses, or
  *           without memory: what was bound before stays bound. */
@@ -263,8 +270,8 @@ VARNO_API void prompt_init_commands(prompt_s *p);
  * Marks:    dirty for text; nothing for a command, which marks what it changes. */
 VARNO_API int prompt_consume(prompt_s *p, const mkey_t *keys, int nkeys);
 
-/* Delivers keys as text: in one unfiltered call if a string-insert callback is
- * bound, else one by one as prompt_insert_char does.
+/* Delivers keys[0..nkeys) as text: in one unfiltered call if a string-insert callback
+ * is bound, else one by one as prompt_insert_char does.
  * Requires: at least one key.
  * Marks:    dirty when something was delivered. */
 VARNO_API void prompt_insert_string(prompt_s *p, const mkey_t *keys, int nkeys);
@@ -299,7 +306,7 @@ VARNO_API int prompt_is_full(prompt_s *p);
 VARNO_API int pstate_cursor_is_at_end(pstate *ps);
 VARNO_API int prompt_cursor_is_at_end(prompt_s *p);
 
-/* Adds a character after the last one; the cursor keeps its index.
+/* Adds the character c after the last one; the cursor keeps its index.
  * Requires: the line is not full. */
 VARNO_API void pstate_append_character(pstate *ps, char c);
 VARNO_API void prompt_append_character(prompt_s *p, char c);
@@ -344,13 +351,13 @@ VARNO_API void prompt_backspace(prompt_s *p, int number);
 VARNO_API void pstate_clear_command(pstate *ps);
 VARNO_API void prompt_clear_command(prompt_s *p);
 
-/* Inserts a character at an index; the cursor keeps its index.
+/* Inserts the character c at the index location; the cursor keeps its own.
  * Requires: 0 <= location <= buf_used; the line is not full. */
 VARNO_API void pstate_insert_character(pstate *ps, int location, char c);
 VARNO_API void prompt_insert_character(prompt_s *p, int location, char c);
 
-/* Inserts a character at the cursor, which moves past it. A full line ignores
- * it: nothing changes, nothing is marked. */
+/* Inserts the character c at the cursor, which moves past it. A full line ignores it:
+ * nothing changes, nothing is marked. */
 VARNO_API void pstate_insert_char_at_cursor(pstate *ps, char c);
 VARNO_API void prompt_insert_char_at_cursor(prompt_s *p, char c);
 
@@ -412,11 +419,13 @@ VARNO_API void prompt_contextual_fwd(prompt_s *p);
 VARNO_API int prompt_token_extract(prompt_s *p, int start, char *out_token, int token_len,
                                    int *out_token_len);
 
-/* Copies the edit state and the flags out. */
+/* Copies the edit state to *snapshot_ps, and the flags, PROMPT_FLAG_ bits, to
+ * *snapshot_ps_dirt. */
 VARNO_API void prompt_snapshot(prompt_s *p, pstate *snapshot_ps, uint32_t *snapshot_ps_dirt);
 
-/* Puts them back. The flags word is replaced outright: a flag raised in between is
- * lost unless the caller merges it. display_offset is not part of a snapshot. */
+/* Puts snapshot_ps and the flags dirt back. The flags word is replaced outright: a
+ * flag raised in between is lost unless the caller merges it. display_offset is not
+ * part of a snapshot. */
 VARNO_API void prompt_snapshot_restore(prompt_s *p, const pstate *snapshot_ps, uint32_t dirt);
 
 /* A command that prints calls prompt_start_output, writes, and then calls
@@ -535,13 +544,14 @@ VARNO_API int prompt_history_add(prompt_s *p, int check_dups);
 VARNO_API void prompt_history_previous(prompt_s *p, int restore_cursor);
 
 /* Loads the next newer line; does nothing at the newest or when not browsing.
+ * restore_cursor is as in prompt_history_previous.
  * Marks: dirty when a line was loaded. */
 VARNO_API void prompt_history_next(prompt_s *p, int restore_cursor);
 
 /* Ends browsing: the next prompt_history_previous loads the newest line. */
 VARNO_API void prompt_history_reset_state(prompt_s *p);
 
-/* Loads an entry into the line.
+/* Loads the entry t into the line; restore_cursor is as in prompt_history_previous.
  * Requires: its line has at most 255 characters.
  * Marks:    dirty. */
 VARNO_API void prompt_history_set_prompt(prompt_s *p, prompt_history_s *t, int restore_cursor);
@@ -619,9 +629,9 @@ VARNO_BUILTIN(complete); /* "complete-token": accepted, does nothing */
 VARNO_BUILTIN(execute);
 #undef VARNO_BUILTIN
 
-/* The insert binding's routines. The first inserts one key at the cursor, whatever
- * its value; the second the printable ones of a run that are no virtual keys, and
- * none unless a character-insert callback is bound.
+/* The insert binding's routines, for the keys buf[0..buflen). The first inserts one
+ * key at the cursor, whatever its value; the second the printable ones of a run that
+ * are no virtual keys, and none unless a character-insert callback is bound.
  * Requires: invoked is "insert-character"; one key, or at least one.
  * Returns:  0. */
 VARNO_API int p_builtin_insert_char_cb(prompt_s *p, pstate *ps, const char *invoked, void *ctx,

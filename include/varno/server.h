@@ -76,10 +76,11 @@ typedef void (*server_turn_fn)(server_s *server, void *user, tsession_s *s);
 /* A thread is about to end; its sessions are freed. */
 typedef void (*server_thread_fn)(server_s *server, void *user);
 
-/* Something for a client's thread to do; s is NULL when the client has gone. */
+/* Something for a client's thread to do; s is NULL when the client has gone. ctx is
+ * that of server_post. */
 typedef void (*server_task_fn)(server_s *server, tsession_s *s, void *ctx);
 
-/* A signal has come; on the thread that is in server_run. */
+/* The signal signum has come; on the thread that is in server_run. */
 typedef void (*server_signal_fn)(server_s *server, void *user, int signum);
 
 /* How a server is to be. Start from SERVER_CONFIG_INIT: 0 is every member's default. */
@@ -144,12 +145,14 @@ VARNO_API uint64_t server_least_descriptors(uint32_t threads);
  * errno: EINVAL when the address is not numeric, else what the system says. */
 VARNO_API int server_listen_tcp(server_s *server, const char *address, uint16_t port);
 
-/* Listens on a Unix socket with these permissions, in the place of one that nobody
- * listens on any more. The file is removed when the server ends. Returns: 0; -1 with
- * errno. */
+/* Listens on a Unix socket at this path, with mode as its permissions (0660), in the
+ * place of one that nobody listens on any more. The file is removed when the server
+ * ends.
+ * Returns: 0; -1 with errno. */
 VARNO_API int server_listen_unix(server_s *server, const char *path, uint32_t mode);
 
-/* Takes over a socket that listens already. Returns: 0; -1 with errno: it stays open. */
+/* Takes over fd, a socket that listens already. Returns: 0; -1 with errno: it stays
+ * open. */
 VARNO_API int server_listen_fd(server_s *server, int fd);
 
 /* Takes over what a service manager has opened for this process (LISTEN_FDS and LISTEN_PID
@@ -158,8 +161,9 @@ VARNO_API int server_listen_fd(server_s *server, int fd);
  * Returns: how many; 0 when there are none; -1 with errno. */
 VARNO_API int server_listen_inherited(server_s *server);
 
-/* Serves one client on these descriptors, sockets or pipes, which may be one, and takes
- * them over. Returns: 0; -1 with errno: they stay open. */
+/* Serves one client on the descriptors input, which is read, and output, which is
+ * written: sockets or pipes, which may be one. It takes them over. Returns: 0; -1
+ * with errno: they stay open. */
 VARNO_API int server_serve(server_s *server, int input, int output);
 
 /* Keeps sessions for an address, numeric or "local": so many are let in from there
@@ -176,12 +180,13 @@ VARNO_API int server_reserve(server_s *server, const char *address, uint32_t ses
  * Returns: 0; -1 with errno EINVAL for another text, or ENOMEM. */
 VARNO_API int server_trust_proxy(server_s *server, const char *address);
 
-/* Tells the service manager how the process is: "READY=1", "STOPPING=1" (sd_notify(3)).
+/* Tells the service manager the state of the process: "READY=1", "STOPPING=1"
+ * (sd_notify(3)).
  * Returns: 1; 0 when nobody wants to know (NOTIFY_SOCKET); -1 with errno. */
 VARNO_API int server_notify(const char *state);
 
-/* Has a callback run for a signal; NULL: the server stops. Before server_run. Returns: 0;
- * -1 with errno. */
+/* Has act run for the signal signum, SIGTERM for one; NULL: the server stops. Before
+ * server_run. Returns: 0; -1 with errno. */
 VARNO_API int server_on_signal(server_s *server, int signum, server_signal_fn act);
 
 /* Serves until server_stop, or, without any place to listen, until the last client has
@@ -195,13 +200,14 @@ VARNO_API void server_stop(server_s *server, const char *text);
 /* Shows a text to every user; control characters as "?". Returns: 0; -1 without memory. */
 VARNO_API int server_tell_all(server_s *server, const char *text);
 
-/* Has task run on a client's thread, once, in the order of the calls; where the client has
- * gone, or goes first, its session is NULL.
+/* Has task(..., ctx) run on the thread of the client of that number, once, in the
+ * order of the calls; where the client has gone, or goes first, its session is NULL.
  * Returns: 0; -1 when the server has ended, or without memory: task does not run. */
 VARNO_API int server_post(server_s *server, uint64_t client, server_task_fn task, void *ctx);
 
-/* The same after so many milliseconds; on the session's own thread alone. When the session
- * ends before that, task runs then, without one.
+/* The same after so many milliseconds, for the client whose session is s; on its own
+ * thread alone. When the session ends before that, task(..., ctx) runs then, without
+ * one.
  * Returns: 0; -1 when s is no session of a server, or without memory. */
 VARNO_API int server_post_later(tsession_s *s, uint32_t milliseconds, server_task_fn task,
                                 void *ctx);
@@ -209,7 +215,7 @@ VARNO_API int server_post_later(tsession_s *s, uint32_t milliseconds, server_tas
 /* Returns: whose session it is, on its own thread; NULL when it is no server's. */
 VARNO_API const server_client_s *server_client(const tsession_s *s);
 
-/* Fills in what there is room for. */
+/* Fills in what figures->size says that there is room for. */
 VARNO_API void server_get_figures(server_s *server, server_figures_s *figures);
 
 #ifdef __cplusplus

@@ -19,8 +19,9 @@
  *      stroker_consume_timedout, which makes plain keys of them. A lone ESC so
  *      becomes the ESC key after the escape delay.
  *
- * A decoder is used by one thread; its callback runs on that thread, inside the
- * consuming call, and must not free the decoder.
+ * ctx is the decoder, user what the host has given with its callback. A decoder is
+ * used by one thread; its callback runs on that thread, inside the consuming call,
+ * and must not free the decoder.
  *
  * Every call requires its decoder not to be NULL. What "Requires" says is checked;
  * docs/assertions.md has the reported texts. */
@@ -53,8 +54,8 @@ VARNO_API stroker_s *stroker_create_context(void);
  * depend on nothing but the terminal type. */
 VARNO_API void stroker_free_context(stroker_s *ctx);
 
-/* Sets the receiver of keys. Until then keys are dropped, their bytes count as
- * used all the same.
+/* Sets the receiver of keys, fn with its user pointer. Until then keys are dropped,
+ * their bytes count as used all the same.
  * Requires: a receiver. */
 VARNO_API void stroker_set_callback_chars(stroker_s *ctx, stroker_chars_fn fn, void *user);
 
@@ -79,7 +80,7 @@ VARNO_API void stroker_set_escape_delay(stroker_s *ctx, struct timeval *t);
 VARNO_API int32_t stroker_bind_sequence_to_vkeys(stroker_s *ctx, const char *seq,
                                                  const mkey_t *vkeys, int vkeys_len);
 
-/* As stroker_bind_sequence_to_vkeys, for a single key. */
+/* As stroker_bind_sequence_to_vkeys, for the text seq and the single key vkey. */
 VARNO_API int32_t stroker_bind_sequence_to_vkey(stroker_s *ctx, const char *seq, mkey_t vkey);
 
 /* Makes the bindings fast to search. Called when all are made; a later binding
@@ -101,7 +102,7 @@ VARNO_API int stroker_bindings_prepare(stroker_s *ctx);
 VARNO_API int32_t stroker_consume(stroker_s *ctx, const unsigned char *buf, int32_t buflen,
                                   struct timeval *out_timeout);
 
-/* Delivers kept bytes as plain keys, whatever is bound.
+/* Delivers the kept bytes buf[0..buflen) as plain keys, whatever is bound.
  * Requires: 1 to 2048 bytes.
  * Returns:  buflen.
  * Calls:    the receiver of keys once. */

@@ -7,9 +7,9 @@
  * answers nothing by itself: the only bytes this side has to send are those of
  * telnet_make_options, which the host writes to the connection.
  *
- * The host owns the context; one context serves one connection, on one thread.
- * Nothing is kept between calls but the callbacks: a command that a read has cut
- * off stays with the host, which presents it again with the bytes that follow.
+ * The host owns the context, ctx; one context serves one connection, on one thread.
+ * Nothing is kept between calls but the callbacks: a command that a read has cut off
+ * stays with the host, which presents it again with the bytes that follow.
  *
  * Every callback receives the context first and the user pointer installed with
  * it second; an empty callback is skipped. The trace callback alone must be
@@ -56,7 +56,8 @@ typedef int (*telnet_data_fn)(telparser_s *ctx, void *user, const unsigned char 
 /* Receives one message of at most 255 characters; the text lives for the call. */
 typedef void (*telnet_trace_fn)(telparser_s *ctx, void *user, const char *text);
 
-/* Receives the client's window, 0..65535 columns and rows; 0 means unknown. */
+/* Receives the client's window, its width in columns and its height in rows,
+ * 0..65535; 0 means unknown. */
 typedef void (*telnet_naws_fn)(telparser_s *ctx, void *user, int width, int height);
 
 /* Receives the client's terminal type in lower case: name[0..len), 1..40 bytes
@@ -98,7 +99,7 @@ VARNO_API telparser_s *telnet_create_context(void);
 /* Releases a context; NULL is allowed. */
 VARNO_API void telnet_free_context(telparser_s *ctx);
 
-/* Each stores a callback and its user pointer, NULL for none. */
+/* Each stores a callback, fn, and its user pointer; a NULL fn is none. */
 VARNO_API void telnet_set_callback_recv(telparser_s *ctx, telnet_data_fn fn, void *user);
 VARNO_API void telnet_set_callback_send(telparser_s *ctx, telnet_data_fn fn, void *user);
 VARNO_API void telnet_set_callback_trace(telparser_s *ctx, telnet_trace_fn fn, void *user);
@@ -115,7 +116,7 @@ VARNO_API void telnet_set_callback_brk(telparser_s *ctx, telnet_brk_fn fn, void 
  * Calls:    trace once. */
 VARNO_API const unsigned char *telnet_make_options(telparser_s *ctx, int32_t *out_len);
 
-/* Traces a printf-like message; what exceeds 255 characters is cut.
+/* Traces a message of a printf-like format; what exceeds 255 characters is cut.
  * Requires: a context with a trace callback.
  * Calls:    trace once. */
 VARNO_API void telnet_trace(telparser_s *ctx, const char *format, ...) VARNO_PRINTF(2, 3);

@@ -89,7 +89,7 @@ struct tsession_event_s {
     const char *text;      /* of TSESSION_TERMINAL and TSESSION_FAULT, for the call; else NULL */
 };
 
-/* Receives bytes for the terminal; they live for the call. */
+/* Receives bytes[0..count) for the terminal; they live for the call. */
 typedef void (*tsession_output_fn)(tsession_s *s, void *user, const char *bytes, size_t count);
 
 /* Receives a line to execute. With a parse graph the session has matched it: action
@@ -100,8 +100,8 @@ typedef void (*tsession_output_fn)(tsession_s *s, void *user, const char *bytes,
 typedef void (*tsession_line_fn)(tsession_s *s, void *user, const char *line,
                                  const cli_pnode_s *action, cli_pmatch_s *matches);
 
-/* Hears of a line that is refused, before what is wrong with it is written: tsession_history_amend
- * may be about it. */
+/* Hears of a line that is refused, and of the error, before what is wrong with it is
+ * written: tsession_history_amend may be about it. */
 typedef void (*tsession_refused_fn)(tsession_s *s, void *user, const char *line,
                                     const cli_assist_error_s *error);
 
@@ -122,10 +122,11 @@ enum {
 typedef int (*tsession_produce_fn)(tsession_s *s, void *user, void *ctx, int is_cancelled);
 
 /* Receives the answer to a question, terminated, for the call; NULL when it was
- * cancelled by Ctrl-C, a close or a fault. */
+ * cancelled by Ctrl-C, a close or a fault. ctx is what came with the question. */
 typedef void (*tsession_answer_fn)(tsession_s *s, void *user, void *ctx, const char *answer);
 
-/* Receives the key that answers a question, 32..126 or 13; -1 when it was cancelled. */
+/* Receives the key that answers a question, 32..126 or 13; -1 when it was cancelled.
+ * ctx is what came with the question. */
 typedef void (*tsession_key_fn)(tsession_s *s, void *user, void *ctx, int key);
 
 /* Receives a key of the line that nothing is bound to and that is no text: a control
@@ -189,18 +190,19 @@ struct tsession_config_s {
  * Owns:    the caller and each session that uses it hold it; it goes with the last. */
 VARNO_API tsession_shared_s *tsession_shared_create(void);
 
-/* Drops the caller's hold; NULL is allowed. */
+/* Drops the caller's hold of shared; NULL is allowed. */
 VARNO_API void tsession_shared_free(tsession_shared_s *shared);
 
 /* For the platform's assertion service: a process that wants a failed assertion to
  * end only the session it happened in installs this once, on the default platform
  * with assert_set_handler(tsession_assertion_handler, NULL). It does not return when
- * the assertion failed inside a session that catches it, and returns otherwise.
- * It leaves by an exception, through every frame between the assertion and the session's
- * call, those of callbacks included: each has to be one that can be unwound, of C++, or of
- * C with -fexceptions where the platform's default has no unwind tables. Frames of Go, Rust
- * or CPython cannot: a program with callbacks in them sets leave_assertions, and a failed
- * assertion ends the process. */
+ * the assertion failed inside a session that catches it, and returns otherwise. The
+ * session's event has condition, source and line; ctx is not looked at. It leaves by
+ * an exception, through every frame between the assertion and the session's call,
+ * those of callbacks included: each has to be one that can be unwound, of C++, or of
+ * C with -fexceptions where the platform's default has no unwind tables. Frames of
+ * Go, Rust or CPython cannot: a program with callbacks in them sets leave_assertions,
+ * and a failed assertion ends the process. */
 VARNO_API void tsession_assertion_handler(void *ctx, const char *condition, const char *source,
                                           int line);
 
@@ -222,10 +224,10 @@ VARNO_API void tsession_free(tsession_s *s);
  * when it sends anything else, or when the wait has run out (tsession_wait). */
 VARNO_API void tsession_start(tsession_s *s);
 
-/* Takes what came from the terminal: any bytes, any split; all of it, what cannot be
- * done in this call is kept. Enter is CR, LF, CR LF or CR NUL. A host that does not ask
- * tsession_wants_input, until 64 KiB are kept, has the session ended (TSESSION_OVERFLOW).
- * A closed session ignores input. */
+/* Takes what came from the terminal, bytes[0..count): any bytes, any split; all of
+ * it, what cannot be done in this call is kept. Enter is CR, LF, CR LF or CR NUL. A
+ * host that does not ask tsession_wants_input, until 64 KiB are kept, has the session
+ * ended (TSESSION_OVERFLOW). A closed session ignores input. */
 VARNO_API void tsession_input(tsession_s *s, const void *bytes, size_t count);
 
 /* Returns: 0 while the host is to stop reading from the client, because 4 KiB of input
@@ -233,9 +235,10 @@ VARNO_API void tsession_input(tsession_s *s, const void *bytes, size_t count);
 VARNO_API int tsession_wants_input(const tsession_s *s);
 
 /* Returns: how long the host is to wait for input before it calls tsession_time_out:
- *          0 while there is work that waits only for the caller (input that is kept, a
- *          long output that has more), some milliseconds while an escape sequence has
- *          begun or a telnet client has not answered the negotiation, -1 for ever. Ask after every call on the session. */
+ *          0 while there is work that waits only for the caller (input that is kept,
+ *          a long output that has more), some milliseconds while an escape sequence
+ *          has begun or a telnet client has not answered the negotiation, -1 for
+ *          ever. Ask after every call on the session. */
 VARNO_API int32_t tsession_wait(const tsession_s *s);
 
 /* Does one step of the work that waits; without any, the wait has run out: a lone ESC is
@@ -246,7 +249,7 @@ VARNO_API void tsession_time_out(tsession_s *s);
  * the command's output; at any other time a message: it appears on rows of its own
  * above the line being edited, which is then drawn again intact. */
 
-/* Writes bytes as they are, escape sequences included. */
+/* Writes bytes[0..count) as they are, escape sequences included. */
 VARNO_API void tsession_write(tsession_s *s, const char *bytes, size_t count);
 
 /* Writes a text that did not come from a constant: characters of UTF-8 pass, control
@@ -266,18 +269,19 @@ VARNO_API char *tsession_clean(char *clean, size_t capacity, const char *text);
  *          they take, and may be NULL. */
 VARNO_API size_t tsession_fit(const char *text, int32_t columns, int32_t *out_columns);
 
-/* Formats as printf does, then writes as tsession_write; without memory for more, the
- * first 1023 bytes. */
+/* Formats as printf does with format (and arguments), then writes as tsession_write;
+ * without memory for more, the first 1023 bytes. */
 VARNO_API void tsession_print(tsession_s *s, const char *format, ...) VARNO_PRINTF(2, 3);
 VARNO_API void tsession_vprint(tsession_s *s, const char *format, va_list arguments)
     VARNO_PRINTF(2, 0);
 
-/* Starts a long output: produce is called for rows as long as the screen has room, up
- * to about 32 KiB a call. A full screen asks for a key: space shows the next page, Enter
- * the next row, q or Ctrl-C end the output, ? says which keys there are; any other key,
- * or a paste, ends the output and begins the next line. What fits the screen asks
- * nothing. The prompt comes back at the end. An output that only rests, for want of a
- * reader or of rows, asks nobody for a key: what is typed is kept.
+/* Starts a long output: produce(..., ctx, 0) is called for rows as long as the screen
+ * has room, up to about 32 KiB a call. A full screen asks for a key: space shows the
+ * next page, Enter the next row, q or Ctrl-C end the output, ? says which keys there
+ * are; any other key, or a paste, ends the output and begins the next line. What fits
+ * the screen asks nothing. The prompt comes back at the end. An output that only
+ * rests, for want of a reader or of rows, asks nobody for a key: what is typed is
+ * kept.
  * Returns: 0; -1 when one runs already or the session is closed. */
 VARNO_API int tsession_page(tsession_s *s, tsession_produce_fn produce, void *ctx);
 
@@ -285,30 +289,32 @@ VARNO_API int tsession_page(tsession_s *s, tsession_produce_fn produce, void *ct
  * 0. May be called at any time, by the producer too. */
 VARNO_API void tsession_wake(tsession_s *s);
 
-/* Says whether the host can take more output. While it cannot, a long output rests, and
- * input is kept; tsession_wait is 0 when it can again and there is more to do. It can at
- * first. */
+/* Says whether the host can take more output: is_writable is 0 while it cannot. A
+ * long output then rests, and input is kept; tsession_wait is 0 when it can again and
+ * there is more to do. It can at first. */
 VARNO_API void tsession_set_writable(tsession_s *s, int is_writable);
 
 /* Returns: not 0 while a long output rests or input is kept. */
 VARNO_API int tsession_has_more(const tsession_s *s);
 
-/* Asks for a line of up to 127 characters, which is not kept in the history, and not
- * shown if is_secret is not 0. Backspace, Ctrl-U, Enter and Ctrl-C work. A longer answer
- * is refused, and asked for again. A question wider than the screen takes several rows.
+/* Asks for a line of up to 127 characters, which answer(..., ctx, ...) gets. It is
+ * not kept in the history, and not shown if is_secret is not 0. Backspace, Ctrl-U,
+ * Enter and Ctrl-C work. A longer answer is refused, and asked for again. A question
+ * wider than the screen takes several rows.
  * Returns: 0; -1 when a question or a long output runs already, or closed, or without
  *          memory, and in a batch. */
 VARNO_API int tsession_ask(tsession_s *s, const char *question, int is_secret,
                            tsession_answer_fn answer, void *ctx);
 
-/* Asks for one key. A paste is none: it cancels the question and begins the next line.
+/* Asks for one key, which answer(..., ctx, ...) gets. A paste is none: it cancels the
+ * question and begins the next line.
  * Returns: as tsession_ask. */
 VARNO_API int tsession_ask_key(tsession_s *s, const char *question, tsession_key_fn answer,
                                void *ctx);
 
-/* Changes. Sizes are clamped as in the configuration, a zero is 80 columns or 24 rows;
- * a NULL prompt is "> ", an unknown terminal type vt100; paging changes with the next
- * long output. */
+/* Changes. columns and rows are clamped as in the configuration, a zero is 80 columns
+ * or 24 rows; a NULL prompt is "> ", an unknown terminal_type vt100; is_paged, 0 or
+ * not, counts from the next long output on. */
 VARNO_API void tsession_set_prompt(tsession_s *s, const char *prompt);
 VARNO_API void tsession_resize(tsession_s *s, int32_t columns, int32_t rows);
 VARNO_API void tsession_set_terminal(tsession_s *s, const char *terminal_type);
@@ -363,15 +369,16 @@ VARNO_API int tsession_is_running_line(const tsession_s *s);
 /* Forgets all lines. */
 VARNO_API void tsession_history_clear(tsession_s *s);
 
-/* How many are remembered from now on, as in the configuration. */
+/* Remembers up to limit lines from now on: as history_limit of the configuration. */
 VARNO_API void tsession_history_set_limit(tsession_s *s, int32_t limit);
 
-/* Receives a remembered line, numbered from 1; terminated, for the call. */
+/* Receives a remembered line, terminated, for the call, and its number, 1 for the
+ * oldest; ctx is that of tsession_history. */
 typedef void (*tsession_history_fn)(tsession_s *s, void *user, void *ctx, int32_t number,
                                     const char *line);
 
-/* Calls entry for each remembered line, oldest first; entry neither gives this session
- * input nor changes its history. */
+/* Calls entry(..., ctx, ...) for each remembered line, oldest first; entry neither
+ * gives this session input nor changes its history. */
 VARNO_API void tsession_history(tsession_s *s, tsession_history_fn entry, void *ctx);
 
 #ifdef __cplusplus
