@@ -18,6 +18,9 @@
 #include <string_view>
 
 #include <gtest/gtest.h>
+#include <net/if.h>
+#include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -410,6 +413,94 @@ TEST_F(TtyHost, APingIsAnsweredRowByRowAndCtrlCEndsIt)
     EXPECT_TRUE(guest.shows("varno> ping 127.0.0.1 interval 60\nrequest 1: "));
     guest.type("\003");
     EXPECT_TRUE(guest.shows_line("varno> |"));
+}
+
+// Asking other hosts
+
+bool write_file(const char *path, const std::string &text)
+{
+    std::ofstream file(path);
+    file << text << std::flush;
+    return file.good();
+}
+
+// This process is alone with a loopback of its own, as root of nothing else; nobody may send
+// echo requests there, or it may. Returns: false where the system allows no such thing.
+bool enter_own_network(bool may_send_echoes)
+{
+    const std::string user = "0 " + std::to_string(getuid()) + " 1";
+    const std::string group = "0 " + std::to_string(getgid()) + " 1";
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0)
+        return false;
+    ifreq up = {};
+    std::strcpy(up.ifr_name, "lo");
+    up.ifr_flags = IFF_UP;
+    const int any = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool is_up = ioctl(any, SIOCSIFFLAGS, &up) == 0;
+    close(any);
+    return write_file("/proc/self/setgroups", "deny") && write_file("/proc/self/uid_map", user) &&
+           write_file("/proc/self/gid_map", group) && is_up &&
+           (!may_send_echoes || write_file("/proc/sys/net/ipv4/ping_group_range", "0 0"));
+}
+
+bool has_own_networks()
+{
+    const pid_t pid = fork();
+    if (pid == 0)
+        _exit(enter_own_network(true) ? 0 : 1);
+    int status = -1;
+    waitpid(pid, &status, 0);
+    return status == 0;
+}
+
+struct Way {
+    bool may_send_echoes;
+    const char *answer; // to a request to 127.0.0.1, and to one to ::1
+    const char *v6_answer;
+};
+
+// clang-format off
+constexpr Way ways[] = {
+    {true,  "1400 bytes from 127.0.0.1 in ",               "1400 bytes from ::1 in "},
+    {false, "127.0.0.1 has answered a connection in ", "::1 has answered a connection in "},
+};
+// clang-format on
+
+TEST(TtyHostPing, SendsEchoRequestsWhereItMayAndElseConnects)
+{
+    if (!has_own_networks())
+        GTEST_SKIP() << "no networks of one's own here";
+    for (const Way &way : ways) {
+        Guest guest(24, 80,
+                    [&way] { return enter_own_network(way.may_send_echoes) ? run_host() : 1; });
+        ASSERT_TRUE(guest.shows_line("varno> |"));
+        guest.type("ping 127.0.0.1 count 2 size 1400\r");
+        EXPECT_TRUE(guest.shows(std::string("\nrequest 1: ") + way.answer));
+        EXPECT_TRUE(guest.shows(std::string("\nrequest 2: ") + way.answer));
+        EXPECT_TRUE(guest.shows("\n2 requests, 2 answers, "));
+        guest.type("ping ::1 count 1 size 1400\r");
+        EXPECT_TRUE(guest.shows(std::string("\nrequest 1: ") + way.v6_answer));
+        EXPECT_TRUE(guest.shows("\n1 requests, 1 answers, "));
+        guest.type("ping 127.0.0.1 count 1 size 65507 quiet\r");
+        EXPECT_TRUE(guest.shows(" quiet\n1 requests, 1 answers, "));
+        guest.type("ping 192.0.2.1 count 1\r");
+        EXPECT_TRUE(guest.shows("\nrequest 1: network is unreachable\n"
+                                "% 192.0.2.1 does not answer\n"));
+    }
+}
+
+TEST(TtyHostPing, AHostThatIsSilentDoesNotAnswer)
+{
+    if (!has_own_networks())
+        GTEST_SKIP() << "no networks of one's own here";
+    Guest guest(24, 80, [] {
+        const bool is_silent =
+            enter_own_network(true) && write_file("/proc/sys/net/ipv4/icmp_echo_ignore_all", "1");
+        return is_silent ? run_host() : 1;
+    });
+    ASSERT_TRUE(guest.shows_line("varno> |"));
+    guest.type("ping 127.0.0.1 count 1\r");
+    EXPECT_TRUE(guest.shows("\nrequest 1: no answer\n% 127.0.0.1 does not answer\n"));
 }
 
 // Pastes

@@ -277,6 +277,8 @@ class Reader {
     /* "[no] " or "[no|default] ", with blanks around the words. */
     constexpr void read_negation()
     {
+        if (next() != '[')
+            return;
         const int back = at_;
         int words[2] = {};
         int count = 0;
@@ -284,7 +286,7 @@ class Reader {
             at_++;
             skip_blanks();
             words[count] = at_;
-            if (syntax_[back] != '[' || !is_next(count == 0 ? "no" : "default"))
+            if (!is_next(count == 0 ? "no" : "default"))
                 break;
             at_ += count == 0 ? 2 : 7;
             skip_blanks();
