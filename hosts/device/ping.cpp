@@ -1,6 +1,5 @@
-// Echo requests (ICMP, by sockets that need no privilege) or, where the system does not
-// allow these, connections that are timed. All of them are one thread's, on its loop: a
-// session's thread never waits for a name or a host.
+// "ping": requests to a host, one after the other. Those of all sessions are one thread's, on
+// its loop: a session's thread never waits for a name or a host.
 
 #include "ping.h"
 
@@ -8,25 +7,20 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
+#include <list>
 #include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
 
-#include <netdb.h>
-#include <netinet/icmp6.h>
-#include <netinet/in.h>
-#include <netinet/ip_icmp.h>
-#include <unistd.h>
 #include <uv.h>
 
 #include "commands.h"
+#include "probe.h"
 
 namespace device {
 namespace {
 
-constexpr uint16_t echo_port = 7; // whether it answers or refuses, the host is there
 constexpr uint64_t longest_wait_ms = 1000;
 
 // What the command and the thread share.
@@ -53,50 +47,196 @@ void conclude(Request &request, const std::string &result, bool has_failed)
     request.wake();
 }
 
-// One of them, as the thread has it. It frees itself.
+// Takes a run off the thread's list, once nothing of it is open.
+void release(const class Run &run);
+
+// One of them, as the thread has it.
 class Run {
   public:
-    // Begins. Nothing may be thrown through the loop: every way in goes by enter.
-    static void begin(uv_loop_t &loop, const std::shared_ptr<Request> &request);
-    // Ends without a word. Those that are left close their handles first.
-    void end();
-    bool is_cancelled() const;
+    Run(uv_loop_t &loop, std::shared_ptr<Request> request)
+        : loop_(loop), request_(std::move(request))
+    {}
+
+    void begin()
+    {
+        uv_timer_init(&loop_, &timer_);
+        timer_.data = look_up_.data = this;
+        open_ = 1;
+        enter([this] { look_up(); });
+    }
+
+    // Without a word. What is still open closes on the loop, then the run is released.
+    void end()
+    {
+        if (std::exchange(is_ended_, true))
+            return;
+        give_up_request();
+        uv_cancel(reinterpret_cast<uv_req_t *>(&look_up_)); // where it cannot be, it is waited for
+        uv_close(reinterpret_cast<uv_handle_t *>(&timer_),
+                 [](uv_handle_t *timer) { static_cast<Run *>(timer->data)->note_closed(); });
+    }
+
+    bool is_cancelled() const
+    {
+        const std::lock_guard lock(request_->mutex);
+        return request_->is_cancelled;
+    }
 
   private:
-    Run(uv_loop_t &loop, std::shared_ptr<Request> request);
-
+    // Nothing may be thrown through the loop: every way in goes by this.
     template <typename Act>
-    void enter(const Act &act);
-    void look_up();
-    void on_found(int status, const addrinfo *found);
-    void on_time();
-    void send_request();
-    bool send_echo();
-    bool start_connection();
-    void wait_for(int events);
-    void on_ready();
-    bool has_echo();
-    void note_answer();
-    void note_error(int error);
-    void close_socket();
-    void add_row(const char *format, ...) VARNO_PRINTF(2, 3);
-    void finish(const std::string &result, bool has_failed);
-    void free_when_closed();
+    void enter(const Act &act)
+    {
+        if (is_ended_)
+            return;
+        try {
+            act();
+        } catch (const std::bad_alloc &) {
+            finish("Out of memory", true); // which takes none
+        }
+    }
+
+    void note_closed()
+    {
+        if (--open_ == 0)
+            release(*this);
+    }
+
+    void look_up()
+    {
+        addrinfo hints = {};
+        hints.ai_socktype = SOCK_STREAM;
+        const auto on_found = [](uv_getaddrinfo_t *look_up, int status, addrinfo *found) {
+            Run &run = *static_cast<Run *>(look_up->data);
+            run.enter([&] { run.take_address(status, found); });
+            uv_freeaddrinfo(found);
+            run.note_closed();
+        };
+        const char *host = request_->host.c_str();
+        if (const int error = uv_getaddrinfo(&loop_, &look_up_, on_found, host, nullptr, &hints))
+            return finish(uv_strerror(error), true);
+        open_++;
+    }
+
+    void take_address(int status, const addrinfo *found)
+    {
+        if (status != 0)
+            return finish(request_->host + ": " + uv_strerror(status), true);
+        probe_.aim(found->ai_addr, found->ai_addrlen);
+        send_request();
+    }
+
+    void send_request()
+    {
+        sent_++;
+        const auto on_timer = [](uv_timer_t *timer) {
+            Run &run = *static_cast<Run *>(timer->data);
+            run.enter([&run] { run.on_time(); });
+        };
+        const bool is_last = sent_ == request_->count;
+        const uint64_t wait_ms =
+            is_last ? longest_wait_ms : static_cast<uint64_t>(request_->seconds) * 1000;
+        uv_timer_start(&timer_, on_timer, wait_ms, 0);
+        sent_at_ = uv_hrtime();
+        const auto bytes = static_cast<size_t>(request_->bytes);
+        if (const int error = probe_.send(static_cast<uint16_t>(sent_), bytes))
+            return add_row("%s", uv_strerror(-error));
+        wait_for_answer();
+    }
+
+    void wait_for_answer()
+    {
+        poll_ = std::make_unique<uv_poll_t>().release();
+        const auto on_event = [](uv_poll_t *poll, int, int) {
+            Run &run = *static_cast<Run *>(poll->data);
+            run.enter([&run] { run.on_ready(); });
+        };
+        uv_poll_init(&loop_, poll_, probe_.socket());
+        poll_->data = this;
+        uv_poll_start(poll_, probe_.is_echo() ? UV_READABLE : UV_WRITABLE, on_event);
+    }
+
+    void on_ready()
+    {
+        const int error = probe_.answer();
+        if (error == EAGAIN)
+            return;
+        give_up_request();
+        if (error != 0)
+            return add_row("%s", uv_strerror(-error));
+        const double ms = static_cast<double>(uv_hrtime() - sent_at_) / 1e6;
+        shortest_ms_ = answered_ == 0 ? ms : std::min(shortest_ms_, ms);
+        longest_ms_ = std::max(longest_ms_, ms);
+        answered_++;
+        if (probe_.is_echo())
+            add_row("%lld bytes from %s in %.3f ms", static_cast<long long>(request_->bytes),
+                    probe_.name(), ms);
+        else
+            add_row("%s has answered a connection in %.3f ms", probe_.name(), ms);
+        if (sent_ == request_->count)
+            on_time();
+    }
+
+    // The time for an answer is over, or that between two requests.
+    void on_time()
+    {
+        if (probe_.is_waiting())
+            add_row("no answer");
+        give_up_request();
+        if (sent_ < request_->count)
+            return send_request();
+        char text[128 + NI_MAXHOST];
+        if (answered_ == 0)
+            std::snprintf(text, sizeof(text), "%s does not answer", probe_.name());
+        else
+            std::snprintf(text, sizeof(text), "%lld requests, %lld answers, %.3f to %.3f ms",
+                          static_cast<long long>(sent_), static_cast<long long>(answered_),
+                          shortest_ms_, longest_ms_);
+        finish(text, answered_ == 0);
+    }
+
+    // The loop lets go of the socket before it is closed.
+    void give_up_request()
+    {
+        if (uv_poll_t *poll = std::exchange(poll_, nullptr))
+            uv_close(reinterpret_cast<uv_handle_t *>(poll),
+                     [](uv_handle_t *closed) { delete reinterpret_cast<uv_poll_t *>(closed); });
+        probe_.give_up();
+    }
+
+    // What has become of the last request.
+    void add_row(const char *format, ...) VARNO_PRINTF(2, 3)
+    {
+        if (request_->is_quiet)
+            return;
+        char text[128 + NI_MAXHOST];
+        va_list values;
+        va_start(values, format);
+        std::vsnprintf(text, sizeof(text), format, values);
+        va_end(values);
+        {
+            const std::lock_guard lock(request_->mutex);
+            request_->rows.push_back("request " + std::to_string(sent_) + ": " + text);
+        }
+        request_->wake();
+    }
+
+    void finish(const std::string &result, bool has_failed)
+    {
+        conclude(*request_, result, has_failed);
+        end();
+    }
 
     uv_loop_t &loop_;
     const std::shared_ptr<Request> request_;
     uv_getaddrinfo_t look_up_ = {};
     uv_timer_t timer_ = {};
-    uv_poll_t *poll_ = nullptr; // frees itself
+    uv_poll_t *poll_ = nullptr; // while an answer is waited for; it frees itself
     int open_ = 0;              // of look_up_ and timer_
     bool is_ended_ = false;
 
-    sockaddr_storage address_ = {};
-    socklen_t address_len_ = 0;
-    char name_[NI_MAXHOST] = ""; // the address in digits
-    int socket_ = -1;            // while an answer is waited for
-    bool is_echo_ = false;       // it sends echo requests; else it connects
-    uint64_t sent_at_ = 0;       // of the last request
+    Probe probe_;
+    uint64_t sent_at_ = 0; // of the last request
     int64_t sent_ = 0;
     int64_t answered_ = 0;
     double shortest_ms_ = 0;
@@ -112,260 +252,15 @@ struct Pinger {
     std::vector<std::shared_ptr<Request>> asked;
     bool is_running = false;
     bool is_stopping = false;
-    std::vector<Run *> runs; // its own
+    std::list<Run> runs; // its own
 };
 
 Pinger pinger;
 
-Run::Run(uv_loop_t &loop, std::shared_ptr<Request> request)
-    : loop_(loop), request_(std::move(request))
-{}
-
-void Run::begin(uv_loop_t &loop, const std::shared_ptr<Request> &request)
+void release(const Run &run)
 {
-    pinger.runs.reserve(pinger.runs.size() + 1);
-    auto run = std::unique_ptr<Run>(new Run(loop, request));
-    pinger.runs.push_back(run.get());
-    uv_timer_init(&loop, &run->timer_);
-    run->timer_.data = run.get();
-    run->open_ = 1;
-    Run *begun = run.release();
-    begun->enter([begun] { begun->look_up(); });
+    pinger.runs.remove_if([&run](const Run &one) { return &one == &run; });
 }
-
-bool Run::is_cancelled() const
-{
-    const std::lock_guard lock(request_->mutex);
-    return request_->is_cancelled;
-}
-
-template <typename Act>
-void Run::enter(const Act &act)
-{
-    if (is_ended_)
-        return;
-    try {
-        act();
-    } catch (const std::bad_alloc &) {
-        finish("Out of memory", true); // which takes none
-    }
-}
-
-void Run::look_up()
-{
-    addrinfo hints = {};
-    hints.ai_socktype = SOCK_STREAM;
-    look_up_.data = this;
-    const auto on_found = [](uv_getaddrinfo_t *look_up, int status, addrinfo *found) {
-        Run &run = *static_cast<Run *>(look_up->data);
-        run.open_--;
-        run.enter([&] { run.on_found(status, found); });
-        uv_freeaddrinfo(found);
-        run.free_when_closed();
-    };
-    if (const int error =
-            uv_getaddrinfo(&loop_, &look_up_, on_found, request_->host.c_str(), nullptr, &hints))
-        return finish(uv_strerror(error), true);
-    open_++;
-}
-
-void Run::on_found(int status, const addrinfo *found)
-{
-    if (status != 0)
-        return finish(request_->host + ": " + uv_strerror(status), true);
-    std::memcpy(&address_, found->ai_addr, found->ai_addrlen);
-    address_len_ = found->ai_addrlen;
-    getnameinfo(found->ai_addr, address_len_, name_, sizeof(name_), nullptr, 0, NI_NUMERICHOST);
-    auto *port = address_.ss_family == AF_INET6
-                     ? &reinterpret_cast<sockaddr_in6 *>(&address_)->sin6_port
-                     : &reinterpret_cast<sockaddr_in *>(&address_)->sin_port;
-    *port = htons(echo_port);
-    send_request();
-}
-
-// The time for an answer is over, or that between two requests.
-void Run::on_time()
-{
-    if (socket_ >= 0)
-        add_row("request %lld: no answer", static_cast<long long>(sent_));
-    close_socket();
-    if (sent_ < request_->count)
-        return send_request();
-    char text[128 + NI_MAXHOST];
-    if (answered_ == 0)
-        std::snprintf(text, sizeof(text), "%s does not answer", name_);
-    else
-        std::snprintf(text, sizeof(text), "%lld requests, %lld answers, %.3f to %.3f ms",
-                      static_cast<long long>(sent_), static_cast<long long>(answered_),
-                      shortest_ms_, longest_ms_);
-    finish(text, answered_ == 0);
-}
-
-void Run::send_request()
-{
-    sent_++;
-    const auto on_timer = [](uv_timer_t *timer) {
-        Run &run = *static_cast<Run *>(timer->data);
-        run.enter([&run] { run.on_time(); });
-    };
-    const bool is_last = sent_ == request_->count;
-    const uint64_t wait_ms =
-        is_last ? longest_wait_ms : static_cast<uint64_t>(request_->seconds) * 1000;
-    uv_timer_start(&timer_, on_timer, wait_ms, 0);
-    sent_at_ = uv_hrtime();
-    if (!send_echo() && !start_connection())
-        note_error(errno);
-}
-
-// Returns: false when the system has no such sockets for us.
-bool Run::send_echo()
-{
-    const bool is_v6 = address_.ss_family == AF_INET6;
-    socket_ = socket(address_.ss_family, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC,
-                     is_v6 ? static_cast<int>(IPPROTO_ICMPV6) : static_cast<int>(IPPROTO_ICMP));
-    is_echo_ = socket_ >= 0;
-    if (!is_echo_)
-        return false;
-    std::string message(sizeof(icmphdr) + static_cast<size_t>(request_->bytes), 'v');
-    icmphdr header = {}; // the same for both families; the system adds sum and identifier
-    header.type = is_v6 ? static_cast<uint8_t>(ICMP6_ECHO_REQUEST) : uint8_t{ICMP_ECHO};
-    header.un.echo.sequence = htons(static_cast<uint16_t>(sent_));
-    std::memcpy(message.data(), &header, sizeof(header));
-    if (sendto(socket_, message.data(), message.size(), 0,
-               reinterpret_cast<const sockaddr *>(&address_), address_len_) < 0)
-        note_error(errno);
-    else
-        wait_for(UV_READABLE);
-    return true;
-}
-
-// Returns: false with errno when the connection cannot even begin.
-bool Run::start_connection()
-{
-    socket_ = socket(address_.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (socket_ < 0)
-        return false;
-    if (connect(socket_, reinterpret_cast<const sockaddr *>(&address_), address_len_) != 0 &&
-        errno != EINPROGRESS && errno != ECONNREFUSED)
-        return false;
-    wait_for(UV_WRITABLE);
-    return true;
-}
-
-void Run::wait_for(int events)
-{
-    poll_ = std::make_unique<uv_poll_t>().release();
-    const auto on_event = [](uv_poll_t *poll, int, int) {
-        Run &run = *static_cast<Run *>(poll->data);
-        run.enter([&run] { run.on_ready(); });
-    };
-    uv_poll_init(&loop_, poll_, socket_);
-    poll_->data = this;
-    uv_poll_start(poll_, events, on_event);
-}
-
-void Run::on_ready()
-{
-    if (is_echo_) {
-        if (has_echo())
-            note_answer();
-        return;
-    }
-    int error = 0;
-    socklen_t len = sizeof(error);
-    getsockopt(socket_, SOL_SOCKET, SO_ERROR, &error, &len);
-    if (error == 0 || error == ECONNREFUSED)
-        note_answer();
-    else
-        note_error(error);
-}
-
-// The system gives a socket the answers to its own requests alone; it has sent one.
-bool Run::has_echo()
-{
-    icmphdr header = {};
-    const ssize_t count = recv(socket_, &header, sizeof(header), 0);
-    if (count < 0 && errno != EAGAIN)
-        note_error(errno);
-    return count == static_cast<ssize_t>(sizeof(header)) &&
-           header.un.echo.sequence == htons(static_cast<uint16_t>(sent_));
-}
-
-void Run::note_answer()
-{
-    const double ms = static_cast<double>(uv_hrtime() - sent_at_) / 1e6;
-    shortest_ms_ = answered_ == 0 ? ms : std::min(shortest_ms_, ms);
-    longest_ms_ = std::max(longest_ms_, ms);
-    answered_++;
-    close_socket();
-    if (is_echo_)
-        add_row("request %lld: %lld bytes from %s in %.3f ms", static_cast<long long>(sent_),
-                static_cast<long long>(request_->bytes), name_, ms);
-    else
-        add_row("request %lld: %s has answered a connection in %.3f ms",
-                static_cast<long long>(sent_), name_, ms);
-    if (sent_ == request_->count)
-        on_time();
-}
-
-void Run::note_error(int error)
-{
-    close_socket();
-    add_row("request %lld: %s", static_cast<long long>(sent_), uv_strerror(-error));
-}
-
-void Run::close_socket()
-{
-    if (uv_poll_t *poll = std::exchange(poll_, nullptr))
-        uv_close(reinterpret_cast<uv_handle_t *>(poll),
-                 [](uv_handle_t *closed) { delete reinterpret_cast<uv_poll_t *>(closed); });
-    if (socket_ >= 0)
-        close(std::exchange(socket_, -1));
-}
-
-void Run::add_row(const char *format, ...)
-{
-    if (request_->is_quiet)
-        return;
-    char text[128 + NI_MAXHOST];
-    va_list values;
-    va_start(values, format);
-    std::vsnprintf(text, sizeof(text), format, values);
-    va_end(values);
-    {
-        const std::lock_guard lock(request_->mutex);
-        request_->rows.emplace_back(text);
-    }
-    request_->wake();
-}
-
-void Run::finish(const std::string &result, bool has_failed)
-{
-    conclude(*request_, result, has_failed);
-    end();
-}
-
-void Run::end()
-{
-    if (std::exchange(is_ended_, true))
-        return;
-    close_socket();
-    std::erase(pinger.runs, this);
-    uv_cancel(reinterpret_cast<uv_req_t *>(&look_up_)); // where it cannot be, it is waited for
-    uv_close(reinterpret_cast<uv_handle_t *>(&timer_), [](uv_handle_t *timer) {
-        Run &run = *static_cast<Run *>(timer->data);
-        run.open_--;
-        run.free_when_closed();
-    });
-}
-
-void Run::free_when_closed()
-{
-    if (open_ == 0)
-        delete this;
-}
-
-// The thread
 
 void on_change(uv_async_t *changed)
 {
@@ -378,14 +273,14 @@ void on_change(uv_async_t *changed)
     }
     for (const auto &request : asked) {
         try {
-            Run::begin(pinger.loop, request);
+            pinger.runs.emplace_back(pinger.loop, request).begin();
         } catch (const std::bad_alloc &) {
             conclude(*request, "Out of memory", true);
         }
     }
-    for (size_t i = pinger.runs.size(); i > 0; i--) { // from the last: one that ends goes
-        if (is_stopping || pinger.runs[i - 1]->is_cancelled())
-            pinger.runs[i - 1]->end();
+    for (Run &run : pinger.runs) {
+        if (is_stopping || run.is_cancelled())
+            run.end();
     }
     if (is_stopping)
         uv_close(reinterpret_cast<uv_handle_t *>(changed), nullptr);
