@@ -50,57 +50,65 @@ constexpr const char *keys[] = {
 
 DevicePlay *playing = nullptr;
 
-// A walk along the graph of the commands. The line is one of them, if it is exact: of
-// keywords alone, and to the end.
-struct Walk {
+// A walk along what help lists. The line is a command, if it is exact: of whole keywords and
+// values that are listed, and to the end.
+class Walk {
+  public:
     std::string line;
     bool is_exact = true;
 
     Walk(const tsession_s *s, InputReader &in)
     {
-        const cli_pnode_s *level = s->graph;
-        for (int words = 0; words < 12 && level && level != &NONE; words++) {
-            const cli_pnode_s *node = pick(level, in.byte());
-            if (node->type == PNODE_EOLS)
+        for (int words = 0; words < 12; words++) {
+            const std::vector<Choice> listed = choices(s);
+            if (listed.empty())
+                break;
+            const Choice &one = listed[in.byte() % listed.size()];
+            if (one.node->type == PNODE_EOLS)
                 return;
-            add_word(*node, in);
-            level = node->child;
+            add_word(one, in.byte());
         }
         is_exact = false;
     }
 
   private:
-    static const cli_pnode_s *pick(const cli_pnode_s *level, int choice)
+    struct Choice {
+        const cli_pnode_s *node;
+        std::string text;
+    };
+
+    std::vector<Choice> choices(const tsession_s *s) const
     {
-        int count = 0;
-        for (const cli_pnode_s *n = level; n && n != &NONE; n = n->next)
-            count++;
-        for (choice %= count; choice > 0; choice--)
-            level = level->next;
-        return level;
+        std::vector<Choice> listed;
+        const auto note = [](void *user, const cli_pnode_s *node, const char *text, const char *) {
+            static_cast<std::vector<Choice> *>(user)->push_back({node, text});
+        };
+        cli_assist_help(s->graph, s->filter, line.c_str(), static_cast<int32_t>(line.size()), note,
+                        &listed);
+        return listed;
     }
 
-    void add_word(const cli_pnode_s &node, InputReader &in)
+    void add_word(const Choice &one, size_t choice)
     {
-        const size_t choice = in.byte();
-        if (node.type == PNODE_KEYWORD)
-            add_keyword(node.keyword, choice);
+        const bool is_label = one.node->type != PNODE_KEYWORD && one.text == one.node->keyword;
+        if (!is_label)
+            add_listed(one.text, choice);
         else if (choice % 3 == 0)
             line += numbers[choice % std::size(numbers)];
         else
             line += texts[choice % std::size(texts)];
-        is_exact &= node.type == PNODE_KEYWORD;
+        is_exact &= !is_label;
         line += choice >= 250 ? "  \t" : " ";
     }
 
-    void add_keyword(const std::string &keyword, size_t choice)
+    void add_listed(const std::string &text, size_t choice)
     {
         if (choice < 200) {
-            line += keyword;
+            line += text;
             return;
         }
         is_exact = false;
-        line += choice < 240 ? keyword.substr(0, 1 + choice % keyword.size()) : keyword + "x";
+        line += choice < 240 ? text.substr(0, 1 + choice % text.size()) : text + "x";
     }
 };
 
