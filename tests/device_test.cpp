@@ -21,6 +21,7 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <numeric>
@@ -864,6 +865,28 @@ std::string run_lines(const std::vector<std::string> &lines)
     return written;
 }
 
+// What such a batch is told of the last of them.
+std::string run_refused(const std::vector<std::string> &lines)
+{
+    device::Console console;
+    std::string told;
+    console.host = &told;
+    cli_shell_config_s config = device::shell_config(console);
+    config.mode = "configure";
+    config.level = CLI_MOST_LEVEL;
+    config.output = [](void *user, const char *bytes, size_t count) {
+        static_cast<std::string *>(static_cast<device::Console *>(user)->host)
+            ->append(bytes, count);
+    };
+    console.shell = cli_shell_create(&config);
+    for (const std::string &line : lines) {
+        const int32_t wanted = &line == &lines.back() ? CLI_FAILED : CLI_DONE;
+        EXPECT_EQ(cli_shell_run(console.shell, line.c_str()), wanted) << line << told;
+    }
+    cli_shell_free(console.shell);
+    return told;
+}
+
 std::string file_with(const std::string &text)
 {
     const std::string path = testing::TempDir() + "varno-device-" + std::to_string(getpid());
@@ -891,37 +914,157 @@ TEST_F(Device, AConfigurationIsWrittenAsTheCommandsThatMakeIt)
               "username anna level 3\nvlan 9\nip route 10.0.0.0/8 10.1.1.1\n");
 }
 
+struct Refused {
+    std::vector<std::string> lines; // the last is refused
+    const char *why;
+};
+
+TEST_F(Device, ALineIsTakenBackAsItWasTyped)
+{
+    run_lines({"configure", "vlan 7 name blue", "vlan 7", "username anna level 3", "username anna",
+               "ip route 10.0.0.0/8 10.1.1.1"});
+    const std::string text = "username anna level 3\nvlan 7 name blue\n"
+                             "ip route 10.0.0.0/8 10.1.1.1\n";
+    EXPECT_EQ(run_lines({"show running-config"}), text);
+    const Refused refusals[] = {
+        {{"no vlan 8"}, "% There is none"},
+        {{"no vlan 7 name red"}, "% There is none"},
+        {{"no username anna level 4"}, "% There is none"},
+        {{"no ip route 10.0.0.0/8 10.1.1.2"}, "% There is none"},
+        {{"no ip route 10.0.0.0/9"}, "% There is none"},
+        {{"username \"a\tb\""}, "% it has control characters, or is no UTF-8"},
+        {{"username a\xff"}, "% it has control characters, or is no UTF-8"},
+        {{"vlan 9 name \"a\033[2J\""}, "% it has control characters, or is no UTF-8"},
+        {{"interface lo", "description a\tb"}, "% it has control characters, or is no UTF-8"},
+        {{"hostname 012345678901234567890"},
+         "% 1 to 20 printable characters, no blank, quote, \\, ? or ;"},
+    };
+    for (const Refused &row : refusals)
+        EXPECT_TRUE(has(run_refused(row.lines), row.why)) << row.lines.back();
+    EXPECT_EQ(run_lines({"show running-config"}), text);
+    run_lines({"configure", "no vlan 7 name blue", "no username anna",
+               "no ip route 10.0.0.0/8 10.1.1.1"});
+    EXPECT_EQ(run_lines({"show running-config"}), "");
+}
+
+// What a line's word has to be like, for a text that is kept byte by byte.
+std::string quoted(const std::string &value)
+{
+    std::string made = "\"";
+    for (const char c : value)
+        made += (c == '"' || c == '\\' ? "\\" : "") + std::string(1, c);
+    return made + "\"";
+}
+
+// Words as the device writes them: with quotes only where a line would be another without.
+std::string written_word(const std::string &value)
+{
+    return value.empty() || value == "|" || value.find_first_of(" \"'\\") != value.npos
+               ? quoted(value)
+               : value;
+}
+
+// A state of the device, as a plain model of it, and lines that lead there.
+struct RandomState {
+    explicit RandomState(std::mt19937 &source) : random(source)
+    {
+        lines = {"configure"};
+        for (size_t i = random() % 20; i > 0; i--)
+            add_line();
+        if (random() % 2)
+            set("no hostname", hostname, "");
+        lines.push_back("interface lo");
+        description = random() % 4 ? "x" + text() + "y" : "";
+        lines.push_back(description.empty() ? "no description" : "description " + description);
+        is_shut_down = random() % 2;
+        lines.push_back(is_shut_down ? "shutdown" : "no shutdown");
+        lines.insert(lines.end(), {"end", "show running-config"});
+    }
+
+    unsigned number(unsigned most) { return 1 + static_cast<unsigned>(random() % most); }
+
+    std::string text()
+    {
+        static const char *const parts[] = {"a",  "b",  " ",  "  ", "\"", "'",  "\\",
+                                            "|",  ";",  "?",  "#",  "!",  "%s", "\xc3\xa9",
+                                            "no", "|x", "--", "$",  "{",  ">",  "| save"};
+        std::string made;
+        for (size_t i = random() % 12; i > 0; i--)
+            made += parts[random() % std::size(parts)];
+        return made;
+    }
+
+    void set(const std::string &line, std::string &value, const std::string &to)
+    {
+        lines.push_back(line);
+        value = to;
+    }
+
+    void add_line()
+    {
+        const std::string name = random() % 9 ? text() + "n" : "|";
+        const unsigned vlan = number(30), level = number(15);
+        const std::string net = "10." + std::to_string(number(9)) + ".0.0/16";
+        switch (random() % 7) {
+        case 0:
+            return set("hostname h" + std::to_string(vlan), hostname, "h" + std::to_string(vlan));
+        case 1:
+            return set("vlan " + std::to_string(vlan) + " name " + quoted(name), vlans[vlan], name);
+        case 2:
+            lines.push_back("vlan " + std::to_string(vlan));
+            vlans.try_emplace(vlan);
+            return;
+        case 3:
+            lines.push_back("username " + quoted(name) + " level " + std::to_string(level));
+            users[name] = level;
+            return;
+        case 4:
+            return set("ip route " + net + " fe80::" + std::to_string(vlan), routes[net],
+                       "fe80::" + std::to_string(vlan));
+        case 5:
+            if (!users.empty())
+                lines.push_back("no username " + quoted(users.begin()->first));
+            users.erase(users.begin(), users.empty() ? users.begin() : std::next(users.begin()));
+            return;
+        default:
+            if (vlans.erase(vlan) > 0)
+                lines.push_back("no vlan " + std::to_string(vlan));
+        }
+    }
+
+    std::string written() const
+    {
+        std::string made = hostname.empty() ? "" : "hostname " + hostname + "\n";
+        for (const auto &[name, level] : users)
+            made += "username " + written_word(name) + " level " + std::to_string(level) + "\n";
+        for (const auto &[vlan, name] : vlans)
+            made += "vlan " + std::to_string(vlan) +
+                    (name.empty() ? "" : " name " + written_word(name)) + "\n";
+        for (const auto &[net, gateway] : routes)
+            made += "ip route " + net + " " + gateway + "\n";
+        if (!description.empty() || is_shut_down)
+            made += "interface lo\n";
+        if (!description.empty())
+            made += " description " + description + "\n";
+        return made + (is_shut_down ? " shutdown\n" : "");
+    }
+
+    std::mt19937 &random;
+    std::vector<std::string> lines;
+    std::string hostname, description;
+    std::map<std::string, unsigned> users;
+    std::map<unsigned, std::string> vlans;
+    std::map<std::string, std::string> routes;
+    bool is_shut_down = false;
+};
+
 TEST_F(Device, AConfigurationThatIsReadBackIsTheSame)
 {
     std::mt19937 random(4);
-    const auto number = [&random](unsigned most) { return std::to_string(1 + random() % most); };
-    const auto text = [&random] {
-        std::string made = "x";
-        for (auto i = random() % 12; i > 0; i--)
-            made += "ab \"'\\|;?#!%"[random() % 12];
-        return made + "y";
-    };
-    const auto quoted = [](const std::string &value) {
-        std::string made = "\"";
-        for (const char c : value)
-            made += (c == '"' || c == '\\' ? "\\" : "") + std::string(1, c);
-        return made + "\"";
-    };
-    for (int state = 0; state < 100 * varno_test::long_tests_factor(); state++) {
-        std::vector<std::string> lines = {"configure"};
-        for (auto i = random() % 20; i > 0; i--) {
-            const std::string made[] = {
-                "hostname h" + number(99),
-                "vlan " + number(4094) + " name " + quoted(text()),
-                "username " + quoted(text()) + " level " + number(15),
-                "ip route 10." + number(255) + ".0.0/16 10.0.0." + number(255),
-                "ip route fd00:" + number(999) + "::/32 fe80::" + number(99),
-            };
-            lines.push_back(made[random() % std::size(made)]);
-        }
-        lines.insert(lines.end(), {"interface lo", "description " + text(), "shutdown", "end",
-                                   "show running-config"});
-        const std::string written = run_lines(lines);
+    for (int i = 0; i < 100 * varno_test::long_tests_factor() && !HasFailure(); i++) {
+        const RandomState state(random);
+        const std::string written = run_lines(state.lines);
+        EXPECT_EQ(written, state.written());
         device::forget_configuration();
         std::string problem;
         EXPECT_TRUE(device::read_configuration(file_with(written), problem)) << problem << written;
@@ -933,12 +1076,42 @@ TEST_F(Device, AConfigurationThatIsReadBackIsTheSame)
 TEST_F(Device, AFileOfConfigurationIsLookedAtAsAWholeFirst)
 {
     std::string problem;
-    const std::string path = file_with("hostname changed\ninterface lo\n shutdown\nvlan 5000\n");
+    const std::string path =
+        file_with("hostname changed\ninterface lo\n shutdown\nvlan 5000\n\n# so\n foo\nvlan\n");
     EXPECT_FALSE(device::read_configuration(path, problem));
-    EXPECT_EQ(problem, path + ":4: VLAN: 1 to 4094");
+    EXPECT_EQ(problem, path + ":4:6: VLAN: 1 to 4094\n" + path + ":7:2: unknown word\n" + path +
+                           ":8:5: incomplete command");
     EXPECT_EQ(run_lines({"show running-config"}), "");
+    std::string many;
+    for (int i = 0; i < 12; i++)
+        many += "secret\n";
+    EXPECT_FALSE(device::read_configuration(file_with(many), problem));
+    EXPECT_EQ(std::count(problem.begin(), problem.end(), '\n'), 10);
+    EXPECT_TRUE(has(problem, "\n" + path + ": and 2 more"));
+    EXPECT_FALSE(has(problem, "secret"));
+    EXPECT_FALSE(device::read_configuration(file_with({"vlan 1\0\n", 8}), problem));
+    EXPECT_EQ(problem, path + ":1:1: a byte 0");
+    EXPECT_FALSE(device::read_configuration(testing::TempDir(), problem));
+    EXPECT_EQ(problem, testing::TempDir() + ": Is a directory");
     problem.clear();
     EXPECT_TRUE(device::read_configuration("/nonexistent/file", problem)); // none was saved yet
+    EXPECT_EQ(problem, "");
+}
+
+// What only running it tells.
+TEST_F(Device, AFileOfConfigurationWhoseLineFailsLeavesNothing)
+{
+    std::string text = "hostname changed\n";
+    for (int i = 1; i <= 1001; i++)
+        text += "vlan " + std::to_string(i) + "\n";
+    std::string problem;
+    const std::string path = file_with(text);
+    EXPECT_FALSE(device::read_configuration(path, problem));
+    EXPECT_EQ(problem, path + ":1002: There are 1000 already");
+    EXPECT_EQ(run_lines({"show running-config"}), "");
+    EXPECT_FALSE(
+        device::read_configuration(file_with("hostname " + std::string(21, 'x')), problem));
+    EXPECT_EQ(problem, path + ":1: 1 to 20 printable characters, no blank, quote, \\, ? or ;");
 }
 
 TEST(DeviceWithFiles, AsksForASecretAndSavesItsConfiguration)

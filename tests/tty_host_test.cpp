@@ -5,6 +5,7 @@
 #include "../hosts/tty/local_session.h"
 #include "../hosts/tty/terminal.h"
 #include "support/guest.h"
+#include "support/shell_command.h"
 
 #include <varno/prompt.h>
 
@@ -29,6 +30,8 @@
 namespace {
 
 using varno_test::Guest;
+using varno_test::Ran;
+using varno_test::run;
 
 int run_host()
 {
@@ -687,23 +690,6 @@ INSTANTIATE_TEST_SUITE_P(EachType, TtyHostType,
                          });
 
 // Without a terminal
-
-struct Ran {
-    std::string text;
-    int status;
-};
-
-// What a shell makes of a command line.
-Ran run(const std::string &command)
-{
-    Ran ran = {};
-    FILE *pipe = popen(command.c_str(), "r");
-    for (int c = 0; (c = std::fgetc(pipe)) != EOF;)
-        ran.text += static_cast<char>(c);
-    const int status = pclose(pipe);
-    ran.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return ran;
-}
 
 const std::string program = VARNO_TTY_PROGRAM;
 

@@ -8,22 +8,27 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <mutex>
+#include <optional>
 
 #include <crypt.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "clean_text.h"
 #include "commands.h"
+#include "new_file.h"
 
 namespace device {
 namespace {
 
 constexpr size_t most_things = 1000; // of each kind
 constexpr size_t longest_name = 20;
+constexpr size_t most_problems = 10; // of a file that are told
 
 struct Port {
     std::string description;
@@ -54,29 +59,29 @@ Configuration copy()
     return shared.now;
 }
 
-// Sets or removes an entry. Returns: false when there are too many, or there is none to remove.
-template <typename Map, typename Key, typename Value>
-bool change(Map Configuration::*map, cli_call_s *call, const Key &key, const Value &value)
+// Makes or changes an entry, or takes it back; value: nothing where the line has none. What
+// is there already stays as it is then, and is taken back whatever it is.
+template <typename Map, typename Value = typename Map::mapped_type>
+int32_t change(Map Configuration::*map, cli_call_s *call, const typename Map::key_type &key,
+               const std::optional<Value> &value, const Value &by_default)
 {
     const std::lock_guard lock(shared.mutex);
     Map &entries = shared.now.*map;
-    if (cli_has(call, "no")) {
-        if (entries.erase(key) > 0)
-            return true;
+    const auto found = entries.find(key);
+    const bool is_there = found != entries.end();
+    const bool is_same = is_there && (!value || *value == found->second);
+    if (cli_has(call, "no") && is_same) {
+        entries.erase(found);
+    } else if (cli_has(call, "no")) {
         cli_fail(call, "There is none");
-        return false;
-    }
-    if (entries.size() >= most_things && !entries.contains(key)) {
+        return CLI_FAILED;
+    } else if (!is_there && entries.size() >= most_things) {
         cli_fail(call, "There are %zu already", most_things);
-        return false;
+        return CLI_FAILED;
+    } else if (!is_same) {
+        entries[key] = value.value_or(by_default);
     }
-    entries[key] = value;
-    return true;
-}
-
-int32_t result_of(bool is_done)
-{
-    return is_done ? CLI_DONE : CLI_FAILED;
+    return CLI_DONE;
 }
 
 // Changes the interface that the shell's mode is of.
@@ -135,27 +140,79 @@ class Batch {
     std::string written_;
 };
 
-// A crash at any moment leaves the old file or the new one. Returns: 0, or errno.
-int write_file(const std::string &path, const std::string &text)
+// Where the path is a link, what it leads to. Returns: 0, or errno.
+int write_file(const std::filesystem::path &path, const std::string &text)
 {
-    const std::string temporary = path + ".new";
-    const int fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW,
-                        S_IRUSR | S_IWUSR);
-    if (fd < 0)
+    std::error_code unknown;
+    const std::filesystem::path target = std::filesystem::weakly_canonical(path, unknown);
+    const std::string folder = target.has_parent_path() ? target.parent_path().string() : ".";
+    const int directory = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (directory < 0)
         return errno;
-    bool is_written = true;
-    for (size_t at = 0; is_written && at < text.size();) {
-        const ssize_t count = write(fd, text.data() + at, text.size() - at);
-        is_written = count > 0;
-        at += is_written ? static_cast<size_t>(count) : 0;
+    int error = 0;
+    {
+        NewFile file;
+        error = file.begin(directory);
+        error = error != 0 ? error : file.add(text.data(), text.size());
+        error = error != 0 ? error : file.keep(target.filename(), true);
     }
-    is_written = is_written && fsync(fd) == 0;
-    const int error = errno;
-    if (close(fd) != 0 || !is_written) {
-        unlink(temporary.c_str());
-        return is_written ? errno : error;
+    close(directory);
+    return error;
+}
+
+// Returns: false, and what is wrong, where not all can be read.
+bool read_lines(const std::string &path, std::vector<std::string> &out_lines,
+                std::string &out_problem)
+{
+    std::ifstream file(path);
+    if (!file.is_open() && errno == ENOENT)
+        return true; // none was saved yet
+    for (std::string line; std::getline(file, line);)
+        out_lines.push_back(line);
+    if (file.is_open() && !file.bad())
+        return true;
+    out_problem = path + ": " + std::strerror(errno);
+    return false;
+}
+
+// Returns: what is wrong with a line where the ones before it lead to; empty: nothing.
+std::string problem_of(cli_shell_s *shell, const std::string &line)
+{
+    if (line.find('\0') != line.npos)
+        return "1: a byte 0";
+    cli_assist_error_s error;
+    const int32_t reason = cli_shell_check(shell, line.c_str(), &error);
+    if (reason == CLI_ASSIST_OK || reason == CLI_ASSIST_EMPTY)
+        return {};
+    return std::to_string(error.at + 1) + ": " +
+           (*error.why ? error.why : cli_assist_strreason(reason));
+}
+
+// Each begins with its place, as compilers have it. The lines themselves are not told: who
+// names another file has its content in no log.
+std::string problems_of(cli_shell_s *shell, const std::string &path,
+                        const std::vector<std::string> &lines)
+{
+    std::string told;
+    size_t count = 0;
+    for (size_t i = 0; i < lines.size(); i++) {
+        const std::string problem = problem_of(shell, lines[i]);
+        if (!problem.empty() && ++count <= most_problems)
+            told += (count > 1 ? "\n" : "") + path + ":" + std::to_string(i + 1) + ":" + problem;
     }
-    return rename(temporary.c_str(), path.c_str()) == 0 ? 0 : errno;
+    if (count > most_problems)
+        told += "\n" + path + ": and " + std::to_string(count - most_problems) + " more";
+    return told;
+}
+
+// The configuration can be written again only as what can be printed.
+bool is_printable(cli_call_s *call, const char *name)
+{
+    const char *text = cli_text(call, name);
+    if (!text || (cleaned(text) == text && !std::strchr(text, '\t')))
+        return true;
+    cli_fail_at(call, name, "it has control characters, or is no UTF-8");
+    return false;
 }
 
 } // namespace
@@ -164,7 +221,8 @@ int32_t set_hostname(cli_call_s *call, Console &)
 {
     const std::string name = text_or_nothing(call, "HOST");
     if (name.size() > longest_name || (!cli_has(call, "no") && !is_plain_word(name.c_str()))) {
-        cli_fail_at(call, "HOST", "1 to %zu printable characters", longest_name);
+        cli_fail_at(call, "HOST", "1 to %zu printable characters, no blank, quote, \\, ? or ;",
+                    longest_name);
         return CLI_FAILED;
     }
     const std::lock_guard lock(shared.mutex);
@@ -175,26 +233,36 @@ int32_t set_hostname(cli_call_s *call, Console &)
 
 int32_t set_user(cli_call_s *call, Console &)
 {
-    const int64_t level = cli_has(call, "LEVEL") ? cli_number(call, "LEVEL") : 1;
-    return result_of(
-        change(&Configuration::users, call, std::string(cli_text(call, "NAME")), level));
+    std::optional<int64_t> level;
+    if (cli_has(call, "LEVEL"))
+        level = cli_number(call, "LEVEL");
+    return is_printable(call, "NAME")
+               ? change(&Configuration::users, call, cli_text(call, "NAME"), level, int64_t{1})
+               : CLI_FAILED;
 }
 
 int32_t set_vlan(cli_call_s *call, Console &)
 {
-    const std::string name = cli_has(call, "NAME") ? cli_text(call, "NAME") : "";
-    return result_of(change(&Configuration::vlans, call, cli_number(call, "VLAN"), name));
+    std::optional<std::string> name;
+    if (cli_has(call, "NAME"))
+        name = cli_text(call, "NAME");
+    return is_printable(call, "NAME")
+               ? change(&Configuration::vlans, call, cli_number(call, "VLAN"), name, std::string())
+               : CLI_FAILED;
 }
 
 int32_t set_route(cli_call_s *call, Console &)
 {
-    const std::string gateway = text_or_nothing(call, "GATEWAY");
-    return result_of(
-        change(&Configuration::routes, call, std::string(cli_text(call, "NET")), gateway));
+    std::optional<std::string> gateway;
+    if (cli_has(call, "GATEWAY"))
+        gateway = cli_text(call, "GATEWAY");
+    return change(&Configuration::routes, call, cli_text(call, "NET"), gateway, std::string());
 }
 
 int32_t set_description(cli_call_s *call, Console &)
 {
+    if (!is_printable(call, "TEXT"))
+        return CLI_FAILED;
     return change_port(call, [text = std::string(text_or_nothing(call, "TEXT"))](Port &port) {
         port.description = text;
     });
@@ -238,16 +306,19 @@ int32_t write_interfaces(cli_call_s *call, Console &)
     return CLI_DONE;
 }
 
+// One after the other, so that the last that is told to be saved is what is in the file.
 int32_t save_configuration(cli_call_s *call, Console &)
 {
+    static std::mutex saving;
     if (host().configuration.empty()) {
         cli_fail(call, "There is no file for it");
         return CLI_FAILED;
     }
+    const std::lock_guard lock(saving);
     Batch batch("exec");
     cli_shell_run(batch.shell(), "show running-config | no-more");
     if (const int error = write_file(host().configuration, batch.written())) {
-        cli_fail(call, "%s", std::strerror(error));
+        cli_fail(call, "Saving failed: %s", std::strerror(error));
         return CLI_FAILED;
     }
     return CLI_DONE;
@@ -255,32 +326,20 @@ int32_t save_configuration(cli_call_s *call, Console &)
 
 bool read_configuration(const std::string &path, std::string &out_problem)
 {
-    std::ifstream file(path);
     std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);)
-        lines.push_back(line);
-    if (file.bad() || !file.is_open()) {
-        out_problem = path + ": " + std::strerror(errno);
-        return errno == ENOENT; // none was saved yet
-    }
+    if (!read_lines(path, lines, out_problem))
+        return false;
     Batch batch("configure");
-    for (const bool is_checked : {false, true}) {
-        for (size_t i = 0; i < lines.size(); i++) {
-            const std::string place = path + ":" + std::to_string(i + 1) + ": ";
-            cli_assist_error_s error;
-            const int32_t reason = cli_shell_check(batch.shell(), lines[i].c_str(), &error);
-            if (!is_checked && reason != CLI_ASSIST_OK && reason != CLI_ASSIST_EMPTY) {
-                out_problem = place + (*error.why ? error.why : cli_assist_strreason(reason));
-                return false;
-            }
-            if (is_checked && cli_shell_run(batch.shell(), lines[i].c_str()) != CLI_DONE) {
-                out_problem = place + batch.written();
-                return false;
-            }
-        }
-        cli_shell_check(batch.shell(), nullptr, nullptr);
+    out_problem = problems_of(batch.shell(), path, lines);
+    for (size_t i = 0; out_problem.empty() && i < lines.size(); i++) {
+        if (cli_shell_run(batch.shell(), lines[i].c_str()) == CLI_DONE)
+            continue;
+        const std::string reason = batch.written().substr(batch.written().rfind("% ") + 2);
+        out_problem =
+            path + ":" + std::to_string(i + 1) + ": " + reason.substr(0, reason.find('\n'));
+        forget_configuration();
     }
-    return true;
+    return out_problem.empty();
 }
 
 void forget_configuration()

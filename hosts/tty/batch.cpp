@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "../device/device.h"
+#include "saved_files.h"
 #include "wakes.h"
 
 namespace {
@@ -26,6 +27,7 @@ class Batch {
             auto *batch = static_cast<Batch *>(static_cast<device::Console *>(console)->host);
             batch->errors_.append(bytes, count);
         };
+        config.save = saved_files();
         console_.shell = cli_shell_create(&config);
         has_failed_ = !console_.shell;
     }

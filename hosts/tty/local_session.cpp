@@ -14,6 +14,7 @@
 #include <uv.h>
 
 #include "../device/device.h"
+#include "saved_files.h"
 #include "terminal.h"
 #include "timers.h"
 #include "wakes.h"
@@ -235,6 +236,7 @@ void create_shell()
     config.event = take_event;
     cli_shell_config_s shell = device::shell_config(local.console);
     shell.session = &config;
+    shell.save = saved_files();
     local.console.shell = cli_shell_create(&shell);
 }
 

@@ -3,6 +3,7 @@
 #include <varno/platform_default.h>
 
 #include <cassert>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -12,6 +13,7 @@
 #include "../device/device.h"
 #include "batch.h"
 #include "local_session.h"
+#include "saved_files.h"
 #include "timers.h"
 #include "wakes.h"
 
@@ -20,7 +22,7 @@ namespace {
 struct Choices {
     std::string trace, commands, file;
     std::string hostname = "varno";
-    std::string secret_file, configuration;
+    std::string secret_file, configuration, save_directory;
     bool has_commands = false, has_file = false;
 };
 
@@ -73,6 +75,11 @@ int main(int argc, char **argv)
         .add_option("--config", choices.configuration,
                     "Configuration to begin with, and to save to; there may be none yet")
         ->type_name("FILE");
+    options
+        .add_option("--save-directory", choices.save_directory,
+                    "Directory that \"| save NAME\" writes files to; without it there is no such "
+                    "filter")
+        ->type_name("DIR");
     options.add_option("--trace", choices.trace, "Write the library's debug traces to this file");
     CLI11_PARSE(options, argc, argv);
     choices.has_commands = commands->count() > 0;
@@ -89,6 +96,11 @@ int main(int argc, char **argv)
         std::perror(choices.trace.c_str());
         return EXIT_FAILURE;
     }
+    if (!choices.save_directory.empty() && !saved_files_open(choices.save_directory)) {
+        std::perror(choices.save_directory.c_str());
+        return EXIT_FAILURE;
+    }
+    std::signal(SIGXFSZ, SIG_IGN); // a file that is too long is told, and no end of the program
 
     const int status = run(choices);
     device::stop();
