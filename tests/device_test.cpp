@@ -936,8 +936,7 @@ TEST_F(Device, ALineIsTakenBackAsItWasTyped)
         {{"username a\xff"}, "% it has control characters, or is no UTF-8"},
         {{"vlan 9 name \"a\033[2J\""}, "% it has control characters, or is no UTF-8"},
         {{"interface lo", "description a\tb"}, "% it has control characters, or is no UTF-8"},
-        {{"hostname 012345678901234567890"},
-         "% 1 to 20 printable characters, no blank, quote, \\, ? or ;"},
+        {{"hostname 012345678901234567890"}, "% 1 to 20 printable characters, none of \" ' \\ ? ;"},
     };
     for (const Refused &row : refusals)
         EXPECT_TRUE(has(run_refused(row.lines), row.why)) << row.lines.back();
@@ -1111,7 +1110,7 @@ TEST_F(Device, AFileOfConfigurationWhoseLineFailsLeavesNothing)
     EXPECT_EQ(run_lines({"show running-config"}), "");
     EXPECT_FALSE(
         device::read_configuration(file_with("hostname " + std::string(21, 'x')), problem));
-    EXPECT_EQ(problem, path + ":1: 1 to 20 printable characters, no blank, quote, \\, ? or ;");
+    EXPECT_EQ(problem, path + ":1: 1 to 20 printable characters, none of \" ' \\ ? ;");
 }
 
 TEST(DeviceWithFiles, AsksForASecretAndSavesItsConfiguration)

@@ -221,7 +221,7 @@ int32_t set_hostname(cli_call_s *call, Console &)
 {
     const std::string name = text_or_nothing(call, "HOST");
     if (name.size() > longest_name || (!cli_has(call, "no") && !is_plain_word(name.c_str()))) {
-        cli_fail_at(call, "HOST", "1 to %zu printable characters, no blank, quote, \\, ? or ;",
+        cli_fail_at(call, "HOST", "1 to %zu printable characters, none of \" ' \\ ? ;",
                     longest_name);
         return CLI_FAILED;
     }
