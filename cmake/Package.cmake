@@ -14,7 +14,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/varno
 # and a platform that the program loads first still go before.
 set(libraries varno varno_session varno_commands varno_platform)
 set(archives varno_commands_main)
-set(modules varno varno-session varno-commands varno-platform)
+set(modules varno varno-session varno-commands varno-commands-main varno-platform)
 if(TARGET varno_server)
     list(APPEND libraries varno_server)
     list(APPEND modules varno-server)

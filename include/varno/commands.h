@@ -30,8 +30,8 @@
  *     <a|b>               one of them;  <a|b>$which  and which one, as an argument
  *     [a|b]               one or none
  *     {a|b}               in any order, each at most once, at least one
- *     [no] in front       the negated form;  ![a]  what may be left out after "no" only;
- *                         [no|default] in front has "default" as another word for it
+ *     [no] first          the negated form;  ![a]  what may be left out after "no" only;
+ *                         [no|default] first has "default" as another word for it
  *
  * Brackets nest. A row without a function documents the last word of its syntax, wherever
  * else that word of a command may stand. A word without such a row has the help of the

@@ -15,5 +15,6 @@ def environment_of(build, work):
     compiler.write_text('#!/bin/sh\nexec $CC $FLAGS -Wall -Wextra -Werror "$@"\n')
     compiler.chmod(0o755)
     return os.environ | {"PATH": f"{compiler.parent}:{os.environ['PATH']}",
+                         "CMAKE_PREFIX_PATH": str(prefix), "CFLAGS": os.environ["FLAGS"],
                          "PKG_CONFIG_PATH": str(libraries / "pkgconfig"),
                          "LD_LIBRARY_PATH": str(libraries)}
