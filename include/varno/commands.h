@@ -138,7 +138,8 @@ struct cli_command_s {
 /* A mode. The first that a set has is where shells begin. */
 struct cli_mode_s {
     const char *name;   /* for enters; no two modes have the same */
-    const char *parent; /* name of a mode that was added before; NULL: of the first one */
+    const char *parent; /* name of a mode that was added before; NULL for the first one, and for
+                           that alone */
     const char *prompt; /* "%h" is the host's name, "%NAME" the argument of the line that led to
                            the mode, or one that it is in, "%#" a "#" on level 15 and a ">"
                            below, "%%" a "%"; NULL: as its parent, or the
@@ -218,7 +219,8 @@ VARNO_API int32_t cli_set_add(cli_set_s *set, const void *owner, const char *mod
 VARNO_API int32_t cli_set_add_type(cli_set_s *set, const void *owner, const cli_type_s *type);
 VARNO_API int32_t cli_set_add_mode(cli_set_s *set, const void *owner, const cli_mode_s *mode);
 
-/* Names the host, for the prompts of all shells. Returns: 0; -1 without memory. */
+/* Names the host, for the prompts of all shells.
+ * Returns: 0; -1 without memory. */
 VARNO_API int32_t cli_set_host(cli_set_s *set, const char *name);
 
 /* Compiles all rows. Every finding is told, errors and warnings, in the order of the

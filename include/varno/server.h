@@ -141,8 +141,9 @@ VARNO_API uint64_t server_least_descriptors(uint32_t threads);
 /* Where clients come from. These are called before server_run, as often as there are
  * places; a failed call changes nothing. */
 
-/* Listens on a numeric address; port 0 is any that is free. Returns: the port; -1 with
- * errno: EINVAL when the address is not numeric, else what the system says. */
+/* Listens on a numeric address; port 0 is any that is free.
+ * Returns: the port; -1 with errno: EINVAL when the address is not numeric, else what
+ *          the system says. */
 VARNO_API int server_listen_tcp(server_s *server, const char *address, uint16_t port);
 
 /* Listens on a Unix socket at this path, with mode as its permissions (0660), in the
@@ -151,8 +152,8 @@ VARNO_API int server_listen_tcp(server_s *server, const char *address, uint16_t 
  * Returns: 0; -1 with errno. */
 VARNO_API int server_listen_unix(server_s *server, const char *path, uint32_t mode);
 
-/* Takes over fd, a socket that listens already. Returns: 0; -1 with errno: it stays
- * open. */
+/* Takes over fd, a socket that listens already.
+ * Returns: 0; -1 with errno: it stays open. */
 VARNO_API int server_listen_fd(server_s *server, int fd);
 
 /* Takes over what a service manager has opened for this process (LISTEN_FDS and LISTEN_PID
@@ -162,8 +163,8 @@ VARNO_API int server_listen_fd(server_s *server, int fd);
 VARNO_API int server_listen_inherited(server_s *server);
 
 /* Serves one client on the descriptors input, which is read, and output, which is
- * written: sockets or pipes, which may be one. It takes them over. Returns: 0; -1
- * with errno: they stay open. */
+ * written: sockets or pipes, which may be one. It takes them over.
+ * Returns: 0; -1 with errno: they stay open. */
 VARNO_API int server_serve(server_s *server, int input, int output);
 
 /* Keeps sessions for an address, numeric or "local": so many are let in from there
@@ -186,18 +187,21 @@ VARNO_API int server_trust_proxy(server_s *server, const char *address);
 VARNO_API int server_notify(const char *state);
 
 /* Has act run for the signal signum, SIGTERM for one; NULL: the server stops. Before
- * server_run. Returns: 0; -1 with errno. */
+ * server_run.
+ * Returns: 0; -1 with errno. */
 VARNO_API int server_on_signal(server_s *server, int signum, server_signal_fn act);
 
 /* Serves until server_stop, or, without any place to listen, until the last client has
- * gone. Returns: 0; -1 with errno when threads could not be started. */
+ * gone.
+ * Returns: 0; -1 with errno when threads could not be started. */
 VARNO_API int server_run(server_s *server);
 
 /* Lets nobody in any more, shows those there are a text on a row of its own, and ends
  * their sessions in order, at most seconds later; what they have typed ahead is dropped. */
 VARNO_API void server_stop(server_s *server, const char *text);
 
-/* Shows a text to every user; control characters as "?". Returns: 0; -1 without memory. */
+/* Shows a text to every user; control characters as "?".
+ * Returns: 0; -1 without memory. */
 VARNO_API int server_tell_all(server_s *server, const char *text);
 
 /* Has task(..., ctx) run on the thread of the client of that number, once, in the

@@ -353,13 +353,13 @@ VARNO_API int32_t tsession_run_line(tsession_s *s, const char *line);
 /* History. A line is remembered after its command has run; blank lines, and one that is
  * the same as the newest, are not. */
 
-/* Remembers a line, up to 255 characters. Returns: 0; -1 for a longer one, without
- * memory, or while none are remembered. */
+/* Remembers a line, up to 255 characters.
+ * Returns: 0; -1 for a longer one, without memory, or while none are remembered. */
 VARNO_API int tsession_history_add(tsession_s *s, const char *line);
 
 /* Changes what is remembered of the line that is being run, or else the newest one; NULL:
- * as if it had never been typed. Returns: as tsession_history_add; -1 also when there is
- * none. */
+ * as if it had never been typed.
+ * Returns: as tsession_history_add; -1 also when there is none. */
 VARNO_API int tsession_history_amend(tsession_s *s, const char *line);
 
 /* Returns: not 0 while a line that was typed is being run, from before it is parsed: then
