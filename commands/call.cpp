@@ -249,6 +249,8 @@ int32_t go_on(cli_call_s *call)
         throw;
     }
     call->is_running = false;
+    if (call->has_failed && !goes_on(result))
+        result = CLI_FAILED;
     call->is_late = result == CLI_LATER;
     if (goes_on(result) && call->is_cancel_asked) {
         cancel(call);

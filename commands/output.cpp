@@ -16,6 +16,7 @@ namespace {
 // What it has written so far is shown before why it fails.
 void end_output(cli_call_s *call)
 {
+    call->has_failed = true;
     if (call->pipe)
         end_pipe(call->pipe, false);
     end_progress(call);
@@ -81,8 +82,11 @@ void cli_print(cli_call_s *call, const char *format, ...)
         return;
     va_list arguments;
     va_start(arguments, format);
-    with_text(format, arguments, [call](const char *text) { write_output(call, text); });
+    const bool is_whole =
+        with_text(format, arguments, [call](const char *text) { write_output(call, text); });
     va_end(arguments);
+    if (!is_whole)
+        fail(call, "out of memory");
 }
 
 void cli_fail(cli_call_s *call, const char *format, ...)

@@ -235,11 +235,12 @@ void cli_cell(cli_call_s *call, const char *format, ...)
         return;
     va_list arguments;
     va_start(arguments, format);
-    with_text(format, arguments, [&table](const char *text) {
+    const bool is_whole = with_text(format, arguments, [&table](const char *text) {
         add_text(table.cells, text);
         table.cells.add('\0');
     });
     va_end(arguments);
+    table.cells.is_short = table.cells.is_short || !is_whole;
     if (++table.filled == table.count)
         write_row(call, false);
 }

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace varno_fuzz {
 
@@ -54,6 +55,17 @@ class InputReader {
   private:
     std::string_view rest_;
 };
+
+inline std::vector<std::string> lines_of(std::string_view text)
+{
+    std::vector<std::string> lines;
+    while (!text.empty()) {
+        const size_t end = std::min(text.find('\n'), text.size());
+        lines.emplace_back(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return lines;
+}
 
 } // namespace varno_fuzz
 

@@ -10,23 +10,13 @@
 #include <vector>
 
 #include "finding.h"
+#include "input_reader.h"
 #include "support/definitions.h"
 
 #include <varno/commands.hpp>
 #include <varno/platform_default.h>
 
 namespace varno_fuzz {
-
-inline std::vector<std::string> lines_of(std::string_view text)
-{
-    std::vector<std::string> lines;
-    while (!text.empty()) {
-        const size_t end = std::min(text.find('\n'), text.size());
-        lines.emplace_back(text.substr(0, end));
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
-    return lines;
-}
 
 // The plainest spelling of a syntax; empty where it is none.
 inline std::string spelled(const std::string &syntax)

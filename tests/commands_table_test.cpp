@@ -56,6 +56,16 @@ int32_t show_progress(cli_call_s *call, void *)
     return CLI_DONE;
 }
 
+// More than is written without memory of its own.
+int32_t show_long(cli_call_s *call, void *)
+{
+    const std::string row(2000, 'x');
+    cli_print(call, "%s\n", row.c_str());
+    cli_columns(call, columns, 1);
+    cli_cell(call, "%s", row.c_str());
+    return CLI_DONE;
+}
+
 int32_t cell_without_columns(cli_call_s *call, void *)
 {
     cli_cell(call, "x");
@@ -128,6 +138,7 @@ const cli_mode_s modes[] = {
 const cli_command_s exec_rows[] = {
     {"table",                         "a table",       show_table,           nullptr,     0, 0, nullptr},
     {"both",                          "a table, too",  show_both,            nullptr,     0, 0, nullptr},
+    {"long",                          "long rows",     show_long,            nullptr,     0, 0, nullptr},
     {"progress",                      "slow",          show_progress,        nullptr,     0, 0, nullptr},
     {"cell",                          "wrong",         cell_without_columns, nullptr,     0, 0, nullptr},
     {"unknown",                       "wrong",         write_unknown,        nullptr,     0, 0, nullptr},
@@ -358,6 +369,29 @@ TEST_F(Tables, ConfigurationIsReadBack)
         EXPECT_TRUE(state == saved) << file;
         begin_batch();
         EXPECT_EQ(run("show running-config"), file);
+    }
+}
+
+// A command that is done has written all of it, whatever it took its functions to say so.
+TEST_F(Tables, WhatCouldNotBeWrittenIsNotDone)
+{
+    state.descriptions = {{"eth0", std::string(100, 'a')}, {"eth1", "b"}};
+    for (const char *line : {"table", "table | json", "long", "long | include x", "long | json",
+                             "show running-config", "show running-config | include a"}) {
+        begin_batch();
+        const std::string all = run(line);
+        int failures = 0;
+        for (int n = 1; failures == n - 1; n++) {
+            written_.clear();
+            tracked_fail_after(n);
+            const int32_t result = cli_shell_run(batch_, line);
+            tracked_fail_after(-1);
+            if (result == CLI_DONE)
+                EXPECT_EQ(written_, all) << line << ", allocation " << n;
+            else
+                failures++;
+        }
+        EXPECT_GT(failures, 3) << line;
     }
 }
 

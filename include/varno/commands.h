@@ -427,7 +427,8 @@ VARNO_API int32_t cli_wake(cli_set_s *set, uint64_t ticket);
 VARNO_API void cli_print(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
 
 /* Writes "% " and why the command fails, by its format, on a row of its own; the
- * function then returns CLI_FAILED. */
+ * function then returns CLI_FAILED, and CLI_DONE is taken for that. So does what is
+ * written without memory. */
 VARNO_API void cli_fail(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
 
 /* The same, with the line before it and a caret under the first word of the argument

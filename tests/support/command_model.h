@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <memory>
 #include <random>
@@ -282,9 +283,11 @@ class Model {
 
 class Author {
   public:
-    explicit Author(unsigned seed) : random_(seed) {}
+    explicit Author(unsigned seed) : next_(std::mt19937(seed)) {}
+    // next gives the numbers that all choices are made by.
+    explicit Author(std::function<size_t()> next) : next_(std::move(next)) {}
 
-    int below(size_t limit) { return static_cast<int>(random_() % limit); }
+    int below(size_t limit) { return static_cast<int>(next_() % limit); }
 
     std::string definition()
     {
@@ -347,7 +350,7 @@ class Author {
         return text;
     }
 
-    std::mt19937 random_;
+    std::function<size_t()> next_;
     int names_ = 0;
 };
 
