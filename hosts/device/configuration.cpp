@@ -316,7 +316,8 @@ int32_t save_configuration(cli_call_s *call, Console &)
     }
     const std::lock_guard lock(saving);
     Batch batch("exec");
-    cli_shell_run(batch.shell(), "show running-config | no-more");
+    if (cli_shell_run(batch.shell(), "show running-config | no-more") != CLI_DONE)
+        throw std::bad_alloc(); // nothing else can keep it from being written
     if (const int error = write_file(host().configuration, batch.written())) {
         cli_fail(call, "Saving failed: %s", std::strerror(error));
         return CLI_FAILED;

@@ -4,8 +4,8 @@
 // The plain interpreter of definitions with what modes, levels and filters add to it, a device of
 // the same rows, and an author of both.
 
+#include "command_model.h"
 #include "shell.h"
-#include "support/command_model.h"
 
 #include <varno/commands.h>
 
