@@ -65,7 +65,7 @@ class Words {
     size_t size() const { return cli_count(call_, name_); } /* how many there are */
     bool empty() const { return size() == 0; }              /* none was given */
 
-    /* One of them, from 0. */
+    /* One of them, by its index, from 0. */
     std::string_view operator[](size_t index) const { return cli_text_at(call_, name_, index); }
 
     /* Goes through them. */
@@ -140,14 +140,16 @@ class Call {
         print_all(all, sizeof...(parts));
     }
 
-    /* As cli_fail. Returns: CLI_FAILED. */
+    /* As cli_fail; why is a text, not a format.
+     * Returns: CLI_FAILED. */
     int32_t fail(const char *why) const
     {
         cli_fail(call_, "%s", why);
         return CLI_FAILED;
     }
 
-    /* As cli_fail_at. Returns: CLI_FAILED. */
+    /* As cli_fail_at, at the argument or keyword `name`; why is a text, not a format.
+     * Returns: CLI_FAILED. */
     int32_t fail_at(const char *name, const char *why) const
     {
         cli_fail_at(call_, name, "%s", why);
@@ -817,8 +819,8 @@ auto argument(const CallOf<text> &call)
 /* What else a row has. */
 struct Options {
     const char *enters = nullptr; /* the mode that it leads to */
-    int32_t level = 0;            /* that a shell needs to have it */
-    uint32_t flags = 0;           /* CLI_HIDDEN, CLI_FORGOTTEN, or 0 */
+    int32_t level = 0;            /* 0..15, that a shell needs to have it */
+    uint32_t flags = 0;           /* CLI_HIDDEN, CLI_UNPIPED, CLI_FORGOTTEN, or 0 */
     void *user = nullptr;         /* for Call::user */
 };
 
@@ -838,7 +840,8 @@ constexpr cli_command_s make_row(const char *syntax, const char *says, const Opt
 
 } // namespace notation
 
-/* A row without a handler: it documents the last word of its syntax, or leads to a mode. */
+/* A row without a handler: it documents the last word of its syntax, or leads to a mode. says is
+ * its help, a constant text; options is what else it has. */
 template <Text text>
 constexpr cli_command_s row(const char *says, const Options &options = {})
 {
@@ -847,7 +850,7 @@ constexpr cli_command_s row(const char *says, const Options &options = {})
     return notation::make_row(text.text, says, options);
 }
 
-/* A command, run by a lambda. */
+/* A command, run by a lambda; says and options are as above. */
 template <Text text, typename Handler>
 constexpr cli_command_s command(Handler, const char *says, const Options &options = {})
 {
@@ -868,7 +871,7 @@ constexpr cli_command_s command(Handler, const char *says, const Options &option
     return made;
 }
 
-/* A command, run by a function. */
+/* A command, run by a function; says and options are as above. */
 template <Text text, auto function>
 constexpr cli_command_s command(const char *says, const Options &options = {})
 {
