@@ -35,8 +35,10 @@ def build(directory, target, *options):
     return pathlib.Path(directory or BUILD) / "bench"
 
 
-def environment():
-    return {**os.environ, "LC_ALL": "C", "TERM": "vt100", "LD_BIND_NOW": "1"}
+def environment(libraries=None):
+    """With the shared libraries of a folder instead of those that were built, if one is given."""
+    others = {"LD_LIBRARY_PATH": str(libraries)} if libraries else {}
+    return {**os.environ, "LC_ALL": "C", "TERM": "vt100", "LD_BIND_NOW": "1", **others}
 
 
 def list_acts(program):
@@ -45,25 +47,25 @@ def list_acts(program):
     return {name: int(count) for name, count in map(str.split, listing.splitlines())}
 
 
-def callgrind(program, name, passes, out_file):
+def callgrind(program, name, passes, out_file, libraries=None):
     """Runs an act under callgrind; returns the instructions of its passes."""
     command = ["valgrind", "--tool=callgrind", f"--callgrind-out-file={out_file}",
                "--collect-atstart=no", "--toggle-collect=varno_run_counted",
                str(program), name, str(passes)]
-    done = subprocess.run(command, capture_output=True, text=True, env=environment())
+    done = subprocess.run(command, capture_output=True, text=True, env=environment(libraries))
     if done.returncode != 0:
         sys.exit(f"{name}: {done.stderr}")
     return int(re.search(r"^totals: (\d+)", out_file.read_text(), re.MULTILINE).group(1))
 
 
-def instructions(program, name, operations, after=lambda out_file: None):
+def instructions(program, name, operations, after=lambda out_file: None, libraries=None):
     """Returns the instructions of an operation, without what happens once in a process:
     from a run of twice PASSES less one of PASSES. `after` gets the longer one's file."""
     with tempfile.TemporaryDirectory() as directory:
         few = pathlib.Path(directory) / "few"
         many = pathlib.Path(directory) / "many"
-        count = (callgrind(program, name, 2 * PASSES, many) -
-                 callgrind(program, name, PASSES, few))
+        count = (callgrind(program, name, 2 * PASSES, many, libraries) -
+                 callgrind(program, name, PASSES, few, libraries))
         after(many)
         return count / (PASSES * operations)
 
