@@ -40,7 +40,7 @@ Conversion read_conversion(const char *&at)
 // A line has one row, whatever its values are.
 void add_character(Array<char> &out, char c)
 {
-    const bool is_control = (c >= 0 && c < ' ') || c == 0x7f;
+    const bool is_control = static_cast<unsigned char>(c) < ' ' || c == 0x7f;
     out.add(is_control ? '?' : c);
 }
 

@@ -38,7 +38,7 @@ void add(Array<char> &out, std::string_view text)
 
 bool is_control(char c)
 {
-    return (c >= 0 && c < ' ') || c == 0x7f;
+    return static_cast<unsigned char>(c) < ' ' || c == 0x7f;
 }
 
 int32_t find_type(void *user, std::string_view name)
