@@ -30,7 +30,7 @@
 extern "C" {
 #endif
 
-typedef struct server_s server_s; /* opaque */
+typedef struct server_s server_s; /* a server; opaque */
 typedef struct server_client_s server_client_s;
 typedef struct server_config_s server_config_s;
 typedef struct server_figures_s server_figures_s;
@@ -132,7 +132,7 @@ struct server_figures_s {
  * Owns:    the caller; released with server_free. */
 VARNO_API server_s *server_create(const server_config_s *config);
 
-/* Not while server_run has not returned. NULL is allowed. */
+/* Frees a server, before server_run is called or when it has returned. NULL is allowed. */
 VARNO_API void server_free(server_s *server);
 
 /* Returns: how many descriptors a server of so many threads needs at least. */
@@ -216,7 +216,8 @@ VARNO_API int server_post(server_s *server, uint64_t client, server_task_fn task
 VARNO_API int server_post_later(tsession_s *s, uint32_t milliseconds, server_task_fn task,
                                 void *ctx);
 
-/* Returns: whose session it is, on its own thread; NULL when it is no server's. */
+/* Returns: the client that has the session, asked on its own thread; NULL when that is no
+ *          server's. */
 VARNO_API const server_client_s *server_client(const tsession_s *s);
 
 /* Fills in what figures->size says that there is room for. */
