@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <type_traits>
 
 namespace varno::commands {
@@ -22,17 +23,42 @@ struct Array {
     bool is_short = false; // of memory
 
     // Returns: the new item, a copy of the one given; NULL without memory.
-    Item *add(const Item &item)
+    Item *add(Item item)
     {
-        const Item copy = item; // it may be one of ours
-        if (used == room && !grow())
+        if (used == room && !make_room(1))
             return nullptr;
-        items[used] = copy;
+        items[used] = item;
         return &items[used++];
     }
 
-    // Room for just so many more, which then come without a move. Returns: false without memory.
-    bool reserve(size_t more) { return used + more <= room || grow_by(used + more - room); }
+    // Copies of items that are not ours. Returns: false without memory.
+    bool append(const Item *from, size_t count)
+    {
+        if (!make_room(count))
+            return false;
+        std::copy_n(from, count, end());
+        used += count;
+        return true;
+    }
+
+    // So many of one item. Returns: false without memory.
+    bool add_copies(size_t count, Item item)
+    {
+        if (!make_room(count))
+            return false;
+        std::fill_n(end(), count, item);
+        used += count;
+        return true;
+    }
+
+    // Room for so many more, which then come without a move. Returns: false without memory.
+    bool make_room(size_t more)
+    {
+        return more <= room - used || move_to(std::max({used + more, 2 * room, size_t{16}}));
+    }
+
+    // The same for what does not grow any more after that.
+    bool reserve(size_t more) { return more <= room - used || move_to(used + more); }
 
     // Gives back the room that is not used. The items move; without memory they stay.
     void trim()
@@ -60,17 +86,20 @@ struct Array {
     }
 
   private:
-    bool grow() { return grow_by(room == 0 ? 16 : room); }
-
-    bool grow_by(size_t added)
+    // Not by crealloc, which clears what is about to be written.
+    bool move_to(size_t wanted)
     {
-        auto *grown =
-            is_short ? nullptr : static_cast<Item *>(crealloc(items, sizeof(Item), room, added));
-        is_short = !grown;
-        if (!grown)
+        void *block = is_short || wanted > PTRDIFF_MAX / sizeof(Item)
+                          ? nullptr
+                          : tracked_malloc(wanted * sizeof(Item), "BYTE");
+        is_short = !block;
+        if (!block)
             return false;
-        items = grown;
-        room += added;
+        auto *moved = static_cast<Item *>(block);
+        std::copy_n(items, used, moved);
+        tracked_free(items, "BYTE");
+        items = moved;
+        room = wanted;
         return true;
     }
 };

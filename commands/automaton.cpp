@@ -55,12 +55,14 @@ struct NodeDraft {
     int32_t help;   // where in the graph's texts, or none: it is the definition's
 };
 
-bool is_earlier(const Finding &one, const Finding &other)
-{
-    if (one.row != other.row)
-        return one.row < other.row;
-    return one.column != other.column ? one.column < other.column : one.problem < other.problem;
-}
+struct IsEarlier {
+    bool operator()(const Finding &one, const Finding &other) const
+    {
+        if (one.row != other.row)
+            return one.row < other.row;
+        return one.column != other.column ? one.column < other.column : one.problem < other.problem;
+    }
+};
 
 class Builder {
   public:
@@ -85,7 +87,7 @@ class Builder {
             is_built = false;
         }
         release();
-        std::sort(findings_.list.begin(), findings_.list.end(), is_earlier);
+        std::sort(findings_.list.begin(), findings_.list.end(), IsEarlier());
         return is_built && !findings_.list.is_short;
     }
 
@@ -125,8 +127,13 @@ class Builder {
 
     void make_states()
     {
-        fill(state_by_head_, positions_.places.used + positions_.forms.used, none);
-        fill(edge_of_symbol_, graph_.symbols.used, none);
+        // Rarely are there more, so that they do not move as they grow.
+        reserve(states_, positions_.places.used);
+        reserve(edges_, positions_.places.used);
+        reserve(targets_, positions_.steps.used);
+        reserve(members_, positions_.steps.used);
+        add_copies(state_by_head_, positions_.places.used + positions_.forms.used, none);
+        add_copies(edge_of_symbol_, graph_.symbols.used, none);
         for (const int32_t level : graph_.levels) {
             const int32_t first = count(states_);
             is_highest_level_ = level == graph_.levels[graph_.levels.used - 1];
@@ -177,7 +184,8 @@ class Builder {
     void sort_members(int32_t at)
     {
         int32_t *first = members_.begin() + state(at).first_member;
-        std::sort(first, members_.end());
+        if (!std::is_sorted(first, members_.end())) // mostly they are
+            std::sort(first, members_.end());
         const int32_t *end = std::unique(first, members_.end());
         members_.used = static_cast<size_t>(end - members_.begin());
         state(at).end_member = count(members_);
@@ -212,7 +220,7 @@ class Builder {
     void gather_targets(int32_t first)
     {
         int32_t total = count(targets_);
-        fill(targets_, targets_.used + drafts_.used, none);
+        add_copies(targets_, drafts_.used, none);
         for (int32_t i = first; i < count(edges_); i++) {
             edge(i).first_target = total;
             total += edge(i).end_target;
@@ -430,14 +438,15 @@ class Builder {
         make_texts();
         int32_t total = 0;
         find_secrets();
+        reserve(node_of_state_, states_.used);
         for (const State &one : states_) {
             const int32_t words = count_words(one);
             const bool is_empty = words == 0 && one.end == none;
             add(node_of_state_, is_empty ? none : total);
             total += words + (one.end != none);
         }
-        if (!graph_.nodes.reserve(static_cast<size_t>(total)))
-            throw OutOfMemory{};
+        reserve(graph_.nodes, static_cast<size_t>(total));
+        reserve(draft_of_node_, static_cast<size_t>(total));
         for (const State &one : states_)
             make_level(one);
         for (const int32_t root : roots_)
@@ -481,8 +490,7 @@ class Builder {
     // The forms that are followed at run time take their places and steps along.
     void copy_followed_forms()
     {
-        if (!graph_.ends.reserve(positions_.forms.used))
-            throw OutOfMemory{};
+        reserve(graph_.ends, positions_.forms.used);
         for (const Draft &draft : positions_.forms) {
             const bool is_kept = draft.is_followed && definition(draft.definition).is_command;
             const int32_t kept = is_kept ? count(graph_.forms) : none;
@@ -528,8 +536,8 @@ class Builder {
     int32_t add_text(std::string_view text)
     {
         const int32_t at = count(graph_.texts);
-        for (const char c : text)
-            add(graph_.texts, c);
+        if (!graph_.texts.append(text.data(), text.size()))
+            throw OutOfMemory{};
         add(graph_.texts, '\0');
         return at;
     }

@@ -32,8 +32,7 @@ constexpr int32_t walked_lines = 100;
 
 void add(Array<char> &out, std::string_view text)
 {
-    for (const char c : text)
-        out.add(c);
+    out.append(text.data(), text.size());
 }
 
 bool is_control(char c)

@@ -51,11 +51,7 @@ bool add_row(Snapshot *snapshot, Array<Definition> &definitions, const cli_comma
 
 bool add_text(Array<char> &out, const char *text)
 {
-    for (; *text; text++) {
-        if (!out.add(*text))
-            return false;
-    }
-    return true;
+    return out.append(text, std::strlen(text));
 }
 
 bool is_name_character(char c)

@@ -28,7 +28,23 @@ bool is_name_character(char c)
 
 bool is_notation(char c)
 {
-    return c == '\0' || std::string_view(" <>[]{}|()$").find(c) != std::string_view::npos;
+    switch (c) {
+    case '\0':
+    case ' ':
+    case '<':
+    case '>':
+    case '[':
+    case ']':
+    case '{':
+    case '}':
+    case '|':
+    case '(':
+    case ')':
+    case '$':
+        return true;
+    default:
+        return false;
+    }
 }
 
 bool needs_quotes(char c)
@@ -46,6 +62,8 @@ class Reader {
 
     void read()
     {
+        notation_.nodes.used = 0;
+        notation_.negation = {};
         notation_.root = no_node;
         skip_blanks();
         read_negation();
@@ -204,12 +222,13 @@ class Reader {
         const bool ends = is_notation(next()) || syntax_.substr(at_).starts_with("...");
         if (!name.empty() && name[0] >= 'A' && name[0] <= 'Z' && ends)
             return read_argument(name, from);
-        while (!is_notation(next()))
-            at_++;
+        bool is_bad = false;
+        for (; !is_notation(next()); at_++)
+            is_bad |= needs_quotes(next());
         const std::string_view word = syntax_.substr(from, at_ - from);
         if (word.empty() || (next() != ' ' && !ends_sequence(next())))
             fail(Problem::stray_character, at_);
-        else if (std::any_of(word.begin(), word.end(), needs_quotes))
+        else if (is_bad)
             fail(Problem::bad_word, from);
         const int32_t keyword = add(NodeKind::keyword, from);
         if (!has_failed_)
@@ -311,11 +330,7 @@ class Writer {
         }
     }
 
-    void add(std::string_view text)
-    {
-        for (const char c : text)
-            out_.add(c);
-    }
+    void add(std::string_view text) { out_.append(text.data(), text.size()); }
 
   private:
     void write_children(const Node &node, std::string_view between)

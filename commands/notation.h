@@ -48,8 +48,8 @@ struct Notation {
                                // the tree; else empty
 };
 
-// Reads a syntax. Node texts point into it. What is wrong is added to findings, with the column;
-// then root is no_node.
+// Reads a syntax; what was read into out_notation before is gone. Node texts point into the
+// syntax. What is wrong is added to findings, with the column; then root is no_node.
 void read_notation(std::string_view syntax, const TypeNames &types, Findings &findings,
                    Notation &out_notation);
 

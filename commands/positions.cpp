@@ -6,12 +6,14 @@
 #include <algorithm>
 #include <span>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 namespace varno::commands {
 namespace {
 
 constexpr int32_t most_options = 64;
+constexpr size_t usual_words = 8; // of a definition: few have more
 
 constexpr std::string_view negating[] = {"no", "default"};
 constexpr std::string_view bar[] = {"|"};
@@ -36,10 +38,44 @@ struct Part {
     bool may_be_empty;
 };
 
-bool is_same_symbol(const Symbol &one, const Symbol &other)
-{
-    return one.is_keyword == other.is_keyword && one.text == other.text && one.type == other.type;
-}
+// What a container of the C++ library takes its memory from.
+template <typename Item>
+struct Tracked {
+    static constexpr char tag[] = "commands_positions";
+
+    using value_type = Item;
+
+    Tracked() = default;
+    template <typename Other>
+    Tracked(const Tracked<Other> &)
+    {}
+
+    Item *allocate(size_t count)
+    {
+        void *block = tracked_calloc(count, sizeof(Item), tag);
+        if (!block)
+            throw OutOfMemory{};
+        return static_cast<Item *>(block);
+    }
+
+    void deallocate(Item *items, size_t) { tracked_free(items, tag); }
+    bool operator==(const Tracked &) const = default;
+};
+
+struct HashOfSymbol {
+    size_t operator()(const Symbol &of) const
+    {
+        return std::hash<std::string_view>()(of.text) + static_cast<size_t>(of.type.kind);
+    }
+};
+
+struct IsSameSymbol {
+    bool operator()(const Symbol &one, const Symbol &other) const
+    {
+        return one.text == other.text && one.is_keyword == other.is_keyword &&
+               one.type == other.type;
+    }
+};
 
 bool is_before(const Symbol &one, const Symbol &other)
 {
@@ -70,8 +106,8 @@ class Gatherer {
         entries_.release();
         exits_.release();
         links_.release();
-        order_.release();
-        different_.release();
+        notation_.nodes.release();
+        number_.release();
     }
 
     Gatherer(const Gatherer &) = delete;
@@ -96,40 +132,35 @@ class Gatherer {
 
     void read_definitions()
     {
+        reserve(forms_, definitions_.used);
+        reserve(places_, usual_words * definitions_.used);
+        reserve(links_, usual_words * definitions_.used);
         for (int32_t i = 0; i < count(definitions_); i++) {
             findings_.row = i;
             const Definition &one = definitions_[static_cast<size_t>(i)];
-            Notation notation = {};
-            notation.root = no_node;
+            notation_.root = no_node;
             if (!one.is_bar)
-                read_notation(one.syntax, types_, findings_, notation);
-            try {
-                if (notation.nodes.is_short)
-                    throw OutOfMemory{};
-                if (notation.root != no_node || one.is_bar)
-                    add_form(notation, i, false);
-                if (notation.root != no_node && !notation.negation.empty())
-                    add_form(notation, i, true);
-            } catch (const OutOfMemory &) {
-                notation.nodes.release();
-                throw;
-            }
-            notation.nodes.release();
+                read_notation(one.syntax, types_, findings_, notation_);
+            if (notation_.nodes.is_short)
+                throw OutOfMemory{};
+            if (notation_.root != no_node || one.is_bar)
+                add_form(i, false);
+            if (notation_.root != no_node && !notation_.negation.empty())
+                add_form(i, true);
         }
     }
 
-    void add_form(const Notation &notation, int32_t of, bool is_negated)
+    void add_form(int32_t of, bool is_negated)
     {
         const size_t first_link = links_.used;
         const int32_t index = add(forms_, {of, 0, 0, count(places_), 0, false, false});
-        notation_ = &notation;
         is_negated_ = is_negated;
         options_ = 0;
         entries_.used = exits_.used = 0;
         const bool is_bar = definitions_[static_cast<size_t>(of)].is_bar;
-        const Part all = is_negated ? add_after(negations(notation))
+        const Part all = is_negated ? add_after(negations(notation_))
                          : is_bar   ? add_after(bar)
-                                    : add_part(notation.root, true);
+                                    : add_part(notation_.root, true);
         place(form(index).first_place).is_bar = is_bar;
         if (all.may_be_empty)
             findings_.add(Problem::empty_syntax, 0);
@@ -156,7 +187,7 @@ class Gatherer {
     // But for "no" the places of a negated form are those of the one before it.
     void find_twins(int32_t negated)
     {
-        const auto words = static_cast<int32_t>(negations(*notation_).size());
+        const auto words = static_cast<int32_t>(negations(notation_).size());
         const int32_t first = form(negated).first_place + words;
         for (int32_t at = first; at < form(negated).end_place; at++)
             place(at).twin = form(negated - 1).first_place + at - first;
@@ -188,8 +219,8 @@ class Gatherer {
             add_place(word, {}, 0, false);
         }
         Part rest = {entries_.used, exits_.used, true};
-        if (notation_->root != no_node)
-            rest = add_part(notation_->root, true);
+        if (notation_.root != no_node)
+            rest = add_part(notation_.root, true);
         link(before, rest);
         entries_.used = words.size();
         if (!rest.may_be_empty)
@@ -200,10 +231,12 @@ class Gatherer {
     void add_place(const Symbol &word, std::string_view which, int32_t column, bool repeats)
     {
         const int32_t of = count(forms_) - 1;
-        const int32_t number = add(symbols_, word);
+        const auto [symbol, is_new] = symbol_of_word_.try_emplace(word, count(symbols_));
+        if (is_new)
+            add(symbols_, word);
         Place made = {};
         made.form = of;
-        made.symbol = number;
+        made.symbol = symbol->second;
         made.column = column;
         made.repeats = repeats;
         made.which = which;
@@ -219,7 +252,7 @@ class Gatherer {
 
     Part add_part(int32_t i, bool is_top, std::string_view which = {})
     {
-        const Node &node = notation_->nodes[static_cast<size_t>(i)];
+        const Node &node = notation_.nodes[static_cast<size_t>(i)];
         const Part part = {entries_.used, exits_.used, false};
         switch (node.kind) {
         case NodeKind::keyword:
@@ -253,7 +286,7 @@ class Gatherer {
             if (!next.may_be_empty)
                 drop_exits(all.first_exit, next.first_exit);
             all.may_be_empty = all.may_be_empty && next.may_be_empty;
-            i = notation_->nodes[static_cast<size_t>(i)].next;
+            i = notation_.nodes[static_cast<size_t>(i)].next;
         }
         return all;
     }
@@ -263,7 +296,7 @@ class Gatherer {
         Part all = {entries_.used, exits_.used, false};
         for (int32_t i = node.first; i != no_node;) {
             all.may_be_empty |= add_part(i, false, node.which).may_be_empty;
-            i = notation_->nodes[static_cast<size_t>(i)].next;
+            i = notation_.nodes[static_cast<size_t>(i)].next;
         }
         all.may_be_empty |=
             node.kind == NodeKind::option || (node.kind == NodeKind::unless_no && is_negated_);
@@ -274,7 +307,7 @@ class Gatherer {
     {
         const Part all = {entries_.used, exits_.used, false};
         for (int32_t i = node.first; i != no_node;) {
-            const Node &option = notation_->nodes[static_cast<size_t>(i)];
+            const Node &option = notation_.nodes[static_cast<size_t>(i)];
             const Part part = add_part(i, false);
             if (part.may_be_empty)
                 findings_.add(Problem::option_may_be_empty, option.column);
@@ -323,20 +356,15 @@ class Gatherer {
 
     // Symbols
 
-    // So far each place has a symbol of its own; from now on like ones have one number.
+    // So far symbols have the order in which they are met.
     void number_symbols()
     {
+        std::sort(symbols_.begin(), symbols_.end(), is_before);
+        add_copies(number_, symbols_.used, 0);
         for (int32_t i = 0; i < count(symbols_); i++)
-            add(order_, i);
-        std::sort(order_.begin(), order_.end(), [&](int32_t one, int32_t other) {
-            return is_before(symbol(one), symbol(other));
-        });
-        for (const int32_t i : order_) {
-            if (different_.used == 0 || !is_same_symbol(different_[different_.used - 1], symbol(i)))
-                add(different_, symbol(i));
-            place(i).symbol = count(different_) - 1;
-        }
-        std::swap(symbols_, different_);
+            number_[static_cast<size_t>(symbol_of_word_.find(symbol(i))->second)] = i;
+        for (Place &one : places_)
+            one.symbol = number_[static_cast<size_t>(one.symbol)];
     }
 
     // Steps
@@ -359,7 +387,7 @@ class Gatherer {
         };
         std::for_each(forms_.begin(), forms_.end(), begin);
         std::for_each(places_.begin(), places_.end(), begin);
-        fill(steps_, links_.used, {});
+        add_copies(steps_, links_.used, {});
         for (const Link &one : links_)
             steps_[static_cast<size_t>(end_step_of(one.from)++)] = {one.to, one.options};
     }
@@ -406,14 +434,16 @@ class Gatherer {
     Array<Step> &steps_;
     Array<Symbol> &symbols_;
 
-    const Notation *notation_ = nullptr;
+    Notation notation_ = {};
     bool is_negated_ = false;
     int32_t options_ = 0;
     Array<Entry> entries_;
     Array<int32_t> exits_;
     Array<Link> links_;
-    Array<int32_t> order_; // of symbols
-    Array<Symbol> different_;
+    std::unordered_map<Symbol, int32_t, HashOfSymbol, IsSameSymbol,
+                       Tracked<std::pair<const Symbol, int32_t>>>
+        symbol_of_word_;
+    Array<int32_t> number_; // of a symbol, once they are sorted
 };
 
 } // namespace

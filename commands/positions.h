@@ -75,10 +75,17 @@ int32_t add(Array<Item> &array, const Item &item)
 }
 
 template <typename Item>
-void fill(Array<Item> &array, size_t wanted, const Item &item)
+void add_copies(Array<Item> &array, size_t count, const Item &item)
 {
-    while (array.used < wanted)
-        add(array, item);
+    if (!array.add_copies(count, item))
+        throw OutOfMemory{};
+}
+
+template <typename Item>
+void reserve(Array<Item> &array, size_t more)
+{
+    if (!array.reserve(more))
+        throw OutOfMemory{};
 }
 
 // Reads all definitions. Like words have one number: the index of their symbol, of which

@@ -73,7 +73,7 @@ void drop_uses(cli_set_s *set, Owner *owner, int64_t uses)
 template <typename Item>
 bool make_room(Array<Item> &array, size_t more)
 {
-    const bool has_room = array.reserve(more);
+    const bool has_room = array.make_room(more);
     array.is_short = false;
     return has_room;
 }
@@ -89,11 +89,12 @@ void remove_of(Array<Item> &array, const Owner *owner)
 template <typename Item>
 bool copy_but(const Array<Item> &from, const Owner *without, Array<Item> &out)
 {
+    if (!out.reserve(from.used))
+        return false;
     for (const Item &item : from) {
         if (item.owner == without)
             continue;
-        if (!out.add(item))
-            return false;
+        out.add(item);
         add_uses(item.owner, 1);
     }
     return true;

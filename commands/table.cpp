@@ -21,14 +21,12 @@ constexpr char mark[] = ">";
 
 void add_text(Array<char> &out, const char *text)
 {
-    for (; *text; text++)
-        out.add(*text);
+    out.append(text, std::strlen(text));
 }
 
 void add_blanks(Array<char> &out, int32_t count)
 {
-    for (; count > 0; count--)
-        out.add(' ');
+    out.add_copies(static_cast<size_t>(std::max(count, 0)), ' ');
 }
 
 // A text that may be shown, cut with a mark to so many columns; 0: it is not cut. Returns the
@@ -42,8 +40,7 @@ int32_t add_cell(Array<char> &out, const char *text, int32_t most)
         return columns;
     }
     const size_t len = tsession_fit(text, most - 1, &columns);
-    for (size_t i = 0; i < len; i++)
-        out.add(text[i]);
+    out.append(text, len);
     add_text(out, mark);
     return columns + 1;
 }
@@ -138,7 +135,7 @@ void clean_cells(const Table &table, Array<char> &out)
     const char *cell = table.cells.begin();
     for (size_t i = 0; i < table.count; i++) {
         const size_t len = std::strlen(cell);
-        if (!out.reserve(len + 1))
+        if (!out.make_room(len + 1))
             return;
         tsession_clean(out.end(), len + 1, cell);
         out.used += std::strlen(out.end()) + 1;

@@ -443,14 +443,16 @@ bool can_begin(const ArgumentType &type, std::string_view begun)
 
 size_t describe_type(const ArgumentType &type, char *text, size_t size)
 {
-    const char *help = type.kind == TypeKind::pattern
-                           ? describe_pattern()
-                           : type_rows[static_cast<size_t>(type.kind)].help;
-    const int len =
-        type.kind == TypeKind::range
-            ? std::snprintf(text, size, "%" PRId64 " to %" PRId64, type.least, type.most)
-            : std::snprintf(text, size, "%s", help);
-    return std::min(static_cast<size_t>(std::max(len, 0)), size - 1);
+    if (type.kind == TypeKind::range) {
+        const int len = std::snprintf(text, size, "%" PRId64 " to %" PRId64, type.least, type.most);
+        return std::min(static_cast<size_t>(std::max(len, 0)), size - 1);
+    }
+    const std::string_view help = type.kind == TypeKind::pattern
+                                      ? describe_pattern()
+                                      : type_rows[static_cast<size_t>(type.kind)].help;
+    const size_t len = help.copy(text, size - 1);
+    text[len] = '\0';
+    return len;
 }
 
 } // namespace varno::commands
