@@ -170,8 +170,10 @@ class Builder {
     {
         const int32_t newest = count(roots_) - count(modes_);
         const State root = state(roots_[static_cast<size_t>(newest) + static_cast<size_t>(of)]);
-        for (int32_t i = root.first_member; i < root.end_member; i++)
-            add(members_, member(i));
+        const auto size = static_cast<size_t>(root.end_member - root.first_member);
+        if (!members_.make_room(size))
+            throw OutOfMemory{};
+        members_.append(members_.begin() + root.first_member, size);
     }
 
     void add_places(int32_t first, int32_t end)
