@@ -908,6 +908,11 @@ TEST_F(Device, AConfigurationIsWrittenAsTheCommandsThatMakeIt)
         "vlan 7 name \"blue sky\"\nvlan 9\n"
         "ip route 10.0.0.0/8 10.1.1.1\nip route ::/0 fe80::1\n"
         "interface lo\n description it's \"ours\" | all\n ip address 127.0.0.2/8\n shutdown\n");
+    EXPECT_EQ(run_lines({"show run conf | include vlan"}), "vlan 7 name \"blue sky\"\nvlan 9\n");
+    EXPECT_EQ(run_lines({"show running-config configure | count"}), "7\n");
+    for (const char *line : {"show run int", "show running-config interface lo"})
+        EXPECT_EQ(run_lines({line}), "interface lo\n description it's \"ours\" | all\n"
+                                     " ip address 127.0.0.2/8\n shutdown\n");
     EXPECT_EQ(run_lines({"configure", "interface lo", "no description", "no shutdown",
                          "no ip address", "no ip route ::/0", "no hostname", "no username bert",
                          "no vlan 7", "end", "show running-config"}),
@@ -936,7 +941,8 @@ TEST_F(Device, ALineIsTakenBackAsItWasTyped)
         {{"username a\xff"}, "% it has control characters, or is no UTF-8"},
         {{"vlan 9 name \"a\033[2J\""}, "% it has control characters, or is no UTF-8"},
         {{"interface lo", "description a\tb"}, "% it has control characters, or is no UTF-8"},
-        {{"hostname 012345678901234567890"}, "% 1 to 20 printable characters, none of \" ' \\ ? ;"},
+        {{"hostname 012345678901234567890"},
+         "% 1 to 20 printable characters, no blank and none of \" ' \\ ? ;"},
     };
     for (const Refused &row : refusals)
         EXPECT_TRUE(has(run_refused(row.lines), row.why)) << row.lines.back();
@@ -1110,7 +1116,7 @@ TEST_F(Device, AFileOfConfigurationWhoseLineFailsLeavesNothing)
     EXPECT_EQ(run_lines({"show running-config"}), "");
     EXPECT_FALSE(
         device::read_configuration(file_with("hostname " + std::string(21, 'x')), problem));
-    EXPECT_EQ(problem, path + ":1: 1 to 20 printable characters, none of \" ' \\ ? ;");
+    EXPECT_EQ(problem, path + ":1: 1 to 20 printable characters, no blank and none of \" ' \\ ? ;");
 }
 
 TEST(DeviceWithFiles, AsksForASecretAndSavesItsConfiguration)

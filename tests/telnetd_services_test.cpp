@@ -21,6 +21,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -62,6 +63,27 @@ class TelnetdFiles : public testing::Test {
 
     std::string folder_;
 };
+
+// Of "sesame", by crypt(3).
+constexpr char secret_hash[] = "$6$abc$e2Lo8KyRg4tXBVW0NXmQCHiSAsja.ud6LSBAsbOerZnTqsFLzlMDQ"
+                               "AhrATRdDz1O5s/i/VE54xxJEmVRizB6f.";
+
+TEST_F(TelnetdFiles, AConfigurationLongerThanWhatMayWaitIsShownWhole)
+{
+    std::ofstream(folder_ + "/secret") << secret_hash << "\n";
+    ASSERT_EQ(chmod((folder_ + "/secret").c_str(), 0600), 0);
+    std::ofstream config(folder_ + "/config");
+    for (int vlan = 1; vlan <= 1000; vlan++)
+        config << "vlan " << vlan << " name " << std::string(230, 'n') << "\n";
+    config.close();
+    TelnetServer server({"--backlog", "131072", "--config", folder_ + "/config",
+                         "--enable-secret-file", folder_ + "/secret"});
+    TelnetClient client(server.port());
+    client.send("terminal length 0\renable\rsesame\rshow running-config\recho at the end\r");
+    EXPECT_TRUE(client.receives("\r\nvlan 1 name n"));
+    EXPECT_TRUE(client.receives("\r\nvlan 1000 name n"));
+    EXPECT_TRUE(client.receives("\r\nat the end\r\n"));
+}
 
 // Sockets that are handed over
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cinttypes>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -13,6 +14,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <utility>
 
 #include <crypt.h>
 #include <fcntl.h>
@@ -53,10 +55,15 @@ struct Shared {
 Shared shared;
 std::string secret_hash; // of what lets its user have any level
 
-Configuration copy()
+// Of a call that writes it: all at first, and as it was then.
+Configuration &left_to_write(cli_call_s *call)
 {
-    const std::lock_guard lock(shared.mutex);
-    return shared.now;
+    auto &left = kept_of<std::optional<Configuration>>(call);
+    if (!left) {
+        const std::lock_guard lock(shared.mutex);
+        left = shared.now;
+    }
+    return *left;
 }
 
 // Makes or changes an entry, or takes it back; value: nothing where the line has none. What
@@ -221,7 +228,7 @@ int32_t set_hostname(cli_call_s *call, Console &)
 {
     const std::string name = text_or_nothing(call, "HOST");
     if (name.size() > longest_name || (!cli_has(call, "no") && !is_plain_word(name.c_str()))) {
-        cli_fail_at(call, "HOST", "1 to %zu printable characters, none of \" ' \\ ? ;",
+        cli_fail_at(call, "HOST", "1 to %zu printable characters, no blank and none of \" ' \\ ? ;",
                     longest_name);
         return CLI_FAILED;
     }
@@ -281,29 +288,40 @@ int32_t set_shutdown(cli_call_s *call, Console &)
                        [is_up = cli_has(call, "no")](Port &port) { port.is_shut_down = !is_up; });
 }
 
+// A line a call, of what is left: a long one waits where its reader does.
 int32_t write_configuration(cli_call_s *call, Console &)
 {
-    const Configuration all = copy();
-    if (!all.hostname.empty())
-        cli_config(call, "hostname %s", all.hostname.c_str());
-    for (const auto &[name, level] : all.users)
-        cli_config(call, "username %s level %d", name.c_str(), static_cast<int>(level));
-    for (const auto &[vlan, name] : all.vlans) {
-        if (name.empty())
-            cli_config(call, "vlan %d", static_cast<int>(vlan));
+    Configuration &left = left_to_write(call);
+    if (!left.hostname.empty()) {
+        cli_config(call, "hostname %s", std::exchange(left.hostname, "").c_str());
+    } else if (!left.users.empty()) {
+        const auto user = left.users.extract(left.users.begin());
+        cli_config(call, "username %s level %" PRId64, user.key().c_str(), user.mapped());
+    } else if (!left.vlans.empty()) {
+        const auto vlan = left.vlans.extract(left.vlans.begin());
+        if (vlan.mapped().empty())
+            cli_config(call, "vlan %" PRId64, vlan.key());
         else
-            cli_config(call, "vlan %d name %s", static_cast<int>(vlan), name.c_str());
+            cli_config(call, "vlan %" PRId64 " name %s", vlan.key(), vlan.mapped().c_str());
+    } else if (!left.routes.empty()) {
+        const auto route = left.routes.extract(left.routes.begin());
+        cli_config(call, "ip route %s %s", route.key().c_str(), route.mapped().c_str());
+    } else {
+        return CLI_DONE;
     }
-    for (const auto &[net, gateway] : all.routes)
-        cli_config(call, "ip route %s %s", net.c_str(), gateway.c_str());
-    return CLI_DONE;
+    return CLI_MORE;
 }
 
+// All of them, or the one that the line asks for.
 int32_t write_interfaces(cli_call_s *call, Console &)
 {
-    for (const auto &[name, port] : copy().ports)
-        write_port(call, name, port);
-    return CLI_DONE;
+    Configuration &left = left_to_write(call);
+    if (left.ports.empty())
+        return CLI_DONE;
+    const auto port = left.ports.extract(left.ports.begin());
+    if (!cli_has(call, "NAME") || port.key() == cli_text(call, "NAME"))
+        write_port(call, port.key(), port.mapped());
+    return CLI_MORE;
 }
 
 // One after the other, so that the last that is told to be saved is what is in the file.
@@ -355,8 +373,12 @@ void follow_name(cli_set_s *set, uint64_t &generation)
     const uint64_t names = shared.names.load(std::memory_order_acquire);
     if (names == generation)
         return;
-    const Configuration all = copy();
-    if (cli_set_host(set, all.hostname.empty() ? host().name.c_str() : all.hostname.c_str()) == 0)
+    std::string name;
+    {
+        const std::lock_guard lock(shared.mutex);
+        name = shared.now.hostname.empty() ? host().name : shared.now.hostname;
+    }
+    if (cli_set_host(set, name.c_str()) == 0)
         generation = names;
 }
 

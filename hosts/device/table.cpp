@@ -35,7 +35,12 @@ constexpr cli_command_s exec_rows[] = {
     row("show aliases",                      "your own commands",              run<show_aliases>),
     row("show numbers COUNT(1-1000000)",     "a long output",                  run<show_numbers>),
     row("show numbers COUNT(1-1000000)",     "how many"),
-    row("show running-config",               "the configuration as commands",  cli_show_config, 1),
+    row("show running-config [<configure|interface [NAME(interface)]>$SECTION]",
+                                             "the configuration as commands",  cli_show_config, 1),
+    row("show running-config",               "the configuration as commands"),
+    row("show running-config configure",     "of the device as a whole"),
+    row("show running-config interface",     "of its interfaces"),
+    row("show running-config interface NAME(interface)", "of one of them"),
     row("echo TEXT...",                      "print words",                    run<echo>),
     row("echo TEXT...",                      "words to print"),
     row("ping HOST [{count COUNT(1-1000)|size BYTES(28-65507)|interval SECONDS(1-60)|quiet}]",
@@ -90,6 +95,7 @@ constexpr cli_command_s exec_rows[] = {
 constexpr cli_command_s configure_rows[] = {
     row("no",                                "take something back"),
     row("[no] hostname ![HOST]",             "the device's name",              run<set_hostname>, 15),
+    row("hostname HOST",                     "the name"),
     row("[no] username NAME [level LEVEL(0-15)]", "who may log in",            run<set_user>, 15),
     row("username NAME",                     "the user's name"),
     row("username NAME level",               "what the user may do"),
@@ -97,6 +103,7 @@ constexpr cli_command_s configure_rows[] = {
     row("[no] vlan VLAN(1-4094) [name NAME]", "a virtual network",             run<set_vlan>, 15),
     row("vlan VLAN(1-4094)",                 "its number"),
     row("vlan VLAN(1-4094) name",            "name it"),
+    row("vlan VLAN(1-4094) name NAME",       "the network's name"),
     row("ip",                                "the internet protocol"),
     row("[no] ip route NET(ip/) ![GATEWAY(ip)]", "the way to a network",       run<set_route>, 15),
     row("ip route NET(ip/)",                 "where it leads to"),
@@ -108,9 +115,11 @@ constexpr cli_command_s configure_rows[] = {
 constexpr cli_command_s interface_rows[] = {
     row("no",                                "take something back"),
     row("[no] description ![TEXT(line)]",    "what it is for",                 run<set_description>, 15),
+    row("description TEXT(line)",            "the rest of the line, as it is"),
     row("[no] shutdown",                     "take it down",                   run<set_shutdown>, 15),
     row("ip",                                "the internet protocol"),
     row("[no] ip address ![NET(ip/)]",       "its address",                    run<set_address>, 15),
+    row("ip address NET(ip/)",               "the address and its network's bits, as in 10.0.0.1/8"),
 };
 
 constexpr cli_mode_s exec_mode      = {"exec",      nullptr,     "%h%# ",             0, nullptr, nullptr};
