@@ -99,6 +99,8 @@ struct Thread {
     Rests rest; // the next one last
     std::string arguments;
     bool is_done_here = false; // by "do": the mode stays, if it enters none
+    bool is_loose = false;     // an option may be given again, as it may in the graph alone
+    bool has_repeated = false; // one was
 };
 
 struct Next {
@@ -129,9 +131,11 @@ inline void expand(Thread thread, std::vector<Next> &out)
         expand(std::move(thread), out);
     } else {
         for (size_t i = 0; i < part.parts.size(); i++) {
-            if ((rest.given >> i & 1) != 0)
+            const bool is_given = (rest.given >> i & 1) != 0;
+            if (is_given && !thread.is_loose)
                 continue;
             Thread inside = thread;
+            inside.has_repeated |= is_given;
             if (part.kind == '{')
                 inside.rest.push_back({rest.part, rest.given | 1U << i});
             inside.rest.push_back({part.parts[i]});
@@ -233,6 +237,27 @@ class Model {
                                 : CLI_ASSIST_AMBIGUOUS;
     }
 
+    // What it is to cli_parse alone: any word is a value.
+    static int decide_alone(const std::vector<Next> &all, const std::string &word,
+                            std::string &out_key)
+    {
+        std::set<std::string> fits;
+        for (const Next &one : all) {
+            if (!one.word)
+                continue;
+            out_key = key_of(*one.word);
+            if (one.word->kind == 'k' && one.word->text == word)
+                return CLI_ASSIST_OK;
+            if (one.word->kind == 'a' || one.word->text.compare(0, word.size(), word) == 0)
+                fits.insert(out_key);
+        }
+        if (fits.size() == 1)
+            out_key = *fits.begin();
+        return fits.size() == 1 ? CLI_ASSIST_OK
+               : fits.empty()   ? CLI_ASSIST_UNKNOWN
+                                : CLI_ASSIST_AMBIGUOUS;
+    }
+
     static std::vector<Thread> follow(const std::vector<Next> &all, const std::string &key,
                                       const std::string &word)
     {
@@ -266,6 +291,29 @@ class Model {
                 return std::to_string(one.thread.definition) + ":" + one.thread.arguments;
         }
         return std::to_string(CLI_ASSIST_INCOMPLETE) + " at " + std::to_string(at - 1);
+    }
+
+    // "definition: words" where cli_parse alone takes the words, else empty.
+    std::string run_alone(const std::vector<std::string> &words, bool &out_has_repeated) const
+    {
+        std::vector<Thread> threads = start_;
+        for (Thread &thread : threads)
+            thread.is_loose = true;
+        for (const std::string &word : words) {
+            const std::vector<Next> all = next(threads);
+            std::string key;
+            if (decide_alone(all, word, key) != CLI_ASSIST_OK)
+                return "";
+            threads = follow(all, key, word);
+        }
+        std::string taken;
+        for (const Next &one : next(threads)) {
+            if (one.word || (!taken.empty() && one.thread.has_repeated))
+                continue;
+            taken = std::to_string(one.thread.definition) + ":" + one.thread.arguments;
+            out_has_repeated = one.thread.has_repeated;
+        }
+        return taken;
     }
 
     // What may come after some words that match: keywords, names and "<cr>".
