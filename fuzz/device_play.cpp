@@ -213,6 +213,7 @@ void DevicePlay::input(const std::string &bytes)
 void DevicePlay::type_command(InputReader &in)
 {
     const Walk walk(session_of(*person_), in);
+    cli_shell_check(person_->console.shell, nullptr, nullptr);
     FUZZ_REQUIRE(!walk.is_exact || cli_shell_check(person_->console.shell, walk.line.c_str(),
                                                    nullptr) == CLI_ASSIST_OK);
     input(walk.line + "\r");

@@ -8,10 +8,11 @@
 
 #include <varno/commands.h>
 
+#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -95,6 +96,24 @@ class Library {
             },
             &texts);
         return texts;
+    }
+
+    // The nodes of what may come next.
+    std::vector<const cli_pnode_s *> next(const std::string &line) const
+    {
+        std::vector<const cli_pnode_s *> nodes;
+        cli_assist_help(
+            root(), &shell_->filter, line.c_str(), static_cast<int32_t>(line.size()),
+            [](void *user, const cli_pnode_s *node, const char *, const char *) {
+                static_cast<std::vector<const cli_pnode_s *> *>(user)->push_back(node);
+            },
+            &nodes);
+        return nodes;
+    }
+
+    const varno::commands::ArgumentType &type_of(const cli_pnode_s &node) const
+    {
+        return shell_->snapshot->graph.types[static_cast<size_t>(node.aux_int)];
     }
 
     std::string completed(const std::string &line) const
@@ -184,6 +203,104 @@ std::vector<std::string> walk(Author &author, const Model &model, const Library 
     return words;
 }
 
+// Whole devices, printed from the graph and from the model: each way from the first word to
+// the end of a command, a definition of its own without brackets.
+
+// A word that may come next, in notation; empty: a command ends. And what it leads to.
+template <typename Place>
+struct Way {
+    std::string word;
+    int definition;
+    Place to;
+};
+
+std::vector<Way<std::string>> ways_of(const Library &library, const std::string &line)
+{
+    std::vector<Way<std::string>> ways;
+    for (const cli_pnode_s *node : library.next(line)) {
+        if (node->type == PNODE_EOLS) {
+            const auto *end = static_cast<const varno::commands::End *>(node->func);
+            ways.push_back({"", end->definition, ""});
+            continue;
+        }
+        std::string word = node->keyword;
+        std::string typed = word;
+        if (node->type == PNODE_STRING) {
+            const varno::commands::ArgumentType &type = library.type_of(*node);
+            const std::string range = std::to_string(type.least) + "-" + std::to_string(type.most);
+            const bool is_hex = type.kind == varno::commands::TypeKind::hex;
+            const bool is_range = type.kind == varno::commands::TypeKind::range;
+            word += is_hex ? "(hex)" : is_range ? "(" + range + ")" : "";
+            typed = is_hex ? "0xbeef" : is_range ? std::to_string(type.most) : "free";
+        }
+        ways.push_back({word, -1, line + typed + " "});
+    }
+    return ways;
+}
+
+std::vector<Way<std::vector<Thread>>> ways_of(const Model &, const std::vector<Thread> &threads)
+{
+    std::vector<Way<std::vector<Thread>>> ways;
+    const std::vector<Next> all = Model::next(threads);
+    for (const Next &one : all) {
+        if (!one.word) {
+            ways.push_back({"", one.thread.definition, {}});
+            continue;
+        }
+        const std::string type = one.word->type.empty() ? "" : "(" + one.word->type + ")";
+        ways.push_back({one.word->text + type, -1, Model::follow(all, key_of(*one.word), "")});
+    }
+    return ways;
+}
+
+using Rows = std::set<std::pair<int, std::string>>;
+
+// Too many, of sets with many options, are as good as none.
+constexpr size_t most_rows = 1500;
+
+// An argument that may come again is the last one, with as many words as are typed.
+template <typename Device, typename Place>
+void print_all(const Device &device, const Place &from, const std::vector<std::string> &words,
+               Rows &out_rows)
+{
+    const auto ways = ways_of(device, from);
+    const auto comes_again = [&](const Way<Place> &way) {
+        return !words.empty() && way.word == words.back() && way.word[0] >= 'A' &&
+               way.word[0] <= 'Z';
+    };
+    const bool is_repeated = std::any_of(ways.begin(), ways.end(), comes_again);
+    for (const Way<Place> &way : ways) {
+        if (out_rows.size() > most_rows)
+            return;
+        if (way.word.empty()) {
+            out_rows.insert({way.definition, joined(words) + (is_repeated ? "..." : "")});
+            continue;
+        }
+        if (comes_again(way)) {
+            for (const Way<Place> &more : ways_of(device, way.to))
+                EXPECT_TRUE(more.word.empty() || comes_again(more)) << joined(words);
+            continue;
+        }
+        std::vector<std::string> longer = words;
+        longer.push_back(way.word);
+        print_all(device, way.to, longer, out_rows);
+    }
+}
+
+Rows rows_of(const Library &library)
+{
+    Rows rows;
+    print_all(library, std::string(), {}, rows);
+    return rows;
+}
+
+Rows rows_of(const Model &model)
+{
+    Rows rows;
+    print_all(model, model.start(), {}, rows);
+    return rows;
+}
+
 struct Once {
     std::vector<std::string> definitions;
     std::vector<std::string> words;
@@ -252,6 +369,37 @@ TEST(CommandsModel, AgreesOnRandomDevicesAndLines)
     EXPECT_GT(alone, devices * 2);
     std::printf("%d run, %d by cli_parse alone, %d of them otherwise, %d refused\n", run, alone,
                 others, refused);
+}
+
+// Devices that have the same rows take the same lines for the same commands: they are one
+// automaton, however their graphs share states.
+TEST(CommandsModel, AGraphThatIsPrintedAndCompiledAgainIsTheSame)
+{
+    Author author(31);
+    size_t printed = 0;
+    int compared = 0;
+    const int devices = 40 * varno_test::long_tests_factor();
+    for (int d = 0; d < devices && !testing::Test::HasFailure(); d++) {
+        const std::vector<std::string> definitions = device(author);
+        const Rows expected = rows_of(Model(definitions));
+        if (expected.empty() || expected.size() > most_rows)
+            continue;
+        const Rows rows = rows_of(Library(definitions));
+        EXPECT_EQ(rows, expected) << testing::PrintToString(definitions);
+        std::vector<std::string> again;
+        Rows expected_again;
+        for (const auto &[definition, row] : rows) {
+            expected_again.insert({static_cast<int>(again.size()), row});
+            again.push_back(row);
+        }
+        const Library second(again);
+        EXPECT_EQ(second.errors(), 0) << testing::PrintToString(second.wrong());
+        EXPECT_EQ(rows_of(second), expected_again) << testing::PrintToString(definitions);
+        printed += rows.size();
+        compared++;
+    }
+    EXPECT_GT(compared, devices / 2);
+    std::printf("%d devices, %zu rows\n", compared, printed);
 }
 
 } // namespace
