@@ -32,7 +32,7 @@ TEST(CommandsWalk, HelpTabAndParsingAgree)
     cli_shell_s *shell = cli_shell_create(&config);
 
     Walker walker(*shell, varno::commands::root_of(shell->snapshot, 0, 0));
-    const int walks = 1000 * varno_test::long_tests_factor();
+    const int walks = 400 * varno_test::long_tests_factor();
     int taken = 0;
     int refused = 0;
     for (int i = 0; i < walks && !testing::Test::HasFailure(); i++) {
