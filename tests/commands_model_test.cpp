@@ -378,7 +378,7 @@ TEST(CommandsModel, AGraphThatIsPrintedAndCompiledAgainIsTheSame)
     Author author(31);
     size_t printed = 0;
     int compared = 0;
-    const int devices = 20 * varno_test::long_tests_factor();
+    const int devices = 40 * varno_test::long_tests_factor();
     for (int d = 0; d < devices && !testing::Test::HasFailure(); d++) {
         const std::vector<std::string> definitions = device(author);
         const Rows expected = rows_of(Model(definitions));

@@ -101,7 +101,8 @@ TEST(DeviceWalk, HelpTabAndParsingAgreeInAllModes)
         int lines = 0;
         for (; walker.steps() < steps && !testing::Test::HasFailure(); lines++) {
             if (lines % 50 == 0)
-                cli_shell_set_level(&shell, levels[lines / 50 % std::size(levels)]);
+                cli_shell_set_level(&shell,
+                                    levels[static_cast<size_t>(lines) / 50 % std::size(levels)]);
             const std::string mode = cli_shell_mode(&shell);
             seen.insert(mode + " " + std::to_string(shell.level));
             walker.start_at(guest.root());
