@@ -84,6 +84,7 @@ static const cli_mode_s configure = {
 static const cli_command_s configure_rows[] = {
     {"[no] vlan VLAN(1-4094) ![NAME]", "name a VLAN, or forget it", .run = set_vlan},
     {"no", "take something back", .run = NULL},
+    {"no vlan", "forget a VLAN", .run = NULL},
 };
 
 static void tell(void *ctx, const cli_finding_s *finding)
@@ -97,7 +98,7 @@ static int make_set(void)
     return set && cli_set_host(set, "demo") == 0 && cli_set_add_mode(set, NULL, &exec) == 0 &&
            cli_set_add_mode(set, NULL, &configure) == 0 &&
            cli_set_add(set, NULL, "exec", exec_rows, 5) == 0 &&
-           cli_set_add(set, NULL, "configure", configure_rows, 2) == 0 &&
+           cli_set_add(set, NULL, "configure", configure_rows, 3) == 0 &&
            cli_set_build(set, tell, NULL) == 0;
 }
 
