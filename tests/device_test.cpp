@@ -153,25 +153,22 @@ size_t count_of(const std::string &text, std::string_view part)
     return count;
 }
 
-// While it lives there are so many descriptors more, and a spare one.
+// While it lives there are so many descriptors more, whichever this process was given.
 class FewDescriptors {
   public:
     explicit FewDescriptors(int more)
     {
         getrlimit(RLIMIT_NOFILE, &before_);
-        const rlimit few = {static_cast<rlim_t>(spare_ + more), before_.rlim_max};
+        rlimit few = {0, before_.rlim_max};
+        while (fcntl(static_cast<int>(few.rlim_cur), F_GETFD) >= 0 || more-- > 0)
+            few.rlim_cur++;
         setrlimit(RLIMIT_NOFILE, &few);
     }
-    ~FewDescriptors()
-    {
-        setrlimit(RLIMIT_NOFILE, &before_);
-        close(spare_);
-    }
+    ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
     FewDescriptors(const FewDescriptors &) = delete;
     FewDescriptors &operator=(const FewDescriptors &) = delete;
 
   private:
-    const int spare_ = open("/dev/null", O_RDONLY | O_CLOEXEC);
     rlimit before_ = {};
 };
 
