@@ -64,13 +64,9 @@ class TelnetdFiles : public testing::Test {
     std::string folder_;
 };
 
-// Of "sesame", by crypt(3).
-constexpr char secret_hash[] = "$6$abc$e2Lo8KyRg4tXBVW0NXmQCHiSAsja.ud6LSBAsbOerZnTqsFLzlMDQ"
-                               "AhrATRdDz1O5s/i/VE54xxJEmVRizB6f.";
-
 TEST_F(TelnetdFiles, AConfigurationLongerThanWhatMayWaitIsShownWhole)
 {
-    std::ofstream(folder_ + "/secret") << secret_hash << "\n";
+    std::ofstream(folder_ + "/secret") << varno_test::sesame_hash << "\n";
     ASSERT_EQ(chmod((folder_ + "/secret").c_str(), 0600), 0);
     std::ofstream config(folder_ + "/config");
     for (int vlan = 1; vlan <= 1000; vlan++)

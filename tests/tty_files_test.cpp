@@ -273,6 +273,15 @@ TEST_F(TtySaving, ACrashAtAnyCallLeavesTheOldFileOrTheNew)
     EXPECT_EQ(content("device"), new_text);
 }
 
+// A file may hold any command after "do"; before there are sessions none can be waited for.
+TEST_F(TtySaving, NoCommandOfTheFileIsWaitedFor)
+{
+    std::ofstream(folder + "/device") << "hostname r1\ndo ping 127.0.0.1\n";
+    for (const std::string host : {VARNO_TTY_PROGRAM " -c 'show version'", VARNO_TELNETD_PROGRAM})
+        EXPECT_TRUE(run(host + " --config " + folder + "/device 2>&1")
+                        .text.ends_with(": " + folder + "/device:2: Nothing can be waited for\n"));
+}
+
 TEST_F(TtySaving, ALinkIsFollowedToTheFile)
 {
     ASSERT_EQ(mkdir((folder + "/real").c_str(), 0700), 0);

@@ -15,9 +15,12 @@ extern const cli_type_s alias_types[2]; // one that is named, one that is run
 Action show_version, show_history, show_memory, show_numbers, echo, start_timer, end_session;
 
 // configuration.cpp: of the device, of an interface, as lines of its modes
-Action set_hostname, set_user, set_vlan, set_route, save_configuration;
+Action set_hostname, set_user, set_vlan, set_route;
 Action set_description, set_address, set_shutdown;
 Action write_configuration, write_interfaces;
+
+// configuration_file.cpp
+Action save_configuration;
 
 // interfaces.cpp
 Action show_interfaces;

@@ -5,11 +5,9 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cinttypes>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <mutex>
@@ -17,20 +15,16 @@
 #include <utility>
 
 #include <crypt.h>
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "clean_text.h"
 #include "commands.h"
-#include "new_file.h"
 
 namespace device {
 namespace {
 
 constexpr size_t most_things = 1000; // of each kind
 constexpr size_t longest_name = 20;
-constexpr size_t most_problems = 10; // of a file that are told
 
 struct Port {
     std::string description;
@@ -117,99 +111,6 @@ void write_port(cli_call_s *call, const std::string &name, const Port &port)
         cli_config(call, " ip address %s", port.address.c_str());
     if (port.is_shut_down)
         cli_config(call, " shutdown");
-}
-
-// A batch that may do everything, in the mode that configures; what it writes is gathered.
-class Batch {
-  public:
-    explicit Batch(const char *mode)
-    {
-        cli_shell_config_s config = shell_config(console_);
-        console_.host = &written_;
-        config.mode = mode;
-        config.level = CLI_MOST_LEVEL;
-        config.output = [](void *console, const char *bytes, size_t count) {
-            static_cast<std::string *>(static_cast<Console *>(console)->host)->append(bytes, count);
-        };
-        console_.shell = cli_shell_create(&config);
-        if (!console_.shell)
-            throw std::bad_alloc();
-    }
-    ~Batch() { cli_shell_free(console_.shell); }
-    Batch(const Batch &) = delete;
-    Batch &operator=(const Batch &) = delete;
-
-    cli_shell_s *shell() { return console_.shell; }
-    const std::string &written() const { return written_; }
-
-  private:
-    Console console_;
-    std::string written_;
-};
-
-// Where the path is a link, what it leads to. Returns: 0, or errno.
-int write_file(const std::filesystem::path &path, const std::string &text)
-{
-    std::error_code unknown;
-    const std::filesystem::path target = std::filesystem::weakly_canonical(path, unknown);
-    const std::string folder = target.has_parent_path() ? target.parent_path().string() : ".";
-    const int directory = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (directory < 0)
-        return errno;
-    int error = 0;
-    {
-        NewFile file;
-        error = file.begin(directory);
-        error = error != 0 ? error : file.add(text.data(), text.size());
-        error = error != 0 ? error : file.keep(target.filename(), true);
-    }
-    close(directory);
-    return error;
-}
-
-// Returns: false, and what is wrong, where not all can be read.
-bool read_lines(const std::string &path, std::vector<std::string> &out_lines,
-                std::string &out_problem)
-{
-    std::ifstream file(path);
-    if (!file.is_open() && errno == ENOENT)
-        return true; // none was saved yet
-    for (std::string line; std::getline(file, line);)
-        out_lines.push_back(line);
-    if (file.is_open() && !file.bad())
-        return true;
-    out_problem = path + ": " + std::strerror(errno);
-    return false;
-}
-
-// Returns: what is wrong with a line where the ones before it lead to; empty: nothing.
-std::string problem_of(cli_shell_s *shell, const std::string &line)
-{
-    if (line.find('\0') != line.npos)
-        return "1: a byte 0";
-    cli_assist_error_s error;
-    const int32_t reason = cli_shell_check(shell, line.c_str(), &error);
-    if (reason == CLI_ASSIST_OK || reason == CLI_ASSIST_EMPTY)
-        return {};
-    return std::to_string(error.at + 1) + ": " +
-           (*error.why ? error.why : cli_assist_strreason(reason));
-}
-
-// Each begins with its place, as compilers have it. The lines themselves are not told: who
-// names another file has its content in no log.
-std::string problems_of(cli_shell_s *shell, const std::string &path,
-                        const std::vector<std::string> &lines)
-{
-    std::string told;
-    size_t count = 0;
-    for (size_t i = 0; i < lines.size(); i++) {
-        const std::string problem = problem_of(shell, lines[i]);
-        if (!problem.empty() && ++count <= most_problems)
-            told += (count > 1 ? "\n" : "") + path + ":" + std::to_string(i + 1) + ":" + problem;
-    }
-    if (count > most_problems)
-        told += "\n" + path + ": and " + std::to_string(count - most_problems) + " more";
-    return told;
 }
 
 // The configuration can be written again only as what can be printed.
@@ -322,43 +223,6 @@ int32_t write_interfaces(cli_call_s *call, Console &)
     if (!cli_has(call, "NAME") || port.key() == cli_text(call, "NAME"))
         write_port(call, port.key(), port.mapped());
     return CLI_MORE;
-}
-
-// One after the other, so that the last that is told to be saved is what is in the file.
-int32_t save_configuration(cli_call_s *call, Console &)
-{
-    static std::mutex saving;
-    if (host().configuration.empty()) {
-        cli_fail(call, "There is no file for it");
-        return CLI_FAILED;
-    }
-    const std::lock_guard lock(saving);
-    Batch batch("exec");
-    if (cli_shell_run(batch.shell(), "show running-config | no-more") != CLI_DONE)
-        throw std::bad_alloc(); // nothing else can keep it from being written
-    if (const int error = write_file(host().configuration, batch.written())) {
-        cli_fail(call, "Saving failed: %s", std::strerror(error));
-        return CLI_FAILED;
-    }
-    return CLI_DONE;
-}
-
-bool read_configuration(const std::string &path, std::string &out_problem)
-{
-    std::vector<std::string> lines;
-    if (!read_lines(path, lines, out_problem))
-        return false;
-    Batch batch("configure");
-    out_problem = problems_of(batch.shell(), path, lines);
-    for (size_t i = 0; out_problem.empty() && i < lines.size(); i++) {
-        if (cli_shell_run(batch.shell(), lines[i].c_str()) == CLI_DONE)
-            continue;
-        const std::string reason = batch.written().substr(batch.written().rfind("% ") + 2);
-        out_problem =
-            path + ":" + std::to_string(i + 1) + ": " + reason.substr(0, reason.find('\n'));
-        forget_configuration();
-    }
-    return out_problem.empty();
 }
 
 void forget_configuration()

@@ -15,6 +15,9 @@ namespace device {
 // Returns: false, and what is wrong, with nothing changed where a line could not run.
 bool read_configuration(const std::string &path, std::string &out_problem);
 
+// What is being saved is saved before that returns, and nothing after it.
+void stop_saving();
+
 // Forgets all of it.
 void forget_configuration();
 

@@ -56,14 +56,18 @@ const Host &host()
 bool start(const Host &host, std::string &out_problem)
 {
     the_host = host;
+    the_host.waker = nullptr; // a command of a file may not wait
     open_traces();
-    return (host.secret_file.empty() || read_secret(host.secret_file, out_problem)) &&
+    const bool is_started = (host.secret_file.empty() || read_secret(host.secret_file, out_problem)) &&
            (host.configuration.empty() || read_configuration(host.configuration, out_problem));
+    the_host.waker = host.waker;
+    return is_started;
 }
 
 void stop()
 {
     stop_pings();
+    stop_saving();
     close_traces();
     forget_configuration();
 }

@@ -12,6 +12,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -19,6 +21,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -354,6 +357,35 @@ class Preloaded {
   private:
     std::string asan_options_;
 };
+
+// One thread serves both.
+TEST(HostileDisk, NobodyWaitsForADiskThatTakesItsTime)
+{
+    std::string folder = testing::TempDir() + "varno-disk-XXXXXX";
+    ASSERT_NE(mkdtemp(folder.data()), nullptr);
+    std::ofstream(folder + "/secret") << varno_test::sesame_hash << "\n";
+    chmod((folder + "/secret").c_str(), 0600);
+    auto preloaded = std::make_unique<Preloaded>(VARNO_FAILING_FILES);
+    setenv("VARNO_FAILING_CALL", "4", 1); // fsync
+    setenv("VARNO_FAILING_HOW", (folder + "/now").c_str(), 1);
+    TelnetServer server(
+        {"--config", folder + "/config", "--enable-secret-file", folder + "/secret"});
+    preloaded.reset();
+    TelnetClient saving(server.port());
+    saving.send("enable\rsesame\rconfigure\rvlan 7\rend\rwrite memory\recho saved\r");
+    EXPECT_TRUE(saving.receives("write memory\r\n"));
+    EXPECT_TRUE(server.logs("[fsync]"));
+    TelnetClient other(server.port());
+    other.send("echo here\r");
+    EXPECT_TRUE(other.receives("\r\nhere\r\n"));
+    EXPECT_FALSE(saving.has_received("\r\nsaved\r\n"));
+    std::ofstream(folder + "/now").close();
+    EXPECT_TRUE(saving.receives("\r\nsaved\r\n"));
+    EXPECT_TRUE(std::filesystem::exists(folder + "/config"));
+    server.send(SIGTERM);
+    EXPECT_EQ(server.wait_for_end(), 0) << server.log();
+    std::filesystem::remove_all(folder);
+}
 
 // The server's memory fails once for each client, wherever it asks for some.
 TEST(HostileMemory, AClientThatThereIsNoMemoryForLeavesItsPlaceToTheNext)

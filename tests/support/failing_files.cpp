@@ -1,7 +1,8 @@
-// Loaded before a program's calls on files. They are counted from the first one that opens a
+// Loaded before a program's calls on files. A thread's are counted from the first one that opens a
 // directory on; that of the number VARNO_FAILING_CALL is met by what VARNO_FAILING_HOW says:
-// "exit" ends the process there, "short" writes half and then no more, and a number is the
-// error that it fails with. Its name then goes to standard error.
+// "exit" ends the process there, "short" writes half and then no more, a number is the error
+// that it fails with, and a path is a file that it waits for. Its name then goes to standard
+// error.
 
 #include <cerrno>
 #include <cstdarg>
@@ -16,7 +17,7 @@
 
 namespace {
 
-int calls = 0; // 0: they are not counted yet
+thread_local int calls = 0; // 0: they are not counted yet
 bool is_full = false;
 
 const char *setting(const char *name, const char *otherwise)
@@ -34,8 +35,11 @@ bool is_chosen(const char *name)
     syscall(SYS_write, STDERR_FILENO, told, static_cast<size_t>(len));
     if (std::strcmp(setting("VARNO_FAILING_HOW", ""), "exit") == 0)
         _exit(99);
-    errno = std::atoi(setting("VARNO_FAILING_HOW", "5"));
-    return true;
+    const char *how = setting("VARNO_FAILING_HOW", "5");
+    while (*how == '/' && access(how, F_OK) != 0)
+        usleep(10000);
+    errno = std::atoi(how);
+    return *how != '/';
 }
 
 template <typename Function>

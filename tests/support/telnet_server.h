@@ -15,6 +15,10 @@
 
 namespace varno_test {
 
+// For --enable-secret-file: of "sesame", by crypt(3).
+constexpr char sesame_hash[] = "$6$abc$e2Lo8KyRg4tXBVW0NXmQCHiSAsja.ud6LSBAsbOerZnTqsFLzlMDQ"
+                               "AhrATRdDz1O5s/i/VE54xxJEmVRizB6f.";
+
 // A server on a free port of 127.0.0.1, listening.
 class TelnetServer {
   public:
