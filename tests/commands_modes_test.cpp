@@ -1,10 +1,10 @@
 // Modes and levels of privilege: where lines lead, what people see, what is not there for them.
 
+#include "support/command_shells.h"
 #include "support/long_tests.h"
 #include "support/memory.h"
 
 #include <varno/commands.h>
-#include <varno/platform_default.h>
 
 #include <iterator>
 #include <random>
@@ -76,11 +76,10 @@ void tell(void *ctx, const cli_finding_s *finding)
         (finding->other ? std::string(": ") + finding->other : "") + "\n";
 }
 
-class Modes : public testing::Test {
+class Modes : public varno_test::CommandShells {
   protected:
     Modes()
     {
-        set_ = cli_set_create();
         for (const cli_mode_s &mode : modes)
             EXPECT_EQ(cli_set_add_mode(set_, nullptr, &mode), 0);
         add("exec", exec_rows);
@@ -88,14 +87,6 @@ class Modes : public testing::Test {
         add("interface", interface_rows);
         add("address", address_rows);
         EXPECT_EQ(cli_set_host(set_, "r1"), 0);
-    }
-
-    ~Modes() override
-    {
-        cli_shell_free(shell_);
-        cli_shell_free(batch_);
-        cli_set_free(set_);
-        EXPECT_EQ(tracked_outstanding(nullptr), before_);
     }
 
     template <size_t count>
@@ -113,65 +104,24 @@ class Modes : public testing::Test {
 
     void begin_batch(const char *mode = nullptr, int32_t level = 0)
     {
-        cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
-        config.set = set_;
-        config.user = this;
+        cli_shell_config_s config = shell_config();
         config.mode = mode;
         config.level = level;
-        config.output = [](void *user, const char *bytes, size_t count) {
-            static_cast<Modes *>(user)->written_.append(bytes, count);
-        };
-        cli_shell_free(batch_);
-        batch_ = cli_shell_create(&config);
-    }
-
-    std::string run(const std::string &line)
-    {
-        written_.clear();
-        cli_shell_run(batch_, line.c_str());
-        return written_;
+        make_batch(config);
     }
 
     void begin_session(int32_t level = 0)
     {
-        tsession_config_s terminal = TSESSION_CONFIG_INIT;
-        terminal.is_unpaged = 1;
-        terminal.user = this;
-        terminal.output = [](tsession_s *, void *user, const char *bytes, size_t count) {
-            static_cast<Modes *>(user)->sent_.append(bytes, count);
-        };
-        cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
-        config.set = set_;
-        config.session = &terminal;
+        cli_shell_config_s config = shell_config();
         config.level = level;
-        config.user = this;
+        config.user = &asked_for_;
         config.authenticate = [](cli_shell_s *, void *user, int32_t wanted, const char *secret) {
-            static_cast<Modes *>(user)->asked_for_ = wanted;
+            *static_cast<int32_t *>(user) = wanted;
             return std::string(secret) == "xyzzy" ? 0 : -1;
         };
-        cli_shell_free(shell_);
-        shell_ = cli_shell_create(&config);
-        session_ = cli_shell_session(shell_);
-        tsession_start(session_);
+        make_session(config);
     }
 
-    std::string type(const std::string &keys)
-    {
-        sent_.clear();
-        tsession_input(session_, keys.data(), keys.size());
-        while (tsession_wait(session_) == 0)
-            tsession_time_out(session_);
-        std::erase(sent_, '\r');
-        return sent_;
-    }
-
-    const size_t before_ = tracked_outstanding(nullptr);
-    cli_set_s *set_ = nullptr;
-    cli_shell_s *batch_ = nullptr;
-    cli_shell_s *shell_ = nullptr;
-    tsession_s *session_ = nullptr;
-    std::string written_;
-    std::string sent_;
     int32_t asked_for_ = -1;
 };
 

@@ -1,9 +1,9 @@
 // Filters after "|": what passes, what is refused, what is saved, long outputs.
 
+#include "support/command_shells.h"
 #include "support/memory.h"
 
 #include <varno/commands.h>
-#include <varno/platform_default.h>
 
 #include <cinttypes>
 #include <cstring>
@@ -117,11 +117,10 @@ struct Disk {
     }
 };
 
-class Pipes : public testing::Test {
+class Pipes : public varno_test::CommandShells {
   protected:
     Pipes()
     {
-        set_ = cli_set_create();
         EXPECT_EQ(cli_set_add(set_, nullptr, nullptr, rows, std::size(rows)), 0);
         std::string errors;
         EXPECT_EQ(cli_set_build(
@@ -132,68 +131,13 @@ class Pipes : public testing::Test {
                       &errors),
                   0)
             << errors;
-        cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
-        config.set = set_;
-        config.user = this;
+        cli_shell_config_s config = shell_config();
         config.save = &hooks_;
-        config.output = [](void *user, const char *bytes, size_t count) {
-            static_cast<Pipes *>(user)->written_.append(bytes, count);
-        };
-        batch_ = cli_shell_create(&config);
+        make_batch(config);
     }
 
-    ~Pipes() override
-    {
-        cli_shell_free(shell_);
-        cli_shell_free(batch_);
-        cli_set_free(set_);
-        EXPECT_EQ(tracked_outstanding(nullptr), before_);
-    }
-
-    std::string run(const std::string &line)
-    {
-        written_.clear();
-        cli_shell_run(batch_, line.c_str());
-        return written_;
-    }
-
-    void begin_session(bool is_unpaged = true)
-    {
-        tsession_config_s terminal = TSESSION_CONFIG_INIT;
-        terminal.is_unpaged = is_unpaged;
-        terminal.rows = 6;
-        terminal.user = this;
-        terminal.output = [](tsession_s *, void *user, const char *bytes, size_t count) {
-            static_cast<Pipes *>(user)->sent_.append(bytes, count);
-        };
-        cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
-        config.set = set_;
-        config.session = &terminal;
-        shell_ = cli_shell_create(&config);
-        session_ = cli_shell_session(shell_);
-        tsession_start(session_);
-    }
-
-    // At most so many turns of work.
-    std::string type(const std::string &keys, int turns = 1000000)
-    {
-        sent_.clear();
-        tsession_input(session_, keys.data(), keys.size());
-        while (tsession_wait(session_) == 0 && turns-- > 0)
-            tsession_time_out(session_);
-        std::erase(sent_, '\r');
-        return sent_;
-    }
-
-    const size_t before_ = tracked_outstanding(nullptr);
     Disk disk_;
     cli_save_s hooks_ = disk_.hooks();
-    cli_set_s *set_ = nullptr;
-    cli_shell_s *batch_ = nullptr;
-    cli_shell_s *shell_ = nullptr;
-    tsession_s *session_ = nullptr;
-    std::string written_;
-    std::string sent_;
 };
 
 struct Line {
@@ -335,7 +279,7 @@ TEST_F(Pipes, RowsAreSaved)
 
 TEST_F(Pipes, WithoutAPlaceForFilesThereIsNoSave)
 {
-    begin_session();
+    make_session(shell_config(), true, 6);
     EXPECT_EQ(type("show routes | s?"), "show routes | s\n"
                                         "  section           the rows that have it, and what is "
                                         "indented below\n"
@@ -345,7 +289,7 @@ TEST_F(Pipes, WithoutAPlaceForFilesThereIsNoSave)
 
 TEST_F(Pipes, FiltersAreListedAndCompleted)
 {
-    begin_session();
+    make_session(shell_config(), true, 6);
     EXPECT_EQ(type("show routes | inc\t"), "show routes | include ");
     type("via ?");
     EXPECT_EQ(sent_, "via \n"
@@ -361,7 +305,7 @@ TEST_F(Pipes, FiltersAreListedAndCompleted)
 
 TEST_F(Pipes, PagesAreOfWhatPasses)
 {
-    begin_session(false);
+    make_session(shell_config(), false, 6);
     EXPECT_EQ(type("show numbers 100 | include 0\r"),
               "show numbers 100 | include 0\nrow 10\nrow 20\nrow 30\nrow 40\nrow 50\n--More--");
     type("q");
@@ -373,7 +317,7 @@ TEST_F(Pipes, PagesAreOfWhatPasses)
 
 TEST_F(Pipes, AnInterruptEndsWhatNothingPasses)
 {
-    begin_session();
+    make_session(shell_config(), true, 6);
     EXPECT_EQ(type("show numbers 2000000 | include nothing\r", 10),
               "show numbers 2000000 | include nothing\n");
     EXPECT_EQ(tsession_wait(session_), 0);

@@ -2,6 +2,7 @@
 // rows that come and go.
 
 #include "support/assertion.h"
+#include "support/command_shells.h"
 #include "support/long_tests.h"
 #include "support/memory.h"
 
@@ -155,12 +156,11 @@ void tell(void *ctx, const cli_finding_s *finding)
                                         ": " + finding->text + "\n";
 }
 
-class Device : public testing::Test {
+class Device : public varno_test::CommandShells {
   protected:
     Device()
     {
         waiting = {};
-        set_ = cli_set_create();
         for (const cli_type_s &type : types)
             EXPECT_EQ(cli_set_add_type(set_, nullptr, &type), 0);
         EXPECT_EQ(cli_set_add(set_, nullptr, nullptr, rows, std::size(rows)), 0);
@@ -169,60 +169,14 @@ class Device : public testing::Test {
         EXPECT_EQ(findings,
                   "warning 17 show interfaces [brief|NAME(interface)]: a word without help\n"
                   "warning 19 vlan VLAN(1-4094) [name NAME]: a word without help\n");
-        cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
-        config.set = set_;
-        config.user = this;
-        config.output = [](void *user, const char *bytes, size_t count) {
-            static_cast<Device *>(user)->written_.append(bytes, count);
-        };
-        batch_ = cli_shell_create(&config);
+        make_batch(shell_config());
     }
 
-    ~Device() override
-    {
-        cli_shell_free(shell_);
-        cli_shell_free(batch_);
-        cli_set_free(set_);
-        EXPECT_EQ(tracked_outstanding(nullptr), before_);
-    }
-
-    std::string run(const std::string &line)
-    {
-        written_.clear();
-        cli_shell_run(batch_, line.c_str());
-        return written_;
-    }
-
-    // A session that shows what was sent since it was last asked, carriage returns left out.
+    // Shows what was sent since it was last asked.
     void begin_session(bool is_unpaged = true)
     {
-        tsession_config_s terminal = TSESSION_CONFIG_INIT;
-        terminal.is_unpaged = is_unpaged;
-        terminal.rows = 10;
-        terminal.user = this;
-        terminal.output = [](tsession_s *, void *user, const char *bytes, size_t count) {
-            static_cast<Device *>(user)->sent_.append(bytes, count);
-        };
-        terminal.event = [](tsession_s *, void *user, const tsession_event_s *event) {
-            static_cast<Device *>(user)->is_closed_ |= event->kind == TSESSION_CLOSED;
-        };
-        cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
-        config.set = set_;
-        config.session = &terminal;
-        shell_ = cli_shell_create(&config);
-        session_ = cli_shell_session(shell_);
-        tsession_start(session_);
+        make_session(shell_config(), is_unpaged, 10);
         sent_.clear();
-    }
-
-    std::string type(const std::string &keys)
-    {
-        sent_.clear();
-        tsession_input(session_, keys.data(), keys.size());
-        while (tsession_wait(session_) == 0)
-            tsession_time_out(session_);
-        std::erase(sent_, '\r');
-        return sent_;
     }
 
     std::vector<std::string> history()
@@ -236,15 +190,6 @@ class Device : public testing::Test {
             &lines);
         return lines;
     }
-
-    const size_t before_ = tracked_outstanding(nullptr);
-    cli_set_s *set_ = nullptr;
-    cli_shell_s *batch_ = nullptr;
-    cli_shell_s *shell_ = nullptr;
-    tsession_s *session_ = nullptr;
-    std::string written_;
-    std::string sent_;
-    bool is_closed_ = false;
 };
 
 struct Line {
