@@ -30,7 +30,8 @@ std::string wanted_text(const tsession_s *s)
     case varno::Mode::line:
         return prompt_active_model(s->prompt)->buf;
     case varno::Mode::pager:
-        return s->pager.shows_keys ? "space: page, Enter: row, q: quit" : "--More--";
+        return std::string(s->pager.shows_keys ? "space: page, Enter: row, q: quit" : "--More--", 0,
+                           static_cast<size_t>(s->columns) - 1);
     default:
         return shown_dialogue(s);
     }
