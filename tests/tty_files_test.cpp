@@ -148,6 +148,18 @@ TEST_F(TtyFiles, WhatIsNotWholeIsNotKept)
     EXPECT_EQ(content("it"), "old\n");
 }
 
+TEST_F(TtyFiles, AFileThatSomebodyMakesMeanwhileIsNotWrittenOver)
+{
+    const Ran ran = run("cd " + folder +
+                        " && (until ls -A | grep -q varno; do sleep 0.01; done; "
+                        "echo theirs >it) & " +
+                        program + " --save-directory " + folder +
+                        " -c 'ping 127.0.0.1 count 2 | save it' 2>&1 </dev/null");
+    EXPECT_EQ(ran.text, "command:1: % not all could be saved\n");
+    EXPECT_EQ(content("it"), "theirs\n");
+    EXPECT_EQ(names(), Names{"it"});
+}
+
 TEST_F(TtyFiles, ADirectoryThatGoesIsTold)
 {
     const Ran ran = run("cd " + folder +
