@@ -42,22 +42,28 @@ struct Configuration {
 
 struct Shared {
     std::mutex mutex;
-    Configuration now;
+    std::shared_ptr<Configuration> now = std::make_shared<Configuration>();
+    bool is_looked_at = false;       // now, or has been: it stays as it is
     std::atomic<uint64_t> names = 0; // how often it was named
 };
 
 Shared shared;
 std::string secret_hash; // of what lets its user have any level
 
-// Of a call that writes it: all at first, and as it was then.
-Configuration &left_to_write(cli_call_s *call)
+// Returns: it as it is now, for as long as that is looked at: the same for all who do.
+std::shared_ptr<const Configuration> look()
 {
-    auto &left = kept_of<std::optional<Configuration>>(call);
-    if (!left) {
-        const std::lock_guard lock(shared.mutex);
-        left = shared.now;
-    }
-    return *left;
+    const std::lock_guard lock(shared.mutex);
+    shared.is_looked_at = true;
+    return shared.now;
+}
+
+// With the mutex.
+Configuration &to_change()
+{
+    if (std::exchange(shared.is_looked_at, false))
+        shared.now = std::make_shared<Configuration>(*shared.now);
+    return *shared.now;
 }
 
 // Makes or changes an entry, or takes it back; value: nothing where the line has none. What
@@ -67,7 +73,7 @@ int32_t change(Map Configuration::*map, cli_call_s *call, const typename Map::ke
                const std::optional<Value> &value, const Value &by_default)
 {
     const std::lock_guard lock(shared.mutex);
-    Map &entries = shared.now.*map;
+    Map &entries = to_change().*map;
     const auto found = entries.find(key);
     const bool is_there = found != entries.end();
     const bool is_same = is_there && (!value || *value == found->second);
@@ -91,13 +97,36 @@ int32_t change_port(cli_call_s *call, const Change &change)
 {
     const std::string name = cli_shell_argument(cli_call_shell(call), "NAME");
     const std::lock_guard lock(shared.mutex);
-    change(shared.now.ports[name]);
+    change(to_change().ports[name]);
     return CLI_DONE;
 }
 
 const char *text_or_nothing(cli_call_s *call, const char *name)
 {
     return cli_has(call, "no") ? "" : cli_text(call, name);
+}
+
+// What a call that writes the configuration has come to: that which is next.
+struct Writing {
+    std::shared_ptr<const Configuration> all;
+    bool is_named;
+    decltype(Configuration::users)::const_iterator user;
+    decltype(Configuration::vlans)::const_iterator vlan;
+    decltype(Configuration::routes)::const_iterator route;
+    decltype(Configuration::ports)::const_iterator port;
+};
+
+Writing &writing_of(cli_call_s *call)
+{
+    auto &writing = kept_of<Writing>(call);
+    if (const auto all = writing.all ? nullptr : look())
+        writing = {all,
+                   false,
+                   all->users.begin(),
+                   all->vlans.begin(),
+                   all->routes.begin(),
+                   all->ports.begin()};
+    return writing;
 }
 
 void write_port(cli_call_s *call, const std::string &name, const Port &port)
@@ -134,7 +163,7 @@ int32_t set_hostname(cli_call_s *call, Console &)
         return CLI_FAILED;
     }
     const std::lock_guard lock(shared.mutex);
-    shared.now.hostname = name;
+    to_change().hostname = name;
     shared.names++;
     return CLI_DONE;
 }
@@ -189,24 +218,26 @@ int32_t set_shutdown(cli_call_s *call, Console &)
                        [is_up = cli_has(call, "no")](Port &port) { port.is_shut_down = !is_up; });
 }
 
-// A line a call, of what is left: a long one waits where its reader does.
+// A line a call, so that a long configuration waits where its reader does.
 int32_t write_configuration(cli_call_s *call, Console &)
 {
-    Configuration &left = left_to_write(call);
-    if (!left.hostname.empty()) {
-        cli_config(call, "hostname %s", std::exchange(left.hostname, "").c_str());
-    } else if (!left.users.empty()) {
-        const auto user = left.users.extract(left.users.begin());
-        cli_config(call, "username %s level %" PRId64, user.key().c_str(), user.mapped());
-    } else if (!left.vlans.empty()) {
-        const auto vlan = left.vlans.extract(left.vlans.begin());
-        if (vlan.mapped().empty())
-            cli_config(call, "vlan %" PRId64, vlan.key());
+    Writing &writing = writing_of(call);
+    const Configuration &all = *writing.all;
+    if (!std::exchange(writing.is_named, true)) {
+        if (!all.hostname.empty())
+            cli_config(call, "hostname %s", all.hostname.c_str());
+    } else if (writing.user != all.users.end()) {
+        const auto &[name, level] = *writing.user++;
+        cli_config(call, "username %s level %" PRId64, name.c_str(), level);
+    } else if (writing.vlan != all.vlans.end()) {
+        const auto &[vlan, name] = *writing.vlan++;
+        if (name.empty())
+            cli_config(call, "vlan %" PRId64, vlan);
         else
-            cli_config(call, "vlan %" PRId64 " name %s", vlan.key(), vlan.mapped().c_str());
-    } else if (!left.routes.empty()) {
-        const auto route = left.routes.extract(left.routes.begin());
-        cli_config(call, "ip route %s %s", route.key().c_str(), route.mapped().c_str());
+            cli_config(call, "vlan %" PRId64 " name %s", vlan, name.c_str());
+    } else if (writing.route != all.routes.end()) {
+        const auto &[net, gateway] = *writing.route++;
+        cli_config(call, "ip route %s %s", net.c_str(), gateway.c_str());
     } else {
         return CLI_DONE;
     }
@@ -216,19 +247,19 @@ int32_t write_configuration(cli_call_s *call, Console &)
 // All of them, or the one that the line asks for.
 int32_t write_interfaces(cli_call_s *call, Console &)
 {
-    Configuration &left = left_to_write(call);
-    if (left.ports.empty())
+    Writing &writing = writing_of(call);
+    if (writing.port == writing.all->ports.end())
         return CLI_DONE;
-    const auto port = left.ports.extract(left.ports.begin());
-    if (!cli_has(call, "NAME") || port.key() == cli_text(call, "NAME"))
-        write_port(call, port.key(), port.mapped());
+    const auto &[name, port] = *writing.port++;
+    if (!cli_has(call, "NAME") || name == cli_text(call, "NAME"))
+        write_port(call, name, port);
     return CLI_MORE;
 }
 
 void forget_configuration()
 {
     const std::lock_guard lock(shared.mutex);
-    shared.now = {};
+    to_change() = {};
     shared.names++;
 }
 
@@ -237,10 +268,11 @@ void follow_name(cli_set_s *set, uint64_t &generation)
     const uint64_t names = shared.names.load(std::memory_order_acquire);
     if (names == generation)
         return;
-    std::string name;
+    std::string name = host().name;
     {
         const std::lock_guard lock(shared.mutex);
-        name = shared.now.hostname.empty() ? host().name : shared.now.hostname;
+        if (!shared.now->hostname.empty())
+            name = shared.now->hostname;
     }
     if (cli_set_host(set, name.c_str()) == 0)
         generation = names;

@@ -58,8 +58,9 @@ bool start(const Host &host, std::string &out_problem)
     the_host = host;
     the_host.waker = nullptr; // a command of a file may not wait
     open_traces();
-    const bool is_started = (host.secret_file.empty() || read_secret(host.secret_file, out_problem)) &&
-           (host.configuration.empty() || read_configuration(host.configuration, out_problem));
+    const bool is_started =
+        (host.secret_file.empty() || read_secret(host.secret_file, out_problem)) &&
+        (host.configuration.empty() || read_configuration(host.configuration, out_problem));
     the_host.waker = host.waker;
     return is_started;
 }
