@@ -2,6 +2,7 @@
 
 #include "device.h"
 
+#include <csignal>
 #include <new>
 #include <stdexcept>
 
@@ -57,6 +58,7 @@ bool start(const Host &host, std::string &out_problem)
 {
     the_host = host;
     the_host.waker = nullptr; // a command of a file may not wait
+    std::signal(SIGXFSZ, SIG_IGN); // a file that grows too long is an error, not the end
     open_traces();
     const bool is_started =
         (host.secret_file.empty() || read_secret(host.secret_file, out_problem)) &&

@@ -3,7 +3,6 @@
 #include <varno/platform_default.h>
 
 #include <cassert>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -100,7 +99,6 @@ int main(int argc, char **argv)
         std::perror(choices.save_directory.c_str());
         return EXIT_FAILURE;
     }
-    std::signal(SIGXFSZ, SIG_IGN); // a file that is too long is told, and no end of the program
 
     const int status = run(choices);
     device::stop();
