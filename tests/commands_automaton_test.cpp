@@ -161,6 +161,7 @@ constexpr Drawn drawings[] = {
     {"a N(secret)", "0 a:1\n1* N:2\n2 <cr>\n"},
     {"[no] a ![b]", "0 a:1 no:2\n1 b:3\n2 a:4\n3 <cr>\n4 b:5 <cr>\n5 <cr>\n"},
     {"[ no ] a ![b]","0 a:1 no:2\n1 b:3\n2 a:4\n3 <cr>\n4 b:5 <cr>\n5 <cr>\n"},
+    {"[no] ![b]",   "0 b:1 no:2\n1 <cr>\n2 b:3 <cr>\n3 <cr>\n"},
     {"[a] b",       "0 a:1 b:2\n1 b:2\n2 <cr>\n"},
     {"<a|b>$w c",   "0 a:1 b:1\n1 c:2\n2 <cr>\n"},
 };

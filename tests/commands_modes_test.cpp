@@ -184,6 +184,7 @@ TEST_F(Modes, PromptsSayWhereOneIs)
     EXPECT_EQ(cli_set_host(set_, "r2"), 0);
     EXPECT_NE(type("\x7fw version\r").find("show version in exec"), std::string::npos) << sent_;
     EXPECT_EQ(sent_.substr(sent_.size() - 4), "r2> ");
+    EXPECT_EQ(type("\x1a"), "\a"); // there is no mode to leave
 }
 
 TEST_F(Modes, ModesAreListedAndCompleted)
@@ -234,6 +235,10 @@ TEST_F(Modes, ASecretOpensALevel)
     EXPECT_EQ(cli_shell_level(shell_), 0);
     begin_batch();
     EXPECT_EQ(run("enable"), "% access denied\n");
+    for (const int32_t level : {-1, 99}) {
+        begin_batch(nullptr, level);
+        EXPECT_EQ(cli_shell_level(batch_), level < 0 ? 0 : 15);
+    }
 }
 
 TEST_F(Modes, ACheckFollowsModesAndRunsNothing)
@@ -291,6 +296,50 @@ TEST_F(Modes, AModeThatIsRemovedIsLeft)
     EXPECT_EQ(batch_, nullptr);
 }
 
+// A mode in another of the same owner's; one that comes after them has another number then.
+TEST_F(Modes, WhatIsInAModeThatIsRemovedIsLeftToo)
+{
+    static const cli_mode_s outer = {"outer", "configure", nullptr, 0, nullptr, nullptr};
+    static const cli_mode_s inner = {"inner", "outer", nullptr, 0, nullptr, nullptr};
+    static const cli_mode_s later = {"later", "configure", nullptr, 0, nullptr, nullptr};
+    static const cli_mode_s last = {"last", "later", nullptr, 0, nullptr, nullptr};
+    static uint64_t ticket = 0;
+    const auto wait_once = [](cli_call_s *call, void *) -> int32_t {
+        const bool is_again = ticket != 0;
+        ticket = cli_ticket(call);
+        return is_again ? CLI_DONE : CLI_LATER;
+    };
+    ticket = 0;
+    const cli_command_s outwards[] = {row("outer", "one", nullptr, "outer"),
+                                      row("later", "another", nullptr, "later")};
+    const cli_command_s inwards[] = {row("inner", "in there", nullptr, "inner")};
+    const cli_command_s onwards[] = {row("last", "once it is woken", wait_once, "last")};
+    const int owner = 0;
+    for (const cli_mode_s *mode : {&outer, &inner})
+        EXPECT_EQ(cli_set_add_mode(set_, &owner, mode), 0);
+    for (const cli_mode_s *mode : {&later, &last})
+        EXPECT_EQ(cli_set_add_mode(set_, nullptr, mode), 0);
+    EXPECT_EQ(cli_set_add(set_, &owner, "configure", &outwards[0], 1), 0);
+    EXPECT_EQ(cli_set_add(set_, nullptr, "configure", &outwards[1], 1), 0);
+    add("outer", inwards, &owner);
+    add("later", onwards);
+    build();
+    begin_session();
+    begin_batch("inner");
+    EXPECT_EQ(cli_shell_check(batch_, "unknown", nullptr), CLI_ASSIST_UNKNOWN);
+    type("conf\rlater\rlast\r");
+    EXPECT_EQ(cli_set_remove(set_, &owner, nullptr, nullptr), 0);
+    EXPECT_STREQ(cli_shell_mode(batch_), "configure");
+    EXPECT_EQ(cli_shell_check(batch_, "hostname x", nullptr), CLI_ASSIST_OK);
+    EXPECT_EQ(cli_wake(set_, ticket), 0);
+    type("");
+    EXPECT_STREQ(cli_shell_mode(shell_), "last");
+    type("exit\r");
+    EXPECT_STREQ(cli_shell_mode(shell_), "later");
+    type("exit\r");
+    EXPECT_STREQ(cli_shell_mode(shell_), "configure");
+}
+
 TEST_F(Modes, WhatIsWrongWithModesIsFound)
 {
     static const cli_mode_s wrong[] = {{"a", "nowhere", nullptr, 0, nullptr, nullptr},
@@ -327,6 +376,8 @@ TEST_F(Modes, HiddenCommandsAreNotListed)
     type("tech a\r");
     EXPECT_NE(sent_.find("show tech [NAME]: show tech a in exec"), std::string::npos) << sent_;
     EXPECT_NE(type("show tec\r").find("unknown word"), std::string::npos);
+    EXPECT_EQ(type("show tech ?").find("NAME"), std::string::npos) << sent_;
+    type("\x15");
     EXPECT_NE(type("shutdown\r").find("shutdown: shutdown in exec"), std::string::npos);
     EXPECT_NE(type("shutdow\r").find("unknown word"), std::string::npos);
 }

@@ -245,6 +245,15 @@ TEST_F(Pipes, ALongRowIsMatchedByItsBeginningAndShownWhole)
               "[\n  \"" + std::string(5000, 'x') + "NEEDLE\"\n]\n");
 }
 
+TEST_F(Pipes, NoCharacterIsCutWhereALongRowIs)
+{
+    for (int len = 250; len < 260; len++) {
+        const std::string row =
+            std::string(static_cast<size_t>(len), 'x') + "\xc3\xa9\xe2\x82\xacy";
+        EXPECT_EQ(run("echo " + row), row + "\n");
+    }
+}
+
 TEST_F(Pipes, JsonIsValidWhateverTheBytes)
 {
     EXPECT_EQ(run("show bytes | json"),

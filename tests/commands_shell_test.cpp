@@ -91,16 +91,24 @@ int32_t wait_for_it(cli_call_s *call, void *)
     return CLI_DONE;
 }
 
-int32_t misspell(cli_call_s *call, void *)
+int32_t misspell(cli_call_s *call, void *user)
 {
-    cli_text(call, "NAM");
+    cli_text(call, static_cast<const char *>(user));
     return CLI_DONE;
+}
+
+int32_t run_another(cli_call_s *call, void *)
+{
+    return cli_shell_run(cli_call_shell(call), cli_text(call, "TEXT"));
 }
 
 const char *const interfaces[] = {"eth0", "eth1", "br-lan"};
 
-void list_interfaces(void *, cli_shell_s *, const char *, cli_assist_value_fn value, void *ctx)
+std::string listed_after;
+
+void list_interfaces(void *, cli_shell_s *, const char *begun, cli_assist_value_fn value, void *ctx)
 {
+    listed_after = begun;
     for (const char *name : interfaces)
         value(ctx, name, "of this machine");
 }
@@ -145,7 +153,9 @@ const cli_command_s rows[] = {
     {"user",                                 "who may log in",          nullptr,     nullptr, 0, 0, nullptr},
     {"forget WORD",                          "not remembered",          show_call, nullptr, 0, CLI_FORGOTTEN, const_cast<char *>("WORD\0")},
     {"wait HOST",                            "waits",                   wait_for_it, nullptr, 0, 0, nullptr},
-    {"misspell NAME",                        "asks for another",        misspell,    nullptr, 0, 0, nullptr},
+    {"misspell NAME",                        "asks for another",        misspell,    nullptr, 0, 0, const_cast<char *>("NAM")},
+    {"nameless [NAME]",                      "asks for nothing",        misspell,    nullptr, 0, 0, const_cast<char *>("")},
+    {"run TEXT(line)",                       "another line",            run_another, nullptr, 0, 0, nullptr},
 };
 // clang-format on
 
@@ -235,6 +245,7 @@ constexpr Line lines[] = {
     {"worth fe80::/10",              "6 fe80..00/10\n"},
     {"worth 9",                      "  worth 9\n        ^\n% unknown word\n"},
     {"alias abcd",                   "yes NAME=abcd\n"},
+    {"alias \"\"",                   "  alias \"\"\n        ^\n% NAME: an alias\n"},
     {"alias abcde",                  "  alias abcde\n        ^\n% an alias has at most 4 characters\n"},
     {"echo \x1b[2J\xc2\x9b",         "yes TEXT=?[2J?\n"},
     {"nothing",                      "  nothing\n  ^\n% unknown word\n"},
@@ -347,6 +358,7 @@ TEST_F(Device, TellsHowALineEnded)
 TEST_F(Device, ANameThatTheSyntaxLacksIsAFault)
 {
     EXPECT_ASSERTION(run("misspell x"), "has_name(call, name)", "commands_call");
+    EXPECT_ASSERTION(run("nameless"), "has_name(call, name)", "commands_call");
     EXPECT_EQ(run("vlan 7"), "yes VLAN=7 name= NAME=\n");
 }
 
@@ -393,6 +405,9 @@ TEST_F(Device, ASessionExplainsAndCompletes)
     EXPECT_NE(type("?").find("  eth0              of this machine\n"
                              "  eth1              of this machine\n"),
               std::string::npos);
+    EXPECT_EQ(listed_after, "eth"); // what is begun is told
+    type("\x15");
+    EXPECT_EQ(type("alias abcde?"), "alias abcde\n  NAME              an alias\n> alias abcde");
 }
 
 TEST_F(Device, ALongOutputIsPagedAndEnds)
@@ -440,10 +455,12 @@ TEST_F(Device, SecretsAreNotRemembered)
     type("user bob password hunter3?\x15");
     type("vlan 8 bad\r");
     EXPECT_EQ(history(), (std::vector<std::string>{"vlan 7", "vlan 8 bad"}));
+    EXPECT_NE(type("run forget it\r").find("yes WORD=it\n"), std::string::npos);
+    EXPECT_EQ(history(), (std::vector<std::string>{"vlan 7", "vlan 8 bad", "run forget it"}));
     type("user bob pasword hunter2\rusre bob password hunter2\ruser bob hunter2\r");
     type("user bob 'password hunter2\rhunter2\rvlan 9 bad\ruser bob\r");
-    EXPECT_EQ(history(),
-              (std::vector<std::string>{"vlan 7", "vlan 8 bad", "vlan 9 bad", "user bob"}));
+    EXPECT_EQ(history(), (std::vector<std::string>{"vlan 7", "vlan 8 bad", "run forget it",
+                                                   "vlan 9 bad", "user bob"}));
 }
 
 // Rows that come and go
