@@ -4,7 +4,8 @@
 
 #include <varno/platform_default.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <iterator>
 
 namespace device {
 namespace {
@@ -25,6 +26,11 @@ constexpr const char *tags[] = {
     "stroker_s",      "telparser_s",
     "tsession_s",     "tsession_shared_s",
     nullptr,
+};
+
+struct Memory {
+    size_t blocks[std::size(tags)] = {};
+    size_t shown = 0; // rows
 };
 
 // The entry after those that were shown.
@@ -58,19 +64,18 @@ int32_t show_history(cli_call_s *call, Console &console)
     return row.has_more ? CLI_MORE : CLI_DONE;
 }
 
-// Other threads go on meanwhile, so the total need not be the sum.
+// A row a call, of what was there at the first. Other threads go on meanwhile, so the total
+// need not be the sum.
 int32_t show_memory(cli_call_s *call, Console &)
 {
-    return show_lines(call, [](cli_call_s *) {
-        std::string text = "  blocks  tag\n";
-        for (const char *tag : tags) {
-            char row[80];
-            std::snprintf(row, sizeof(row), "%8zu  %s\n", tracked_outstanding(tag),
-                          tag ? tag : "in all");
-            text += row;
-        }
-        return std::make_shared<const std::string>(text);
-    });
+    constexpr static cli_column_s columns[] = {{"blocks", 8, CLI_NUMBER}, {"tag", 0, 0}};
+    auto &[blocks, shown] = kept_of<Memory>(call);
+    if (shown == 0)
+        std::transform(std::begin(tags), std::end(tags), blocks, tracked_outstanding);
+    cli_columns(call, columns, std::size(columns));
+    cli_cell(call, "%zu", blocks[shown]);
+    cli_cell(call, "%s", tags[shown] ? tags[shown] : "in all");
+    return ++shown < std::size(tags) ? CLI_MORE : CLI_DONE;
 }
 
 int32_t show_numbers(cli_call_s *call, Console &)
