@@ -388,6 +388,15 @@ TEST_F(Device, TheBooksOfTheAllocatorNameEveryTagThatSessionsUse)
 
 // Aliases
 
+// Filters are of the line that writes: those of the alias' text.
+TEST_F(Device, AnAliasTakesNoFilterButItsText)
+{
+    Guest guest;
+    guest.type("alias few show numbers 20 | include 2\r");
+    EXPECT_TRUE(has(guest.type("few\r"), "few\r\n2\r\n12\r\n20\r\n> "));
+    EXPECT_TRUE(has(guest.type("few | count\r"), "% unknown word"));
+}
+
 TEST_F(Device, AnAliasIsItsSessionsOwn)
 {
     Guest first;

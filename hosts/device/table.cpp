@@ -9,7 +9,7 @@ namespace device {
 namespace {
 
 constexpr cli_command_s row(const char *syntax, const char *help, cli_run_fn run = nullptr,
-                            int32_t level = 0, const char *enters = nullptr)
+                            int32_t level = 0, const char *enters = nullptr, uint32_t flags = 0)
 {
     cli_command_s made = {};
     made.syntax = syntax;
@@ -17,6 +17,7 @@ constexpr cli_command_s row(const char *syntax, const char *help, cli_run_fn run
     made.run = run;
     made.level = level;
     made.enters = enters;
+    made.flags = flags;
     return made;
 }
 
@@ -88,7 +89,8 @@ constexpr cli_command_s exec_rows[] = {
     row("exit",                              "end the session"),
     row("quit",                              "the same"),
     row("logout",                            "the same"),
-    row("ALIAS(own)",                        "one of your own commands",       run<run_alias>),
+    row("ALIAS(own)",                        "one of your own commands",       run<run_alias>, 0, nullptr,
+                                             CLI_UNPIPED), // its text may have filters
     row("ALIAS(own)",                        "one of your own commands"),
 };
 
