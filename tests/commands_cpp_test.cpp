@@ -94,6 +94,13 @@ const cli_command_s rows[] = {
     command<"throw WHAT">([](Call &call, std::string_view what) {
         call.state<Counted>();
         throw std::runtime_error(std::string(what)); }, "throws"),
+    command<"match PATTERN(pattern) [but ALSO(pattern)] [in ROWS(pattern)...]">(
+        [](Call &call, std::string_view pattern, std::optional<std::string_view> also, Words in) {
+            call.print(pattern, " ", also.value_or("-"), " ", in.size(), "\n");
+        }, "a pattern"),
+    command<"parts">([](Call &call) {
+        call.print('a', true, INT64_MIN, " ", UINT64_MAX, " ", static_cast<signed char>(-1), "\n");
+    }, "of each kind"),
     command<"secret WORD(secret)">([](Call &, std::string_view) {}, "", {.flags = CLI_FORGOTTEN}),
 };
 
@@ -118,6 +125,9 @@ constexpr struct {
     {"long 3",                       "1 of 3\n2 of 3\n3 of 3\n"},
     {"fail 7",                       "  fail 7\n       ^\n% taken\n"},
     {"fail 8",                       "% no\n"},
+    {"match via.*eth0",              "via.*eth0 - 0\n"},
+    {"match a but b|c in d e",       "a b|c 2\n"},
+    {"parts",                        "a1-9223372036854775808 18446744073709551615 -1\n"},
     {"secret x",                     ""},
 };
 // clang-format on
@@ -238,7 +248,7 @@ TEST(Notation, TheHeaderReadsItAsTheLibraryDoes)
     const char *const pieces[] = {
         " ",     " ", " ",     "<",   ">",   "[",      "]",  "[no] ", "{",    "}",     "|",
         "(",     ")", "$",     "![",  "A",   "B",      "a",  "b",     "word", "(1-5)", "(-3-",
-        "(5-1)", "0", "(mac)", "...", "(x)", "(-0-1)", "\"", "C-1_",  "]",    "9"};
+        "(5-1)", "0", "(mac)", "...", "(x)", "(-0-1)", "\"", "C-1_",  "]",    "9",     "(pattern)"};
     std::mt19937 random(1);
     int fine = 0;
     std::string deep = "a";
