@@ -23,11 +23,12 @@ struct Array {
     bool is_short = false; // of memory
 
     // Returns: the new item, a copy of the one given; NULL without memory.
-    Item *add(Item item)
+    Item *add(const Item &item)
     {
+        const Item copy = item; // it may be one of ours
         if (used == room && !make_room(1))
             return nullptr;
-        items[used] = item;
+        items[used] = copy;
         return &items[used++];
     }
 
@@ -41,8 +42,8 @@ struct Array {
         return true;
     }
 
-    // So many of one item. Returns: false without memory.
-    bool add_copies(size_t count, Item item)
+    // So many of an item that is not ours. Returns: false without memory.
+    bool add_copies(size_t count, const Item &item)
     {
         if (!make_room(count))
             return false;

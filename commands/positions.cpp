@@ -47,11 +47,12 @@ struct Tracked {
 
     Tracked() = default;
     template <typename Other>
-    Tracked(const Tracked<Other> &)
+    explicit Tracked(const Tracked<Other> &)
     {}
 
     Item *allocate(size_t count)
     {
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): containers have arrays of pointers, too
         void *block = tracked_calloc(count, sizeof(Item), tag);
         if (!block)
             throw OutOfMemory{};
@@ -231,12 +232,12 @@ class Gatherer {
     void add_place(const Symbol &word, std::string_view which, int32_t column, bool repeats)
     {
         const int32_t of = count(forms_) - 1;
-        const auto [symbol, is_new] = symbol_of_word_.try_emplace(word, count(symbols_));
+        const auto [known, is_new] = symbol_of_word_.try_emplace(word, count(symbols_));
         if (is_new)
             add(symbols_, word);
         Place made = {};
         made.form = of;
-        made.symbol = symbol->second;
+        made.symbol = known->second;
         made.column = column;
         made.repeats = repeats;
         made.which = which;
