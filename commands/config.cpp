@@ -1,6 +1,7 @@
 // Configuration as commands: lines whose values can be read back, and all of a device's.
 
 #include "output.h"
+#include "quoted_word.h"
 #include "shell.h"
 
 #include <varno/commands.h>
@@ -35,28 +36,6 @@ Conversion read_conversion(const char *&at)
     at += std::strspn(at, "hljzt");
     const std::string_view length(from, static_cast<size_t>(at - from));
     return {flags, length, *at ? *at++ : '\0'};
-}
-
-// A line has one row, whatever its values are.
-void add_character(Array<char> &out, char c)
-{
-    const bool is_control = static_cast<unsigned char>(c) < ' ' || c == 0x7f;
-    out.add(is_control ? '?' : c);
-}
-
-void add_quoted(Array<char> &out, const char *text)
-{
-    const bool is_bar = std::strcmp(text, "|") == 0;
-    const bool is_quoted = *text == '\0' || is_bar || std::strpbrk(text, " \"'\\") != nullptr;
-    if (is_quoted)
-        out.add('"');
-    for (; *text; text++) {
-        if (*text == '"' || *text == '\\')
-            out.add('\\');
-        add_character(out, *text);
-    }
-    if (is_quoted)
-        out.add('"');
 }
 
 void add_number(Array<char> &out, const Conversion &one, va_list &arguments)

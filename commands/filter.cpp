@@ -115,7 +115,7 @@ int32_t fit_registered(cli_shell_s *shell, const cli_type_s &type, const char *w
     ask(shell, [&] {
         is_accepted = type.accept && type.accept(type.user, shell, word, why) != 0;
         if (!is_accepted && type.list)
-            type.list(type.user, shell, word, Search::see, &search);
+            list_values(shell, type, word, Search::see, &search);
     });
     if (is_accepted)
         return type.list ? CLI_ASSIST_FIT_VALUE : CLI_ASSIST_FIT_TYPED;
@@ -234,10 +234,16 @@ void list(void *user, const cli_pnode_s *node, const char *begun, const cli_pmat
     const ArgumentType &type = shell->snapshot->graph.types[static_cast<size_t>(node->aux_int)];
     const cli_type_s *registered = registered_type(shell->snapshot, type);
     if (registered && registered->list)
-        ask(shell, [&] { registered->list(registered->user, shell, begun, value, ctx); });
+        list_values(shell, *registered, begun, value, ctx);
 }
 
 } // namespace
+
+void list_values(cli_shell_s *shell, const cli_type_s &type, const char *begun,
+                 cli_assist_value_fn value, void *ctx)
+{
+    ask(shell, [&] { type.list(type.user, shell, begun, value, ctx); });
+}
 
 cli_assist_filter_s filter_of(cli_shell_s *shell)
 {

@@ -229,8 +229,16 @@ bool follow_row(Entered *&top, const Row &row, const cli_pmatch_s *words, const 
     case Move::enter:
         break;
     }
-    leave_to(top, row.of);
-    return enter_mode(top, row.enters, words, end);
+    Entered *entered = top;
+    while (entered && entered->mode != row.of)
+        entered = entered->below;
+    const Entered *below = entered;
+    if (!enter_mode(entered, row.enters, words, end))
+        return false; // and none is left
+    while (top != below)
+        leave_mode(top);
+    top = entered;
+    return true;
 }
 
 bool add_built_in(Snapshot *snapshot, Array<Definition> &definitions)

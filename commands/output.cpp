@@ -7,11 +7,13 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 #include <iterator>
 
 namespace varno::commands {
 namespace {
+
+constexpr int32_t most_progress_columns = 256; // what is wider is cut with a mark
+constexpr size_t most_progress_bytes = 4 * most_progress_columns;
 
 // What it has written so far is shown before why it fails.
 void end_output(cli_call_s *call)
@@ -126,17 +128,22 @@ void cli_progress(cli_call_s *call, const char *format, ...)
     va_list arguments;
     va_start(arguments, format);
     with_text(format, arguments, [call, session](const char *text) {
-        char row[512];
-        tsession_clean(row, std::size(row), text);
+        constexpr char mark[] = ">";
+        char cleaned[most_progress_bytes];
+        tsession_clean(cleaned, std::size(cleaned), text);
+        const int32_t most = std::clamp(tsession_columns(session), 2, most_progress_columns) - 1;
         int32_t columns = 0;
-        row[tsession_fit(row, tsession_columns(session) - 1, &columns)] = '\0';
-        char blanks[256];
-        const int32_t rest = std::clamp(call->progress_columns - columns, 0, 255);
-        std::memset(blanks, ' ', static_cast<size_t>(rest));
-        if (call->progress_columns > 0)
-            tsession_write(session, "\r", 1);
-        tsession_write(session, row, std::strlen(row));
-        tsession_write(session, blanks, static_cast<size_t>(rest));
+        size_t len = tsession_fit(cleaned, most, &columns);
+        const bool is_cut = cleaned[len] != '\0';
+        if (is_cut)
+            len = tsession_fit(cleaned, most - 1, &columns);
+        columns += is_cut ? 1 : 0;
+        char row[2 * most_progress_columns + most_progress_bytes];
+        const int32_t left = std::max(call->progress_columns - columns, 0);
+        const int written = std::snprintf(
+            row, std::size(row), "%s%.*s%s%*s", call->progress_columns > 0 ? "\r" : "",
+            static_cast<int>(len), cleaned, is_cut ? mark : "", left, "");
+        tsession_write(session, row, static_cast<size_t>(written));
         call->progress_columns = std::max(columns, 1);
     });
     va_end(arguments);

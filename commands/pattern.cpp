@@ -28,6 +28,7 @@ struct Pattern {
 Pattern *make_pattern(const char *text, char *why, size_t size)
 {
     constexpr int64_t most_memory = 256 << 10;
+    constexpr int most_steps = 1000; // at worst a byte of a row takes so many
     re2::RE2::Options options;
     options.set_max_mem(most_memory);
     options.set_log_errors(false);
@@ -43,10 +44,11 @@ Pattern *make_pattern(const char *text, char *why, size_t size)
         std::snprintf(why, size, "out of memory");
         return nullptr;
     }
-    if (made->compiled.ok())
+    if (made->compiled.ok() && made->compiled.ProgramSize() <= most_steps)
         return made;
     // "missing ): a(b": the part after the colon is what was typed.
-    const std::string &error = made->compiled.error();
+    const std::string error =
+        made->compiled.ok() ? "pattern too large" : std::string(made->compiled.error());
     const size_t end = error.find(": ");
     const size_t len = end == error.npos ? error.size() : end;
     std::snprintf(why, size, "%.*s", static_cast<int>(len), error.c_str());
@@ -64,6 +66,11 @@ void release_pattern(Pattern *pattern)
     if (pattern)
         std::destroy_at(pattern);
     tracked_free(pattern, pattern_tag);
+}
+
+size_t steps_a_byte(const Pattern *pattern)
+{
+    return static_cast<size_t>(pattern->compiled.ProgramSize());
 }
 
 const char *describe_pattern()
@@ -99,6 +106,11 @@ void release_pattern(Pattern *pattern)
     if (pattern)
         tracked_free(pattern->text, pattern_tag);
     tracked_free(pattern, pattern_tag);
+}
+
+size_t steps_a_byte(const Pattern *pattern)
+{
+    return std::strlen(pattern->text) + 1;
 }
 
 const char *describe_pattern()

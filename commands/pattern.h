@@ -2,8 +2,8 @@
 #define VARNO_COMMANDS_PATTERN_H
 
 // Patterns that people type, for rows of output. With RE2 they are regular expressions that take
-// time in proportion to the row, whatever they are, and a bounded amount of memory; without it
-// texts.
+// time in proportion to the row, whatever they are, and to their own size, which is limited; and a
+// bounded amount of memory. Without it they are texts.
 
 #include <cstddef>
 #include <string_view>
@@ -19,6 +19,9 @@ Pattern *make_pattern(const char *text, char *why, size_t size);
 bool is_found(const Pattern *pattern, std::string_view row);
 
 void release_pattern(Pattern *pattern);
+
+// How many steps a byte of a row may take at most.
+size_t steps_a_byte(const Pattern *pattern);
 
 // What a person is told that may be typed.
 const char *describe_pattern();

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <utility>
 
 namespace varno::commands {
 namespace {
@@ -68,13 +69,31 @@ void write_bytes(Pipe &pipe, const char *text)
         pipe.is_broken = pipe.call->shell->save->write(pipe.file, text, len) != 0;
 }
 
+// How much of a text ends between two characters of UTF-8.
+size_t whole_characters(std::string_view text)
+{
+    for (size_t back = 1; back <= 3 && back <= text.size(); back++) {
+        const auto byte = static_cast<unsigned char>(text[text.size() - back]);
+        if (byte < 0x80)
+            break;
+        if (byte < 0xc0)
+            continue; // in the middle of one
+        const size_t len = byte >= 0xf0 ? 4 : byte >= 0xe0 ? 3 : 2;
+        return len > back ? text.size() - back : text.size();
+    }
+    return text.size();
+}
+
 // The row's bytes, or those of a long one so far. Without its end a character may be left.
 // Returns how many bytes were written.
 size_t write_row_part(Pipe &pipe, bool is_last)
 {
     if (!pipe.is_json) {
+        const size_t len = is_last ? pipe.used : whole_characters({pipe.row, pipe.used});
+        const char after = std::exchange(pipe.row[len], '\0');
         write_bytes(pipe, pipe.row);
-        return pipe.used;
+        pipe.row[len] = after;
+        return len;
     }
     size_t done = 0;
     for (size_t part = 1; part > 0 && done < pipe.used; done += part) {
@@ -94,22 +113,28 @@ void begin_row(Pipe &pipe)
 
 // Stages
 
+bool has_pattern(Stage &stage, std::string_view row)
+{
+    stage.work += (row.size() + 1) * steps_a_byte(stage.pattern);
+    return is_found(stage.pattern, row);
+}
+
 bool passes(Stage &stage, std::string_view row, bool is_title)
 {
     switch (stage.filter) {
     case Filter::include:
-        return is_found(stage.pattern, row);
+        return has_pattern(stage, row);
     case Filter::exclude:
-        return !is_found(stage.pattern, row);
+        return !has_pattern(stage, row);
     case Filter::begin:
-        stage.is_open = stage.is_open || is_found(stage.pattern, row);
+        stage.is_open = stage.is_open || has_pattern(stage, row);
         return stage.is_open;
     case Filter::section: {
         const size_t blanks = row.find_first_not_of(" \t");
         const size_t indent = blanks == row.npos ? 0 : blanks;
         if (stage.is_open && indent > stage.indent)
             return true;
-        stage.is_open = is_found(stage.pattern, row);
+        stage.is_open = has_pattern(stage, row);
         stage.indent = indent;
         return stage.is_open;
     }
@@ -251,6 +276,25 @@ bool add_filters(Snapshot *snapshot, Array<Mode> &modes, Array<Definition> &defi
     return true;
 }
 
+bool takes_filters(const cli_command_s &command)
+{
+    return command.run && !command.enters && (command.flags & CLI_UNPIPED) == 0;
+}
+
+bool is_filter(const Row &row)
+{
+    for (const FilterRow &one : filter_rows) {
+        if (&one.command == row.command)
+            return !one.documents;
+    }
+    return false;
+}
+
+int32_t filter_mode(const Snapshot *snapshot)
+{
+    return static_cast<int32_t>(snapshot->modes.used) + 1; // the bar's is before it
+}
+
 bool make_pipe(cli_call_s *call, const cli_pmatch_s *bar, Pipe *&out_pipe,
                const cli_pmatch_s *&out_at, char *out_why, size_t size)
 {
@@ -277,6 +321,14 @@ bool make_pipe(cli_call_s *call, const cli_pmatch_s *bar, Pipe *&out_pipe,
     }
     out_pipe = pipe;
     return true;
+}
+
+size_t work_of(const Pipe *pipe)
+{
+    size_t work = 0;
+    for (const Stage &stage : pipe->stages)
+        work += stage.work;
+    return work;
 }
 
 void write_through(Pipe *pipe, const char *text)

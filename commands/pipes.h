@@ -27,6 +27,7 @@ struct Stage {
     bool is_open;  // of begin and section: rows pass
     size_t indent; // of the row that opened a section
     int64_t rows;  // that count has seen
+    size_t work;   // steps that its pattern may have taken
 };
 
 struct Pipe {
@@ -50,6 +51,9 @@ struct Pipe {
 bool make_pipe(cli_call_s *call, const cli_pmatch_s *bar, Pipe *&out_pipe,
                const cli_pmatch_s *&out_at, char *out_why, size_t size);
 
+// Steps that the patterns may have taken so far.
+size_t work_of(const Pipe *pipe);
+
 void write_through(Pipe *pipe, const char *text);
 
 // A row of a table: as filters see it, as it is shown, and as JSON has it; of the two the one that
@@ -72,6 +76,13 @@ void release_pipe(Pipe *pipe);
 // Adds the modes and commands of the filters; the definitions of other commands lead to the first
 // of the modes, whose index is that of the first one added. Returns false without memory.
 bool add_filters(Snapshot *snapshot, Array<Mode> &modes, Array<Definition> &definitions);
+
+// Whether filters may come after a command, unless its last argument is the rest of the line.
+bool takes_filters(const cli_command_s &command);
+
+// A row that add_filters has added, of a filter itself; and the mode that has them all.
+bool is_filter(const Row &row);
+int32_t filter_mode(const Snapshot *snapshot);
 
 // The command that a line has, which a filter may come after: what the parse ended with is then
 // the filter's end.

@@ -183,8 +183,7 @@ bool build_snapshot(Snapshot *snapshot, Findings &findings)
     if (!is_short) {
         const auto filters = static_cast<int32_t>(modes.used);
         for (size_t i = 0; i < definitions.used; i++) {
-            const cli_command_s &command = *snapshot->rows[i].command;
-            if (command.run && !command.enters && (command.flags & CLI_UNPIPED) == 0)
+            if (takes_filters(*snapshot->rows[i].command))
                 definitions[i].goes_on_in = filters;
         }
         is_short =

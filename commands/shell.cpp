@@ -122,15 +122,18 @@ int pass_key(tsession_s *s, void *user, uint32_t key)
     return shell->host_key ? shell->host_key(s, shell->host_user, key) : 0;
 }
 
-// Where nothing passes the filters a turn is many calls, but not so many that others wait.
+// Where nothing passes the filters a turn is many calls, but not so many, nor so much work for
+// patterns, that others wait.
 int32_t go_on_for_a_turn(cli_call_s *call)
 {
     constexpr int calls_a_turn = 32;
+    constexpr size_t work_a_turn = 2000000; // some milliseconds
+    const size_t work = call->pipe ? work_of(call->pipe) : 0;
     int32_t result = CLI_MORE;
     for (int i = 0; i < calls_a_turn && result == CLI_MORE; i++) {
         const int64_t passed = call->pipe ? call->pipe->passed : 0;
         result = go_on(call);
-        if (!call->pipe || call->pipe->passed != passed)
+        if (!call->pipe || call->pipe->passed != passed || work_of(call->pipe) - work > work_a_turn)
             break;
     }
     return result;
@@ -255,8 +258,10 @@ void take_session_config(cli_shell_s *shell, tsession_config_s &config)
     shell->host_key = std::exchange(config.key, pass_key);
     shell->is_unattended = config.transport == TSESSION_BATCH;
     shell->host_refused = std::exchange(config.refused, forget_refused);
-    std::snprintf(shell->own_prompt, std::size(shell->own_prompt), "%s",
-                  config.prompt ? config.prompt : "> ");
+    const char *prompt = config.prompt ? config.prompt : "> ";
+    const size_t len = std::strlen(prompt); // of a long one the end is shown
+    const size_t left_out = len - std::min(len, std::size(shell->own_prompt) - 1);
+    std::snprintf(shell->own_prompt, std::size(shell->own_prompt), "%s", prompt + left_out);
     config.line = run_in_session;
     config.graph = root(shell);
     config.filter = &shell->filter;
@@ -428,7 +433,8 @@ void show_mode(cli_shell_s *shell)
         return;
     tsession_set_graph(shell->session, root(shell));
     Array<char> prompt = {};
-    const bool is_made = shell->snapshot && make_prompt(shell->snapshot, shell->modes, shell->level, prompt);
+    const bool is_made =
+        shell->snapshot && make_prompt(shell->snapshot, shell->modes, shell->level, prompt);
     try {
         tsession_set_prompt(shell->session, is_made ? prompt.begin() : shell->own_prompt);
     } catch (...) {

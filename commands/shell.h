@@ -40,7 +40,7 @@ struct cli_call_s {
     void (*release_state)(void *state);
     uint64_t ticket;              // 0: none was asked for
     varno::commands::Value value; // of the address asked for last
-    bool has_failed; // it has been told why
+    bool has_failed;              // it has been told why
     bool is_running;
     bool is_cancel_asked; // while it was running
     bool is_cancelled;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <set>
 #include <sstream>
 #include <string>
@@ -48,6 +49,7 @@ constexpr cli_command_s conf_rows[] = {
 };
 constexpr cli_command_s port_rows[] = {
     row("text TEXT(line)",                     "what it is for",    run),
+    row("colour COLOUR(colour)",               "of its light",      run, nullptr, 0, CLI_UNPIPED),
 };
 constexpr cli_mode_s modes[] = {
     {"exec", nullptr, "> ",       0,                       nullptr, nullptr},
@@ -55,6 +57,25 @@ constexpr cli_mode_s modes[] = {
     {"port", "conf",  "(port)# ", CLI_DO | CLI_INHERITS,   nullptr, nullptr},
 };
 // clang-format on
+
+// No random word would be one of these.
+constexpr const char *colours[] = {"dark blue", "it's \"red\"", "|", "plain"};
+
+void list_colours(void *, cli_shell_s *, const char *begun, cli_assist_value_fn value, void *ctx)
+{
+    for (const char *colour : colours) {
+        if (std::strncmp(colour, begun, std::strlen(begun)) == 0)
+            value(ctx, colour, nullptr);
+    }
+}
+
+constexpr cli_type_s colour_type = {"colour", "a colour", nullptr, list_colours, nullptr};
+
+#ifdef VARNO_HAS_RE2
+constexpr char pattern_help[] = "a regular expression";
+#else
+constexpr char pattern_help[] = "a part of the row";
+#endif
 
 void append(void *ctx, const char *bytes, size_t count)
 {
@@ -70,6 +91,7 @@ class CommandsDescribe : public testing::Test {
         EXPECT_EQ(cli_set_add(set_, nullptr, "exec", exec_rows, std::size(exec_rows)), 0);
         EXPECT_EQ(cli_set_add(set_, nullptr, "conf", conf_rows, std::size(conf_rows)), 0);
         EXPECT_EQ(cli_set_add(set_, nullptr, "port", port_rows, std::size(port_rows)), 0);
+        EXPECT_EQ(cli_set_add_type(set_, nullptr, &colour_type), 0);
         EXPECT_EQ(cli_set_host(set_, "r1"), 0);
         EXPECT_EQ(cli_set_build(set_, nullptr, nullptr), 0);
     }
@@ -126,6 +148,56 @@ Leads to mode `conf`.
     EXPECT_NE(text.find("After `do` it has those of `exec`."), std::string::npos);
     EXPECT_NE(text.find("It has the commands of `conf`, too."), std::string::npos);
     EXPECT_NE(text.find("### `exit`"), std::string::npos);
+    EXPECT_NE(text.find("- `COLOUR`: a colour\n\nNo filter may come after it.\n"),
+              std::string::npos);
+    EXPECT_EQ(text.substr(std::min(text.find("## Filters"), text.size())), R"(## Filters
+
+After most commands `|` and one of these may come, up to 4 times; `save` is the last,
+and no other comes after `json` but `no-more`.
+
+### `include PATTERN(pattern)`
+
+the rows that have it
+
+- `PATTERN`: )" + std::string(pattern_help) + R"(
+
+### `exclude PATTERN(pattern)`
+
+the rows that do not have it
+
+- `PATTERN`: )" + pattern_help + R"(
+
+### `begin PATTERN(pattern)`
+
+the first row that has it, and all after it
+
+- `PATTERN`: )" + pattern_help + R"(
+
+### `section PATTERN(pattern)`
+
+the rows that have it, and what is indented below
+
+- `PATTERN`: )" + pattern_help + R"(
+
+### `count`
+
+how many rows there are
+
+### `no-more`
+
+all rows, without pages
+
+### `save NAME [force]`
+
+into a file
+
+- `NAME`: name of the file
+- `force`: over an older file of that name
+
+### `json`
+
+as JSON
+)");
     EXPECT_NE(text.find("- `via`: by another\n- `GATEWAY`: an IPv4 or IPv6 address\n"),
               std::string::npos);
 }
@@ -139,6 +211,12 @@ TEST_F(CommandsDescribe, WhatIsAboveALevelOrHiddenLeavesNoTrace)
         EXPECT_NE(text.find("configure"), std::string::npos) << format;
     }
     EXPECT_EQ(describe("walk", 0).find("configure"), std::string::npos);
+    // Nor does a mode that only such a command leads to.
+    for (const char *format : {"markdown", "man", "json"}) {
+        EXPECT_EQ(describe(format, 0).find("conf"), std::string::npos) << format;
+        EXPECT_EQ(describe(format, 0).find("port"), std::string::npos) << format;
+        EXPECT_NE(describe(format, 1).find("port"), std::string::npos) << format;
+    }
 }
 
 TEST_F(CommandsDescribe, ManIsMdocWithNothingThatATextCouldStart)
@@ -165,13 +243,19 @@ TEST_F(CommandsDescribe, JsonHasTheBytesThatAreNoUtf8AsCharacters)
         << text;
     EXPECT_NE(text.find(R"({"argument": "ID", "type": "hex", "help": "a hexadecimal number"})"),
               std::string::npos);
-    EXPECT_NE(text.find(R"("enters": "port")"), std::string::npos);
+    EXPECT_NE(text.find(R"("enters": "port", "filters": false)"), std::string::npos);
+    EXPECT_NE(text.find(R"("level": 15, "enters": null, "filters": true)"), std::string::npos);
+    EXPECT_NE(text.find(R"("filters": [)"
+                        "\n"
+                        R"x(  {"syntax": "include PATTERN(pattern)")x"),
+              std::string::npos);
 }
 
 // One shell is given them all; and each mode is come to.
 TEST_F(CommandsDescribe, AShellTakesEveryLineOfAWalk)
 {
     std::set<std::string> seen;
+    std::string all;
     for (uint64_t seed = 0; seed < 30; seed++) {
         cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
         config.set = set_;
@@ -185,11 +269,14 @@ TEST_F(CommandsDescribe, AShellTakesEveryLineOfAWalk)
         for (std::string line; std::getline(lines, line); count++) {
             ASSERT_EQ(cli_shell_run(shell, line.c_str()), CLI_DONE) << line << "\n" << said;
             seen.insert(cli_shell_mode(shell));
+            all += line + "\n";
         }
         EXPECT_EQ(count, 100);
         cli_shell_free(shell);
     }
     EXPECT_EQ(seen, (std::set<std::string>{"exec", "conf", "port"}));
+    for (const char *colour : {"\"dark blue\"", "\"it's \\\"red\\\"\"", "\"|\"", "plain"})
+        EXPECT_NE(all.find("colour " + std::string(colour) + "\n"), all.npos) << colour;
     EXPECT_EQ(describe("walk", 15, 7), describe("walk", 15, 7));
     EXPECT_NE(describe("walk", 15, 7), describe("walk", 15, 8));
 }

@@ -10,6 +10,7 @@
 #include <random>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -185,6 +186,29 @@ TEST_F(Modes, PromptsSayWhereOneIs)
     EXPECT_NE(type("\x7fw version\r").find("show version in exec"), std::string::npos) << sent_;
     EXPECT_EQ(sent_.substr(sent_.size() - 4), "r2> ");
     EXPECT_EQ(type("\x1a"), "\a"); // there is no mode to leave
+}
+
+// The session's own, where no mode has one.
+TEST(PromptWithoutModes, KeepsItsEnd)
+{
+    static const cli_command_s rows[] = {row("show", "what there is", tell_mode)};
+    std::string sent;
+    tsession_config_s terminal = TSESSION_CONFIG_INIT;
+    terminal.prompt = "a-prompt-that-is-longer-than-thirty-characters> ";
+    terminal.user = &sent;
+    terminal.output = [](tsession_s *, void *user, const char *bytes, size_t count) {
+        static_cast<std::string *>(user)->append(bytes, count);
+    };
+    cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
+    config.set = cli_set_create();
+    config.session = &terminal;
+    EXPECT_EQ(cli_set_add(config.set, nullptr, nullptr, rows, 1), 0);
+    EXPECT_EQ(cli_set_build(config.set, nullptr, nullptr), 0);
+    cli_shell_s *shell = cli_shell_create(&config);
+    tsession_start(cli_shell_session(shell));
+    EXPECT_EQ(sent, "\ronger-than-thirty-characters> ");
+    cli_shell_free(shell);
+    cli_set_free(config.set);
 }
 
 TEST_F(Modes, ModesAreListedAndCompleted)
@@ -470,6 +494,49 @@ TEST_F(Modes, WhatIsAboveALevelLeavesNoTrace)
     EXPECT_NE(type("end\rshow s?").find("all that is secret"), std::string::npos) << sent_;
     cli_shell_free(plain_shell);
     cli_set_free(plain_set);
+}
+
+// It is not run, or it is: there is no half of it.
+TEST_F(Modes, WithoutMemoryALineLeavesTheModesAsTheyWere)
+{
+    build();
+    const struct {
+        std::vector<const char *> way;
+        const char *line;
+        const char *before;
+        const char *after;
+    } rows[] = {
+        {{}, "configure", "exec", "configure"},
+        {{"configure"}, "interface eth0", "configure", "interface"},
+        {{"configure", "interface eth0"}, "interface eth1", "interface", "interface"},
+        {{"configure", "interface eth0"}, "do configure", "interface", "configure"},
+        {{"configure", "interface eth0"}, "do show version", "interface", "interface"},
+        {{"configure", "interface eth0"}, "end", "interface", "exec"},
+    };
+    for (const auto &row : rows) {
+        for (const bool has_session : {false, true}) {
+            int32_t result = CLI_FAILED;
+            int n = 0;
+            while (result != CLI_DONE && n < 1000) {
+                begin_session();
+                begin_batch();
+                cli_shell_s *shell = has_session ? shell_ : batch_;
+                for (const char *line : row.way)
+                    EXPECT_EQ(cli_shell_run(shell, line), CLI_DONE) << line;
+                tracked_fail_after(++n);
+                result = cli_shell_run(shell, row.line);
+                tracked_fail_after(-1);
+                const bool is_left = std::string(row.line) == "interface eth1";
+                if (result != CLI_DONE && is_left) // to run a parent's command leaves the mode
+                    EXPECT_STRNE(cli_shell_mode(shell), "exec") << row.line << " " << n;
+                else
+                    EXPECT_STREQ(cli_shell_mode(shell), result == CLI_DONE ? row.after : row.before)
+                        << row.line << " " << n;
+            }
+            EXPECT_GT(n, 1) << row.line;
+            EXPECT_EQ(result, CLI_DONE) << row.line;
+        }
+    }
 }
 
 TEST(ModesWithoutMemory, NothingIsLeftBehind)

@@ -37,6 +37,8 @@ int32_t accept_command(void *, cli_shell_s *shell, const char *word, const char 
 void list_aliases(void *, cli_shell_s *shell, const char *begun, cli_assist_value_fn value,
                   void *ctx)
 {
+    if (!cli_shell_user(shell))
+        return; // nobody's, who writes random lines
     for (const Alias &alias : console_of(shell).aliases) {
         if (alias.name.starts_with(begun))
             value(ctx, alias.name.c_str(), alias.text.c_str());

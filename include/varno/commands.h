@@ -247,15 +247,17 @@ typedef void (*cli_output_fn)(void *user, const char *bytes, size_t count);
 /* Describes what the set has been built from, as a shell of that level has it; hidden
  * commands are left out. Formats:
  *
- *     markdown    a reference: every mode, its commands, their arguments and options
+ *     markdown    a reference: every mode that it can come to, its commands, their arguments and
+ *                 options, and the filters
  *     man         the same as a page of the manual, in mdoc; its date is today, or the day that
  *                 the environment's SOURCE_DATE_EPOCH has in seconds since 1970
  *     json        the same as one object, valid whatever bytes the help has
  *     walk        100 lines of random commands, which one shell could be given one after the
- *                 other: they go through the modes. Another seed, other lines. Their words have
- *                 the built-in types; a type of the program's own may refuse its words
+ *                 other: they go through the modes. Another seed, other lines. Words of the
+ *                 program's own types are those that a type lists; where it lists none it
+ *                 may refuse them
  *
- * Calls:   text(ctx, ...), once.
+ * Calls:   text(ctx, ...), once; for walk the types' list, with a shell whose user is NULL.
  * Returns: 0; -1 without memory, for another format, or when nothing has been built. */
 VARNO_API int32_t cli_set_describe(const cli_set_s *set, int32_t level, const char *format,
                                    uint64_t seed, cli_output_fn text, void *ctx);

@@ -236,6 +236,7 @@ class ModesDevice {
     ModesDevice &operator=(const ModesDevice &) = delete;
 
     int errors() const { return errors_; }
+    cli_set_s *set() const { return set_; }
     cli_shell_s *shell() const { return shell_; }
 
     std::string run(const std::string &line)
