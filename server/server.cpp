@@ -398,7 +398,8 @@ int server_tell_all(server_s *server, const char *text)
 int server_post(server_s *server, uint64_t client, server_task_fn task, void *ctx)
 {
     return with_memory([=] {
-        const auto &worker = server->workers[(client - 1) % server->workers.size()];
+        const auto number = static_cast<size_t>((client - 1) % server->workers.size());
+        const auto &worker = server->workers[number];
         return worker->put({Letter::Kind::task, {}, client, task, ctx}) ? 0 : -1;
     });
 }
