@@ -368,22 +368,38 @@ TEST_F(Device, ALongHistoryIsNumberedAndPaged)
     EXPECT_TRUE(has(guest.type(" "), "   30  echo 30\r\n   31  show history\r\n"));
 }
 
-TEST_F(Device, TheBooksOfTheAllocatorNameEveryTagThatSessionsUse)
+// The rows' sum, and what the last one says that it is in all.
+std::pair<size_t, size_t> sums_of(const std::string &shown)
 {
-    Guest guest("telnet", "vt100", TSESSION_TELNET);
-    Guest other;
-    guest.type("alias x echo a\r");
-    guest.type("terminal length 0\r");
-    const std::string shown = guest.type("show memory\r");
     size_t sum = 0;
     size_t total = 0;
     for (size_t at = shown.find("tag\r\n") + 5; total == 0; at = shown.find("\n", at) + 1) {
         const size_t blocks = std::stoul(shown.substr(at, 8));
         (shown.compare(at + 10, 6, "in all") == 0 ? total : sum) += blocks;
     }
+    return {sum, total};
+}
+
+TEST_F(Device, TheBooksOfTheAllocatorNameEveryTagThatSessionsUse)
+{
+    device::first_level = CLI_MOST_LEVEL;
+    Guest guest("telnet", "vt100", TSESSION_TELNET);
+    device::first_level = 0;
+    Guest other;
+    guest.type("alias x echo a\r");
+    guest.type("terminal length 0\r");
+    const std::string shown = guest.type("show memory\r");
+    const auto [sum, total] = sums_of(shown);
     EXPECT_GT(total, 100U);
     EXPECT_EQ(sum, total);
     EXPECT_TRUE(has(shown, "       2  tsession_s\r\n"));
+    EXPECT_TRUE(
+        has(guest.type("show memory | json\r"), "  {\"blocks\": 2, \"tag\": \"tsession_s\"},\r\n"));
+    guest.type("configure\rinterface lo\r");
+    const auto [sum_there, total_there] =
+        sums_of(guest.type("do show memory | exclude \"no such row\"\r"));
+    EXPECT_GT(total_there, total);
+    EXPECT_EQ(sum_there, total_there);
 }
 
 // Aliases
@@ -480,6 +496,19 @@ TEST_F(Device, ThePlacesOfErrorsInAliasesAreShown)
     EXPECT_TRUE(has(guest.type("alias bad show vresion\rbad\r"),
                     "  show vresion\r\n       ^\r\n% unknown word\r\n  version  "));
     EXPECT_TRUE(has(guest.type("bad\r"), "^\r\n% unknown word\r\n  version  "));
+}
+
+// Its line is one of the first mode's, wherever "do" runs it.
+TEST_F(Device, AnAliasRunsInEveryModeThatHasDo)
+{
+    device::first_level = CLI_MOST_LEVEL;
+    Guest guest;
+    device::first_level = 0;
+    guest.type("alias greet echo hello\ralias twice do-it\ralias do-it greet\rconfigure\r");
+    EXPECT_TRUE(has(guest.type("do greet\r"), "\r\nhello\r\n(config)# "));
+    guest.type("interface lo\r");
+    EXPECT_TRUE(has(guest.type("do twice\r"), "\r\nhello\r\n(config-if)# "));
+    EXPECT_TRUE(has(guest.type("greet\r"), "% unknown word"));
 }
 
 // The same session's own aliases change while the list of choices is being written.
@@ -932,12 +961,17 @@ struct Refused {
 
 TEST_F(Device, ALineIsTakenBackAsItWasTyped)
 {
-    run_lines({"configure", "vlan 7 name blue", "vlan 7", "username anna level 3", "username anna",
-               "ip route 10.0.0.0/8 10.1.1.1"});
-    const std::string text = "username anna level 3\nvlan 7 name blue\n"
-                             "ip route 10.0.0.0/8 10.1.1.1\n";
+    run_lines({"configure", "hostname r1", "vlan 7 name blue", "vlan 7", "username anna level 3",
+               "username anna", "ip route 10.0.0.0/8 10.1.1.1", "interface lo", "description one",
+               "ip address 10.1.1.1/8"});
+    const std::string text = "hostname r1\nusername anna level 3\nvlan 7 name blue\n"
+                             "ip route 10.0.0.0/8 10.1.1.1\n"
+                             "interface lo\n description one\n ip address 10.1.1.1/8\n";
     EXPECT_EQ(run_lines({"show running-config"}), text);
     const Refused refusals[] = {
+        {{"no hostname r2"}, "% There is none"},
+        {{"interface lo", "no description two"}, "% There is none"},
+        {{"interface lo", "no ip address 10.1.1.2/8"}, "% There is none"},
         {{"no vlan 8"}, "% There is none"},
         {{"no vlan 7 name red"}, "% There is none"},
         {{"no username anna level 4"}, "% There is none"},
@@ -953,8 +987,9 @@ TEST_F(Device, ALineIsTakenBackAsItWasTyped)
     for (const Refused &row : refusals)
         EXPECT_TRUE(has(run_refused(row.lines), row.why)) << row.lines.back();
     EXPECT_EQ(run_lines({"show running-config"}), text);
-    run_lines({"configure", "no vlan 7 name blue", "no username anna",
-               "no ip route 10.0.0.0/8 10.1.1.1"});
+    run_lines({"configure", "no hostname r1", "no vlan 7 name blue", "no username anna",
+               "no ip route 10.0.0.0/8 10.1.1.1", "interface lo", "no description one",
+               "no ip address 10.1.1.1/8"});
     EXPECT_EQ(run_lines({"show running-config"}), "");
 }
 

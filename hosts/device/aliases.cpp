@@ -5,6 +5,7 @@
 
 #include "commands.h"
 #include "nesting.h"
+#include "table.h"
 
 namespace device {
 namespace {
@@ -95,14 +96,17 @@ int32_t remove_alias(cli_call_s *call, Console &console)
     return CLI_DONE;
 }
 
-// A copy is run: the line may remove the alias.
+// A copy is run: the line may remove the alias. It is one of the first mode's, where "do" has led
+// here from another, too.
 int32_t run_alias(cli_call_s *call, Console &console)
 {
     if (console.alias_depth >= deepest_alias) {
         cli_fail(call, "Aliases are nested too deeply");
         return CLI_FAILED;
     }
-    const std::string text = find(console.aliases, cli_text(call, "ALIAS"))->text;
+    const bool is_first_mode = modes()[0].mode.name == std::string(cli_shell_mode(console.shell));
+    const std::string text =
+        (is_first_mode ? "" : "do ") + find(console.aliases, cli_text(call, "ALIAS"))->text;
     const Nesting nesting(console.alias_depth);
     return cli_shell_run(console.shell, text.c_str()) == CLI_FAILED ? CLI_FAILED : CLI_DONE;
 }

@@ -91,19 +91,26 @@ int32_t change(Map Configuration::*map, cli_call_s *call, const typename Map::ke
     return CLI_DONE;
 }
 
-// Changes the interface that the shell's mode is of.
+// Changes the interface that the shell's mode is of. Returns: what change does.
 template <typename Change>
 int32_t change_port(cli_call_s *call, const Change &change)
 {
     const std::string name = cli_shell_argument(cli_call_shell(call), "NAME");
     const std::lock_guard lock(shared.mutex);
-    change(to_change().ports[name]);
-    return CLI_DONE;
+    return change(to_change().ports[name]);
 }
 
-const char *text_or_nothing(cli_call_s *call, const char *name)
+// Sets a text to an argument, or takes it back; where the line names one, that one alone.
+int32_t change_text(cli_call_s *call, const char *argument, std::string &text)
 {
-    return cli_has(call, "no") ? "" : cli_text(call, name);
+    const char *given = cli_text(call, argument);
+    const bool is_no = cli_has(call, "no") != 0;
+    if (is_no && given && text != given) {
+        cli_fail(call, "There is none");
+        return CLI_FAILED;
+    }
+    text = is_no ? "" : given;
+    return CLI_DONE;
 }
 
 // What a call that writes the configuration has come to: that which is next.
@@ -156,16 +163,16 @@ bool is_printable(cli_call_s *call, const char *name)
 
 int32_t set_hostname(cli_call_s *call, Console &)
 {
-    const std::string name = text_or_nothing(call, "HOST");
-    if (name.size() > longest_name || (!cli_has(call, "no") && !is_plain_word(name.c_str()))) {
+    const char *name = cli_text(call, "HOST");
+    if (!cli_has(call, "no") && (std::strlen(name) > longest_name || !is_plain_word(name))) {
         cli_fail_at(call, "HOST", "1 to %zu printable characters, no blank and none of \" ' \\ ? ;",
                     longest_name);
         return CLI_FAILED;
     }
     const std::lock_guard lock(shared.mutex);
-    to_change().hostname = name;
+    const int32_t result = change_text(call, "HOST", to_change().hostname);
     shared.names++;
-    return CLI_DONE;
+    return result;
 }
 
 int32_t set_user(cli_call_s *call, Console &)
@@ -200,22 +207,21 @@ int32_t set_description(cli_call_s *call, Console &)
 {
     if (!is_printable(call, "TEXT"))
         return CLI_FAILED;
-    return change_port(call, [text = std::string(text_or_nothing(call, "TEXT"))](Port &port) {
-        port.description = text;
-    });
+    return change_port(call,
+                       [call](Port &port) { return change_text(call, "TEXT", port.description); });
 }
 
 int32_t set_address(cli_call_s *call, Console &)
 {
-    return change_port(call, [text = std::string(text_or_nothing(call, "NET"))](Port &port) {
-        port.address = text;
-    });
+    return change_port(call, [call](Port &port) { return change_text(call, "NET", port.address); });
 }
 
 int32_t set_shutdown(cli_call_s *call, Console &)
 {
-    return change_port(call,
-                       [is_up = cli_has(call, "no")](Port &port) { port.is_shut_down = !is_up; });
+    return change_port(call, [is_up = cli_has(call, "no")](Port &port) {
+        port.is_shut_down = !is_up;
+        return CLI_DONE;
+    });
 }
 
 // A line a call, so that a long configuration waits where its reader does.
