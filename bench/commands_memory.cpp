@@ -80,14 +80,15 @@ cli_shell_s *open_shell(cli_set_s *set)
 
 cli_shell_s *open_filtered(cli_set_s *set)
 {
-    constexpr char line[] = "rows | include via.*[0-9]+ | exclude (eth[1-3]|dev x)$ | "
-                            "begin ^10[.]9 | section [a-z]+.*dev eth(4|5|6)\r";
+    // Each has to remember which of the last bytes were digits: states without end.
+    constexpr char line[] = "rows | include [0-9].{14}[a-z] | exclude [0-9].{15}x | "
+                            "include [1-9].{13}[a-z] | section [0-9].{12}[a-z]\r";
     cli_shell_s *shell = open_shell(set);
     tsession_s *session = cli_shell_session(shell);
     tsession_set_paged(session, 0);
     tsession_input(session, line, sizeof(line) - 1);
-    if (!tsession_is_running_line(session) && tsession_wait(session) == 0)
-        tsession_time_out(session);
+    if (!shell->calls || !shell->calls->pipe || shell->calls->pipe->passed == 0)
+        std::abort();
     return shell;
 }
 
