@@ -62,8 +62,8 @@
  *                         a table; no-more and save alone may follow
  *
  * A pattern is a regular expression of RE2, whose time grows with the row alone and whose
- * memory is bounded; a library that was built without it takes it as a text. It is looked
- * for in the first 4096 bytes of a row. Rows go on as they come; pages are of what passes.
+ * memory is bounded; one that takes more than 1000 steps a byte is refused. A library that
+ * was built without RE2 takes it as a text. It is looked for in the first 4096 bytes of a row. Rows go on as they come; pages are of what passes.
  *
  * A set, its types and its shells are used by one thread at a time, all together. Callbacks
  * get their row's user pointer. A callback may leave by an exception; it then ends the
@@ -450,7 +450,8 @@ VARNO_API void cli_columns(cli_call_s *call, const cli_column_s *columns, size_t
 VARNO_API void cli_cell(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
 
 /* Writes a message about how far the call is, by its format, in place of the one
- * before it, on a row that other output leaves standing. A batch leaves it out. */
+ * before it, on a row that other output leaves standing. It is cut, with ">" as a mark, where
+ * the row is too narrow, and at 255 columns. A batch leaves it out. */
 VARNO_API void cli_progress(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
 
 /* Writes a line of configuration, which can be read back: what "%s" in its format
