@@ -143,7 +143,7 @@ std::string running_configuration()
 // Returns: NULL when there are too many, or there can be no thread.
 std::shared_ptr<Saving> begin_saving(std::function<void()> wake)
 {
-    const auto saving = std::make_shared<Saving>();
+    auto saving = std::make_shared<Saving>();
     saving->wake = std::move(wake);
     const std::lock_guard lock(saver.mutex);
     if (saver.waiting.size() >= most_savings)
@@ -198,8 +198,14 @@ std::string problem_of(cli_shell_s *shell, const std::string &line)
            (*error.why ? error.why : cli_assist_strreason(reason));
 }
 
-// Each begins with its place, as compilers have it. The lines themselves are not told: who
-// names another file has its content in no log.
+// Returns: where that line is, as compilers have it.
+std::string place_of(const std::string &path, size_t line)
+{
+    return path + ":" + std::to_string(line + 1) + ":";
+}
+
+// Each with its place. The lines themselves are not told: who names another file has its
+// content in no log.
 std::string problems_of(cli_shell_s *shell, const std::string &path,
                         const std::vector<std::string> &lines)
 {
@@ -207,8 +213,11 @@ std::string problems_of(cli_shell_s *shell, const std::string &path,
     size_t count = 0;
     for (size_t i = 0; i < lines.size(); i++) {
         const std::string problem = problem_of(shell, lines[i]);
-        if (!problem.empty() && ++count <= most_problems)
-            told += (count > 1 ? "\n" : "") + path + ":" + std::to_string(i + 1) + ":" + problem;
+        if (problem.empty() || ++count > most_problems)
+            continue;
+        told += count > 1 ? "\n" : "";
+        told += place_of(path, i);
+        told += problem;
     }
     if (count > most_problems)
         told += "\n" + path + ": and " + std::to_string(count - most_problems) + " more";
@@ -267,7 +276,7 @@ bool read_configuration(const std::string &path, std::string &out_problem)
     for (size_t i = 0; out_problem.empty() && i < lines.size(); i++) {
         if (cli_shell_run(batch.shell(), lines[i].c_str()) == CLI_DONE)
             continue;
-        out_problem = path + ":" + std::to_string(i + 1) + ": " + reason_of(batch.written());
+        out_problem = place_of(path, i) + " " + reason_of(batch.written());
         forget_configuration();
     }
     return out_problem.empty();
