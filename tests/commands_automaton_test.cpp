@@ -115,6 +115,17 @@ TEST(Definitions, ErrorsAndWarningsBetweenRowsAreAllTold)
               "11:0 a word without help\n");
 }
 
+TEST(Definitions, WhatIsWrongWithBothFormsIsToldOnce)
+{
+    const Definitions built({{"no", "take it back", false, 0},
+                             {"[no] mute", nullptr, true, 0},
+                             {"[no] word WORD ![b]", "help", true, 0},
+                             {"word WORD", "a word", false, 0},
+                             {"word WORD", "another", false, 0}});
+    EXPECT_EQ(built.findings(true), "4:5 this word has another help elsewhere (3)\n");
+    EXPECT_EQ(built.findings(false), "1:5 a word without help\n2:17 a word without help\n");
+}
+
 TEST(Definitions, HaveAtMost64Options)
 {
     std::string syntax = "a {o0";
@@ -154,6 +165,7 @@ constexpr Drawn drawings[] = {
     {"a [b]",       "0 a:1\n1 b:2 <cr>\n2 <cr>\n"},
     {"a <b|c> d",   "0 a:1\n1 b:2 c:2\n2 d:3\n3 <cr>\n"},
     {"a {b|c}",     "0 a:1\n1* b:2 c:2\n2* b:2 c:2 <cr>\n"},
+    {"a {{b|c}|d}", "0 a:1\n1* b:2 c:2 d:2\n2* b:2 c:2 d:2 <cr>\n"},
     {"a [{b|c N}] d", "0 a:1\n1* b:1 c:2 d:3\n2* N:1\n3 <cr>\n"},
     {"a N...",      "0 a:1\n1 N:2\n2 N:2 <cr>\n"},
     {"a N(1-5)",    "0 a:1\n1* N:2\n2 <cr>\n"},

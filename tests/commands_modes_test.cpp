@@ -271,6 +271,7 @@ TEST_F(Modes, ACheckFollowsModesAndRunsNothing)
     begin_batch("configure");
     const char *const good[] = {"hostname r7",
                                 "interface eth0",
+                                "do show version",
                                 "description x",
                                 "# a comment",
                                 "",
@@ -298,6 +299,28 @@ TEST_F(Modes, ACheckFollowsModesAndRunsNothing)
     written_.clear();
     EXPECT_STREQ(cli_shell_mode(batch_), "configure");
     EXPECT_EQ(written_, "");
+}
+
+// What a type asks about the modes is about those that lines would have led to.
+TEST_F(Modes, ATypeKnowsTheModeThatALineIsCheckedIn)
+{
+    const cli_type_s same = {"same", "the interface's name",
+                             [](void *, cli_shell_s *shell, const char *word, const char **) {
+                                 const char *name = cli_shell_argument(shell, "NAME");
+                                 return int32_t{name && std::string(name) == word};
+                             },
+                             nullptr, nullptr};
+    const cli_command_s rows[] = {row("confirm WORD(same)", "its name", tell_mode)};
+    EXPECT_EQ(cli_set_add_type(set_, nullptr, &same), 0);
+    add("interface", rows);
+    build();
+    begin_batch("configure");
+    run("interface eth0");
+    EXPECT_EQ(cli_shell_check(batch_, "confirm eth0", nullptr), CLI_ASSIST_OK);
+    EXPECT_EQ(cli_shell_check(batch_, "confirm eth1", nullptr), CLI_ASSIST_UNKNOWN);
+    EXPECT_EQ(cli_shell_check(batch_, "interface eth1", nullptr), CLI_ASSIST_OK);
+    EXPECT_EQ(cli_shell_check(batch_, "confirm eth1", nullptr), CLI_ASSIST_OK);
+    EXPECT_EQ(run("confirm eth0"), "confirm WORD(same): confirm eth0 in interface of eth0\n");
 }
 
 TEST_F(Modes, AModeThatIsRemovedIsLeft)
@@ -389,9 +412,10 @@ TEST_F(Modes, WhatIsWrongWithModesIsFound)
 
 TEST_F(Modes, HiddenCommandsAreNotListed)
 {
-    const cli_command_s rows[] = {
-        row("shutdown", "stop", tell_mode, nullptr, 0, CLI_HIDDEN),
-        row("show tech [NAME]", "all", tell_mode, nullptr, 0, CLI_HIDDEN)};
+    const cli_command_s rows[] = {row("shutdown", "stop", tell_mode, nullptr, 0, CLI_HIDDEN),
+                                  row("show tech [NAME]", "all", tell_mode, nullptr, 0, CLI_HIDDEN),
+                                  row("show tech", "what nobody asks for", nullptr),
+                                  row("show tech NAME", "of what", nullptr)};
     add("exec", rows);
     build();
     begin_session();

@@ -265,6 +265,9 @@ TEST_F(Pipes, RowsAreSaved)
     EXPECT_EQ(run("show numbers 1000000 | save all"), "% not all could be saved\n");
     EXPECT_EQ(disk_.given_up, 2);
     EXPECT_LE(disk_.written.size(), 100U);
+    EXPECT_EQ(run("show long | save all"), "% not all could be saved\n"); // one call, to its end
+    EXPECT_EQ(disk_.given_up, 3);
+    EXPECT_EQ(disk_.whole, 2);
     EXPECT_NE(run("show routes | save a | count").find("unknown word"), std::string::npos);
 }
 
