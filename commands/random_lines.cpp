@@ -114,6 +114,7 @@ class Walk {
         }
         add_part(notation.root);
         add(out_, "\n");
+        notation_ = nullptr;
     }
 
     void begin_word()
