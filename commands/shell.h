@@ -67,7 +67,9 @@ struct cli_shell_s {
     varno::commands::Entered *modes;   // NULL: the first one
     varno::commands::Entered *checked; // where the lines that are checked lead
     int32_t level;
-    int32_t wanted_level; // by the question that is asked
+    int32_t wanted_level;  // by the question that is asked
+    uint64_t check_ticket; // of the secret that is being checked; 0: none is
+    bool is_secret_right;  // the last that was
     cli_authenticate_fn authenticate;
     const cli_save_s *save;                                // NULL: nothing is saved
     char own_prompt[varno::commands::own_prompt_capacity]; // of a first mode without one

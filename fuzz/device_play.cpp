@@ -118,7 +118,7 @@ DevicePlay::DevicePlay()
 {
     playing = this;
     std::string problem;
-    FUZZ_REQUIRE(device::start({"fuzz", "device", "", "", start_timer, nullptr}, problem));
+    FUZZ_REQUIRE(device::start({"fuzz", "device", "", "", do_later, nullptr}, problem));
     device::first_level = CLI_MOST_LEVEL;
     for (Person &person : people_)
         sit_down(person);
@@ -160,6 +160,7 @@ void DevicePlay::leave(Person &person)
     cli_shell_free(person.console.shell);
     person.console.aliases.clear();
     person.console.is_debugging = false;
+    person.console.timers = 0;
 }
 
 tsession_s *DevicePlay::session_of(const Person &person)
@@ -179,19 +180,19 @@ void DevicePlay::take_event(tsession_s *, void *user, const tsession_event_s *ev
     device::take_event(*static_cast<device::Console *>(user), *event);
 }
 
-bool DevicePlay::start_timer(device::Console &console, long seconds, const std::string &text)
+bool DevicePlay::do_later(device::Console &console, uint32_t milliseconds, device::Act act)
 {
-    FUZZ_REQUIRE(seconds > 0);
+    FUZZ_REQUIRE(milliseconds > 0);
     if (playing->timers_.size() >= 4)
         return false;
-    playing->timers_.emplace_back(&console, text);
+    playing->timers_.emplace_back(&console, std::move(act));
     return true;
 }
 
 void DevicePlay::timers_run_out()
 {
-    for (const auto &[console, text] : std::exchange(timers_, {}))
-        tsession_print(cli_shell_session(console->shell), "%s\n", text.c_str());
+    for (const auto &[console, act] : std::exchange(timers_, {}))
+        act();
 }
 
 // What a host does: a closed session is freed, and somebody else sits down.

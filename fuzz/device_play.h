@@ -35,7 +35,7 @@ class DevicePlay {
     static void output(tsession_s *s, void *user, const char *bytes, size_t count);
     static void take_event(tsession_s *s, void *user, const tsession_event_s *event);
     static tsession_s *session_of(const Person &person);
-    static bool start_timer(device::Console &console, long seconds, const std::string &text);
+    static bool do_later(device::Console &console, uint32_t milliseconds, device::Act act);
 
     void sit_down(Person &person);
     void leave(Person &person);
@@ -45,7 +45,7 @@ class DevicePlay {
 
     Person people_[2] = {};
     Person *person_ = people_; // who types
-    std::vector<std::pair<device::Console *, std::string>> timers_;
+    std::vector<std::pair<device::Console *, device::Act>> timers_;
 };
 
 } // namespace varno_fuzz

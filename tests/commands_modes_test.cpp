@@ -6,6 +6,7 @@
 
 #include <varno/commands.h>
 
+#include <functional>
 #include <iterator>
 #include <random>
 #include <string>
@@ -115,15 +116,25 @@ class Modes : public varno_test::CommandShells {
     {
         cli_shell_config_s config = shell_config();
         config.level = level;
-        config.user = &asked_for_;
-        config.authenticate = [](cli_shell_s *, void *user, int32_t wanted, const char *secret) {
-            *static_cast<int32_t *>(user) = wanted;
-            return std::string(secret) == "xyzzy" ? 0 : -1;
+        config.user = this;
+        config.authenticate = [](cli_shell_s *shell, void *user, int32_t wanted,
+                                 const char *secret) {
+            auto *test = static_cast<Modes *>(user);
+            test->asked_for_ = wanted;
+            test->ticket_ = cli_shell_ticket(shell);
+            if (test->act_)
+                test->act_();
+            return test->answers_later_             ? int32_t{CLI_LATER}
+                   : std::string(secret) == "xyzzy" ? 0
+                                                    : -1;
         };
         make_session(config);
     }
 
     int32_t asked_for_ = -1;
+    bool answers_later_ = false; // of the function that looks at secrets
+    uint64_t ticket_ = 0;        // of the check
+    std::function<void()> act_;  // what it does besides
 };
 
 TEST_F(Modes, ABatchGoesFromModeToMode)
@@ -263,6 +274,83 @@ TEST_F(Modes, ASecretOpensALevel)
         begin_batch(nullptr, level);
         EXPECT_EQ(cli_shell_level(batch_), level < 0 ? 0 : 15);
     }
+}
+
+TEST_F(Modes, ASecretMayBeCheckedElsewhere)
+{
+    build();
+    begin_session();
+    answers_later_ = true;
+    type("enable\r");
+    EXPECT_EQ(type("xyzzy\r"), "\n");
+    EXPECT_EQ(type("show version\r"), ""); // it waits, in order
+    EXPECT_EQ(cli_shell_level(shell_), 0);
+    EXPECT_EQ(cli_authenticated(set_, ticket_ + 1, 1), -1);
+    EXPECT_EQ(cli_authenticated(set_, ticket_, 1), 0);
+    EXPECT_EQ(cli_authenticated(set_, ticket_, 1), -1);
+    EXPECT_EQ(type(""), "r1# show version\nshow version: show version in exec of none\nr1# ");
+    EXPECT_EQ(cli_shell_level(shell_), 15);
+
+    type("disable\renable 3\r");
+    EXPECT_EQ(type("xyzzy\r"), "\n");
+    EXPECT_EQ(cli_set_build(set_, nullptr, nullptr), 0); // a new graph is of no matter
+    EXPECT_EQ(cli_authenticated(set_, ticket_, 0), 0);
+    EXPECT_EQ(type(""), "% access denied\nr1> ");
+    EXPECT_EQ(cli_shell_level(shell_), 0);
+    EXPECT_EQ(asked_for_, 3);
+}
+
+TEST_F(Modes, WhatIsFoundTooLateOpensNothing)
+{
+    build();
+    begin_session();
+    answers_later_ = true;
+    EXPECT_EQ(cli_shell_ticket(shell_), 0U); // nothing is being checked
+    EXPECT_EQ(cli_authenticated(set_, 0, 1), -1);
+    type("enable\r");
+    type("xyzzy\r");
+    const uint64_t first = ticket_;
+    EXPECT_EQ(type("\x03"), "r1> ");
+    EXPECT_EQ(cli_authenticated(set_, first, 1), -1);
+    type("enable\r");
+    type("xyzzy\r");
+    EXPECT_NE(ticket_, first);
+    EXPECT_EQ(cli_authenticated(set_, first, 1), -1);
+    EXPECT_EQ(type(""), "");
+    EXPECT_EQ(cli_shell_level(shell_), 0);
+    cli_shell_free(std::exchange(shell_, nullptr));
+    EXPECT_EQ(cli_authenticated(set_, ticket_, 1), -1);
+}
+
+TEST_F(Modes, ASecretsCheckMayEndAtOnceOrNeverBegin)
+{
+    build();
+    begin_session();
+    answers_later_ = true;
+    act_ = [this] { EXPECT_EQ(cli_authenticated(set_, ticket_, 1), 0); };
+    type("enable\r");
+    EXPECT_EQ(type("xyzzy\r"), "\nr1# ");
+
+    // A ticket whose function has answered already is nobody's.
+    type("disable\renable\r");
+    answers_later_ = false;
+    act_ = nullptr;
+    EXPECT_EQ(type("wrong\r"), "\n% access denied\nr1> ");
+    EXPECT_EQ(cli_authenticated(set_, ticket_, 1), -1);
+
+    // The session asks its user something else: there it cannot wait.
+    answers_later_ = true;
+    act_ = [this] { tsession_ask(session_, "Name: ", 0, nullptr, nullptr); };
+    type("enable\r");
+    EXPECT_EQ(type("xyzzy\r"), "\n% access denied\nName: ");
+    EXPECT_EQ(cli_authenticated(set_, ticket_, 1), -1);
+    act_ = nullptr;
+    type("\r");
+
+    act_ = [this] { cli_shell_free(std::exchange(shell_, nullptr)); };
+    type("enable\r");
+    tsession_input(session_, "xyzzy\r", 6);
+    EXPECT_EQ(cli_authenticated(set_, ticket_, 1), -1);
 }
 
 TEST_F(Modes, ACheckFollowsModesAndRunsNothing)

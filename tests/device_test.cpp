@@ -19,6 +19,7 @@
 #include <barrier>
 #include <condition_variable>
 #include <cstring>
+#include <deque>
 #include <fstream>
 #include <functional>
 #include <map>
@@ -107,7 +108,7 @@ class Guest {
 
     // Runs in the next output callback.
     std::function<void()> meanwhile;
-    std::string timer;
+    std::vector<std::pair<uint32_t, device::Act>> timers; // milliseconds, what then
 
   private:
     static Guest &of(void *user)
@@ -134,10 +135,10 @@ class Guest {
     std::string sent_;
 };
 
-bool start_timer(device::Console &console, long seconds, const std::string &text)
+bool do_later(device::Console &console, uint32_t milliseconds, device::Act act)
 {
-    static_cast<Guest *>(console.host)->timer = std::to_string(seconds) + " " + text;
-    return seconds != 99;
+    static_cast<Guest *>(console.host)->timers.emplace_back(milliseconds, std::move(act));
+    return milliseconds != 99000;
 }
 
 bool has(const std::string &text, std::string_view part)
@@ -173,34 +174,34 @@ class FewDescriptors {
 };
 
 // What other threads have for this one.
-class Wakes {
+class Acts {
   public:
-    void add(uint64_t ticket)
+    void add(device::Act act)
     {
         const std::lock_guard lock(mutex_);
-        tickets_.push_back(ticket);
+        acts_.push_back(std::move(act));
         added_.notify_one();
     }
 
-    void run_next()
+    void do_next()
     {
         std::unique_lock lock(mutex_);
-        added_.wait(lock, [this] { return !tickets_.empty(); });
-        const std::vector<uint64_t> tickets = std::exchange(tickets_, {});
+        added_.wait(lock, [this] { return !acts_.empty(); });
+        const std::vector<device::Act> acts = std::exchange(acts_, {});
         lock.unlock();
-        for (const uint64_t ticket : tickets)
-            device::wake(ticket);
+        for (const device::Act &act : acts)
+            act();
     }
 
   private:
     std::mutex mutex_;
     std::condition_variable added_;
-    std::vector<uint64_t> tickets_;
-} wakes;
+    std::vector<device::Act> acts_;
+} acts;
 
-std::function<void()> make_waker(device::Console &, uint64_t ticket)
+std::function<void(device::Act)> make_poster(device::Console &)
 {
-    return [ticket] { wakes.add(ticket); };
+    return [](device::Act act) { acts.add(std::move(act)); };
 }
 
 class Device : public testing::Test {
@@ -208,7 +209,7 @@ class Device : public testing::Test {
     void SetUp() override
     {
         std::string problem;
-        EXPECT_TRUE(device::start({"device-test", "", "", "", start_timer, make_waker}, problem));
+        EXPECT_TRUE(device::start({"device-test", "", "", "", do_later, make_poster}, problem));
     }
 
     void TearDown() override
@@ -288,11 +289,30 @@ TEST_F(Device, NothingIsWrongOrDoubtfulWithItsTable)
     cli_set_free(set);
 }
 
-TEST_F(Device, ATimersTextIsCleanedAndGivenToTheHost)
+TEST_F(Device, ATimersTextIsShownWhenItsTimeHasCome)
 {
     Guest guest;
-    guest.type("timer 5 tea  is ready\r");
-    EXPECT_EQ(guest.timer, "5 tea  is ready");
+    EXPECT_FALSE(has(guest.type("timer 5 tea  is ready\r"), "\ntea"));
+    guest.type("timer 86400 next day\r");
+    ASSERT_EQ(guest.timers.size(), 2U);
+    EXPECT_EQ(guest.timers[0].first, 5000U);
+    EXPECT_EQ(guest.timers[1].first, 86400000U);
+    guest.type("sh");
+    guest.timers[0].second();
+    EXPECT_EQ(guest.row(), "> sh");
+    EXPECT_TRUE(has(guest.screen(), "\ntea  is ready\n> sh"));
+}
+
+TEST_F(Device, ASessionHasEightTimersAtOnce)
+{
+    Guest guest, other;
+    for (int i = 0; i < 8; i++)
+        EXPECT_FALSE(has(guest.type("timer 5 x\r"), "%"));
+    EXPECT_TRUE(has(guest.type("timer 5 x\r"), "% All timers run\r\n"));
+    EXPECT_FALSE(has(other.type("timer 5 x\r"), "%"));
+    guest.timers[0].second();
+    EXPECT_FALSE(has(guest.type("timer 5 x\r"), "%"));
+    EXPECT_TRUE(has(guest.type("timer 5 x\r"), "% All timers run\r\n"));
 }
 
 TEST(DeviceWithoutTimersAndWakers, SaysSo)
@@ -1166,17 +1186,21 @@ TEST(DeviceWithFiles, AsksForASecretAndSavesItsConfiguration)
     const std::string saved = secret + ".config";
     std::string problem;
     chmod(secret.c_str(), 0640);
-    EXPECT_FALSE(device::start({"device-test", "", secret, "", start_timer, nullptr}, problem));
+    EXPECT_FALSE(device::start({"device-test", "", secret, "", do_later, make_poster}, problem));
     EXPECT_TRUE(has(problem, "chmod 600"));
     device::stop();
     chmod(secret.c_str(), 0600);
     problem.clear();
-    ASSERT_TRUE(device::start({"device-test", "", secret, saved, start_timer, nullptr}, problem));
+    ASSERT_TRUE(device::start({"device-test", "", secret, saved, do_later, make_poster}, problem));
     {
         Guest guest, other;
         EXPECT_TRUE(has(guest.type("configure\r"), "% unknown word"));
-        EXPECT_TRUE(has(guest.type("enable\rwrong\r"), "% access denied"));
-        EXPECT_FALSE(has(guest.type("enable\ropen sesame\r"), "sesame"));
+        EXPECT_FALSE(has(guest.type("enable\rwrong\r"), "% access denied"));
+        acts.do_next();
+        EXPECT_TRUE(has(guest.go_on(), "% access denied"));
+        guest.type("enable\ropen sesame\r");
+        acts.do_next();
+        EXPECT_FALSE(has(guest.go_on(), "sesame"));
         EXPECT_EQ(guest.row(), "# ");
         guest.type("configure\rhostname r1\r");
         EXPECT_EQ(guest.row(), "r1(config)# ");
@@ -1199,6 +1223,65 @@ TEST(DeviceWithFiles, AsksForASecretAndSavesItsConfiguration)
     device::stop();
 }
 
+// A device that takes some tenths of a second to look at a secret.
+class SlowSecret : public testing::Test {
+  protected:
+    void SetUp() override
+    {
+        std::string problem;
+        const std::string path =
+            file_with(std::string(crypt("open sesame", "$6$rounds=500000$salt")) + "\n");
+        EXPECT_TRUE(device::start({"device-test", "", path, "", do_later, make_poster}, problem));
+        unlink(path.c_str());
+    }
+
+    void TearDown() override
+    {
+        device::stop();
+        device::release_thread();
+    }
+};
+
+TEST_F(SlowSecret, KeepsOnlyWhoAskedWaiting)
+{
+    Guest asking, other;
+    EXPECT_TRUE(has(asking.type("enable\ropen sesame\recho a\r"), "Password: "));
+    EXPECT_TRUE(has(other.type("echo b\r"), "\r\nb\r\n"));
+    EXPECT_EQ(asking.type(""), "");
+    acts.do_next();
+    EXPECT_TRUE(has(asking.go_on(), "# echo a\r\na\r\n"));
+}
+
+TEST_F(SlowSecret, ThatWasCancelledIsNotLookedAt)
+{
+    Guest first, second;
+    first.type("enable\ropen sesame\r");
+    second.type("enable\ropen sesame\r");
+    EXPECT_TRUE(has(second.type("\003"), "> "));
+    second.type("enable\rwrong\r");
+    {
+        Guest gone;
+        gone.type("enable\ropen sesame\r");
+    }
+    acts.do_next();
+    first.go_on();
+    EXPECT_EQ(first.row(), "# ");
+    acts.do_next();
+    EXPECT_TRUE(has(second.go_on(), "% access denied\r\n> "));
+    EXPECT_TRUE(first.type("enable 15\r").find("Password") == std::string::npos);
+}
+
+TEST_F(SlowSecret, IsNotAskedForByAnyNumberAtOnce)
+{
+    std::deque<Guest> guests;
+    bool is_refused = false;
+    while (!is_refused && guests.size() < 150)
+        is_refused = has(guests.emplace_back().type("enable\ropen sesame\r"),
+                         "% Too many ask for it, try again later\r\n% access denied\r\n> ");
+    EXPECT_GT(guests.size(), 100U);
+    EXPECT_LT(guests.size(), 150U);
+}
+
 // Answers that come later
 
 TEST_F(Device, APingIsAnsweredAndTheCommandHoldsThePrompt)
@@ -1207,7 +1290,7 @@ TEST_F(Device, APingIsAnsweredAndTheCommandHoldsThePrompt)
     EXPECT_FALSE(has(guest.type("ping 127.0.0.1 count 2\recho after it\r"), "after it"));
     std::string shown;
     while (!has(shown, "\nafter it\r\n")) {
-        wakes.run_next();
+        acts.do_next();
         shown += guest.go_on();
     }
     EXPECT_TRUE(has(shown, "\nrequest 1: "));
@@ -1221,7 +1304,7 @@ TEST_F(Device, APingThatNobodyWaitsForEnds)
     Guest guest;
     std::string shown = guest.type("ping 127.0.0.1 count 1000 interval 60\r");
     while (!has(shown, "\nrequest 1: ")) {
-        wakes.run_next();
+        acts.do_next();
         shown += guest.go_on();
     }
     guest.type("\003");
@@ -1236,7 +1319,7 @@ TEST_F(Device, APingSaysWhyItFails)
     for (const char *host : {"256.0.0.1.invalid", "\"a b\""}) {
         std::string shown = guest.type("ping " + std::string(host) + " quiet\r");
         while (!has(shown, "\n> ")) {
-            wakes.run_next();
+            acts.do_next();
             shown += guest.go_on();
         }
         EXPECT_TRUE(has(shown, "% ")) << host;

@@ -1,4 +1,4 @@
-// Texts that are written line by line, so that they are paged and can be left.
+// Calls that wait; texts that are written line by line, so that they are paged and can be left.
 
 #include "action.h"
 
@@ -15,6 +15,13 @@ struct Lines {
 };
 
 } // namespace
+
+std::function<void()> waker_of(cli_call_s *call, Console &console)
+{
+    return [post = host().poster(console), ticket = cli_ticket(call)] {
+        post([ticket] { cli_wake(own_commands(), ticket); });
+    };
+}
 
 int32_t show_lines(cli_call_s *call, Text (*make)(cli_call_s *call))
 {

@@ -43,6 +43,10 @@ Kept &kept_of(cli_call_s *call)
     return **kept;
 }
 
+// Returns: what any thread may call to have a call go on, as often as it likes. Where the host has
+//          a poster.
+std::function<void()> waker_of(cli_call_s *call, Console &console);
+
 using Text = std::shared_ptr<const std::string>;
 
 // Writes the next line of a text whose lines all end with a line feed. make is called at the

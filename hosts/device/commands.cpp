@@ -52,6 +52,8 @@ struct Memory {
     size_t shown = 0; // rows
 };
 
+constexpr size_t most_timers = 8; // of a session
+
 // The entry after those that were shown.
 struct HistoryRow {
     cli_call_s *call;
@@ -114,16 +116,25 @@ int32_t echo(cli_call_s *call, Console &)
 
 int32_t start_timer(cli_call_s *call, Console &console)
 {
-    const auto seconds = static_cast<long>(cli_number(call, "SECONDS"));
-    if (!session_of(console))
+    const auto milliseconds = static_cast<uint32_t>(cli_number(call, "SECONDS")) * 1000;
+    const auto show = [&console, text = std::string(cli_text(call, "TEXT")) + "\n"] {
+        console.timers--;
+        tsession_write_clean(session_of(console), text.c_str());
+    };
+    if (!session_of(console)) {
         cli_fail(call, "A batch does not wait");
-    else if (!host().start_timer)
+        return CLI_FAILED;
+    }
+    if (!host().do_later) {
         cli_fail(call, "There are no timers");
-    else if (!host().start_timer(console, seconds, cli_text(call, "TEXT")))
+        return CLI_FAILED;
+    }
+    if (console.timers >= most_timers || !host().do_later(console, milliseconds, show)) {
         cli_fail(call, "All timers run");
-    else
-        return CLI_DONE;
-    return CLI_FAILED;
+        return CLI_FAILED;
+    }
+    console.timers++;
+    return CLI_DONE;
 }
 
 int32_t end_session(cli_call_s *, Console &console)

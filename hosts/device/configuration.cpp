@@ -14,7 +14,6 @@
 #include <optional>
 #include <utility>
 
-#include <crypt.h>
 #include <sys/stat.h>
 
 #include "clean_text.h"
@@ -48,7 +47,6 @@ struct Shared {
 };
 
 Shared shared;
-std::string secret_hash; // of what lets its user have any level
 
 // Returns: it as it is now, for as long as that is looked at: the same for all who do.
 std::shared_ptr<const Configuration> look()
@@ -282,26 +280,6 @@ void follow_name(cli_set_s *set, uint64_t &generation)
     }
     if (cli_set_host(set, name.c_str()) == 0)
         generation = names;
-}
-
-int32_t authenticate(cli_shell_s *, void *, int32_t, const char *secret)
-{
-    const auto room = std::make_unique<crypt_data>();
-    const char *hash = crypt_r(secret, secret_hash.c_str(), room.get());
-    const bool is_it = hash && *hash != '*' && secret_hash == hash;
-    explicit_bzero(room.get(), sizeof(*room));
-    return is_it ? 0 : -1;
-}
-
-bool read_secret(const std::string &path, std::string &out_problem)
-{
-    struct stat status = {};
-    std::ifstream file(path);
-    if (!std::getline(file, secret_hash) || secret_hash.empty() || stat(path.c_str(), &status) != 0)
-        out_problem = path + " has no hash in its first line, or cannot be read";
-    else if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0)
-        out_problem = path + " is not its owner's alone: chmod 600 makes it so";
-    return out_problem.empty();
 }
 
 } // namespace device

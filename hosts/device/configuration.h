@@ -24,13 +24,6 @@ void forget_configuration();
 // Names the device in this thread's prompts, once it is named anew.
 void follow_name(cli_set_s *set, uint64_t &generation);
 
-// Whether a secret lets its user have a level: by the hash that was read.
-int32_t authenticate(cli_shell_s *shell, void *console, int32_t level, const char *secret);
-
-// Takes the first line of a file that nobody else may read or write, a hash of crypt(3).
-// Returns: false, and what is wrong, for another.
-bool read_secret(const std::string &path, std::string &out_problem);
-
 } // namespace device
 
 #endif

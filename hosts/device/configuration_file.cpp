@@ -243,13 +243,13 @@ int32_t save_configuration(cli_call_s *call, Console &console)
         cli_fail(call, "There is no file for it");
         return CLI_FAILED;
     }
-    if (!host().waker)
+    if (!host().poster)
         return tell_result(call, save(running_configuration()));
     if (saving) {
         const std::lock_guard lock(saver.mutex);
         return saving->error ? tell_result(call, *saving->error) : CLI_LATER;
     }
-    saving = begin_saving(host().waker(console, cli_ticket(call)));
+    saving = begin_saving(waker_of(call, console));
     return saving ? CLI_LATER : tell_result(call, EAGAIN);
 }
 

@@ -8,6 +8,7 @@
 
 #include "configuration.h"
 #include "ping.h"
+#include "secrets.h"
 #include "table.h"
 #include "traces.h"
 #include "visitors.h"
@@ -57,13 +58,13 @@ const Host &host()
 bool start(const Host &host, std::string &out_problem)
 {
     the_host = host;
-    the_host.waker = nullptr; // a command of a file may not wait
+    the_host.poster = nullptr; // a command of a file may not wait
     std::signal(SIGXFSZ, SIG_IGN); // a file that grows too long is an error, not the end
     open_traces();
     const bool is_started =
         (host.secret_file.empty() || read_secret(host.secret_file, out_problem)) &&
         (host.configuration.empty() || read_configuration(host.configuration, out_problem));
-    the_host.waker = host.waker;
+    the_host.poster = host.poster;
     return is_started;
 }
 
@@ -71,6 +72,7 @@ void stop()
 {
     stop_pings();
     stop_saving();
+    stop_checks();
     close_traces();
     forget_configuration();
 }
@@ -83,7 +85,7 @@ cli_shell_config_s shell_config(Console &console)
     config.set = own_set;
     config.user = &console;
     config.level = first_level;
-    config.authenticate = the_host.secret_file.empty() ? nullptr : authenticate;
+    config.authenticate = the_host.secret_file.empty() ? nullptr : check_secret;
     follow_name(own_set, own_name);
     return config;
 }
@@ -137,10 +139,9 @@ void time_out(Console &console)
     call_session(console, [](tsession_s *s) { tsession_time_out(s); });
 }
 
-void wake(uint64_t ticket)
+cli_set_s *own_commands()
 {
-    if (own_set)
-        cli_wake(own_set, ticket);
+    return own_set;
 }
 
 void take_event(Console &console, const tsession_event_s &event)

@@ -36,6 +36,7 @@ struct Console {
     std::unique_ptr<Traces> traces; // of its turn, while it wants them
     Traces *outer_traces = nullptr; // of the turn around its own
     bool is_done = false;           // a batch ran "exit"
+    size_t timers = 0;              // that run
     void *host = nullptr;           // the host's own
 
     Console();
@@ -44,17 +45,21 @@ struct Console {
     Console &operator=(const Console &) = delete;
 };
 
+// Something that is to be done on a console's own thread.
+using Act = std::function<void()>;
+
 // What a device needs of its host.
 struct Host {
     const char *program;     // of "show version"
     std::string name;        // of the device, in its prompt
     std::string secret_file; // with the hash, of crypt(3), of what "enable" asks for; may be empty
     std::string configuration; // file to begin with, and to save to; may be empty
-    // Has the session print a text later on. Returns: false when it cannot. NULL: no timers.
-    bool (*start_timer)(Console &console, long seconds, const std::string &text);
-    // Returns: what any thread may call to have wake(ticket) run on the console's own, as
-    //          long as the console is there. NULL: no command may wait.
-    std::function<void()> (*waker)(Console &console, uint64_t ticket);
+    // Has an act done so many milliseconds later, unless the console goes before that. Returns:
+    // false when it cannot. NULL: no timers.
+    bool (*do_later)(Console &console, uint32_t milliseconds, Act act);
+    // Returns: what any thread may call to have an act done, as long as the console is there.
+    //          NULL: no command may wait.
+    std::function<void(Act)> (*poster)(Console &console);
 };
 
 // Once per process, before its first session; registers the library's traces and
@@ -95,8 +100,8 @@ void take_input(Console &console, const void *bytes, size_t count);
 // tsession_time_out, with the same before and after it.
 void time_out(Console &console);
 
-// A call of this thread that waits goes on; one that has ended does not.
-void wake(uint64_t ticket);
+// Returns: this thread's commands; NULL before its first shell.
+cli_set_s *own_commands();
 
 // Returns: a time that only goes on, in milliseconds, to a few of them.
 int64_t now_ms();

@@ -346,7 +346,7 @@ void stop_pings()
 int32_t ping(cli_call_s *call, Console &console)
 {
     auto &asked = kept_of<Asked>(call);
-    if (!host().waker) {
+    if (!host().poster) {
         cli_fail(call, "Nothing can be waited for");
         return CLI_FAILED;
     }
@@ -357,7 +357,7 @@ int32_t ping(cli_call_s *call, Console &console)
         request->bytes = number_or(call, "BYTES", 56);
         request->seconds = number_or(call, "SECONDS", 1);
         request->is_quiet = cli_has(call, "quiet") != 0;
-        request->wake = host().waker(console, cli_ticket(call));
+        request->wake = waker_of(call, console);
         start_request(request);
         asked.request = request;
         return CLI_LATER;

@@ -11,6 +11,7 @@
 #include <time.h>
 
 #include "commands.h"
+#include "secrets.h"
 
 namespace device {
 namespace {
@@ -83,6 +84,7 @@ void detach(Console &console)
     if (!console.visitor)
         return;
     console.is_debugging = false;
+    forget_check(console);
     const Visitor &visitor = *std::exchange(console.visitor, nullptr);
     const std::lock_guard lock(list.mutex);
     list.visitors.erase(visitor.number);

@@ -16,6 +16,7 @@
 #include <mutex>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -49,8 +50,6 @@ struct Settings {
 
 // Sessions
 
-constexpr size_t most_reminders = 8;
-
 // Of the shell that is a session's user pointer the user pointer is its console, whose host
 // this is.
 struct Client {
@@ -59,12 +58,6 @@ struct Client {
     device::Console console;
     std::string name; // #1 192.0.2.1:40000
     int64_t came_at = device::now_ms();
-    size_t reminders = 0;
-};
-
-struct Reminder {
-    Client &client;
-    std::string text;
 };
 
 device::Console &console_of(void *shell)
@@ -72,40 +65,31 @@ device::Console &console_of(void *shell)
     return *static_cast<device::Console *>(cli_shell_user(static_cast<cli_shell_s *>(shell)));
 }
 
-bool remind(device::Console &console, long seconds, const std::string &text)
+// Where the session has gone nothing is done.
+void do_act(server_s *, tsession_s *s, void *ctx)
 {
-    auto &client = *static_cast<Client *>(console.host);
-    if (client.reminders >= most_reminders)
+    const std::unique_ptr<const device::Act> act(static_cast<device::Act *>(ctx));
+    if (s)
+        (*act)();
+}
+
+bool do_later(device::Console &console, uint32_t milliseconds, device::Act act)
+{
+    auto owned = std::make_unique<device::Act>(std::move(act));
+    tsession_s *s = cli_shell_session(console.shell);
+    if (server_post_later(s, milliseconds, do_act, owned.get()) != 0)
         return false;
-    auto reminder = std::make_unique<Reminder>(Reminder{client, text + "\n"});
-    const auto show = [](server_s *, tsession_s *s, void *ctx) {
-        const std::unique_ptr<const Reminder> due(static_cast<Reminder *>(ctx));
-        if (!s)
-            return;
-        due->client.reminders--;
-        tsession_write_clean(s, due->text.c_str());
-    };
-    const auto milliseconds = static_cast<uint32_t>(seconds) * 1000;
-    if (server_post_later(cli_shell_session(console.shell), milliseconds, show, reminder.get()) !=
-        0)
-        return false;
-    static_cast<void>(reminder.release());
-    client.reminders++;
+    static_cast<void>(owned.release());
     return true;
 }
 
-std::function<void()> make_waker(device::Console &console, uint64_t ticket)
+std::function<void(device::Act)> make_poster(device::Console &console)
 {
     const auto &client = *static_cast<const Client *>(console.host);
-    return [server = client.server, number = client.number, ticket] {
-        auto posted = std::make_unique<uint64_t>(ticket);
-        const auto wake = [](server_s *, tsession_s *s, void *ctx) {
-            const std::unique_ptr<const uint64_t> own(static_cast<uint64_t *>(ctx));
-            if (s)
-                device::wake(*own);
-        };
-        if (server_post(server, number, wake, posted.get()) == 0)
-            static_cast<void>(posted.release());
+    return [server = client.server, number = client.number](device::Act act) {
+        auto owned = std::make_unique<device::Act>(std::move(act));
+        if (server_post(server, number, do_act, owned.get()) == 0)
+            static_cast<void>(owned.release());
     };
 }
 
@@ -449,7 +433,7 @@ int serve(Settings &settings)
     }
     std::string problem;
     if (!device::start({"varno-telnetd", settings.hostname, settings.secret_file,
-                        settings.configuration, remind, make_waker},
+                        settings.configuration, do_later, make_poster},
                        problem)) {
         spdlog::critical("{}", problem);
         device::stop();

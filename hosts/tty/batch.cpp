@@ -9,8 +9,8 @@
 #include <fstream>
 
 #include "../device/device.h"
+#include "acts.h"
 #include "saved_files.h"
-#include "wakes.h"
 
 namespace {
 
@@ -51,7 +51,7 @@ class Batch {
         int32_t result = cli_shell_run(console_.shell, line.c_str());
         has_failed_ = result == CLI_FAILED;
         while ((result = cli_shell_resume(console_.shell)) == CLI_LATER)
-            wait_for_wake();
+            do_next_acts();
         has_failed_ = has_failed_ || result == CLI_FAILED;
         if (!errors_.empty())
             fail(errors_);

@@ -14,10 +14,9 @@
 #include <uv.h>
 
 #include "../device/device.h"
+#include "acts.h"
 #include "saved_files.h"
 #include "terminal.h"
-#include "timers.h"
-#include "wakes.h"
 
 namespace {
 
@@ -208,15 +207,14 @@ void open_loop()
     uv_idle_init(local.loop, &local.more);
     uv_prepare_init(local.loop, &local.before_waiting);
     uv_prepare_start(&local.before_waiting, before_waiting);
-    timers_open(local.loop);
-    wakes_open(local.loop);
+    acts_open(local.loop);
     watch(watch(local.signals, ending_signals, on_ending_signal), other_signals, on_other_signal);
     std::signal(SIGPIPE, SIG_IGN); // output that fails ends the session in order
 }
 
 void close_loop()
 {
-    wakes_close();
+    acts_close();
     const auto close = [](uv_handle_t *handle, void *) { uv_close(handle, nullptr); };
     uv_walk(local.loop, close, nullptr);
     uv_run(local.loop, UV_RUN_DEFAULT);

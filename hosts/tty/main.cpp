@@ -10,11 +10,10 @@
 #include <CLI/CLI.hpp>
 
 #include "../device/device.h"
+#include "acts.h"
 #include "batch.h"
 #include "local_session.h"
 #include "saved_files.h"
-#include "timers.h"
-#include "wakes.h"
 
 namespace {
 
@@ -85,7 +84,7 @@ int main(int argc, char **argv)
     choices.has_file = file->count() > 0;
     std::string problem;
     if (!device::start({"varno-tty", choices.hostname, choices.secret_file, choices.configuration,
-                        timer_start, make_waker},
+                        do_later, make_poster},
                        problem)) {
         std::fprintf(stderr, "varno-tty: %s\n", problem.c_str());
         device::stop();

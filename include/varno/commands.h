@@ -264,8 +264,10 @@ VARNO_API int32_t cli_set_describe(const cli_set_s *set, int32_t level, const ch
 
 /* Shells */
 
-/* Whether a secret lets its shell have a level.
- * Returns: 0 if so. */
+/* Whether a secret lets its shell have a level. secret lives for the call; whoever copies it wipes
+ * the copy. A check that takes time belongs on another thread: the shell waits then, and others
+ * do not.
+ * Returns: 0 if so; CLI_LATER when cli_authenticated will tell; anything else if not. */
 typedef int32_t (*cli_authenticate_fn)(cli_shell_s *shell, void *user, int32_t level,
                                        const char *secret);
 
@@ -381,6 +383,17 @@ VARNO_API cli_shell_s *cli_call_shell(const cli_call_s *call);
  * A batch cannot ask. */
 VARNO_API int32_t cli_enable(cli_call_s *call, void *user);
 VARNO_API int32_t cli_disable(cli_call_s *call, void *user);
+
+/* Inside an authenticate function: what names this check to cli_authenticated.
+ * Returns: a number above 0, which is never another check's or call's; 0 when the shell has no
+ *          secret that is being checked. */
+VARNO_API uint64_t cli_shell_ticket(const cli_shell_s *shell);
+
+/* Tells, on the set's thread, whether a secret is right whose check has answered, or will,
+ * CLI_LATER; is_right is not 0 if so. The session's tsession_wait is then 0.
+ * Returns: 0; -1 when nobody waits for it any more: the user has cancelled, or the shell is
+ *          gone. */
+VARNO_API int32_t cli_authenticated(cli_set_s *set, uint64_t ticket, int32_t is_right);
 
 /* Returns: the line as it was typed. */
 VARNO_API const char *cli_line(const cli_call_s *call);
