@@ -1,4 +1,4 @@
-/* A device's command line for telnet clients in fifty lines: as many sessions as there are
+/* A device's command line for telnet clients in forty lines: as many sessions as there are
  * users, on the port of 127.0.0.1 that is given, until the process is told to end. */
 #include <varno/cli_parse.h>
 #include <varno/server.h>
@@ -8,27 +8,10 @@
 #include <stdlib.h>
 #include <time.h>
 
-typedef void action_fn(tsession_s *s, cli_pmatch_s *words);
-
-static void show_time(tsession_s *s, cli_pmatch_s *words)
-{
-    tsession_print(s, "%s", ctime(&(time_t){time(NULL)}));
-}
-
-static void echo(tsession_s *s, cli_pmatch_s *words)
-{
-    tsession_print(s, "%s\n", cli_match_by_name(words, "word")->token);
-}
-
-static void leave(tsession_s *s, cli_pmatch_s *words)
-{
-    tsession_close(s);
-}
-
-/* The commands, last words first. The end of each points at its action. */
-static cli_pnode_s time_end = {"end", .type = PNODE_EOLS, .func = &(action_fn *){show_time}};
-static cli_pnode_s echo_end = {"end", .type = PNODE_EOLS, .func = &(action_fn *){echo}};
-static cli_pnode_s exit_end = {"end", .type = PNODE_EOLS, .func = &(action_fn *){leave}};
+/* The commands, last words first. Each has an end of its own. */
+static cli_pnode_s time_end = {"end", .type = PNODE_EOLS};
+static cli_pnode_s echo_end = {"end", .type = PNODE_EOLS};
+static cli_pnode_s exit_end = {"end", .type = PNODE_EOLS};
 static cli_pnode_s exit_word = {"exit", "exit", "leave", PNODE_KEYWORD, .child = &exit_end};
 static cli_pnode_s what = {"word", "WORD", "what to print", PNODE_STRING, .child = &echo_end};
 static cli_pnode_s echo_word = {"echo", "echo", "print", PNODE_KEYWORD, &what, .next = &exit_word};
@@ -38,7 +21,12 @@ static cli_pnode_s show = {"show", "show", "tell", PNODE_KEYWORD, &clock_word, .
 static void run(tsession_s *s, void *user, const char *line, const cli_pnode_s *end,
                 cli_pmatch_s *words)
 {
-    (*(action_fn **) end->func)(s, words);
+    if (end == &time_end)
+        tsession_print(s, "%s", ctime(&(time_t){time(NULL)}));
+    else if (end == &echo_end)
+        tsession_print(s, "%s\n", cli_match_by_name(words, "word")->token);
+    else
+        tsession_close(s);
 }
 
 int main(int argc, char **argv)

@@ -1,10 +1,10 @@
 // The example of the whole chain, used by a person at a real telnet client.
 
 #include "support/guest.h"
+#include "support/listening_program.h"
 
 #include <string>
 
-#include <csignal>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,57 +12,11 @@
 namespace {
 
 using varno_test::Guest;
-
-// The example's process, listening.
-class Chain {
-  public:
-    Chain()
-    {
-        int ends[2];
-        EXPECT_EQ(pipe(ends), 0);
-        pid_ = fork();
-        if (pid_ == 0) {
-            dup2(ends[1], STDOUT_FILENO);
-            close(ends[0]);
-            close(ends[1]);
-            execl(VARNO_CHAIN_PROGRAM, "chain", "0", nullptr);
-            _exit(127);
-        }
-        close(ends[1]);
-        FILE *from = fdopen(ends[0], "r");
-        EXPECT_EQ(std::fscanf(from, "port %d", &port_), 1);
-        std::fclose(from);
-    }
-    ~Chain()
-    {
-        if (is_running_)
-            kill(pid_, SIGKILL);
-        wait_for_end();
-    }
-    Chain(const Chain &) = delete;
-    Chain &operator=(const Chain &) = delete;
-
-    int port() const { return port_; }
-
-    // The status that waitpid gives.
-    int wait_for_end()
-    {
-        if (is_running_)
-            waitpid(pid_, &status_, 0);
-        is_running_ = false;
-        return status_;
-    }
-
-  private:
-    pid_t pid_ = -1;
-    int port_ = 0;
-    int status_ = -1;
-    bool is_running_ = true;
-};
+using varno_test::ListeningProgram;
 
 class Person : public Guest {
   public:
-    explicit Person(const Chain &chain, const char *type = "xterm")
+    explicit Person(const ListeningProgram &chain, const char *type = "xterm")
         : Guest(
               24, 80,
               [&chain] {
@@ -76,7 +30,7 @@ class Person : public Guest {
         EXPECT_TRUE(becomes_raw());
     }
 
-    void expect_end_of(Chain &chain)
+    void expect_end_of(ListeningProgram &chain)
     {
         type("\001\013exit\r");
         EXPECT_TRUE(sends("\r\nBye\r\n")); // the reset clears the screen
@@ -88,7 +42,7 @@ class Person : public Guest {
 
 TEST(Chain, ALineIsEditedRunAndRemembered)
 {
-    Chain chain;
+    ListeningProgram chain(VARNO_CHAIN_PROGRAM);
     Person person(chain);
     person.type("greet wrold\177\177\b\b");
     EXPECT_TRUE(person.shows_line(">greet w|"));
@@ -110,7 +64,7 @@ TEST(Chain, ALineIsEditedRunAndRemembered)
 
 TEST(Chain, TheTerminalIsSetUpAndReset)
 {
-    Chain chain;
+    ListeningProgram chain(VARNO_CHAIN_PROGRAM);
     Person person(chain);
     EXPECT_TRUE(person.sends("\033[?1h\033=")) << "the keypad sends the entry's sequences";
     EXPECT_TRUE(person.sends("\033[!p\033[?3;4l\033[4l\033>")) << "as an xterm is initialised";
@@ -121,7 +75,7 @@ TEST(Chain, TheTerminalIsSetUpAndReset)
 
 TEST(Chain, AnEscapeSequenceIsWaitedFor)
 {
-    Chain chain;
+    ListeningProgram chain(VARNO_CHAIN_PROGRAM);
     Person person(chain);
     person.type("greet a\r");
     EXPECT_TRUE(person.shows("\nHello, a\n"));
@@ -134,7 +88,7 @@ TEST(Chain, AnEscapeSequenceIsWaitedFor)
 
 TEST(Chain, ALongLineScrollsAtEveryWidth)
 {
-    Chain chain;
+    ListeningProgram chain(VARNO_CHAIN_PROGRAM);
     Person person(chain);
     const std::string line(200, 'a');
     person.type(line);

@@ -1,60 +1,22 @@
 // The examples of devices for telnet clients, used by two people at real ones.
 
 #include "support/guest.h"
-
-#include <cstdio>
-#include <string>
+#include "support/listening_program.h"
 
 #include <csignal>
+#include <string>
+
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
 using varno_test::Guest;
-
-// The example's process, listening.
-class Device {
-  public:
-    explicit Device(const char *program)
-    {
-        int ends[2];
-        EXPECT_EQ(pipe(ends), 0);
-        pid_ = fork();
-        if (pid_ == 0) {
-            dup2(ends[1], STDOUT_FILENO);
-            close(ends[0]);
-            close(ends[1]);
-            execl(program, program, "0", nullptr);
-            _exit(127);
-        }
-        close(ends[1]);
-        FILE *from = fdopen(ends[0], "r");
-        EXPECT_EQ(std::fscanf(from, "port %d", &port_), 1);
-        std::fclose(from);
-    }
-    ~Device() { EXPECT_EQ(status_, 0); }
-    Device(const Device &) = delete;
-    Device &operator=(const Device &) = delete;
-
-    int port() const { return port_; }
-
-    void terminate()
-    {
-        kill(pid_, SIGTERM);
-        waitpid(pid_, &status_, 0);
-    }
-
-  private:
-    pid_t pid_ = -1;
-    int port_ = 0;
-    int status_ = -1;
-};
+using varno_test::ListeningProgram;
 
 class Person : public Guest {
   public:
-    explicit Person(const Device &device)
+    explicit Person(const ListeningProgram &device)
         : Guest(24, 80, [&device] {
               const std::string port = std::to_string(device.port());
               execlp("telnet", "telnet", "--no-rc", "127.0.0.1", port.c_str(), nullptr);
@@ -68,7 +30,7 @@ class Person : public Guest {
 
 TEST(TelnetDevice, ServesTwoPeopleUntilItIsToldToEnd)
 {
-    Device device(VARNO_TELNET_DEVICE_PROGRAM);
+    ListeningProgram device(VARNO_TELNET_DEVICE_PROGRAM);
     {
         Person one(device), other(device);
         one.type("sh\t?");
@@ -81,16 +43,17 @@ TEST(TelnetDevice, ServesTwoPeopleUntilItIsToldToEnd)
         EXPECT_TRUE(other.shows("unknown word"));
         other.type("exit\r");
         EXPECT_TRUE(other.shows("Connection closed by foreign host."));
-        device.terminate();
+        device.send(SIGTERM);
         EXPECT_TRUE(one.shows("The server is going down"));
         EXPECT_TRUE(one.shows("Connection closed by foreign host."));
     }
+    EXPECT_EQ(device.wait_for_end(), 0);
 }
 
 // What one changes the other sees; who waits keeps nobody waiting.
 TEST(WholeDevice, HasModesTypesAndCommandsThatTakeTime)
 {
-    Device device(VARNO_WHOLE_DEVICE_PROGRAM);
+    ListeningProgram device(VARNO_WHOLE_DEVICE_PROGRAM);
     {
         Person one(device), other(device);
         one.type("wait 1\recho\r");
@@ -108,9 +71,10 @@ TEST(WholeDevice, HasModesTypesAndCommandsThatTakeTime)
         other.type("wait 60\r\003exit\r");
         EXPECT_TRUE(other.shows("Connection closed by foreign host."));
         one.type("wait 60\r");
-        device.terminate();
+        device.send(SIGTERM);
         EXPECT_TRUE(one.shows("Connection closed by foreign host."));
     }
+    EXPECT_EQ(device.wait_for_end(), 0);
 }
 
 } // namespace
