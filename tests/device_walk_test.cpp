@@ -17,7 +17,7 @@ namespace {
 
 using varno_test::Walker;
 
-bool start_timer(device::Console &, long, const std::string &)
+bool do_later(device::Console &, uint32_t, device::Act)
 {
     return true;
 }
@@ -90,7 +90,7 @@ constexpr int32_t levels[] = {0, 1, 15, 15};
 TEST(DeviceWalk, HelpTabAndParsingAgreeInAllModes)
 {
     std::string problem;
-    ASSERT_TRUE(device::start({"walk", "", "", "", start_timer, nullptr}, problem));
+    ASSERT_TRUE(device::start({"walk", "", "", "", do_later, nullptr}, problem));
     {
         Guest guest;
         cli_shell_s &shell = guest.shell();
