@@ -90,6 +90,12 @@ void attach(Console &console, const std::string &peer);
 // Before the session is freed, or after it.
 void detach(Console &console);
 
+// Takes the message that sessions begin with from a file, at any time.
+// Returns: false, and what is wrong, when it stays as it is.
+bool read_welcome(const std::string &path, std::string &out_problem);
+// Shows it, if there is one.
+void show_welcome(tsession_s *s);
+
 // Before and after calls on a session in which lines may run: notes that it is in use and,
 // with "debug on", shows the library's traces of the calls. The console outlives them, the
 // session may end.

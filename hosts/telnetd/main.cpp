@@ -10,20 +10,15 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <fstream>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
-#include <grp.h>
-#include <pwd.h>
 #include <spdlog/spdlog.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include "../device/device.h"
@@ -37,15 +32,13 @@ using telnetd::for_log;
 struct Settings {
     server_config_s server = SERVER_CONFIG_INIT;
     std::string address = "127.0.0.1";
-    uint16_t port = 0;
+    uint32_t port = 0, backlog = 0;
     std::vector<std::string> reserved, proxies;
     std::string hostname = "varno";
     std::string secret_file, configuration; // --enable-secret-file, --config
     std::string user, motd_file, log_file;
     bool is_stdio = false;
     bool is_verbose = false;
-    std::mutex mutex; // of what is shown before the first prompt, which may change
-    std::string motd;
 };
 
 // Sessions
@@ -126,14 +119,12 @@ int begin(server_s *server, void *settings, const server_client_s *who, tsession
     return 0;
 }
 
-void ready(server_s *, void *settings, const server_client_s *who, tsession_s *s)
+void ready(server_s *, void *, const server_client_s *who, tsession_s *s)
 {
     device::Console &console = console_of(tsession_user(s));
     cli_shell_attach(console.shell, s);
     device::attach(console, who->name);
-    auto &shown = *static_cast<Settings *>(settings);
-    const std::lock_guard lock(shown.mutex);
-    tsession_write_clean(s, shown.motd.c_str());
+    device::show_welcome(s);
 }
 
 void end(server_s *, void *, const server_client_s *, void *shell, const char *why)
@@ -161,23 +152,16 @@ std::string check_decimal(const std::string &text)
     return is_decimal ? "" : text + " is no decimal number";
 }
 
-template <typename Number>
-void declare_number(CLI::App &options, const char *name, Number &value, Number by_default,
-                    Number least, Number most, const char *help)
-{
-    value = by_default;
-    options.add_option(name, value, help)
-        ->check(CLI::Validator(check_decimal, ""))
-        ->check(CLI::Range(least, most).description(""))
-        ->type_name("N")
-        ->capture_default_str();
-}
-
 void declare(CLI::App &options, Settings &settings)
 {
     const auto number = [&options](const char *name, uint32_t &value, uint32_t by_default,
                                    uint32_t least, uint32_t most, const char *help) {
-        declare_number(options, name, value, by_default, least, most, help);
+        value = by_default;
+        options.add_option(name, value, help)
+            ->check(CLI::Validator(check_decimal, ""))
+            ->check(CLI::Range(least, most).description(""))
+            ->type_name("N")
+            ->capture_default_str();
     };
     const auto text = [&options](const char *name, auto &value, const char *type,
                                  const char *help) {
@@ -189,7 +173,7 @@ void declare(CLI::App &options, Settings &settings)
     options.set_version_flag("--version", "varno-telnetd " VARNO_TELNETD_VERSION);
     // clang-format off
     text("--listen", settings.address, "ADDRESS", "Numeric address to listen on")->capture_default_str();
-    declare_number<uint16_t>(options, "--port", settings.port, 2323, 0, 65535,
+    number("--port",             settings.port,           2323, 0, 65535,
            "TCP port; 0 is any that is free");
     number("--threads",          server.threads,          1,    1, 256,       "Threads that serve");
     number("--max-sessions",     server.max_sessions,     1000, 1, many,      "Sessions at once");
@@ -205,7 +189,7 @@ void declare(CLI::App &options, Settings &settings)
            "Seconds that a session may last; 0 is for ever");
     number("--stall-timeout",    server.stall_seconds,    60,   1, long_time,
            "Seconds after which a client that takes no output is dropped");
-    declare_number<size_t>(options, "--backlog", server.backlog, 262144, 131072, size_t{1} << 30,
+    number("--backlog",          settings.backlog,        262144, 131072, 1U << 30,
            "Bytes of output that may wait for a client, 131072 or more; at a quarter its input "
            "and long outputs pause");
     text("--proxy-from", settings.proxies, "ADDRESS",
@@ -228,27 +212,13 @@ void declare(CLI::App &options, Settings &settings)
                    "opens --log again and reads --motd again.");
 }
 
-// Shown to everybody who connects, so not without bound. Returns: false when it stays as
-// it is.
-bool read_motd(Settings &settings)
+bool read_motd(const Settings &settings)
 {
-    constexpr size_t most = 8192;
-    if (settings.motd_file.empty())
+    std::string problem;
+    if (settings.motd_file.empty() || device::read_welcome(settings.motd_file, problem))
         return true;
-    std::ifstream file(settings.motd_file);
-    std::string text(most + 1, '\0');
-    file.read(text.data(), most + 1);
-    text.resize(static_cast<size_t>(file.gcount()));
-    std::replace(text.begin(), text.end(), '\0', '?'); // where the text would end
-    if (!text.empty() && text.back() != '\n')
-        text += '\n';
-    if (!file.eof()) {
-        spdlog::critical("{} cannot be read, or has more than {} bytes", settings.motd_file, most);
-        return false;
-    }
-    const std::lock_guard lock(settings.mutex);
-    settings.motd = text;
-    return true;
+    spdlog::critical("{}", problem);
+    return false;
 }
 
 bool open_log(const Settings &settings)
@@ -295,6 +265,7 @@ void take_signals(server_s *server)
 server_config_s config_of(Settings &settings)
 {
     server_config_s config = settings.server;
+    config.backlog = settings.backlog;
     config.user = &settings;
     config.begin = begin;
     config.ready = ready;
@@ -339,7 +310,8 @@ bool open_places(server_s *server, const Settings &settings)
         return inherited > 0;
     const bool has_colons = settings.address.find(':') != settings.address.npos;
     const std::string host = has_colons ? "[" + settings.address + "]" : settings.address;
-    const int port = server_listen_tcp(server, settings.address.c_str(), settings.port);
+    const int port =
+        server_listen_tcp(server, settings.address.c_str(), static_cast<uint16_t>(settings.port));
     if (port < 0) {
         spdlog::critical("{}:{}: {}", host, settings.port,
                          errno == EINVAL ? "no numeric address" : std::strerror(errno));
@@ -377,38 +349,22 @@ bool apply_addresses(server_s *server, const Settings &settings)
                        [=](const std::string &text) { return reserve(server, text); });
 }
 
-void count_descriptors(const server_config_s &config)
-{
-    rlimit limit = {};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    const uint64_t wanted = server_least_descriptors(config.threads) + config.max_sessions;
-    if (limit.rlim_cur < wanted)
-        spdlog::warn("{} sessions take {} descriptors, and there are {}: fewer will be let in",
-                     config.max_sessions, wanted, limit.rlim_cur);
-}
-
-// For good: what has been given up cannot be had again.
-bool become(const std::string &name)
-{
-    // cppcheck-suppress getpwnamCalled ; no other thread has been started yet
-    const passwd *user = getpwnam(name.c_str());
-    if (user && setgroups(0, nullptr) == 0 && setgid(user->pw_gid) == 0 &&
-        setuid(user->pw_uid) == 0 && user->pw_uid != 0 && setuid(0) != 0 && setgid(0) != 0)
-        return true;
-    spdlog::critical("--user {}: {}", name, user ? "its rights cannot be taken" : "no such user");
-    return false;
-}
-
 int run(server_s *server, const Settings &settings)
 {
     take_signals(server);
-    count_descriptors(settings.server);
-    if (!apply_addresses(server, settings) || !open_places(server, settings) ||
-        (!settings.user.empty() && !become(settings.user)))
+    const server_config_s &config = settings.server;
+    if (const uint64_t most = server_most_sessions(config.threads); most < config.max_sessions)
+        spdlog::warn("there are descriptors for {} of {} sessions", most, config.max_sessions);
+    if (!apply_addresses(server, settings) || !open_places(server, settings))
         return EXIT_FAILURE;
+    if (!settings.user.empty() && server_become(settings.user.c_str()) != 0) {
+        spdlog::critical("--user {}: {}", settings.user,
+                         errno == ENOENT ? "no such user" : "its rights cannot be taken");
+        return EXIT_FAILURE;
+    }
     server_notify("READY=1");
     if (server_run(server) != 0) {
-        spdlog::critical("{} threads: {}", settings.server.threads, std::strerror(errno));
+        spdlog::critical("{} threads: {}", config.threads, std::strerror(errno));
         return EXIT_FAILURE;
     }
     if (!settings.is_stdio)

@@ -138,6 +138,10 @@ VARNO_API void server_free(server_s *server);
 /* Returns: how many descriptors a server of so many threads needs at least. */
 VARNO_API uint64_t server_least_descriptors(uint32_t threads);
 
+/* Returns: how many sessions there are descriptors for in a server of so many threads, as the
+ *          process may have. */
+VARNO_API uint64_t server_most_sessions(uint32_t threads);
+
 /* Where clients come from. These are called before server_run, as often as there are
  * places; a failed call changes nothing. */
 
@@ -180,6 +184,12 @@ VARNO_API int server_reserve(server_s *server, const char *address, uint32_t ses
  * server_run.
  * Returns: 0; -1 with errno EINVAL for another text, or ENOMEM. */
 VARNO_API int server_trust_proxy(server_s *server, const char *address);
+
+/* Becomes a user, with the user's group and no other, for good: for a server that was started with
+ * more rights than it needs, once it listens. Before server_run.
+ * Returns: 0; -1 with errno: ENOENT when there is no such user, EPERM when its rights cannot be
+ *          taken, or the old ones could be had again. */
+VARNO_API int server_become(const char *user);
 
 /* Tells the service manager the state of the process: "READY=1", "STOPPING=1"
  * (sd_notify(3)).
