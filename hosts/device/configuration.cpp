@@ -14,8 +14,6 @@
 #include <optional>
 #include <utility>
 
-#include <sys/stat.h>
-
 #include "clean_text.h"
 #include "commands.h"
 
