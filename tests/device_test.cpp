@@ -193,6 +193,12 @@ class Acts {
             act();
     }
 
+    void forget()
+    {
+        const std::lock_guard lock(mutex_);
+        acts_.clear();
+    }
+
   private:
     std::mutex mutex_;
     std::condition_variable added_;
@@ -1208,6 +1214,8 @@ TEST(DeviceWithFiles, AsksForASecretAndSavesItsConfiguration)
         guest.type("interface lo\rshutdown\r");
         EXPECT_EQ(guest.row(), "r1(config-if)# ");
         guest.type("\032write memory\r");
+        acts.do_next();
+        guest.go_on();
         EXPECT_EQ(guest.row(), "r1# ");
         EXPECT_FALSE(has(guest.type("show history\r"), "sesame"));
         guest.type("disable\r");
@@ -1239,6 +1247,7 @@ class SlowSecret : public testing::Test {
     {
         device::stop();
         device::release_thread();
+        acts.forget();
     }
 };
 
