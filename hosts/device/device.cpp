@@ -58,7 +58,7 @@ const Host &host()
 bool start(const Host &host, std::string &out_problem)
 {
     the_host = host;
-    the_host.poster = nullptr; // a command of a file may not wait
+    the_host.poster = nullptr;     // a command of a file may not wait
     std::signal(SIGXFSZ, SIG_IGN); // a file that grows too long is an error, not the end
     open_traces();
     const bool is_started =
