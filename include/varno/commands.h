@@ -390,7 +390,8 @@ VARNO_API int32_t cli_disable(cli_call_s *call, void *user);
 VARNO_API uint64_t cli_shell_ticket(const cli_shell_s *shell);
 
 /* Tells, on the set's thread, whether a secret is right whose check has answered, or will,
- * CLI_LATER; is_right is not 0 if so. The session's tsession_wait is then 0.
+ * CLI_LATER. ticket is cli_shell_ticket's of that check; is_right is not 0 if the secret is
+ * right. The session's tsession_wait is then 0.
  * Returns: 0; -1 when nobody waits for it any more: the user has cancelled, or the shell is
  *          gone. */
 VARNO_API int32_t cli_authenticated(cli_set_s *set, uint64_t ticket, int32_t is_right);
