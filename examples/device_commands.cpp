@@ -24,6 +24,7 @@ int32_t remove_vlan(Call &call, int64_t vlan)
 // clang-format off
 const cli_command_s rows[] = {
     varno::row<"show">("what there is"),
+    varno::row<"no">("take something back"),
     varno::row<"vlan VLAN(1-4094) name">("its name"),
     command<"vlan VLAN(1-4094) [name NAME]">(
         [](Call &, int64_t vlan, std::optional<std::string_view> name) {

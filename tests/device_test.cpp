@@ -1186,6 +1186,18 @@ TEST_F(Device, AFileOfConfigurationWhoseLineFailsLeavesNothing)
     EXPECT_EQ(problem, path + ":1: 1 to 20 printable characters, no blank and none of \" ' \\ ? ;");
 }
 
+TEST(DeviceWithFiles, TakesNothingButAHashForASecret)
+{
+    for (const char *line : {"open sesame\n", "*\n", "$6$salt\n", "\n"}) {
+        std::string problem;
+        const std::string path = file_with(line);
+        EXPECT_FALSE(device::start({"device-test", "", path, "", do_later, make_poster}, problem));
+        EXPECT_TRUE(has(problem, "has no hash of crypt(3) in its first line")) << line;
+        device::stop();
+        unlink(path.c_str());
+    }
+}
+
 TEST(DeviceWithFiles, AsksForASecretAndSavesItsConfiguration)
 {
     const std::string secret = file_with(std::string(crypt("open sesame", "$6$salt")) + "\n");
@@ -1306,6 +1318,21 @@ TEST_F(Device, APingIsAnsweredAndTheCommandHoldsThePrompt)
     EXPECT_TRUE(has(shown, "\nrequest 2: "));
     EXPECT_TRUE(has(shown, " ms\r\n2 requests, 2 answers, "));
     EXPECT_LT(shown.find("2 requests, 2 answers, "), shown.find("after it"));
+}
+
+TEST_F(Device, APingThatThereAreNoDescriptorsForSaysSo)
+{
+    Guest guest;
+    for (const int more : {0, 1}) {
+        const FewDescriptors few(more);
+        EXPECT_TRUE(has(guest.type("ping 127.0.0.1\r"), "% There is no thread for it\r\n"));
+    }
+    guest.type("ping 127.0.0.1 count 1\r");
+    std::string shown;
+    while (!has(shown, "1 requests, 1 answers, ")) {
+        acts.do_next();
+        shown += guest.go_on();
+    }
 }
 
 TEST_F(Device, APingThatNobodyWaitsForEnds)

@@ -10,6 +10,7 @@
 #include <list>
 #include <mutex>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -286,17 +287,33 @@ void on_change(uv_async_t *changed)
         uv_close(reinterpret_cast<uv_handle_t *>(changed), nullptr);
 }
 
-void start_request(const std::shared_ptr<Request> &request)
+// Returns: false when there are no descriptors or no memory for it.
+bool start_thread()
+{
+    if (uv_loop_init(&pinger.loop) != 0)
+        return false;
+    if (uv_async_init(&pinger.loop, &pinger.changed, on_change) == 0) {
+        try {
+            pinger.thread = std::thread([] { uv_run(&pinger.loop, UV_RUN_DEFAULT); });
+            return true;
+        } catch (const std::system_error &) {
+            uv_close(reinterpret_cast<uv_handle_t *>(&pinger.changed), nullptr);
+            uv_run(&pinger.loop, UV_RUN_DEFAULT);
+        }
+    }
+    uv_loop_close(&pinger.loop);
+    return false;
+}
+
+bool start_request(const std::shared_ptr<Request> &request)
 {
     const std::lock_guard lock(pinger.mutex);
+    if (!pinger.is_running && !start_thread())
+        return false;
+    pinger.is_running = true;
     pinger.asked.push_back(request);
-    if (!pinger.is_running) {
-        uv_loop_init(&pinger.loop);
-        uv_async_init(&pinger.loop, &pinger.changed, on_change);
-        pinger.thread = std::thread([] { uv_run(&pinger.loop, UV_RUN_DEFAULT); });
-        pinger.is_running = true;
-    }
     uv_async_send(&pinger.changed);
+    return true;
 }
 
 void cancel_request(Request &request)
@@ -358,7 +375,10 @@ int32_t ping(cli_call_s *call, Console &console)
         request->seconds = number_or(call, "SECONDS", 1);
         request->is_quiet = cli_has(call, "quiet") != 0;
         request->wake = waker_of(call, console);
-        start_request(request);
+        if (!start_request(request)) {
+            cli_fail(call, "There is no thread for it");
+            return CLI_FAILED;
+        }
         asked.request = request;
         return CLI_LATER;
     }

@@ -45,11 +45,27 @@ struct Checker {
 Checker checker;
 std::string hash;
 
+// Returns: a secret's hash, as long as room lives; NULL when that of the device is none.
+const char *hash_of(const char *secret, crypt_data &room)
+{
+    const char *own = crypt_r(secret, hash.c_str(), &room);
+    return own && *own != '*' ? own : nullptr;
+}
+
+// A text that is no hash, such as the secret itself, may still be taken as the beginning of
+// one; all that are made by the same method are of one length.
+bool is_hash()
+{
+    const auto room = std::make_unique<crypt_data>();
+    const char *any = hash_of("", *room);
+    return any && hash.size() == std::strlen(any);
+}
+
 bool is_right(const char *secret)
 {
     const auto room = std::make_unique<crypt_data>();
-    const char *own = crypt_r(secret, hash.c_str(), room.get());
-    const bool is_it = own && *own != '*' && hash == own;
+    const char *own = hash_of(secret, *room);
+    const bool is_it = own && hash == own;
     explicit_bzero(room.get(), sizeof(*room));
     return is_it;
 }
@@ -110,8 +126,10 @@ bool read_secret(const std::string &path, std::string &out_problem)
 {
     struct stat status = {};
     std::ifstream file(path);
-    if (!std::getline(file, hash) || hash.empty() || stat(path.c_str(), &status) != 0)
-        out_problem = path + " has no hash in its first line, or cannot be read";
+    if (!std::getline(file, hash) || stat(path.c_str(), &status) != 0)
+        out_problem = path + " cannot be read, or is empty";
+    else if (!is_hash())
+        out_problem = path + " has no hash of crypt(3) in its first line";
     else if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0)
         out_problem = path + " is not its owner's alone: chmod 600 makes it so";
     return out_problem.empty();
