@@ -90,9 +90,11 @@ struct Array {
     // Not by crealloc, which clears what is about to be written.
     bool move_to(size_t wanted)
     {
-        void *block = is_short || wanted > PTRDIFF_MAX / sizeof(Item)
+        constexpr size_t size =
+            sizeof(Item); // NOLINT(bugprone-sizeof-expression): of pointers, too
+        void *block = is_short || wanted > PTRDIFF_MAX / size
                           ? nullptr
-                          : tracked_malloc(wanted * sizeof(Item), "BYTE");
+                          : tracked_malloc(wanted * size, "BYTE");
         is_short = !block;
         if (!block)
             return false;

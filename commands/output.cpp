@@ -13,7 +13,7 @@ namespace varno::commands {
 namespace {
 
 constexpr int32_t most_progress_columns = 256; // what is wider is cut with a mark
-constexpr size_t most_progress_bytes = 4 * most_progress_columns;
+constexpr size_t most_progress_bytes = size_t{4} * most_progress_columns;
 
 // What it has written so far is shown before why it fails.
 void end_output(cli_call_s *call)
@@ -138,7 +138,7 @@ void cli_progress(cli_call_s *call, const char *format, ...)
         if (is_cut)
             len = tsession_fit(cleaned, most - 1, &columns);
         columns += is_cut ? 1 : 0;
-        char row[2 * most_progress_columns + most_progress_bytes];
+        char row[size_t{2} * most_progress_columns + most_progress_bytes];
         const int32_t left = std::max(call->progress_columns - columns, 0);
         const int written = std::snprintf(
             row, std::size(row), "%s%.*s%s%*s", call->progress_columns > 0 ? "\r" : "",

@@ -132,10 +132,11 @@ class Walk {
 
     const Node &node(int32_t i) const { return notation_->nodes[static_cast<size_t>(i)]; }
 
+    // There is one at least.
     uint64_t count_children(const Node &part) const
     {
-        uint64_t children = 0;
-        for (int32_t i = part.first; i != no_node; i = node(i).next)
+        uint64_t children = 1;
+        for (int32_t i = node(part.first).next; i != no_node; i = node(i).next)
             children++;
         return children;
     }
