@@ -43,7 +43,7 @@ bool ProxyHeader::take(const unsigned char *bytes, size_t count)
 
 bool ProxyHeader::take_byte(unsigned char byte)
 {
-    if (taken_ < std::size(signature) && byte != signature[taken_])
+    if (taken_ < sizeof(signature) && byte != signature[taken_])
         return false;
     if (taken_ < std::size(bytes_))
         bytes_[taken_] = byte;
