@@ -15,8 +15,7 @@ int server_become(const char *name)
     char room[16384];
     passwd entry;
     passwd *user = nullptr;
-    getpwnam_r(name, &entry, room, sizeof(room), &user);
-    if (!user) {
+    if (getpwnam_r(name, &entry, room, sizeof(room), &user) != 0 || !user) {
         errno = ENOENT;
         return -1;
     }
