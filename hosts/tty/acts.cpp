@@ -58,15 +58,17 @@ bool do_later(device::Console &, uint32_t milliseconds, device::Act act)
     if (timer == std::end(timers))
         return false;
     timer->act = std::move(act);
-    const auto on_time = [](uv_timer_t *handle) { reinterpret_cast<Timer *>(handle)->act(); };
+    const auto on_time = [](uv_timer_t *handle) { static_cast<Timer *>(handle->data)->act(); };
     return uv_timer_start(&timer->handle, on_time, milliseconds, 0) == 0;
 }
 
 void acts_open(uv_loop_t *loop)
 {
     uv_async_init(loop, &async, [](uv_async_t *) { do_acts(false); });
-    for (Timer &timer : timers)
+    for (Timer &timer : timers) {
         uv_timer_init(loop, &timer.handle);
+        timer.handle.data = &timer;
+    }
     has_loop = true;
 }
 
