@@ -239,10 +239,11 @@ TEST_F(Device, CommandsAnswer)
         {"show version",           "> show version\ndevice-test " DEVICE_TEST_VERSION "\n>"},
         {"echo a  \"b  c\"",       "> echo a  \"b  c\"\na b  c\n>"},
         {"show sessions",          "> show sessions\n"
-                                   "    No  Terminal      Size         Idle  Peer\n"
-                                   "*    1  vt100          80 x 24        0  a test\n>"},
+                                   "own    no    idle  peer                   terminal      columns  rows\n"
+                                   "*       1       0  a test                 vt100              80    24\n>"},
         {"show history",           "> show history\n>"},
-        {"show aliases",           "> show aliases\n>"},
+        {"show aliases",           "> show aliases\nname          line\n>"},
+        {"show aliases | json",    "> show aliases | json\n[]\n>"},
         {"show numbers 2",         "> show numbers 2\n1\n2\n>"},
         {"show numbers 1000001",   "> show numbers 1000001\n  show numbers 1000001\n"
                                    "               ^\n% COUNT: 1 to 1000000\n"},
@@ -271,7 +272,7 @@ TEST_F(Device, CommandsAnswer)
             std::string screen = guest.screen();
             if (const size_t at = screen.find("*");
                 at != screen.npos && std::strstr(row.shown, "*"))
-                screen.replace(at, 6, "*    1"); // sessions are numbered through
+                screen.replace(at, 9, "*       1"); // sessions are numbered through
             EXPECT_EQ(screen.substr(0, std::strlen(row.shown)), row.shown);
         }
     }
@@ -379,9 +380,11 @@ TEST_F(Device, SessionsPageAtTheSameTime)
 TEST_F(Device, ALongOutputMayBeLeftInTheMiddle)
 {
     for (const char *command : {"show numbers 100", "show interfaces", "show routes",
-                                "show sessions", "show memory", "show history"}) {
+                                "show sessions", "show memory", "show history", "show aliases"}) {
+        const Guest another;
         Guest guest;
-        guest.type("echo one\rterminal length 2\r" + std::string(command) + "\r");
+        guest.type("alias one echo 1\ralias two echo 2\rterminal length 2\r" +
+                   std::string(command) + "\r");
         EXPECT_EQ(guest.row(), "--More--") << command;
     }
 }
@@ -446,7 +449,10 @@ TEST_F(Device, AnAliasIsItsSessionsOwn)
     Guest second;
     first.type("alias greet echo \"good day\" to you\r");
     EXPECT_TRUE(has(first.type("greet\r"), "\r\ngood day to you\r\n"));
-    EXPECT_TRUE(has(first.type("show aliases\r"), "\r\ngreet  echo \"good day\" to you\r\n"));
+    EXPECT_TRUE(
+        has(first.type("show aliases\r"), "\r\ngreet         echo \"good day\" to you\r\n"));
+    EXPECT_TRUE(has(first.type("show aliases | json\r"),
+                    "\r\n  {\"name\": \"greet\", \"line\": \"echo \\\"good day\\\" to you\"}\r\n"));
     EXPECT_TRUE(has(first.type("alias greet exit\r"), "% This name is taken"));
     EXPECT_TRUE(has(second.type("greet\r"), "% unknown word"));
     EXPECT_TRUE(has(second.type("no alias greet\r"), "% NAME: one of your own commands"));
@@ -638,6 +644,13 @@ struct Listed {
     const char *shown; // NULL: nothing
 };
 
+std::string text_of(const std::optional<device::Route> &route)
+{
+    return route ? route->destination + " " + route->via + " " + route->interface + " " +
+                       std::to_string(route->metric)
+                 : "nothing";
+}
+
 TEST_F(Device, RoutesAreReadOnlyAsFarAsTheyReadLikeRoutes)
 {
     // As a machine of either byte order has them: the digits of a number of its own.
@@ -653,16 +666,14 @@ TEST_F(Device, RoutesAreReadOnlyAsFarAsTheyReadLikeRoutes)
     const std::string mask = number({255, 255, 0, 0});
     const std::string end = "\t0\t0\t100\t" + mask + "\t0\t0\t0\n";
     const auto shown = [](const std::string &line) {
-        return device::ipv4_route(line.c_str()).value_or("nothing");
+        return text_of(device::ipv4_route(line.c_str()));
     };
     EXPECT_EQ(shown("eth0\t" + net + "\t" + gateway + "\t0003" + end),
-              "10.1.0.0/16 via 10.1.2.3 on eth0, metric 100");
-    EXPECT_EQ(shown("eth0\t" + net + "\t00000000\t0001" + end),
-              "10.1.0.0/16 connected on eth0, metric 100");
-    EXPECT_EQ(shown("*\t" + net + "\t00000000\t0201" + end),
-              "10.1.0.0/16 unreachable on *, metric 100");
+              "10.1.0.0/16 10.1.2.3 eth0 100");
+    EXPECT_EQ(shown("eth0\t" + net + "\t00000000\t0001" + end), "10.1.0.0/16 connected eth0 100");
+    EXPECT_EQ(shown("*\t" + net + "\t00000000\t0201" + end), "10.1.0.0/16 unreachable * 100");
     EXPECT_EQ(shown("e\033[m\t" + net + "\t00000000\t0001" + end),
-              "10.1.0.0/16 connected on e?[m, metric 100");
+              "10.1.0.0/16 connected e\033[m 100");
     EXPECT_EQ(shown("eth0\t" + net + "\t00000000\t0002" + end), "nothing"); // not up
     for (const char *line : {"", "\n", "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric",
                              "eth0\t00000000", "eth0 x 0 0 0 0 0 0", "eth0\t0\t0\t1\t0\t0\t0\n"})
@@ -676,13 +687,13 @@ TEST_F(Device, RoutesOfIpv6LikewiseAndOnlyWhatLeadsSomewhere)
     constexpr Listed rows_of_the_list[] = {
         {"fd000000000000000000000000000000 40 " NOWHERE " 00 " NOWHERE
          " 00000100 00000001 00000000 00000001     eth0\n",
-         "fd00::/64 connected on eth0, metric 256"},
+         "fd00::/64 connected eth0 256"},
         {NOWHERE " 00 " NOWHERE " 00 fd000000000000000000000000000001"
          " 00000400 00000003 00000000 00000003     eth0\n",
-         "::/0 via fd00::1 on eth0, metric 1024"},
+         "::/0 fd00::1 eth0 1024"},
         {"fd010000000000000000000000000000 20 " NOWHERE " 00 " NOWHERE
          " 00000400 00000003 00000000 00200201       lo\n",
-         "fd01::/32 unreachable on lo, metric 1024"},
+         "fd01::/32 unreachable lo 1024"},
         {NOWHERE " 00 " NOWHERE " 00 " NOWHERE " ffffffff 00000001 00000000 00200200       lo\n",
          nullptr},
         {"fd000000000000000000000000000002 80 " NOWHERE " 00 " NOWHERE
@@ -699,8 +710,7 @@ TEST_F(Device, RoutesOfIpv6LikewiseAndOnlyWhatLeadsSomewhere)
     // clang-format on
 #undef NOWHERE
     for (const Listed &row : rows_of_the_list)
-        EXPECT_EQ(device::ipv6_route(row.line).value_or("nothing"),
-                  row.shown ? row.shown : "nothing");
+        EXPECT_EQ(text_of(device::ipv6_route(row.line)), row.shown ? row.shown : "nothing");
 }
 
 TEST_F(Device, TheRoutesOfTheSystemAreShown)
@@ -708,7 +718,10 @@ TEST_F(Device, TheRoutesOfTheSystemAreShown)
     Guest guest;
     guest.type("terminal length 0\r");
     const std::string shown = guest.type("show routes\r");
-    EXPECT_EQ(count_of(shown, ", metric "), count_of(shown, "\r\n") - 1);
+    EXPECT_TRUE(has(shown, "\r\ndestination         via              interface  metric\r\n"));
+    const size_t count = std::stoul(guest.type("show routes | count\r").substr(21));
+    EXPECT_EQ(count_of(shown, "\r\n"), count + 2);
+    EXPECT_EQ(count_of(guest.type("show routes | json\r"), "  {\"destination\": \""), count);
     EXPECT_EQ(guest.row(), "> ");
 }
 
@@ -720,21 +733,36 @@ TEST_F(Device, SessionsAreListedWithWhatTheirTerminalsAre)
     Guest telnet("evil\033[2J", nullptr, TSESSION_TELNET);
     telnet.type({"\377\373\037\377\372\037\0\144\0\036\377\360", 12}); // 100 columns, 30 rows
     telnet.type({"\377\373\030\377\372\030\0screen\377\360", 15});
-    EXPECT_TRUE(has(own.type("show sessions\r"), "  screen        100 x 30 "));
+    EXPECT_TRUE(has(own.type("show sessions\r"), "  screen            100    30\r\n"));
     own.type("terminal width 40\rterminal length 10\r");
-    EXPECT_TRUE(has(telnet.type("show sessions\r"), "  xterm          40 x 10 "));
-    const std::string shown = own.type("show sessions\r");
-    EXPECT_TRUE(has(shown, "  xterm          40 x 10        0  192.0.2.1 port 1000\r\n"));
-    EXPECT_TRUE(has(shown, "  screen        100 x 30        0  evil?[2J\r\n"));
+    EXPECT_TRUE(has(telnet.type("show sessions\r"), "  xterm              40    10\r\n"));
+    const std::string shown = telnet.type("show sessions\r");
+    EXPECT_TRUE(has(shown, "       0  192.0.2.1 port 1000    xterm              40    10\r\n"));
+    EXPECT_TRUE(has(shown, "       0  evil?[2J               screen            100    30\r\n"));
     EXPECT_EQ(count_of(shown, "\n*"), 1U);
-    EXPECT_TRUE(has(shown.substr(shown.find("\n*")).substr(0, 20), "xterm"));
+    EXPECT_TRUE(has(shown.substr(shown.find("\n*")).substr(0, 60), "screen"));
+}
+
+TEST_F(Device, OnANarrowTerminalTheListIsCutAndItsObjectsAreWhole)
+{
+    Guest guest("2001:db8:1234:5678:9abc:def0:1234:5678 port 12345");
+    const std::string number = std::to_string(guest.console().visitor->number);
+    guest.type("terminal width 40\r\014show sessions\r");
+    EXPECT_TRUE(has(guest.screen(), "\nown    no    idle  peer                >\n*" +
+                                        std::string(8 - number.size(), ' ') + number +
+                                        "       0  2001:db8:1234:5678:9>\n>"));
+    EXPECT_TRUE(has(guest.type("show sessions | json\r"),
+                    "\r\n[\r\n  {\"own\": \"*\", \"no\": " + number +
+                        ", \"idle\": 0, "
+                        "\"peer\": \"2001:db8:1234:5678:9abc:def0:1234:5678 port 12345\", "
+                        "\"terminal\": \"vt100\", \"columns\": 40, \"rows\": 24}\r\n]\r\n"));
 }
 
 TEST_F(Device, ASizeThatTheHostHasSetIsSeenWithTheNextInput)
 {
     Guest guest;
     tsession_resize(guest.session(), 60, 20);
-    EXPECT_TRUE(has(guest.type("show sessions\r"), "  60 x 20 "));
+    EXPECT_TRUE(has(guest.type("show sessions | json\r"), "\"columns\": 60, \"rows\": 20}"));
 }
 
 TEST_F(Device, TheSecondsSinceTheLastInputAreListed)
@@ -744,7 +772,7 @@ TEST_F(Device, TheSecondsSinceTheLastInputAreListed)
     const auto idle = [&own] {
         const std::string shown = own.type("show sessions\r");
         const size_t row = shown.rfind('\n', shown.find("another")) + 1;
-        return std::stol(shown.substr(row + 32, 8));
+        return std::stol(shown.substr(row + 9, 8));
     };
     other.console().visitor->last_input -= 61 * 1000;
     EXPECT_GE(idle(), 61);
@@ -777,7 +805,10 @@ TEST_F(Device, SessionsMayEndWhileTheirListIsPaged)
     EXPECT_FALSE(has(shown, "second"));
     EXPECT_TRUE(has(shown, "third"));
     third.reset();
-    own.type("show sessions\rq");
+    const Guest fourth;
+    own.type("show sessions\r");
+    EXPECT_EQ(own.row(), "--More--");
+    own.type("q");
     EXPECT_EQ(own.row(), "> ");
 }
 

@@ -199,7 +199,7 @@ TEST(TelnetdWithARealClient, TheLineFollowsTheWindow)
     person.resize(24, 100);
     EXPECT_TRUE(person.shows_line("varno> " + text + "|"));
     person.type("\025show sessions\r");
-    EXPECT_TRUE(person.shows("xterm         100 x 24 "));
+    EXPECT_TRUE(person.shows("xterm             100    24\n"));
 }
 
 TEST(TelnetdWithARealClient, InterruptsAndTheClientsOwnCommands)
@@ -261,15 +261,15 @@ TEST(TelnetdWithARealClient, TwoClientsSeeEachOtherAndAMessage)
     Person one(server), other(server, 30, 90);
     one.type("timer 1 tea is ready\recho unharm");
     other.type("show sessions\r");
-    EXPECT_TRUE(other.shows("80 x 24 "));
-    EXPECT_TRUE(other.shows("90 x 30 "));
+    EXPECT_TRUE(other.shows("     80    24\n"));
+    EXPECT_TRUE(other.shows("     90    30\n"));
     EXPECT_TRUE(one.shows("\ntea is ready\n"));
     EXPECT_TRUE(one.shows_line("varno> echo unharm|"));
     one.type("\025\004");
     EXPECT_TRUE(one.shows("Connection closed"));
     EXPECT_TRUE(server.logs("disconnected"));
     other.type("clear\rshow sessions\r");
-    EXPECT_TRUE(other.shows("90 x 30 "));
+    EXPECT_TRUE(other.shows("     90    30\n"));
 }
 
 TEST(TelnetdWithARealClient, ATermSignalTellsAllAndGivesTheTerminalsBack)
@@ -443,7 +443,7 @@ TEST(Telnetd, AFloodOfInputIsTakenAReadAtATime)
     other.send("terminal width 77\r");
     ASSERT_TRUE(other.has_arrived());
     server.send(SIGCONT);
-    EXPECT_TRUE(flood.receives("   77 x "));
+    EXPECT_TRUE(flood.receives("     77    24\r\n"));
 }
 
 TEST(Telnetd, ALongOutputCanBeInterruptedAndWhatIsTypedAheadIsKept)
@@ -694,12 +694,12 @@ TEST(Telnetd, FourThreadsServeOneListOfSessions)
     for (TelnetClient &client : clients)
         EXPECT_TRUE(client.receives(prompt));
     clients[7].send("terminal length 0\rshow sessions\r");
-    EXPECT_TRUE(clients[7].receives("\r\n    40  "));
+    EXPECT_TRUE(clients[7].receives("\r\n       40  "));
     clients[3].send("terminal width 77\r");
     EXPECT_TRUE(clients[3].receives(prompt));
     for (TelnetClient &client : clients) {
         client.send("terminal length 0\rshow sessions\r");
-        EXPECT_TRUE(client.receives("   77 x "));
+        EXPECT_TRUE(client.receives("     77    24\r\n"));
         EXPECT_TRUE(client.receives("   40  "));
     }
     server.send(SIGINT);

@@ -241,7 +241,7 @@ TEST_F(TtyHost, AWidthThatIsTooMuchIsKeptAsTheMost)
     guest.type("terminal width 511\r");
     EXPECT_TRUE(guest.shows("varno> terminal width 511\n256 columns is the most: so it is 256\n"));
     guest.type("show sessions\r");
-    EXPECT_TRUE(guest.shows(" 256 x 24 "));
+    EXPECT_TRUE(guest.shows("      256    24\n"));
 }
 
 TEST_F(TtyHost, ShowsTheInterfacesOfTheSystem)
@@ -256,7 +256,7 @@ TEST_F(TtyHost, AnAliasIsAddedRunAndRemoved)
     guest.type("alias greet echo \"good day\" to you\rgreet\r");
     EXPECT_TRUE(guest.shows("\ngood day to you\n"));
     guest.type("show aliases\r");
-    EXPECT_TRUE(guest.shows("\ngreet  echo \"good day\" to you\n"));
+    EXPECT_TRUE(guest.shows("\ngreet         echo \"good day\" to you\n"));
     guest.type("no alias greet\rgreet\r");
     EXPECT_TRUE(guest.shows("  greet\n  ^\n% unknown word\n"));
     guest.type("alias v show version\rv\r");

@@ -1,4 +1,4 @@
-// Calls that wait; texts that are written line by line, so that they are paged and can be left.
+// Calls that wait; words that users give.
 
 #include "action.h"
 
@@ -7,35 +7,12 @@
 #include <cstring>
 
 namespace device {
-namespace {
-
-struct Lines {
-    Text text;
-    size_t at = 0;
-};
-
-} // namespace
 
 std::function<void()> waker_of(cli_call_s *call, Console &console)
 {
     return [post = host().poster(console), ticket = cli_ticket(call)] {
         post([ticket] { cli_wake(own_commands(), ticket); });
     };
-}
-
-int32_t show_lines(cli_call_s *call, Text (*make)(cli_call_s *call))
-{
-    auto &lines = kept_of<Lines>(call);
-    if (!lines.text)
-        lines.text = make(call);
-    if (!lines.text)
-        return CLI_FAILED;
-    if (lines.text->empty())
-        return CLI_DONE;
-    const size_t end = lines.text->find('\n', lines.at) + 1;
-    cli_print(call, "%s", lines.text->substr(lines.at, end - lines.at).c_str());
-    lines.at = end;
-    return end < lines.text->size() ? CLI_MORE : CLI_DONE;
 }
 
 bool is_plain_word(const char *word)

@@ -1,8 +1,8 @@
 #ifndef VARNO_DEVICE_ACTION_H
 #define VARNO_DEVICE_ACTION_H
 
-// What the functions of commands have in common: what they are given, what they keep from
-// one call to the next, and texts that they write line by line.
+// What the functions of commands have in common: what they are given, and what they keep from
+// one call to the next.
 
 #include <memory>
 #include <new>
@@ -46,12 +46,6 @@ Kept &kept_of(cli_call_s *call)
 // Returns: what any thread may call to have a call go on, as often as it likes. Where the host has
 //          a poster.
 std::function<void()> waker_of(cli_call_s *call, Console &console);
-
-using Text = std::shared_ptr<const std::string>;
-
-// Writes the next line of a text whose lines all end with a line feed. make is called at the
-// command's first call; it returns NULL when the command fails, and has said why.
-int32_t show_lines(cli_call_s *call, Text (*make)(cli_call_s *call));
 
 // Returns: whether a word can be typed as it stands: printable characters, at least
 //          one, and none that quotes, escapes or separates, or asks for help.

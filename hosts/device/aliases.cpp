@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <optional>
 
 #include "commands.h"
 #include "nesting.h"
@@ -46,13 +48,10 @@ void list_aliases(void *, cli_shell_s *shell, const char *begun, cli_assist_valu
     }
 }
 
-Text text_of_aliases(cli_call_s *call)
-{
-    std::string text;
-    for (const Alias &alias : console_of(cli_call_shell(call)).aliases)
-        text += alias.name + "  " + alias.text + "\n";
-    return std::make_shared<const std::string>(std::move(text));
-}
+struct Shown {
+    std::optional<std::vector<Alias>> aliases; // as they were at the first call
+    size_t count = 0;
+};
 
 // A name that a command has, or begins with, would take that command from its user.
 bool is_taken(cli_shell_s *shell, const char *name)
@@ -68,9 +67,19 @@ const cli_type_s alias_types[] = {
     {"own", "one of your own commands", accept_command, list_aliases, nullptr},
 };
 
-int32_t show_aliases(cli_call_s *call, Console &)
+int32_t show_aliases(cli_call_s *call, Console &console)
 {
-    return show_lines(call, text_of_aliases);
+    constexpr static cli_column_s columns[] = {{"name", 12, 0}, {"line", 0, 0}};
+    auto &[aliases, count] = kept_of<Shown>(call);
+    if (!aliases)
+        aliases = console.aliases;
+    cli_columns(call, columns, std::size(columns));
+    if (count == aliases->size())
+        return CLI_DONE;
+    const Alias &alias = (*aliases)[count++];
+    cli_cell(call, "%s", alias.name.c_str());
+    cli_cell(call, "%s", alias.text.c_str());
+    return count < aliases->size() ? CLI_MORE : CLI_DONE;
 }
 
 int32_t add_alias(cli_call_s *call, Console &console)

@@ -130,21 +130,25 @@ void list_read_names(void *, cli_shell_s *, const char *begun, cli_assist_value_
         list_interfaces(*names, begun, value, ctx);
 }
 
-Text text_of_interfaces(cli_call_s *call)
+struct Shown {
+    std::string text;
+    size_t at = 0;
+};
+
+// Returns: false when there is nothing, and why has been said.
+bool describe_interfaces(cli_call_s *call, std::string &out_text)
 {
     const auto all = reading.get();
     const char *name = cli_text(call, "NAME");
-    std::string text;
     if (!all) {
         cli_fail(call, not_told);
-        return nullptr;
+        return false;
     }
     for (const Interface &one : *all)
-        text += !name || one.name == name ? one.description : "";
-    if (!text.empty())
-        return std::make_shared<const std::string>(std::move(text));
-    cli_fail_at(call, "NAME", "No such interface"); // it has gone meanwhile
-    return nullptr;
+        out_text += !name || one.name == name ? one.description : "";
+    if (out_text.empty())
+        cli_fail_at(call, "NAME", "No such interface"); // it has gone meanwhile
+    return !out_text.empty();
 }
 
 } // namespace
@@ -167,9 +171,16 @@ void forget_interfaces()
     names_reading.forget();
 }
 
+// A row a call, so that they are paged and can be left.
 int32_t show_interfaces(cli_call_s *call, Console &)
 {
-    return show_lines(call, text_of_interfaces);
+    auto &[text, at] = kept_of<Shown>(call);
+    if (text.empty() && !describe_interfaces(call, text))
+        return CLI_FAILED;
+    const size_t end = text.find('\n', at) + 1;
+    cli_print(call, "%s", text.substr(at, end - at).c_str());
+    at = end;
+    return end < text.size() ? CLI_MORE : CLI_DONE;
 }
 
 } // namespace device

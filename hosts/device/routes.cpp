@@ -7,10 +7,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
+#include <vector>
 
 #include <arpa/inet.h>
 
-#include "clean_text.h"
 #include "commands.h"
 #include "reading.h"
 
@@ -28,25 +29,14 @@ enum : unsigned {
 
 constexpr unsigned no_metric = 0xffffffff; // of the entry that stands for "no route"
 
-struct Route {
-    std::string destination;
-    unsigned bits; // of the destination that count
-    std::string gateway;
-    const char *interface;
-    unsigned flags;
-    unsigned metric;
-};
-
-std::string spelled(const Route &route)
+std::string with_bits(const std::string &address, unsigned bits)
 {
-    std::string text = route.destination + '/' + std::to_string(route.bits);
-    if (route.flags & is_rejected)
-        text += " unreachable";
-    else if (route.flags & has_gateway)
-        text += " via " + route.gateway;
-    else
-        text += " connected";
-    return text + " on " + cleaned(route.interface) + ", metric " + std::to_string(route.metric);
+    return address + '/' + std::to_string(bits);
+}
+
+std::string way_of(unsigned flags, const std::string &gateway)
+{
+    return flags & is_rejected ? "unreachable" : flags & has_gateway ? gateway : "connected";
 }
 
 // An address as the list has it: the bytes in their order, read as this machine's number.
@@ -97,67 +87,72 @@ bool is_refused(const File &file)
 }
 
 // Appends the routes of a list. Returns: false when it is there and cannot be read.
-bool append_routes(std::string &out_text, const char *path,
-                   std::optional<std::string> (*route_of)(const char *))
+bool append_routes(std::vector<Route> &out_routes, const char *path,
+                   std::optional<Route> (*route_of)(const char *))
 {
     const File file(std::fopen(path, "re"));
     if (is_refused(file))
         return false;
     char row[256];
     while (read_row(file.get(), row)) {
-        if (const std::optional<std::string> route = route_of(row))
-            out_text += *route + "\n";
+        if (std::optional<Route> route = route_of(row))
+            out_routes.push_back(std::move(*route));
     }
     return true;
 }
 
-std::optional<std::string> read_routes()
+std::optional<std::vector<Route>> read_routes()
 {
-    std::string text;
-    if (append_routes(text, "/proc/net/route", ipv4_route) &&
-        append_routes(text, "/proc/net/ipv6_route", ipv6_route))
-        return text;
+    std::vector<Route> routes;
+    if (append_routes(routes, "/proc/net/route", ipv4_route) &&
+        append_routes(routes, "/proc/net/ipv6_route", ipv6_route))
+        return routes;
     return {};
 }
 
-Reading<std::string> reading(read_routes);
+Reading<std::vector<Route>> reading(read_routes);
+
+struct Shown {
+    std::shared_ptr<const std::vector<Route>> routes;
+    size_t count = 0;
+};
 
 } // namespace
 
-std::optional<std::string> ipv4_route(const char *line)
+std::optional<Route> ipv4_route(const char *line)
 {
     char interface[16];
     unsigned destination = 0;
     unsigned gateway = 0;
+    unsigned flags = 0;
+    unsigned metric = 0;
     unsigned mask = 0;
-    Route route = {};
     if (std::sscanf(line, "%15s %8x %8x %4x %*d %*u %u %8x", interface, &destination, &gateway,
-                    &route.flags, &route.metric, &mask) != 6 ||
-        !(route.flags & is_up))
+                    &flags, &metric, &mask) != 6 ||
+        !(flags & is_up))
         return {};
-    route.destination = ipv4_address(destination);
-    route.bits = static_cast<unsigned>(std::popcount(mask));
-    route.gateway = ipv4_address(gateway);
-    route.interface = interface;
-    return spelled(route);
+    const auto bits = static_cast<unsigned>(std::popcount(mask));
+    return Route{with_bits(ipv4_address(destination), bits), way_of(flags, ipv4_address(gateway)),
+                 interface, metric};
 }
 
-std::optional<std::string> ipv6_route(const char *line)
+std::optional<Route> ipv6_route(const char *line)
 {
     char destination[33];
     char gateway[33];
     char interface[16];
-    Route route = {};
+    unsigned bits = 0;
+    unsigned metric = 0;
+    unsigned flags = 0;
+    std::string network;
+    std::string router;
     if (std::sscanf(line, "%32[0-9a-f] %2x %*32[0-9a-f] %*2x %32[0-9a-f] %8x %*8x %*8x %8x %15s",
-                    destination, &route.bits, gateway, &route.metric, &route.flags,
-                    interface) != 6 ||
-        route.bits > 128 || (route.flags & (is_up | is_local | is_anycast)) != is_up ||
-        route.metric == no_metric || std::strncmp(destination, "ff", 2) == 0 ||
-        !read_ipv6_address(destination, route.destination) ||
-        !read_ipv6_address(gateway, route.gateway))
+                    destination, &bits, gateway, &metric, &flags, interface) != 6 ||
+        bits > 128 || (flags & (is_up | is_local | is_anycast)) != is_up || metric == no_metric ||
+        std::strncmp(destination, "ff", 2) == 0 || !read_ipv6_address(destination, network) ||
+        !read_ipv6_address(gateway, router))
         return {};
-    route.interface = interface;
-    return spelled(route);
+    return Route{with_bits(network, bits), way_of(flags, router), interface, metric};
 }
 
 void forget_routes()
@@ -167,12 +162,24 @@ void forget_routes()
 
 int32_t show_routes(cli_call_s *call, Console &)
 {
-    return show_lines(call, [](cli_call_s *first) -> Text {
-        Text routes = reading.get();
-        if (!routes)
-            cli_fail(first, "The system does not tell its routes");
-        return routes;
-    });
+    constexpr static cli_column_s columns[] = {
+        {"destination", 18, 0}, {"via", 15, 0}, {"interface", 9, 0}, {"metric", 6, CLI_NUMBER}};
+    auto &[routes, count] = kept_of<Shown>(call);
+    if (!routes)
+        routes = reading.get();
+    if (!routes) {
+        cli_fail(call, "The system does not tell its routes");
+        return CLI_FAILED;
+    }
+    cli_columns(call, columns, std::size(columns));
+    if (count == routes->size())
+        return CLI_DONE;
+    const Route &route = (*routes)[count++];
+    cli_cell(call, "%s", route.destination.c_str());
+    cli_cell(call, "%s", route.via.c_str());
+    cli_cell(call, "%s", route.interface.c_str());
+    cli_cell(call, "%u", route.metric);
+    return count < routes->size() ? CLI_MORE : CLI_DONE;
 }
 
 } // namespace device

@@ -4,8 +4,11 @@
 #include "visitors.h"
 
 #include <algorithm>
+#include <cinttypes>
+#include <iterator>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 #include <time.h>
@@ -24,37 +27,34 @@ struct List {
 
 List list;
 
-std::string row_of(const Visitor &visitor, bool is_this_one)
-{
-    const int64_t idle = now_ms() - visitor.last_input.load(std::memory_order_relaxed);
-    char columns[80];
-    std::snprintf(columns, sizeof(columns), "%c%5lu  %-12s  %3d x %-3d  %6ld  ",
-                  is_this_one ? '*' : ' ', visitor.number, visitor.terminal.c_str(),
-                  visitor.columns, visitor.rows,
-                  static_cast<long>(std::max<int64_t>(idle, 0) / 1000));
-    return columns + visitor.peer + "\n";
-}
-
-struct Shown {
-    bool is_begun;
-    unsigned long last; // by number
+struct Row {
+    unsigned long number;
+    bool is_own;
+    int64_t idle_ms;
+    std::string peer;
+    std::string terminal;
+    int columns;
+    int rows;
 };
 
-// Returns: the row of the next session, none when there is no other.
-std::string next_row(Shown &shown, const Visitor *own)
+// Returns: the row of the session after that number; nothing when there is no other.
+std::optional<Row> next_row(unsigned long last, const Visitor *own)
 {
     const std::lock_guard lock(list.mutex);
-    const auto next = list.visitors.upper_bound(shown.last);
+    const auto next = list.visitors.upper_bound(last);
     if (next == list.visitors.end())
         return {};
-    shown.last = next->first;
-    return row_of(next->second, &next->second == own);
+    const Visitor &visitor = next->second;
+    const int64_t idle_ms = now_ms() - visitor.last_input.load(std::memory_order_relaxed);
+    return Row{visitor.number, &visitor == own,  std::max<int64_t>(idle_ms, 0),
+               visitor.peer,   visitor.terminal, visitor.columns,
+               visitor.rows};
 }
 
-bool has_more(const Shown &shown)
+bool has_more(unsigned long last)
 {
     const std::lock_guard lock(list.mutex);
-    return list.visitors.upper_bound(shown.last) != list.visitors.end();
+    return list.visitors.upper_bound(last) != list.visitors.end();
 }
 
 } // namespace
@@ -108,14 +108,23 @@ void note_terminal(Console &console)
 // A session a call: others may come and go between two.
 int32_t show_sessions(cli_call_s *call, Console &console)
 {
-    auto *shown = static_cast<Shown *>(cli_state(call, sizeof(Shown), nullptr));
-    if (!shown)
-        throw std::bad_alloc();
-    if (std::exchange(shown->is_begun, true))
-        cli_print(call, "%s", next_row(*shown, console.visitor).c_str());
-    else
-        cli_print(call, "    No  Terminal      Size         Idle  Peer\n");
-    return has_more(*shown) ? CLI_MORE : CLI_DONE;
+    constexpr static cli_column_s columns[] = {
+        {"own", 3, 0},       {"no", 4, CLI_NUMBER},      {"idle", 6, CLI_NUMBER}, {"peer", 21, 0},
+        {"terminal", 12, 0}, {"columns", 7, CLI_NUMBER}, {"rows", 4, CLI_NUMBER}};
+    auto &last = kept_of<unsigned long>(call); // number of the one that was shown last
+    cli_columns(call, columns, std::size(columns));
+    const std::optional<Row> row = next_row(last, console.visitor);
+    if (!row)
+        return CLI_DONE;
+    last = row->number;
+    cli_cell(call, "%s", row->is_own ? "*" : "");
+    cli_cell(call, "%lu", row->number);
+    cli_cell(call, "%" PRId64, row->idle_ms / 1000);
+    cli_cell(call, "%s", row->peer.c_str());
+    cli_cell(call, "%s", row->terminal.c_str());
+    cli_cell(call, "%d", row->columns);
+    cli_cell(call, "%d", row->rows);
+    return has_more(last) ? CLI_MORE : CLI_DONE;
 }
 
 } // namespace device
