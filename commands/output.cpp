@@ -119,7 +119,8 @@ void cli_fail_at(cli_call_s *call, const char *name, const char *format, ...)
     va_end(arguments);
 }
 
-// The row stays when something else is written, or the call ends.
+// The row stays when something else is written, or the call ends, but for a message without
+// columns: what comes next is then written over it.
 void cli_progress(cli_call_s *call, const char *format, ...)
 {
     tsession_s *session = call->shell->session;
@@ -139,12 +140,13 @@ void cli_progress(cli_call_s *call, const char *format, ...)
             len = tsession_fit(cleaned, most - 1, &columns);
         columns += is_cut ? 1 : 0;
         char row[size_t{2} * most_progress_columns + most_progress_bytes];
+        const bool is_first = call->progress_columns == 0;
         const int32_t left = std::max(call->progress_columns - columns, 0);
         const int written = std::snprintf(
-            row, std::size(row), "%s%.*s%s%*s", call->progress_columns > 0 ? "\r" : "",
-            static_cast<int>(len), cleaned, is_cut ? mark : "", left, "");
+            row, std::size(row), "%s%.*s%s%*s%s", is_first ? "" : "\r", static_cast<int>(len),
+            cleaned, is_cut ? mark : "", left, "", is_first || columns > 0 ? "" : "\r");
         tsession_write(session, row, static_cast<size_t>(written));
-        call->progress_columns = std::max(columns, 1);
+        call->progress_columns = columns;
     });
     va_end(arguments);
 }

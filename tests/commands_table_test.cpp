@@ -56,13 +56,25 @@ int32_t show_progress(cli_call_s *call, void *)
     return CLI_DONE;
 }
 
-// Messages of characters that take two columns, one or none; the last one ends no row.
+// Messages of characters that take two columns, one or none.
 int32_t show_wide_progress(cli_call_s *call, void *)
 {
     cli_progress(call, "%s", "\xe4\xb8\xad\xe6\x96\x87\xe4\xb8\xad\xe6\x96\x87\xe4\xb8\xad");
     cli_progress(call, "%s", "\x1b[2Ja\xcc\x81\n");
     cli_progress(call, "%s", std::string(2000, 'x').c_str());
     cli_progress(call, "%s", "");
+    return CLI_DONE;
+}
+
+int32_t take_progress_back(cli_call_s *call, void *)
+{
+    cli_progress(call, "%s", ""); // there is none yet
+    cli_progress(call, "half of it");
+    cli_progress(call, "%s", "");
+    if (cli_has(call, "fails"))
+        cli_fail(call, "gone");
+    else
+        cli_print(call, "all of it\n");
     return CLI_DONE;
 }
 
@@ -150,6 +162,7 @@ const cli_command_s exec_rows[] = {
     {"both",                          "a table, too",  show_both,            nullptr,     0, 0, nullptr},
     {"long",                          "long rows",     show_long,            nullptr,     0, 0, nullptr},
     {"progress",                      "slow",          show_progress,        nullptr,     0, 0, nullptr},
+    {"progress back [fails]",         "slow, too",     take_progress_back,   nullptr,     0, 0, nullptr},
     {"wide progress",                 "slow, too",     show_wide_progress,   nullptr,     0, 0, nullptr},
     {"cell",                          "wrong",         cell_without_columns, nullptr,     0, 0, nullptr},
     {"unknown",                       "wrong",         write_unknown,        nullptr,     0, 0, nullptr},
@@ -302,18 +315,26 @@ TEST_F(Tables, ProgressReplacesItself)
     EXPECT_EQ(run("progress"), "a row\n");
 }
 
+TEST_F(Tables, AnEmptyProgressTakesItsRowBack)
+{
+    const std::string gone = "half of it\r" + std::string(10, ' ') + "\r";
+    EXPECT_EQ(show("progress back", 80), gone + "all of it\r\n> ");
+    EXPECT_EQ(show("progress back | count", 80), gone + "1\r\n> ");
+    EXPECT_EQ(show("progress back fails", 80), gone + "% gone\r\n> ");
+}
+
 TEST_F(Tables, ProgressIsCutWithAMarkByTheColumnsThatItTakes)
 {
     const std::string blank(9, ' ');
     EXPECT_EQ(show("progress", 10), "5 % of a>\r50 %     \r\na row\r\nready\r\n> ");
     EXPECT_EQ(show("wide progress", 10), "\xe4\xb8\xad\xe6\x96\x87\xe4\xb8\xad\xe6\x96\x87>\r"
                                          "?[2Ja\xcc\x81?   \rxxxxxxxx>\r" +
-                                             blank + "\r\n> ");
+                                             blank + "\r\r\n> ");
     // As wide as the row may be, and wider.
     EXPECT_EQ(show("wide progress", 11).substr(0, 16),
               "\xe4\xb8\xad\xe6\x96\x87\xe4\xb8\xad\xe6\x96\x87\xe4\xb8\xad\r");
     const std::string widest = show("wide progress", 512);
-    EXPECT_NE(widest.find("\r" + std::string(254, 'x') + ">\r" + std::string(255, ' ') + "\r\n"),
+    EXPECT_NE(widest.find("\r" + std::string(254, 'x') + ">\r" + std::string(255, ' ') + "\r\r\n"),
               std::string::npos)
         << widest;
 }

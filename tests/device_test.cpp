@@ -1352,6 +1352,18 @@ TEST_F(Device, APingIsAnsweredAndTheCommandHoldsThePrompt)
     EXPECT_LT(shown.find("2 requests, 2 answers, "), shown.find("after it"));
 }
 
+TEST_F(Device, AQuietPingShowsHowFarItIsUntilItsSummaryTakesTheRow)
+{
+    Guest guest;
+    std::string shown = guest.type("ping 127.0.0.1 count 2 quiet\r");
+    while (guest.row() != "> ") {
+        acts.do_next();
+        shown += guest.go_on();
+    }
+    EXPECT_TRUE(has(shown, "1 of 2 requests, 1 answers"));
+    EXPECT_TRUE(has(guest.screen(), "> ping 127.0.0.1 count 2 quiet\n2 requests, 2 answers, "));
+}
+
 TEST_F(Device, APingThatThereAreNoDescriptorsForSaysSo)
 {
     Guest guest;

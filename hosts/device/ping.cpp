@@ -33,6 +33,7 @@ struct Request {
 
     std::mutex mutex;
     std::vector<std::string> rows;     // that the command has not shown yet
+    std::string progress;              // in place of these, with "quiet"
     std::optional<std::string> result; // the last row, once it is over
     bool has_failed = false;
     bool is_cancelled = false;
@@ -130,6 +131,7 @@ class Run {
     void send_request()
     {
         sent_++;
+        tell_progress();
         const auto on_timer = [](uv_timer_t *timer) {
             Run &run = *static_cast<Run *>(timer->data);
             run.enter([&run] { run.on_time(); });
@@ -169,6 +171,7 @@ class Run {
         shortest_ms_ = answered_ == 0 ? ms : std::min(shortest_ms_, ms);
         longest_ms_ = std::max(longest_ms_, ms);
         answered_++;
+        tell_progress();
         if (probe_.is_echo())
             add_row("%lld bytes from %s in %.3f ms", static_cast<long long>(request_->bytes),
                     probe_.name(), ms);
@@ -203,6 +206,18 @@ class Run {
             uv_close(reinterpret_cast<uv_handle_t *>(poll),
                      [](uv_handle_t *closed) { delete reinterpret_cast<uv_poll_t *>(closed); });
         probe_.give_up();
+    }
+
+    void tell_progress()
+    {
+        if (!request_->is_quiet)
+            return;
+        {
+            const std::lock_guard lock(request_->mutex);
+            request_->progress = std::to_string(sent_) + " of " + std::to_string(request_->count) +
+                                 " requests, " + std::to_string(answered_) + " answers";
+        }
+        request_->wake();
     }
 
     // What has become of the last request.
@@ -386,6 +401,8 @@ int32_t ping(cli_call_s *call, Console &console)
     const std::lock_guard lock(request.mutex);
     for (const std::string &row : std::exchange(request.rows, {}))
         cli_print(call, "%s\n", row.c_str());
+    if (request.is_quiet)
+        cli_progress(call, "%s", request.result ? "" : request.progress.c_str());
     if (!request.result)
         return CLI_LATER;
     if (!request.has_failed) {

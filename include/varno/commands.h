@@ -464,8 +464,9 @@ VARNO_API void cli_columns(cli_call_s *call, const cli_column_s *columns, size_t
 VARNO_API void cli_cell(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
 
 /* Writes a message about how far the call is, by its format, in place of the one
- * before it, on a row that other output leaves standing. It is cut, with ">" as a mark, where
- * the row is too narrow, and at 255 columns. A batch leaves it out. */
+ * before it, on a row that other output leaves standing; an empty one takes the row back. It
+ * is cut, with ">" as a mark, where the row is too narrow, and at 255 columns. A batch leaves
+ * it out. */
 VARNO_API void cli_progress(cli_call_s *call, const char *format, ...) VARNO_PRINTF(2, 3);
 
 /* Writes a line of configuration, which can be read back: what "%s" in its format
