@@ -113,25 +113,25 @@ void cli_config(cli_call_s *call, const char *format, ...)
     Array<char> line = {};
     va_list arguments;
     va_start(arguments, format);
-    for (const char *at = format; *at;) {
-        if (*at != '%') {
-            line.add(*at++);
-            continue;
-        }
-        const Conversion one = read_conversion(++at);
-        add_conversion(line, one, arguments);
-    }
-    va_end(arguments);
-    const bool is_made = line.add('\n') && line.add('\0');
     try {
-        if (is_made)
+        for (const char *at = format; *at;) {
+            if (*at != '%') {
+                line.add(*at++);
+                continue;
+            }
+            const Conversion one = read_conversion(++at);
+            add_conversion(line, one, arguments);
+        }
+        if (line.add('\n') && line.add('\0'))
             write_output(call, line.begin());
         else
             fail(call, "out of memory");
     } catch (...) {
+        va_end(arguments);
         line.release();
         throw;
     }
+    va_end(arguments);
     line.release();
 }
 

@@ -147,7 +147,7 @@ int32_t write_interfaces(cli_call_s *call, void *)
 
 int32_t write_unknown(cli_call_s *call, void *)
 {
-    cli_config(call, "%5d", 5);
+    cli_config(call, "before it %5d", 5);
     return CLI_DONE;
 }
 
