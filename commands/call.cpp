@@ -13,6 +13,7 @@
 #include <cstring>
 #include <iterator>
 #include <string_view>
+#include <utility>
 
 namespace varno::commands {
 namespace {
@@ -22,6 +23,7 @@ constexpr char source_name[] = "commands_call";
 constexpr char call_tag[] = "cli_call_s";
 constexpr char kept_tag[] = "cli_call_words";
 constexpr char state_tag[] = "cli_call_state";
+constexpr char not_saved[] = "not all could be saved";
 
 bool goes_on(int32_t result)
 {
@@ -71,25 +73,39 @@ bool is_argument(const cli_pmatch_s *word, const char *name)
     return word->node->type == PNODE_STRING && std::strcmp(word->node->keyword, name) == 0;
 }
 
-// The call has ended; its record stays until whoever has it lets go.
+void release_both(Pipe *pipe, Snapshot *snapshot)
+{
+    try {
+        release_pipe(pipe);
+    } catch (...) {
+        let_go(snapshot);
+        throw;
+    }
+    let_go(snapshot);
+}
+
+// The call has ended; its record stays until whoever has it lets go. What the program is told of
+// comes last: any of that may leave by an exception.
 void finish_call(cli_call_s *call)
 {
     if (call->is_over)
         return;
     call->is_over = true;
-    release_state(call);
-    Pipe *pipe = call->pipe;
-    call->pipe = nullptr;
-    release_pipe(pipe);
     call->table.release();
     tracked_free(call->kept_words, kept_tag);
     tracked_free(call->kept_text, kept_tag);
     call->kept_words = nullptr;
     call->kept_text = nullptr;
     call->words = call->end_word = nullptr;
-    Snapshot *snapshot = call->snapshot;
-    call->snapshot = nullptr;
-    let_go(snapshot);
+    Pipe *pipe = std::exchange(call->pipe, nullptr);
+    Snapshot *snapshot = std::exchange(call->snapshot, nullptr);
+    try {
+        release_state(call);
+    } catch (...) {
+        release_both(pipe, snapshot);
+        throw;
+    }
+    release_both(pipe, snapshot);
 }
 
 const char *text_of_choice(const cli_pmatch_s *word)
@@ -107,7 +123,8 @@ bool read_argument(cli_call_s *call, const char *name, Value &out_value)
                       out_value);
 }
 
-// The modes after a command that is done. A set that was built meanwhile may have lost the mode.
+// The modes after a command that is done. A set that was built meanwhile may have lost the mode, and
+// the shell its level.
 bool move(cli_call_s *call)
 {
     cli_shell_s *shell = call->shell;
@@ -117,11 +134,29 @@ bool move(cli_call_s *call)
     row.of = same_mode(call->snapshot, row.of, shell->snapshot);
     row.enters = same_mode(call->snapshot, row.enters, shell->snapshot);
     const bool is_there = row.of >= 0 && (row.enters >= 0 || row.move != Move::enter);
-    const bool is_moved = is_there && follow_row(shell->modes, row, call->words, call->end_word);
+    const bool is_allowed = row.command->level <= shell->level;
+    const bool is_moved =
+        is_there && is_allowed && follow_row(shell->modes, row, call->words, call->end_word);
     if (!is_moved)
-        fail(call, is_there ? "out of memory" : "the mode is gone");
+        fail(call, !is_there     ? "the mode is gone"
+                   : !is_allowed ? "the level is gone"
+                                 : "out of memory");
     show_mode(shell);
     return is_moved;
+}
+
+// What a call that has ended has not written yet, and where it leads. Returns its result.
+int32_t conclude(cli_call_s *call, int32_t result)
+{
+    if (result == CLI_DONE)
+        end_table(call);
+    if (call->has_failed)
+        result = CLI_FAILED;
+    if (call->pipe && !end_pipe(call->pipe, result == CLI_DONE)) {
+        fail(call, not_saved);
+        result = CLI_FAILED;
+    }
+    return result == CLI_DONE && move(call) ? CLI_DONE : CLI_FAILED;
 }
 
 bool begin_pipe(cli_call_s *call)
@@ -183,10 +218,14 @@ const cli_pmatch_s *find_choice(const cli_call_s *call, const char *name)
 
 void release_state(cli_call_s *call)
 {
-    void *state = call->state;
-    call->state = nullptr;
-    if (state && call->release_state)
-        call->release_state(state);
+    void *state = std::exchange(call->state, nullptr);
+    try {
+        if (state && call->release_state)
+            call->release_state(state);
+    } catch (...) {
+        tracked_free(state, state_tag);
+        throw;
+    }
     tracked_free(state, state_tag);
 }
 
@@ -207,6 +246,7 @@ int32_t begin_call(cli_shell_s *shell, const char *line, const cli_pnode_s *acti
     call->words = (matches->node->attr & attr_prefix) != 0 ? matches->next : matches;
     call->end_word = find_bar(matches);
     end_check(shell);
+    call->is_running = true; // whoever removes its rows while its filters are made waits for it
     call->next = shell->calls;
     shell->calls = call;
     int32_t result = CLI_FAILED;
@@ -216,7 +256,7 @@ int32_t begin_call(cli_shell_s *shell, const char *line, const cli_pnode_s *acti
             return CLI_FAILED;
         }
         if (call->words == matches) // else it is run from where the shell is
-            leave_modes(shell, call->row->of);
+            leave_modes(shell, same_mode(call->snapshot, call->row->of, shell->snapshot));
         result = go_on(call);
         if (goes_on(result) && !keep_words(call)) {
             cancel(call);
@@ -243,35 +283,25 @@ int32_t go_on(cli_call_s *call)
     try {
         if (command.run)
             result = command.run(call, command.user);
+        if (!goes_on(result))
+            result = conclude(call, result);
     } catch (...) {
-        call->is_running = false;
         finish_call(call);
         throw;
     }
     call->is_running = false;
-    if (call->has_failed && !goes_on(result))
-        result = CLI_FAILED;
     call->is_late = result == CLI_LATER;
-    if (goes_on(result) && call->is_cancel_asked) {
-        cancel(call);
-        result = CLI_FAILED;
-    }
-    bool is_saved = true;
-    if (goes_on(result) && call->pipe && call->pipe->is_broken) {
-        cancel(call);
-        is_saved = false;
-    } else if (!goes_on(result) && call->pipe) {
-        is_saved = end_pipe(call->pipe, result == CLI_DONE);
-    }
-    if (!is_saved) {
-        fail(call, "not all could be saved");
-        result = CLI_FAILED;
-    }
-    if (result == CLI_DONE && !call->is_over && !move(call))
-        result = CLI_FAILED;
-    if (!goes_on(result))
+    if (!goes_on(result)) {
         finish_call(call);
-    return result;
+        return result;
+    }
+    const bool is_broken = call->pipe && call->pipe->is_broken;
+    if (!call->is_cancel_asked && !is_broken)
+        return result;
+    cancel(call);
+    if (is_broken)
+        fail(call, not_saved);
+    return CLI_FAILED;
 }
 
 void cancel(cli_call_s *call)
@@ -301,30 +331,6 @@ void end_call(cli_call_s *call)
         link = &(*link)->next;
     *link = call->next;
     tracked_free(call, call_tag);
-}
-
-void cancel_calls_of(cli_set_s *set, const Owner *owner)
-{
-    const auto find = [set, owner]() -> cli_call_s * {
-        for (const cli_shell_s *shell = set->shells; shell; shell = shell->next) {
-            for (cli_call_s *call = shell->calls; call; call = call->next) {
-                if (!call->is_over && !call->is_cancel_asked && call->row->owner == owner)
-                    return call;
-            }
-        }
-        return nullptr;
-    };
-    while (cli_call_s *call = find()) {
-        const cli_shell_s *shell = call->shell;
-        const bool is_running = call->is_running;
-        cancel(call);
-        if (is_running)
-            continue;
-        if (shell->session)
-            tsession_wake(shell->session); // its output ends
-        else
-            end_call(call);
-    }
 }
 
 } // namespace varno::commands

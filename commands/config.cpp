@@ -44,9 +44,12 @@ void add_number(Array<char> &out, const Conversion &one, va_list &arguments)
     const bool is_long = one.length == "l";
     const bool is_widest = one.length == "ll" || one.length == "j";
     const bool is_size = one.length == "z" || one.length == "t";
+    static_assert(sizeof(size_t) == sizeof(ptrdiff_t));
     intmax_t number = 0;
     if (is_widest)
         number = va_arg(arguments, intmax_t);
+    else if (is_size && is_signed)
+        number = va_arg(arguments, ptrdiff_t);
     else if (is_size)
         number = static_cast<intmax_t>(va_arg(arguments, size_t));
     else if (is_long && is_signed)
@@ -79,6 +82,8 @@ void add_number(Array<char> &out, const Conversion &one, va_list &arguments)
 bool is_known(const Conversion &one)
 {
     if (one.kind == '\0' || !std::strchr("sdiuxXc%", one.kind))
+        return false;
+    if (std::strchr("sc%", one.kind) && !one.length.empty())
         return false;
     return one.flags.empty() || (one.kind == 's' && one.flags == "-");
 }

@@ -305,6 +305,7 @@ bool make_pipe(cli_call_s *call, const cli_pmatch_s *bar, Pipe *&out_pipe,
         return false;
     }
     pipe->call = call;
+    out_pipe = pipe;
     while (bar) {
         const cli_pmatch_s *word = bar->next;
         const cli_pmatch_s *argument = word->next;
@@ -314,12 +315,12 @@ bool make_pipe(cli_call_s *call, const cli_pmatch_s *bar, Pipe *&out_pipe,
         if (wrong) {
             std::snprintf(out_why, size, "%s: %s", argument->node->keyword, wrong);
             out_at = argument;
+            out_pipe = nullptr;
             release_pipe(pipe);
             return false;
         }
         bar = find_bar(word);
     }
-    out_pipe = pipe;
     return true;
 }
 
@@ -393,13 +394,13 @@ void release_pipe(Pipe *pipe)
 {
     if (!pipe)
         return;
-    if (void *file = pipe->file) {
-        pipe->file = nullptr;
-        pipe->call->shell->save->end(file, 0);
-    }
+    void *file = pipe->file;
+    const cli_save_s *save = pipe->call->shell->save;
     for (const Stage &stage : pipe->stages)
         release_pattern(stage.pattern);
     tracked_free(pipe, pipe_tag);
+    if (file)
+        save->end(file, 0);
 }
 
 const cli_pmatch_s *find_bar(const cli_pmatch_s *words)

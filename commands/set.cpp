@@ -51,22 +51,27 @@ void add_uses(Owner *owner, int64_t uses)
         owner->uses += uses;
 }
 
-// The last use of an owner that was removed: its record goes, then it hears of it.
-void drop_uses(cli_set_s *set, Owner *owner, int64_t uses)
+// Of owners that were removed and have no use any more the record goes, then they hear of it, which
+// may change the list.
+void tell_released(cli_set_s *set)
 {
-    if (!owner)
-        return;
-    owner->uses -= uses;
-    if (owner->uses > 0 || !owner->is_removed)
-        return;
-    Owner **link = &set->owners;
-    while (*link != owner)
-        link = &(*link)->next;
-    *link = owner->next;
-    const Owner gone = *owner;
-    tracked_free(owner, owner_tag);
-    if (gone.released)
-        gone.released(gone.ctx);
+    for (Owner **link = &set->owners; *link;) {
+        if (!(*link)->is_removed || (*link)->uses > 0) {
+            link = &(*link)->next;
+            continue;
+        }
+        const Owner gone = **link;
+        tracked_free(*link, owner_tag);
+        *link = gone.next;
+        link = &set->owners;
+        try {
+            if (gone.released)
+                gone.released(gone.ctx);
+        } catch (...) {
+            tell_released(set);
+            throw;
+        }
+    }
 }
 
 // Room for more; a set that was short of memory is not so for ever.
@@ -243,8 +248,14 @@ int32_t make_snapshot(cli_set_s *set, const Owner *without, cli_finding_fn tell,
     const bool is_built =
         copy_but(set->rows, without, made->rows) && copy_but(set->types, without, made->types) &&
         copy_but(set->modes, without, made->modes) && build_snapshot(made, findings);
-    if (is_built)
-        tell_findings(made, findings, tell, ctx);
+    try {
+        if (is_built)
+            tell_findings(made, findings, tell, ctx);
+    } catch (...) {
+        findings.list.release();
+        let_go(made);
+        throw;
+    }
     findings.list.release();
     const int32_t errors = is_built ? findings.errors : -1;
     if (errors == 0)
@@ -258,9 +269,26 @@ void use_snapshot(cli_set_s *set, Snapshot *snapshot)
 {
     Snapshot *old = set->current;
     set->current = snapshot;
-    for (cli_shell_s *shell = set->shells; shell; shell = shell->next)
-        take_snapshot(shell, snapshot);
+    try {
+        update_shells(set);
+    } catch (...) {
+        let_go(old);
+        throw;
+    }
     let_go(old);
+}
+
+void end_removal(cli_set_s *set, Owner *owner, int64_t uses)
+{
+    try {
+        cancel_calls_of(set, owner);
+    } catch (...) {
+        owner->uses -= uses;
+        tell_released(set);
+        throw;
+    }
+    owner->uses -= uses;
+    tell_released(set);
 }
 
 } // namespace
@@ -301,16 +329,18 @@ void let_go(Snapshot *snapshot)
     if (!snapshot || --snapshot->holders > 0)
         return;
     for (const Row &row : snapshot->rows)
-        drop_uses(snapshot->set, row.owner, 1);
+        add_uses(row.owner, -1);
     for (const Type &type : snapshot->types)
-        drop_uses(snapshot->set, type.owner, 1);
+        add_uses(type.owner, -1);
     for (const ModeRow &mode : snapshot->modes)
-        drop_uses(snapshot->set, mode.owner, 1);
+        add_uses(mode.owner, -1);
     release_graph(snapshot->graph);
     snapshot->rows.release();
     snapshot->types.release();
     snapshot->modes.release();
+    cli_set_s *set = snapshot->set;
     tracked_free(snapshot, snapshot_tag);
+    tell_released(set);
 }
 
 } // namespace varno::commands
@@ -384,8 +414,7 @@ int32_t cli_set_host(cli_set_s *set, const char *name)
         return -1;
     tracked_free(set->host, host_tag);
     set->host = copy;
-    for (cli_shell_s *shell = set->shells; shell; shell = shell->next)
-        show_mode(shell);
+    update_shells(set);
     return 0;
 }
 
@@ -409,15 +438,20 @@ int32_t cli_set_remove(cli_set_s *set, const void *owner, cli_released_fn releas
     const auto of_owner = [removed](const auto &item) { return item.owner == removed; };
     const auto used = std::count_if(set->rows.begin(), set->rows.end(), of_owner) +
                       std::count_if(set->types.begin(), set->types.end(), of_owner) +
-                      std::count_if(set->modes.begin(), set->modes.end(), of_owner);
+                      std::count_if(set->modes.begin(), set->modes.end(), of_owner) + 1;
+    removed->uses++; // by this removal
     remove_of(set->rows, removed);
     remove_of(set->types, removed);
     remove_of(set->modes, removed);
     removed->is_removed = true;
     removed->released = released;
     removed->ctx = ctx;
-    use_snapshot(set, made);
-    cancel_calls_of(set, removed);
-    drop_uses(set, removed, used);
+    try {
+        use_snapshot(set, made);
+    } catch (...) {
+        end_removal(set, removed, used);
+        throw;
+    }
+    end_removal(set, removed, used);
     return 0;
 }

@@ -75,6 +75,7 @@ struct cli_set_s {
     varno::commands::Owner *owners;
     varno::commands::Snapshot *current; // NULL: nothing is built yet
     cli_shell_s *shells;
+    uint64_t freed_shells;
     uint64_t last_ticket;
     int32_t questions; // callbacks of types that have not returned: the graph is being walked
 };

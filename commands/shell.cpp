@@ -28,8 +28,14 @@ void release_modes(cli_shell_s *shell)
 
 void destroy(cli_shell_s *shell)
 {
-    while (shell->calls)
-        end_call(shell->calls);
+    try {
+        while (shell->calls)
+            end_call(shell->calls);
+    } catch (...) {
+        destroy(shell);
+        throw;
+    }
+    shell->set->freed_shells++;
     cli_shell_s **link = &shell->set->shells;
     while (*link != shell)
         link = &(*link)->next;
@@ -139,27 +145,32 @@ int32_t go_on_for_a_turn(cli_call_s *call)
     return result;
 }
 
-// An output that goes on. A call that is over has been cancelled by the set.
+void cancel_and_end(cli_call_s *call)
+{
+    try {
+        cancel(call);
+    } catch (...) {
+        end_call(call);
+        throw;
+    }
+    end_call(call);
+}
+
+// An output that goes on.
 int produce(tsession_s *, void *user, void *ctx, int is_cancelled)
 {
     auto *shell = static_cast<cli_shell_s *>(user);
     auto *call = static_cast<cli_call_s *>(ctx);
-    if (!is_cancelled && !call->is_over && call->is_late && !call->is_woken)
-        return TSESSION_LATER; // a session asks once before it waits
-    int32_t result = CLI_FAILED;
     if (is_cancelled) {
-        try {
-            cancel(call);
-        } catch (...) {
-            end_call(call);
-            throw;
-        }
-    } else if (!call->is_over) {
-        result = go_on_for_a_turn(call); // left by an exception, it is cancelled next
+        shell->result = CLI_FAILED;
+        cancel_and_end(call);
+        return TSESSION_DONE;
     }
-    shell->result = result;
+    if (call->is_late && !call->is_woken)
+        return TSESSION_LATER;              // a session asks once before it waits
+    shell->result = go_on_for_a_turn(call); // left by an exception, it is cancelled next
     if (!call->is_over)
-        return result; // CLI_MORE and CLI_LATER are the session's
+        return shell->result; // CLI_MORE and CLI_LATER are the session's
     end_call(call);
     return TSESSION_DONE;
 }
@@ -192,13 +203,7 @@ void run_in_session(tsession_s *s, void *user, const char *line, const cli_pnode
     if (begin_output(s, call))
         return;
     shell->result = CLI_FAILED;
-    try {
-        cancel(call);
-    } catch (...) {
-        end_call(call);
-        throw;
-    }
-    end_call(call);
+    cancel_and_end(call);
     write_error(shell, "% another output is going on\n");
 }
 
@@ -413,8 +418,7 @@ cli_call_s *waiting_call(const cli_shell_s *shell)
     return call;
 }
 
-} // namespace
-
+// The graph that is in force from now on.
 void take_snapshot(cli_shell_s *shell, Snapshot *snapshot)
 {
     Snapshot *old = shell->snapshot;
@@ -423,8 +427,58 @@ void take_snapshot(cli_shell_s *shell, Snapshot *snapshot)
         move_modes(shell->modes, old, snapshot);
         move_modes(shell->checked, old, snapshot);
     }
-    show_mode(shell);
+    try {
+        show_mode(shell);
+    } catch (...) {
+        let_go(old);
+        throw;
+    }
     let_go(old);
+}
+
+} // namespace
+
+// When one is gone all are looked at again: a shell that has everything shows nothing.
+void update_shells(cli_set_s *set)
+{
+    for (cli_shell_s *shell = set->shells; shell;) {
+        const uint64_t freed_before = set->freed_shells;
+        try {
+            take_snapshot(shell, set->current);
+        } catch (...) {
+            update_shells(set); // the session of this one is closed
+            throw;
+        }
+        shell = set->freed_shells == freed_before ? shell->next : set->shells;
+    }
+}
+
+// A session's call is its output. It is cancelled within the session, where a fault ends that alone.
+void cancel_calls_of(cli_set_s *set, const Owner *owner)
+{
+    const auto find = [set, owner]() -> cli_call_s * {
+        for (const cli_shell_s *shell = set->shells; shell; shell = shell->next) {
+            for (cli_call_s *call = shell->calls; call; call = call->next) {
+                if (!call->is_over && !call->is_cancel_asked && call->row->owner == owner)
+                    return call;
+            }
+        }
+        return nullptr;
+    };
+    while (cli_call_s *call = find()) {
+        cli_shell_s *shell = call->shell;
+        const bool is_running = call->is_running;
+        call->is_cancel_asked = true;
+        try {
+            if (!is_running && shell->session)
+                tsession_cancel(shell->session);
+            else if (!is_running)
+                enter(shell, [call] { cancel_and_end(call); });
+        } catch (...) {
+            cancel_calls_of(set, owner);
+            throw;
+        }
+    }
 }
 
 void show_mode(cli_shell_s *shell)
@@ -533,7 +587,7 @@ void cli_shell_free(cli_shell_s *shell)
             tsession_close(shell->session);
         else if (shell->session)
             tsession_free(shell->session);
-        else if (cli_call_s *call = waiting_call(shell))
+        for (cli_call_s *call = shell->session ? nullptr : shell->calls; call; call = call->next)
             cancel(call);
     });
 }

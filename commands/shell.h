@@ -91,8 +91,9 @@ namespace varno::commands {
 void show_mode(cli_shell_s *shell);
 void set_level(cli_shell_s *shell, int32_t level);
 
-// The graph that is in force from now on.
-void take_snapshot(cli_shell_s *shell, Snapshot *snapshot);
+// All shells have what the set was built from last, and its name. What they show goes to their hosts,
+// which may free any of them.
+void update_shells(cli_set_s *set);
 // A word that may be a secret is in a line.
 void see_secret(cli_shell_s *shell);
 // The next line that is checked is looked at where the shell is.

@@ -18,6 +18,12 @@ constexpr char source_name[] = "commands_table";
 
 constexpr int32_t gap = 2; // blanks between two columns
 constexpr char mark[] = ">";
+constexpr int32_t widest = 1024; // column
+
+int32_t width_of(const cli_column_s &column)
+{
+    return std::clamp(column.width, 0, widest);
+}
 
 void add_text(Array<char> &out, const char *text)
 {
@@ -54,9 +60,10 @@ int32_t lay_out(const Table &table, const char *cells, bool is_cut, Array<char> 
     for (size_t i = 0; i < table.count; i++) {
         const cli_column_s &column = table.columns[i];
         Array<char> cell = {};
-        const int32_t columns = add_cell(cell, cells, is_cut ? column.width : 0);
+        const int32_t width = width_of(column);
+        const int32_t columns = add_cell(cell, cells, is_cut ? width : 0);
         const bool is_right = (column.flags & CLI_NUMBER) != 0;
-        const int32_t inset = is_right ? std::max(column.width - columns, 0) : 0;
+        const int32_t inset = is_right ? std::max(width - columns, 0) : 0;
         const int32_t blanks = std::max(i == 0 ? 0 : gap, start - at) + inset;
         add_blanks(out, blanks);
         if (cell.add('\0'))
@@ -64,7 +71,7 @@ int32_t lay_out(const Table &table, const char *cells, bool is_cut, Array<char> 
         out.is_short = out.is_short || cell.is_short;
         cell.release();
         at += blanks + columns;
-        start += column.width + gap;
+        start += width + gap;
         cells += std::strlen(cells) + 1;
     }
     return at;
@@ -204,6 +211,17 @@ void write_row(cli_call_s *call, bool is_title)
 }
 
 } // namespace
+
+void end_table(cli_call_s *call)
+{
+    Table &table = call->table;
+    if (table.filled == 0)
+        return;
+    for (; table.filled < table.count; table.filled++)
+        table.cells.add('\0');
+    write_row(call, false);
+}
+
 } // namespace varno::commands
 
 using namespace varno::commands;
@@ -214,6 +232,7 @@ void cli_columns(cli_call_s *call, const cli_column_s *columns, size_t count)
     VARNO_ASSERT(count > 0);
     if (call->is_cancelled || table.columns == columns)
         return;
+    end_table(call);
     table.columns = columns;
     table.count = count;
     table.cells.used = 0;

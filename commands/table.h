@@ -20,6 +20,9 @@ struct Table {
     void release() { cells.release(); }
 };
 
+// Writes a row that has not all of its cells: the others are empty.
+void end_table(cli_call_s *call);
+
 } // namespace varno::commands
 
 #endif

@@ -571,6 +571,13 @@ int tsession_page(tsession_s *s, tsession_produce_fn produce, void *ctx)
     return result;
 }
 
+// One that was closed by an exception still has its output.
+void tsession_cancel(tsession_s *s)
+{
+    if (s->mode == Mode::pager)
+        transact(s, [s] { cancel_dialog(s); });
+}
+
 // Only a note, so that whoever wakes many sessions waits for none of their outputs.
 void tsession_wake(tsession_s *s)
 {

@@ -816,6 +816,7 @@ const Row rows[] = {
     DOES (never,   tsession_history_set_limit, w.s, 10),
     GIVES(goes_on, tsession_run_line,     (w.s, "w ip") != -1),
     ACT  (goes_on, tsession_vprint,       vprint_text),
+    DOES (never,   tsession_cancel,       w.s), // nothing runs
     DOES (never,   tsession_wake,         w.s),
     GIVES(never,   tsession_wants_input,  (w.s) == 1),
     DOES (never,   tsession_assertion_handler, nullptr, "condition", "source", 1),

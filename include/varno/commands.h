@@ -67,7 +67,8 @@
  *
  * A set, its types and its shells are used by one thread at a time, all together. Callbacks
  * get their row's user pointer. A callback may leave by an exception; it then ends the
- * session as any callback of a session does. */
+ * session as any callback of a session does, and reaches whoever has called this library. By
+ * then all is done that the call was to do, but for what the callback itself was asked for. */
 
 #include <varno/api.h>
 #include <varno/cli_assist.h>
@@ -92,7 +93,7 @@ typedef struct cli_column_s cli_column_s;
 typedef struct cli_save_s cli_save_s;
 typedef struct cli_shell_config_s cli_shell_config_s;
 
-/* What a command's function answers. */
+/* What a command's function answers; anything else is CLI_FAILED. */
 enum {
     CLI_DONE = 0,    /* it has done what it was to do */
     CLI_FAILED = -1, /* it could not, and has said why */
@@ -152,7 +153,7 @@ struct cli_mode_s {
 /* A column of a table. */
 struct cli_column_s {
     const char *name; /* in the row above the others, and in JSON */
-    int32_t width;    /* columns of the screen that it has at least */
+    int32_t width;    /* 0..1024, its least columns of the screen; another counts as the nearest */
     uint32_t flags;   /* CLI_NUMBER or 0 */
 };
 
@@ -342,7 +343,8 @@ VARNO_API const char *cli_shell_mode(const cli_shell_s *shell);
 VARNO_API const char *cli_shell_argument(const cli_shell_s *shell, const char *name);
 
 /* The shell's level, 0..15; another is taken as the nearest of these. Whoever loses
- * some goes back to the first mode. */
+ * some goes back to the first mode, and a call that is running then leads to no mode that its
+ * row's level is too high for. */
 VARNO_API int32_t cli_shell_level(const cli_shell_s *shell);
 VARNO_API void cli_shell_set_level(cli_shell_s *shell, int32_t level);
 
@@ -430,7 +432,8 @@ VARNO_API void *cli_state(cli_call_s *call, size_t bytes, void (*release)(void *
  *          function is called: what it writes is dropped. */
 VARNO_API int cli_is_cancelled(const cli_call_s *call);
 
-/* Returns: a number above 0 that names this call to cli_wake; it is never another call's. */
+/* Returns: a number above 0 that names this call to cli_wake; it is never another call's of
+ *          this set. */
 VARNO_API uint64_t cli_ticket(cli_call_s *call);
 
 /* The call of this ticket, which has answered CLI_LATER or will, is to be called
@@ -453,7 +456,8 @@ VARNO_API void cli_fail_at(cli_call_s *call, const char *name, const char *forma
     VARNO_PRINTF(3, 4);
 
 /* Writes a table: columns[0..count) once, then the cells of each row, one after the
- * other, each by its format; a row is written with its last one. Rows are aligned by
+ * other, each by its format; a row is written with its last one, or, where that is missing
+ * at the end, with empty cells. Rows are aligned by
  * the columns that texts take on a screen, and "  " stands between two. A cell wider
  * than its column moves those after it; where the terminal is too narrow for that it
  * is cut, with ">" as a mark. After "| json" each row is an object, by the names of

@@ -289,6 +289,10 @@ VARNO_API int tsession_page(tsession_s *s, tsession_produce_fn produce, void *ct
  * 0. May be called at any time, by the producer too. */
 VARNO_API void tsession_wake(tsession_s *s);
 
+/* Ends a long output, as its user's q does: produce(..., ctx, 1) is called, at once or, inside
+ * produce, when that returns. */
+VARNO_API void tsession_cancel(tsession_s *s);
+
 /* Says whether the host can take more output: is_writable is 0 while it cannot. A
  * long output then rests, and input is kept; tsession_wait is 0 when it can again and
  * there is more to do. It can at first. */

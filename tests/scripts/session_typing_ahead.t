@@ -92,6 +92,20 @@ WORK
   cancelled after 11
   line show ver
 
+! an output is cancelled by the host, and what was typed meanwhile is run
+SESSION plain 60 xterm
+LATER 1
+INPUT "show long"<cr>"show ver"<cr>
+  line show long
+  wait -1
+CANCEL
+  cancelled after 0
+  wait 0
+WORK
+  line show ver
+CANCEL
+  row "> |"
+
 ! a message while an output rests begins a row of its own
 SESSION plain 60 xterm
 LATER 1

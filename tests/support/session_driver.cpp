@@ -68,6 +68,8 @@ class SessionDriver : public ScriptDriver {
             host_->is_late = rest == "1";
         else if (verb == "WAKE")
             tsession_wake(session());
+        else if (verb == "CANCEL")
+            tsession_cancel(session());
         else if (verb == "WORK")
             host_->work();
         else if (verb == "ONCE")
