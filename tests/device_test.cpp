@@ -1177,6 +1177,43 @@ TEST_F(Device, AConfigurationThatIsReadBackIsTheSame)
     }
 }
 
+TEST_F(Device, AConfigurationIsReadBackThoughAnInterfaceHasGone)
+{
+    std::string problem;
+    const std::string text = "interface gone0\n description was here\n shutdown\n"
+                             "interface lo\n description stays\n";
+    EXPECT_TRUE(device::read_configuration(file_with(text), problem)) << problem;
+    EXPECT_EQ(run_lines({"show running-config"}), text);
+    EXPECT_EQ(run_lines({"show running-config interface gone0 | count"}), "3\n");
+    EXPECT_TRUE(has(run_refused({"do show interfaces gone0"}), "% NAME: an interface"));
+    Guest guest;
+    cli_shell_set_level(guest.console().shell, 15);
+    const std::string listed = guest.type("show running-config interface ?\025");
+    EXPECT_TRUE(has(listed, "  gone0             configured, but not there\r\n"));
+    EXPECT_TRUE(has(listed, "  lo                an interface\r\n"));
+    run_lines({"configure", "interface gone0", "no shutdown", "no description"});
+    EXPECT_EQ(run_lines({"show running-config"}), "interface lo\n description stays\n");
+    // Once nothing is said of it any more it is as unknown as any other.
+    EXPECT_TRUE(has(run_refused({"interface gone0"}), "% NAME: an interface"));
+    for (const char *name : {"a-name-of-16-cha", "\"a b\"", "\"\"", "a?b"}) {
+        const std::string path = file_with("interface " + std::string(name) + "\n");
+        EXPECT_FALSE(device::read_configuration(path, problem)) << name;
+        EXPECT_EQ(problem, path + ":1:11: NAME: an interface");
+    }
+    EXPECT_TRUE(device::read_configuration(file_with("interface of-15-characte\n"), problem));
+}
+
+TEST_F(Device, NoMoreInterfacesAreConfiguredThanThereMayBeOfAnyThing)
+{
+    std::string text;
+    for (int i = 1; i <= 1001; i++)
+        text += "interface g" + std::to_string(i) + "\n no shutdown\n shutdown\n";
+    std::string problem;
+    const std::string path = file_with(text);
+    EXPECT_FALSE(device::read_configuration(path, problem));
+    EXPECT_EQ(problem, path + ":3003: There are 1000 already");
+}
+
 TEST_F(Device, AFileOfConfigurationIsLookedAtAsAWholeFirst)
 {
     std::string problem;

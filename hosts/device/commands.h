@@ -18,6 +18,7 @@ Action show_version, show_history, show_memory, show_numbers, echo, start_timer,
 Action set_hostname, set_user, set_vlan, set_route;
 Action set_description, set_address, set_shutdown;
 Action write_configuration, write_interfaces;
+extern const cli_type_s port_type; // an interface that is there, or is configured
 
 // configuration_file.cpp
 Action save_configuration;

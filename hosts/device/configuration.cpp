@@ -14,8 +14,11 @@
 #include <optional>
 #include <utility>
 
+#include <net/if.h>
+
 #include "clean_text.h"
 #include "commands.h"
+#include "interfaces.h"
 
 namespace device {
 namespace {
@@ -27,6 +30,8 @@ struct Port {
     std::string description;
     std::string address;
     bool is_shut_down = false;
+
+    bool operator==(const Port &) const = default;
 };
 
 struct Configuration {
@@ -34,7 +39,7 @@ struct Configuration {
     std::map<std::string, int64_t> users;
     std::map<int64_t, std::string> vlans;
     std::map<std::string, std::string> routes;
-    std::map<std::string, Port> ports;
+    std::map<std::string, Port> ports; // with something to be said of them
 };
 
 struct Shared {
@@ -93,7 +98,16 @@ int32_t change_port(cli_call_s *call, const Change &change)
 {
     const std::string name = cli_shell_argument(cli_call_shell(call), "NAME");
     const std::lock_guard lock(shared.mutex);
-    return change(to_change().ports[name]);
+    auto &ports = to_change().ports;
+    int32_t result = change(ports[name]);
+    if (ports[name] == Port()) {
+        ports.erase(name);
+    } else if (ports.size() > most_things) {
+        ports.erase(name);
+        cli_fail(call, "There are %zu already", most_things);
+        result = CLI_FAILED;
+    }
+    return result;
 }
 
 // Sets a text to an argument, or takes it back; where the line names one, that one alone.
@@ -134,8 +148,6 @@ Writing &writing_of(cli_call_s *call)
 
 void write_port(cli_call_s *call, const std::string &name, const Port &port)
 {
-    if (port.description.empty() && port.address.empty() && !port.is_shut_down)
-        return;
     cli_config(call, "interface %s", name.c_str());
     if (!port.description.empty())
         cli_config(call, " description %-s", port.description.c_str());
@@ -143,6 +155,45 @@ void write_port(cli_call_s *call, const std::string &name, const Port &port)
         cli_config(call, " ip address %s", port.address.c_str());
     if (port.is_shut_down)
         cli_config(call, " shutdown");
+}
+
+std::vector<std::string> configured_interfaces()
+{
+    const std::lock_guard lock(shared.mutex);
+    std::vector<std::string> names;
+    for (const auto &[name, port] : shared.now->ports)
+        names.push_back(name);
+    return names;
+}
+
+bool contains(const std::vector<std::string> &names, const char *name)
+{
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+// What was saved is read back though an interface has gone meanwhile, and can be taken back then.
+int32_t accept_port(void *, cli_shell_s *shell, const char *word, const char **why)
+{
+    if (!is_plain_word(word) || std::strlen(word) >= IFNAMSIZ)
+        return 0;
+    const auto *console = static_cast<const Console *>(cli_shell_user(shell));
+    if ((console && console->is_reading_back) || contains(configured_interfaces(), word))
+        return 1;
+    const auto names = interface_names();
+    if (!names)
+        *why = interfaces_not_told;
+    return names && contains(*names, word);
+}
+
+void list_ports(void *, cli_shell_s *, const char *begun, cli_assist_value_fn value, void *ctx)
+{
+    const auto names = interface_names();
+    if (names)
+        list_interfaces(*names, begun, value, ctx);
+    for (const std::string &name : configured_interfaces()) {
+        if (name.starts_with(begun) && !(names && contains(*names, name.c_str())))
+            value(ctx, name.c_str(), "configured, but not there");
+    }
 }
 
 // The configuration can be written again only as what can be printed.
@@ -156,6 +207,8 @@ bool is_printable(cli_call_s *call, const char *name)
 }
 
 } // namespace
+
+const cli_type_s port_type = {"port", "an interface", accept_port, list_ports, nullptr};
 
 int32_t set_hostname(cli_call_s *call, Console &)
 {

@@ -28,8 +28,9 @@ constexpr size_t most_savings = 16;  // that wait
 // A batch that may do everything, in the mode that configures; what it writes is gathered.
 class Batch {
   public:
-    explicit Batch(const char *mode)
+    explicit Batch(const char *mode, bool is_reading_back = false)
     {
+        console_.is_reading_back = is_reading_back;
         cli_shell_config_s config = shell_config(console_);
         console_.host = &written_;
         config.mode = mode;
@@ -271,7 +272,7 @@ bool read_configuration(const std::string &path, std::string &out_problem)
     std::vector<std::string> lines;
     if (!read_lines(path, lines, out_problem))
         return false;
-    Batch batch("configure");
+    Batch batch("configure", true);
     out_problem = problems_of(batch.shell(), path, lines);
     for (size_t i = 0; out_problem.empty() && i < lines.size(); i++) {
         if (cli_shell_run(batch.shell(), lines[i].c_str()) == CLI_DONE)

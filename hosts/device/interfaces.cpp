@@ -18,8 +18,6 @@
 namespace device {
 namespace {
 
-constexpr char not_told[] = "The system does not tell its interfaces";
-
 using Addresses = std::unique_ptr<ifaddrs, decltype(&freeifaddrs)>;
 
 Addresses read_addresses()
@@ -118,15 +116,15 @@ Reading<std::vector<std::string>> names_reading(read_names);
 
 int32_t accept_interface(void *, cli_shell_s *, const char *word, const char **why)
 {
-    const auto names = names_reading.get();
+    const auto names = interface_names();
     if (!names)
-        *why = not_told;
+        *why = interfaces_not_told;
     return names && std::find(names->begin(), names->end(), word) != names->end();
 }
 
 void list_read_names(void *, cli_shell_s *, const char *begun, cli_assist_value_fn value, void *ctx)
 {
-    if (const auto names = names_reading.get())
+    if (const auto names = interface_names())
         list_interfaces(*names, begun, value, ctx);
 }
 
@@ -141,7 +139,7 @@ bool describe_interfaces(cli_call_s *call, std::string &out_text)
     const auto all = reading.get();
     const char *name = cli_text(call, "NAME");
     if (!all) {
-        cli_fail(call, not_told);
+        cli_fail(call, interfaces_not_told);
         return false;
     }
     for (const Interface &one : *all)
@@ -155,6 +153,11 @@ bool describe_interfaces(cli_call_s *call, std::string &out_text)
 
 const cli_type_s interface_type = {"interface", "an interface", accept_interface, list_read_names,
                                    nullptr};
+
+std::shared_ptr<const std::vector<std::string>> interface_names()
+{
+    return names_reading.get();
+}
 
 void list_interfaces(const std::vector<std::string> &names, const char *begun,
                      cli_assist_value_fn value, void *ctx)

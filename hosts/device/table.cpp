@@ -36,12 +36,12 @@ constexpr cli_command_s exec_rows[] = {
     row("show aliases",                      "your own commands",              run<show_aliases>),
     row("show numbers COUNT(1-1000000)",     "a long output",                  run<show_numbers>),
     row("show numbers COUNT(1-1000000)",     "how many"),
-    row("show running-config [<configure|interface [NAME(interface)]>$SECTION]",
+    row("show running-config [<configure|interface [NAME(port)]>$SECTION]",
                                              "the configuration as commands",  cli_show_config, 1),
     row("show running-config",               "the configuration as commands"),
     row("show running-config configure",     "of the device as a whole"),
     row("show running-config interface",     "of its interfaces"),
-    row("show running-config interface NAME(interface)", "of one of them"),
+    row("show running-config interface NAME(port)", "of one of them"),
     row("echo TEXT...",                      "print words",                    run<echo>),
     row("echo TEXT...",                      "words to print"),
     row("ping HOST [{count COUNT(1-1000)|size BYTES(28-65507)|interval SECONDS(1-60)|quiet}]",
@@ -110,8 +110,8 @@ constexpr cli_command_s configure_rows[] = {
     row("[no] ip route NET(ip/) ![GATEWAY(ip)]", "the way to a network",       run<set_route>, 15),
     row("ip route NET(ip/)",                 "where it leads to"),
     row("ip route NET(ip/) GATEWAY(ip)",     "over whom"),
-    row("interface NAME(interface)",         "settings of an interface", nullptr, 15, "interface"),
-    row("interface NAME(interface)",         "which"),
+    row("interface NAME(port)",              "settings of an interface", nullptr, 15, "interface"),
+    row("interface NAME(port)",              "which"),
 };
 
 constexpr cli_command_s interface_rows[] = {
@@ -145,7 +145,7 @@ std::span<const ModeRows> modes()
 
 std::span<const cli_type_s> types()
 {
-    static const cli_type_s all[] = {alias_types[0], alias_types[1], interface_type};
+    static const cli_type_s all[] = {alias_types[0], alias_types[1], interface_type, port_type};
     return all;
 }
 
