@@ -102,7 +102,7 @@ bool is_all_there_is(Walk &walk, const Word &word, const Common &common,
         if (!is_value_node(n) || (n->type == PNODE_INT32 && !can_be_number))
             continue;
         const int32_t fit = fit_of(walk.level, n, value, nullptr);
-        if (fit != CLI_ASSIST_FIT_NO && fit != CLI_ASSIST_FIT_VALUE)
+        if (fit > CLI_ASSIST_FIT_NO && fit != CLI_ASSIST_FIT_VALUE)
             return false;
         takers += fit == CLI_ASSIST_FIT_VALUE;
     }

@@ -86,24 +86,30 @@ struct Left {
     int32_t best;             // how well these fit
 };
 
-// text: with one word, whose value is `word`. Returns CLI_ASSIST_OK, or NO_MEMORY.
+// text: with one word, whose value is `word`. Of a word that is refused nothing is left.
+// Returns CLI_ASSIST_OK, or NO_MEMORY.
 int32_t narrow(const Level &level, const char *text, const char *word, Left &out_left, Why *why)
 {
     out_left = {};
     const size_t len = std::strlen(word);
+    const cli_pnode_s *refused = nullptr;
     const bool is_bare = std::strcspn(text + std::strspn(text, " \t"), " \t") == len;
     for (const cli_pnode_s *n = level.first; !is_list_end(n); n = n->next) {
         if (n->type == PNODE_KEYWORD && has_texts(n) && std::strncmp(n->keyword, word, len) == 0) {
-            if (fit_of(level, n, word, why) == CLI_ASSIST_FIT_NO ||
-                (!is_bare && (n->attr & level.filter->bare) != 0))
+            if (!is_bare && (n->attr & level.filter->bare) != 0)
                 continue;
             const bool is_whole = n->keyword[len] == '\0';
+            const int32_t fit = fit_of(level, n, word, why);
+            if (is_whole && fit == CLI_ASSIST_FIT_REFUSED)
+                refused = n;
+            if (fit <= CLI_ASSIST_FIT_NO)
+                continue;
             if (is_whole && !out_left.exact)
                 out_left.exact = n;
             out_left.abbreviated.add(n);
         } else if (is_value_node(n)) {
             const int32_t fit = fit_of(level, n, word, why);
-            if (fit == CLI_ASSIST_FIT_NO || fit < out_left.best)
+            if (fit <= CLI_ASSIST_FIT_NO || fit < out_left.best)
                 continue;
             const int32_t number = n->type == PNODE_INT32 ? match_number(text) : CLI_ASSIST_OK;
             if (number == CLI_ASSIST_NO_MEMORY)
@@ -115,6 +121,12 @@ int32_t narrow(const Level &level, const char *text, const char *word, Left &out
             out_left.best = fit;
             out_left.values.add(n);
         }
+    }
+    if (refused && !out_left.exact) {
+        out_left = {};
+        if (why)
+            *why = {};
+        fit_of(level, refused, word, why); // this reason alone counts
     }
     return CLI_ASSIST_OK;
 }
@@ -220,6 +232,7 @@ struct Listing {
 // A node's values as its filter tells them, on their way to who wants those that begin
 // with a word.
 struct BegunValues {
+    const Level &level;
     const char *begun;
     size_t len;
     cli_assist_value_fn value;
@@ -228,8 +241,20 @@ struct BegunValues {
     static void pass(void *ctx, const char *text, const char *help)
     {
         const auto &values = *static_cast<const BegunValues *>(ctx);
-        if (text && *text != '\0' && std::strncmp(text, values.begun, values.len) == 0)
+        if (text && *text != '\0' && std::strncmp(text, values.begun, values.len) == 0 &&
+            !values.is_refused(text))
             values.value(values.ctx, text, help);
+    }
+
+    // A keyword that is refused is no value either.
+    bool is_refused(const char *text) const
+    {
+        for (const cli_pnode_s *n = level.first; !is_list_end(n); n = n->next) {
+            if (n->type == PNODE_KEYWORD && has_texts(n) && std::strcmp(n->keyword, text) == 0 &&
+                fit_of(level, n, text, nullptr) == CLI_ASSIST_FIT_REFUSED)
+                return true;
+        }
+        return false;
     }
 };
 
@@ -261,7 +286,7 @@ int32_t fit_of(const Level &level, const cli_pnode_s *n, const char *word, Why *
     const int32_t fit = level.filter->fit(level.filter->user, n, word, level.before, &text);
     if (fit <= CLI_ASSIST_FIT_BEGINS)
         note_why(why, text);
-    return std::clamp<int32_t>(fit, CLI_ASSIST_FIT_NO, CLI_ASSIST_FIT_VALUE);
+    return std::clamp<int32_t>(fit, CLI_ASSIST_FIT_REFUSED, CLI_ASSIST_FIT_VALUE);
 }
 
 bool is_begun_keyword(const cli_pnode_s *n, const Begun &begun)
@@ -312,7 +337,7 @@ int32_t match_number(const char *text)
 const cli_pnode_s *end_of_command(const Level &level, Why *why)
 {
     for (const cli_pnode_s *n = level.first; !is_list_end(n); n = n->next) {
-        if (n->type == PNODE_EOLS && fit_of(level, n, "", why) != CLI_ASSIST_FIT_NO)
+        if (n->type == PNODE_EOLS && fit_of(level, n, "", why) > CLI_ASSIST_FIT_NO)
             return n;
     }
     return nullptr;
@@ -335,7 +360,7 @@ const char *offered_text(const Level &level, const cli_pnode_s *n, const Begun &
     if (!text)
         return nullptr;
     const int32_t fit = fit_of(level, n, begun.value, nullptr);
-    if (fit == CLI_ASSIST_FIT_NO || (is_value_node(n) && fit < least))
+    if (fit <= CLI_ASSIST_FIT_NO || (is_value_node(n) && fit < least))
         return nullptr;
     return text;
 }
@@ -363,7 +388,7 @@ void list_values(const Level &level, const cli_pnode_s *n, const char *begun,
 {
     if (!level.filter || !level.filter->values)
         return;
-    BegunValues values = {begun, std::strlen(begun), value, ctx};
+    BegunValues values = {level, begun, std::strlen(begun), value, ctx};
     level.filter->values(level.filter->user, n, begun, level.before, BegunValues::pass, &values);
 }
 

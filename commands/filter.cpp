@@ -1,5 +1,6 @@
 // A word is left out when its type refuses it, or when the option of a set that it is has
-// been given. Definitions with sets are followed along the words before.
+// been given: then it is refused, even where others would take it, so that no command is run
+// that cli_parse alone would not run. Definitions with sets are followed along the words before.
 
 #include "filter.h"
 
@@ -71,7 +72,7 @@ bool can_end(const Graph &graph, const End &end, const cli_pmatch_s *before)
     if (end.form < 0)
         return true;
     Track track = begin_track(graph, end.form);
-    return advance_along(graph, track, before) && track.position >= 0 &&
+    return advance_along(graph, track, before) &&
            graph.positions[static_cast<size_t>(track.position)].is_end;
 }
 
@@ -214,14 +215,16 @@ int32_t fit(void *user, const cli_pnode_s *node, const char *word, const cli_pma
         return CLI_ASSIST_FIT_NO;
     if ((node->attr & attr_bar) != 0) {
         if (count_bars(before) < most_filters)
-            return fit(user, end_of(node), "", before, why);
+            return fit(user, end_of(node), "", before, why) > CLI_ASSIST_FIT_NO
+                       ? CLI_ASSIST_FIT_TAKES
+                       : CLI_ASSIST_FIT_REFUSED;
         *why = "at most four filters";
-        return CLI_ASSIST_FIT_NO;
+        return CLI_ASSIST_FIT_REFUSED;
     }
     const auto *through = static_cast<const Through *>(node->func);
     if (through && !can_follow(graph, *through, before, node->aux_int)) {
         *why = "given already";
-        return CLI_ASSIST_FIT_NO;
+        return CLI_ASSIST_FIT_REFUSED;
     }
     return node->type == PNODE_KEYWORD ? CLI_ASSIST_FIT_TAKES
                                        : fit_argument(shell, node, word, why);

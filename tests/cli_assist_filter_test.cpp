@@ -36,7 +36,8 @@ struct Rule {
     std::vector<std::string> values; // whole values; others only begin
     int first = 0, last = 0;         // a range of decimal numbers, unless both are 0
     bool is_hidden = false;
-    bool is_once = false; // a keyword that may be given once
+    bool is_once = false;    // a keyword that may be given once
+    bool is_refused = false; // where it may not be, it is nothing else either
     std::string why;
 };
 
@@ -94,11 +95,12 @@ struct Rules {
             return CLI_ASSIST_FIT_TAKES;
         const Rule &rule = found->second;
         why = rule.why;
+        const int32_t no = rule.is_refused ? CLI_ASSIST_FIT_REFUSED : CLI_ASSIST_FIT_NO;
         if (rule.is_hidden)
-            return CLI_ASSIST_FIT_NO;
+            return no;
         if (rule.is_once && is_given(before, node)) {
             why = "given already";
-            return CLI_ASSIST_FIT_NO;
+            return no;
         }
         if (!rule.values.empty())
             return fit_of_values(rule, word);
@@ -237,9 +239,9 @@ struct Device {
         count.child = &count_number;
         set.child = level_of({&set_number, &set_text});
         rules.of[&interface] = {
-            {"eth0", "eth1", "br-lan", "brief"}, 0, 0, false, false, "NAME: an interface"};
-        rules.of[&vlan_number] = {{}, 1, 4094, false, false, "VLAN: 1 to 4094"};
-        rules.of[&count_number] = {{}, 1, 1000, false, false, "COUNT: 1 to 1000"};
+            {"eth0", "eth1", "br-lan", "brief"}, 0, 0, false, false, false, "NAME: an interface"};
+        rules.of[&vlan_number] = {{}, 1, 4094, false, false, false, "VLAN: 1 to 4094"};
+        rules.of[&count_number] = {{}, 1, 1000, false, false, false, "COUNT: 1 to 1000"};
         rules.of[&reload].is_hidden = true;
         rules.of[&count].is_once = rules.of[&quiet].is_once = true;
     }
@@ -359,7 +361,7 @@ TEST(CliAssistFilter, NarrowsTheCandidates)
 TEST(CliAssistFilter, TakesTheEndOfACommandAway)
 {
     Device device;
-    device.rules.of[&device.end] = {{}, 0, 0, true, false, "not now"};
+    device.rules.of[&device.end] = {{}, 0, 0, true, false, false, "not now"};
     EXPECT_EQ(device.language().parse("show eth0"), "incomplete command 9+0 (not now)");
     EXPECT_EQ(device.language().help("show eth0 ").text, "");
 }
@@ -374,8 +376,8 @@ TEST(CliAssistFilter, RanksWhatTakesAWord)
     cli_pnode_s end = parse_node(PNODE_EOLS, "end", "end");
     range.child = value.child = any.child = keyword.child = &end;
     Rules rules;
-    rules.of[&range] = {{}, 1, 99, false, false, "1 to 99"};
-    rules.of[&value] = {{"77", "7", "red"}, 0, 0, false, false, "a colour"};
+    rules.of[&range] = {{}, 1, 99, false, false, false, "1 to 99"};
+    rules.of[&value] = {{"77", "7", "red"}, 0, 0, false, false, false, "a colour"};
     const cli_assist_filter_s filter = rules.filter();
     const Language language = {level_of({&any, &range, &value}), &filter};
     EXPECT_EQ(language.parse("77"), "runs value");
@@ -390,6 +392,36 @@ TEST(CliAssistFilter, RanksWhatTakesAWord)
     EXPECT_EQ(with_keyword.parse("7up"), "runs 7up");
     const Language without_any = {level_of({&range, &value}), &filter};
     EXPECT_EQ(without_any.parse("r"), "unknown word 0+1"); // two reasons are none
+}
+
+// Beside a free word, a value and a longer keyword: an option that was given is none of them.
+TEST(CliAssistFilter, AWholeKeywordThatIsRefusedIsNothingElse)
+{
+    cli_pnode_s set = keyword_node("set");
+    cli_pnode_s on = keyword_node("on");
+    cli_pnode_s once = keyword_node("once");
+    cli_pnode_s value = parse_node(PNODE_STRING, "value", "VALUE");
+    cli_pnode_s range = parse_node(PNODE_STRING, "range", "NUMBER");
+    cli_pnode_s any = parse_node(PNODE_STRING, "any", "WORD");
+    cli_pnode_s end = parse_node(PNODE_EOLS, "end", "end");
+    Rules rules;
+    rules.of[&on] = {{}, 0, 0, false, true, true, ""};
+    rules.of[&value] = {{"on", "one"}, 0, 0, false, false, false, ""};
+    rules.of[&range] = {{}, 1, 9, false, false, false, "NUMBER: 1 to 9"};
+    const cli_assist_filter_s filter = rules.filter();
+    cli_pnode_s *level = level_of({&range, &value, &on, &once, &any});
+    set.child = on.child = level;
+    value.child = range.child = any.child = once.child = &end;
+    const Language language = {&set, &filter};
+    EXPECT_EQ(language.parse("set one"), "runs set value");
+    EXPECT_EQ(language.parse("set on one"), "runs set on value");
+    EXPECT_EQ(language.parse("set on on"), "unknown word 7+2 (given already)");
+    EXPECT_EQ(language.candidates("set on on"), "NUMBER | VALUE | one | once | WORD");
+    EXPECT_EQ(language.help("set on on").text, "VALUE | one | once | WORD");
+    EXPECT_EQ(language.complete("set on on").insert, std::string("")); // one, once
+    rules.of[&on].is_refused = false;
+    EXPECT_EQ(language.parse("set on on"), "runs set on value");
+    EXPECT_EQ(language.help("set on on").text, "VALUE | on | one | once | WORD");
 }
 
 struct Rest {
@@ -571,6 +603,7 @@ struct RandomLanguage {
         Rule &rule = rules.of[node];
         rule.is_hidden = below(random, 6) == 0;
         rule.is_once = below(random, 2) == 0;
+        rule.is_refused = below(random, 2) == 0;
         if (below(random, 3) == 0)
             rule.why = below(random, 2) == 0 ? "this" : "that";
         const bool is_value = node->type == PNODE_STRING || node->type == PNODE_INT32;
@@ -590,6 +623,7 @@ bool is_number(const std::string &word)
 // What a word may be of a level, in the words of the manual.
 struct Model {
     std::vector<const cli_pnode_s *> exact, abbreviated, whole, typed, free, begun, all;
+    bool is_refused = false;
 
     Model(const RandomLanguage &in, const cli_pnode_s *level, const std::string &word,
           const cli_pmatch_s *before)
@@ -600,7 +634,9 @@ struct Model {
             const bool can_be = n->type == PNODE_KEYWORD ? Rules::begins(n->keyword, word)
                                 : n->type == PNODE_INT32 ? is_number(word)
                                                          : n->type == PNODE_STRING;
-            if (!can_be || fit == CLI_ASSIST_FIT_NO)
+            is_refused |=
+                fit == CLI_ASSIST_FIT_REFUSED && n->type == PNODE_KEYWORD && n->keyword == word;
+            if (!can_be || fit <= CLI_ASSIST_FIT_NO)
                 continue;
             all.push_back(n);
             if (n->type == PNODE_KEYWORD)
@@ -619,6 +655,8 @@ struct Model {
     {
         if (!exact.empty())
             return {exact[0]};
+        if (is_refused)
+            return {};
         if (!whole.empty())
             return whole;
         const auto &takers = !typed.empty() ? typed : free;
@@ -637,7 +675,7 @@ std::string quoted(const std::string &word)
 
 struct Tally {
     int accepted = 0, unknown = 0, ambiguous = 0, ends = 0, refused_ends = 0;
-    int values = 0, blanks = 0, narrowed = 0;
+    int values = 0, blanks = 0, narrowed = 0, refused = 0;
 };
 
 // A walk along random words: at each the model says what becomes of it.
@@ -686,6 +724,7 @@ class RandomWalk {
             EXPECT_EQ(error.reason, reason);
             EXPECT_EQ(error.at, length_of(line_));
             (chosen.empty() ? tally_.unknown : tally_.ambiguous)++;
+            tally_.refused += model.is_refused;
             return false;
         }
         tally_.accepted++;
@@ -703,7 +742,7 @@ class RandomWalk {
         const cli_pnode_s *wanted = nullptr;
         for (const cli_pnode_s *n = level_; !wanted && n != &NONE; n = n->next) {
             std::string why;
-            const bool is_left = in_.rules.fit_of(n, "", given_.data(), why) != CLI_ASSIST_FIT_NO;
+            const bool is_left = in_.rules.fit_of(n, "", given_.data(), why) > CLI_ASSIST_FIT_NO;
             if (n->type == PNODE_EOLS && is_left)
                 wanted = n;
             tally_.refused_ends += n->type == PNODE_EOLS && !is_left;
@@ -742,7 +781,7 @@ class RandomWalk {
                      std::multiset<std::string> &wanted, bool &has_end) const
     {
         std::string why;
-        if (in_.rules.fit_of(n, begun, given(), why) == CLI_ASSIST_FIT_NO)
+        if (in_.rules.fit_of(n, begun, given(), why) <= CLI_ASSIST_FIT_NO)
             return;
         if (n->type == PNODE_EOLS && begun.empty() && !given_.empty() && !has_end) {
             has_end = true;
@@ -757,7 +796,7 @@ class RandomWalk {
         const auto rule = in_.rules.of.find(n);
         for (const std::string &value :
              rule == in_.rules.of.end() ? std::vector<std::string>() : rule->second.values) {
-            if (Rules::begins(value, begun)) {
+            if (Rules::begins(value, begun) && !Model(in_, level_, value, given()).is_refused) {
                 wanted.insert(value);
                 tally_.values++;
             }
@@ -801,8 +840,9 @@ TEST(CliAssistFilter, AgreesWithTheModelOnRandomGraphsAndLines)
         Random random(seed);
         RandomWalk(random, tally).run();
     }
-    for (const int count : {tally.accepted, tally.unknown, tally.ambiguous, tally.ends,
-                            tally.refused_ends, tally.values, tally.blanks, tally.narrowed})
+    for (const int count :
+         {tally.accepted, tally.unknown, tally.ambiguous, tally.ends, tally.refused_ends,
+          tally.values, tally.blanks, tally.narrowed, tally.refused})
         EXPECT_GT(count, 50);
 }
 

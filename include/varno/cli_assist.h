@@ -39,15 +39,17 @@ typedef struct cli_assist_filter_s cli_assist_filter_s;
 typedef struct cli_assist_completion_s cli_assist_completion_s;
 typedef struct cli_assist_error_s cli_assist_error_s;
 
-/* How a word fits a node, as a filter says. A keyword only knows FIT_NO and the rest,
- * which leaves it to cli_parse; so does the end of a line, where FIT_NO means that no
- * command may end there. ORDER assist fits */
+/* How a word fits a node, as a filter says. A keyword only knows FIT_REFUSED, FIT_NO and
+ * the rest, which leaves it to cli_parse; so does the end of a line, where FIT_NO means
+ * that no command may end there. ORDER assist fits */
 enum {
-    CLI_ASSIST_FIT_NO = 0,     /* it cannot become this: neither offered nor accepted */
-    CLI_ASSIST_FIT_BEGINS = 1, /* more of it can: offered, and refused as it stands */
-    CLI_ASSIST_FIT_TAKES = 2,  /* it is this, as any word would be */
-    CLI_ASSIST_FIT_TYPED = 3,  /* it is a value of a specific type */
-    CLI_ASSIST_FIT_VALUE = 4   /* it is the whole of a value that exists */
+    CLI_ASSIST_FIT_REFUSED = -1, /* as FIT_NO; a word that is the whole keyword is nothing else
+                                    either: an option that was given is not taken for a value */
+    CLI_ASSIST_FIT_NO = 0,       /* it cannot become this: neither offered nor accepted */
+    CLI_ASSIST_FIT_BEGINS = 1,   /* more of it can: offered, and refused as it stands */
+    CLI_ASSIST_FIT_TAKES = 2,    /* it is this, as any word would be */
+    CLI_ASSIST_FIT_TYPED = 3,    /* it is a value of a specific type */
+    CLI_ASSIST_FIT_VALUE = 4     /* it is the whole of a value that exists */
 };
 
 /* Says how a word fits a node: a keyword that begins with the word, a string, a number,
@@ -64,15 +66,15 @@ typedef int32_t (*cli_assist_fit_fn)(void *user, const cli_pnode_s *node, const 
 typedef void (*cli_assist_value_fn)(void *ctx, const char *text, const char *help);
 
 /* Tells the values of a string or number node that begin with the characters of
- * begun, by calls of value(ctx, ...); others are passed over. For each of them fit
- * says FIT_VALUE. */
+ * begun, by calls of value(ctx, ...); others are passed over, and so is a keyword that is
+ * refused there. For each of them fit says FIT_VALUE. */
 typedef void (*cli_assist_values_fn)(void *user, const cli_pnode_s *node, const char *begun,
                                      const cli_pmatch_s *before, cli_assist_value_fn value,
                                      void *ctx);
 
 /* Narrows, node by node, what a word may be. Of the alternatives that it leaves the
- * best counts, and cli_parse decides between those: a whole keyword comes before
- * FIT_VALUE, that before FIT_TYPED, that before FIT_TAKES. An abbreviated keyword is
+ * best counts, and cli_parse decides between those: a whole keyword, which may be
+ * refused, comes before FIT_VALUE, that before FIT_TYPED, that before FIT_TAKES. An abbreviated keyword is
  * left out only by FIT_VALUE; beside any other fit, FIT_BEGINS included, it is
  * ambiguous. FIT_BEGINS alone takes no word. A number must be one to cli_parse, too.
  *

@@ -39,7 +39,8 @@
  *
  * What fits a word: the whole keyword; a value that a type lists; a value of any other
  * type; a free word. A keyword may be abbreviated, a value never. Two that fit equally are
- * ambiguous.
+ * ambiguous. The whole keyword of an option of a set that was given already is refused, and
+ * taken for nothing else.
  *
  * Modes: the first one that a set has is where shells begin; a row's `enters` names the one
  * that its command leads to once it is done. Those have "exit", which goes back to the

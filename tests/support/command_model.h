@@ -92,20 +92,22 @@ class Parser {
     size_t at_ = 0;
 };
 
-// One way to have read some words.
+// One way to have read some words. A set's option that is given again ends the command, but
+// not what the words could be: it is still that option, and nothing else.
 struct Thread {
     int definition;
     bool is_negated;
     Rests rest; // the next one last
     std::string arguments;
     bool is_done_here = false; // by "do": the mode stays, if it enters none
-    bool is_loose = false;     // an option may be given again, as it may in the graph alone
-    bool has_repeated = false; // one was
+    bool is_over = false;      // an option was given again
 };
 
 struct Next {
     const Part *word; // NULL: the definition may end
     Thread thread;    // after it
+
+    bool is_possible() const { return !thread.is_over; }
 };
 
 inline void expand(Thread thread, std::vector<Next> &out)
@@ -132,10 +134,8 @@ inline void expand(Thread thread, std::vector<Next> &out)
     } else {
         for (size_t i = 0; i < part.parts.size(); i++) {
             const bool is_given = (rest.given >> i & 1) != 0;
-            if (is_given && !thread.is_loose)
-                continue;
             Thread inside = thread;
-            inside.has_repeated |= is_given;
+            inside.is_over |= is_given;
             if (part.kind == '{')
                 inside.rest.push_back({rest.part, rest.given | 1U << i});
             inside.rest.push_back({part.parts[i]});
@@ -202,6 +202,12 @@ class Model {
         return all;
     }
 
+    static std::vector<Next> possible(std::vector<Next> all)
+    {
+        std::erase_if(all, [](const Next &one) { return !one.is_possible(); });
+        return all;
+    }
+
     const std::vector<Thread> &start() const { return start_; }
 
     // What a word is: the key of the alternative; else CLI_ASSIST_UNKNOWN or AMBIGUOUS.
@@ -209,11 +215,14 @@ class Model {
     {
         std::set<std::string> keywords;
         std::map<std::string, Fit> values;
+        bool is_refused = false;
         for (const Next &one : all) {
             if (!one.word)
                 continue;
             const std::string key = key_of(*one.word);
-            if (one.word->kind == 'a')
+            if (!one.is_possible())
+                is_refused |= one.word->kind == 'k' && one.word->text == word;
+            else if (one.word->kind == 'a')
                 values[key] = fit_of(one.word->type, word);
             else if (one.word->text.compare(0, word.size(), word) == 0)
                 keywords.insert(key);
@@ -222,6 +231,8 @@ class Model {
             out_key = word;
             return CLI_ASSIST_OK;
         }
+        if (is_refused)
+            return CLI_ASSIST_UNKNOWN;
         Fit best = no;
         for (const auto &[key, fit] : values)
             best = std::max(best, fit);
@@ -286,19 +297,18 @@ class Model {
             threads = follow(all, key, word);
             at += word.size() + 1;
         }
-        for (const Next &one : next(threads)) {
+        for (const Next &one : possible(next(threads))) {
             if (!one.word)
                 return std::to_string(one.thread.definition) + ":" + one.thread.arguments;
         }
         return std::to_string(CLI_ASSIST_INCOMPLETE) + " at " + std::to_string(at - 1);
     }
 
-    // "definition: words" where cli_parse alone takes the words, else empty.
-    std::string run_alone(const std::vector<std::string> &words, bool &out_has_repeated) const
+    // "definition: words" where cli_parse alone takes the words, which knows of no option that it
+    // was given; else empty.
+    std::string run_alone(const std::vector<std::string> &words) const
     {
         std::vector<Thread> threads = start_;
-        for (Thread &thread : threads)
-            thread.is_loose = true;
         for (const std::string &word : words) {
             const std::vector<Next> all = next(threads);
             std::string key;
@@ -306,21 +316,18 @@ class Model {
                 return "";
             threads = follow(all, key, word);
         }
-        std::string taken;
         for (const Next &one : next(threads)) {
-            if (one.word || (!taken.empty() && one.thread.has_repeated))
-                continue;
-            taken = std::to_string(one.thread.definition) + ":" + one.thread.arguments;
-            out_has_repeated = one.thread.has_repeated;
+            if (!one.word)
+                return std::to_string(one.thread.definition) + ":" + one.thread.arguments;
         }
-        return taken;
+        return "";
     }
 
     // What may come after some words that match: keywords, names and "<cr>".
     static std::set<std::string> choices(const std::vector<Thread> &threads)
     {
         std::set<std::string> texts;
-        for (const Next &one : next(threads))
+        for (const Next &one : possible(next(threads)))
             texts.insert(one.word ? one.word->text : "<cr>");
         return texts;
     }

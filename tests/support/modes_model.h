@@ -70,7 +70,7 @@ inline PartRef pipe_of(int filters, bool is_json)
     return group('[', {group('s', {bar, group('<', std::move(alternatives))})});
 }
 
-// Of commands with the same words the first one is there: the others' filters are not.
+// Of commands with the same words the first one is there: the others' ends and filters are not.
 inline std::vector<Next> next_of(const std::vector<Thread> &threads)
 {
     std::vector<Next> all = Model::next(threads);
@@ -80,7 +80,7 @@ inline std::vector<Next> next_of(const std::vector<Thread> &threads)
         return all;
     const int first = end->thread.definition;
     std::erase_if(all, [first](const Next &one) {
-        return one.word && one.word->text == "|" && one.thread.definition != first;
+        return (!one.word || one.word->text == "|") && one.thread.definition != first;
     });
     return all;
 }
@@ -88,7 +88,7 @@ inline std::vector<Next> next_of(const std::vector<Thread> &threads)
 inline std::set<std::string> choices_of(const std::vector<Next> &all)
 {
     std::set<std::string> texts;
-    for (const Next &one : all)
+    for (const Next &one : Model::possible(all))
         texts.insert(one.word ? one.word->text : "<cr>");
     return texts;
 }
@@ -139,7 +139,7 @@ class ModesModel {
             threads = Model::follow(all, key, word);
             at += word.size() + 1;
         }
-        for (const Next &one : next_of(threads)) {
+        for (const Next &one : Model::possible(next_of(threads))) {
             if (!one.word) {
                 move(one.thread, mode);
                 return std::to_string(one.thread.definition) + " in " + modes[mode].name;
@@ -302,9 +302,10 @@ inline std::vector<std::string> walk(Author &author, std::vector<Thread> threads
         const std::string before = joined(words) + (words.empty() ? "" : " ");
         const std::vector<Next> all = next_of(threads);
         EXPECT_EQ(device.choices(before), choices_of(all)) << before;
-        if (all.empty())
-            break; // a first mode without a row
-        const Next &one = all[static_cast<size_t>(author.below(all.size()))];
+        const std::vector<Next> possible = Model::possible(all);
+        if (possible.empty())
+            break; // a first mode without a row, or it went on by an option that was given
+        const Next &one = possible[static_cast<size_t>(author.below(possible.size()))];
         if (!one.word)
             break;
         words.push_back(author.word_for(*one.word));
