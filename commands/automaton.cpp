@@ -261,7 +261,7 @@ class Builder {
                                ? static_cast<size_t>(member(wanted.first_member))
                                : positions_.places.used + static_cast<size_t>(wanted.end)];
         for (int32_t known = head; known != none; known = state(known).next) {
-            if (is_same(state(known), wanted)) {
+            if (has_same_members(state(known), wanted)) {
                 states_.used--;
                 members_.used -= size;
                 return known;
@@ -274,10 +274,10 @@ class Builder {
 
     int32_t member(int32_t i) const { return members_[static_cast<size_t>(i)]; }
 
-    bool is_same(const State &one, const State &other) const
+    // States of one list: their ends are the same, or there are none.
+    bool has_same_members(const State &one, const State &other) const
     {
-        return one.end == other.end &&
-               std::equal(members_.begin() + one.first_member, members_.begin() + one.end_member,
+        return std::equal(members_.begin() + one.first_member, members_.begin() + one.end_member,
                           members_.begin() + other.first_member,
                           members_.begin() + other.end_member);
     }

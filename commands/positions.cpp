@@ -161,7 +161,7 @@ class Gatherer {
         const bool is_bar = definitions_[static_cast<size_t>(of)].is_bar;
         const Part all = is_negated ? add_after(negations(notation_))
                          : is_bar   ? add_after(bar)
-                                    : add_part(notation_.root, true);
+                                    : add_part(notation_.root, true, {});
         place(form(index).first_place).is_bar = is_bar;
         if (all.may_be_empty)
             findings_.add(Problem::empty_syntax, 0);
@@ -221,7 +221,7 @@ class Gatherer {
         }
         Part rest = {entries_.used, exits_.used, true};
         if (notation_.root != no_node)
-            rest = add_part(notation_.root, true);
+            rest = add_part(notation_.root, true, {});
         link(before, rest);
         entries_.used = words.size();
         if (!rest.may_be_empty)
@@ -251,7 +251,8 @@ class Gatherer {
         form(of).is_followed |= !which.empty();
     }
 
-    Part add_part(int32_t i, bool is_top, std::string_view which = {})
+    // which: of the <a|b>$which with an alternative that the part may be the beginning of.
+    Part add_part(int32_t i, bool is_top, std::string_view which)
     {
         const Node &node = notation_.nodes[static_cast<size_t>(i)];
         const Part part = {entries_.used, exits_.used, false};
@@ -269,18 +270,18 @@ class Gatherer {
         case NodeKind::sequence:
             return add_sequence(node, is_top, which);
         case NodeKind::set:
-            return add_set(node);
+            return add_set(node, which);
         default:
-            return add_alternatives(node);
+            return add_alternatives(node, node.which.empty() ? which : node.which);
         }
     }
 
-    // Only the first word of an alternative is the one of <a|b>$which.
     Part add_sequence(const Node &node, bool is_top, std::string_view which)
     {
         Part all = {entries_.used, exits_.used, true};
         for (int32_t i = node.first; i != no_node;) {
-            const Part next = add_part(i, is_top, i == node.first ? which : std::string_view());
+            const bool begins = all.may_be_empty;
+            const Part next = add_part(i, is_top, begins ? which : std::string_view());
             link(all, next);
             if (!all.may_be_empty)
                 entries_.used = next.first_entry;
@@ -292,11 +293,11 @@ class Gatherer {
         return all;
     }
 
-    Part add_alternatives(const Node &node)
+    Part add_alternatives(const Node &node, std::string_view which)
     {
         Part all = {entries_.used, exits_.used, false};
         for (int32_t i = node.first; i != no_node;) {
-            all.may_be_empty |= add_part(i, false, node.which).may_be_empty;
+            all.may_be_empty |= add_part(i, false, which).may_be_empty;
             i = notation_.nodes[static_cast<size_t>(i)].next;
         }
         all.may_be_empty |=
@@ -304,12 +305,12 @@ class Gatherer {
         return all;
     }
 
-    Part add_set(const Node &node)
+    Part add_set(const Node &node, std::string_view which)
     {
         const Part all = {entries_.used, exits_.used, false};
         for (int32_t i = node.first; i != no_node;) {
             const Node &option = notation_.nodes[static_cast<size_t>(i)];
-            const Part part = add_part(i, false);
+            const Part part = add_part(i, false, which);
             if (part.may_be_empty)
                 findings_.add(Problem::option_may_be_empty, option.column);
             if (options_ == most_options) {

@@ -259,6 +259,40 @@ TEST_F(Device, GivesCommandsTheirArguments)
         EXPECT_EQ(run(one.line), one.written) << one.line;
 }
 
+// Definitions whose words are hard to tell from one another.
+// clang-format off
+const cli_command_s hard_rows[] = {
+    {"turn <[the] light|<up|down>|{left|right} N(1-9)>$way",
+     "turn it",           show_call,   nullptr, 0, 0, const_cast<char *>("way\0N\0")},
+    {"ask {a|b}",  "ask",               show_call, nullptr, 0, 0, const_cast<char *>("a\0b\0")},
+    {"ask a <NAME|abc>", "ask somebody",      show_call, nullptr, 0, 0, const_cast<char *>("a\0NAME\0abc\0")},
+    {"match <N(5-20)|PATTERN(pattern)>", "a number, or rows", show_call, nullptr, 0, 0, const_cast<char *>("N\0PATTERN\0")},
+};
+
+constexpr Line hard_lines[] = {
+    {"turn light",                   "yes way=light N=\n"},
+    {"turn the light",               "yes way=the N=\n"},
+    {"turn do",                      "yes way=down N=\n"},
+    {"turn right left 3",            "yes way=right N=3\n"},
+    {"ask a",                        "yes a=given b=\n"},
+    {"ask b a",                      "yes a=given b=given\n"},
+    {"ask a a",                      "  ask a a\n        ^\n% given already\n"},
+    {"ask a \"a\"",                  "  ask a \"a\"\n        ^\n% given already\n"},
+    {"ask a somebody",               "yes a=given NAME=somebody abc=\n"},
+    {"ask a abc",                    "yes a=given NAME= abc=given\n"},
+    {"match 7",                      "yes N=7 PATTERN=\n"},
+    {"match 21",                     "yes N= PATTERN=21\n"},
+};
+// clang-format on
+
+TEST_F(Device, TellsWordsApart)
+{
+    EXPECT_EQ(cli_set_add(set_, nullptr, nullptr, hard_rows, std::size(hard_rows)), 0);
+    EXPECT_EQ(cli_set_build(set_, nullptr, nullptr), 0);
+    for (const Line &one : hard_lines)
+        EXPECT_EQ(run(one.line), one.written) << one.line;
+}
+
 TEST_F(Device, WhatIsWrongWithALineOfABatchMayGoAnotherWay)
 {
     struct Written {
@@ -461,6 +495,8 @@ TEST_F(Device, SecretsAreNotRemembered)
     type("user bob 'password hunter2\rhunter2\rvlan 9 bad\ruser bob\r");
     EXPECT_EQ(history(), (std::vector<std::string>{"vlan 7", "vlan 8 bad", "run forget it",
                                                    "vlan 9 bad", "user bob"}));
+    type("user bob password \r"); // has none yet
+    EXPECT_EQ(history().back(), "user bob password ");
 }
 
 // Rows that come and go
