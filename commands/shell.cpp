@@ -602,6 +602,13 @@ void *cli_shell_user(const cli_shell_s *shell)
     return shell->user;
 }
 
+int32_t cli_leave(cli_call_s *call, void *)
+{
+    if (call->shell->session)
+        tsession_close(call->shell->session);
+    return CLI_DONE;
+}
+
 int32_t cli_shell_run(cli_shell_s *shell, const char *line)
 {
     int32_t result = CLI_FAILED;

@@ -44,12 +44,6 @@ static int32_t restart(cli_call_s *call, void *user)
     return timerfd_settime(clock_fd, 0, &time, NULL) == 0 ? CLI_LATER : CLI_FAILED;
 }
 
-static int32_t leave(cli_call_s *call, void *user)
-{
-    tsession_close(cli_shell_session(cli_call_shell(call)));
-    return CLI_DONE;
-}
-
 static void list_interfaces(void *user, cli_shell_s *shell, const char *begun,
                             cli_assist_value_fn value, void *ctx)
 {
@@ -66,7 +60,7 @@ static const cli_command_s rows[] = {
     {"vlan VLAN(1-4094) [name NAME]", "make a VLAN", .run = make_vlan},
     {"ip route NET(ipv4/) GATEWAY(ipv4)", "the way to a network", .run = add_route},
     {"restart SECONDS(1-60)", "something slow", .run = restart},
-    {"exit", "leave", .run = leave},
+    {"exit", "leave", .run = cli_leave},
 };
 
 static void output(tsession_s *s, void *user, const char *bytes, size_t count)

@@ -64,19 +64,13 @@ static int32_t wait_for(cli_call_s *call, void *user)
     return CLI_LATER;
 }
 
-static int32_t leave(cli_call_s *call, void *user)
-{
-    tsession_close(cli_shell_session(cli_call_shell(call)));
-    return CLI_DONE;
-}
-
 static const cli_mode_s exec = {.name = "exec", .prompt = "%h> "};
 static const cli_command_s exec_rows[] = {
     {"show", "what there is", .run = NULL},
     {"show vlans", "which there are", .run = show_vlans},
     {"wait SECONDS(1-60)", "something slow", .run = wait_for},
     {"configure", "change them", .enters = "configure"},
-    {"exit", "leave", .run = leave},
+    {"exit", "leave", .run = cli_leave},
 };
 
 static const cli_mode_s configure = {

@@ -444,6 +444,20 @@ TEST_F(Device, ASessionExplainsAndCompletes)
     EXPECT_EQ(type("alias abcde?"), "alias abcde\n  NAME              an alias\n> alias abcde");
 }
 
+TEST_F(Device, ARowEndsTheSessionAndNoBatch)
+{
+    const cli_command_s row = {"quit", "leave", cli_leave, nullptr, 0, 0, nullptr};
+    EXPECT_EQ(cli_set_add(set_, nullptr, nullptr, &row, 1), 0);
+    EXPECT_EQ(cli_set_build(set_, nullptr, nullptr), 0);
+    EXPECT_EQ(cli_shell_run(batch_, "quit"), CLI_DONE);
+    EXPECT_EQ(run("vlan 7"), "yes VLAN=7 name= NAME=\n");
+    begin_session();
+    EXPECT_FALSE(is_closed_);
+    type("quit\rvlan 7\r");
+    EXPECT_TRUE(is_closed_);
+    EXPECT_EQ(sent_.find("yes"), sent_.npos);
+}
+
 TEST_F(Device, ALongOutputIsPagedAndEnds)
 {
     begin_session(false);

@@ -387,6 +387,11 @@ VARNO_API cli_shell_s *cli_call_shell(const cli_call_s *call);
 VARNO_API int32_t cli_enable(cli_call_s *call, void *user);
 VARNO_API int32_t cli_disable(cli_call_s *call, void *user);
 
+/* A function for a row, "exit" of the first mode: closes the shell's session, as tsession_close
+ * says. A batch has none, and goes on.
+ * Returns: CLI_DONE. */
+VARNO_API int32_t cli_leave(cli_call_s *call, void *user);
+
 /* Inside an authenticate function: what names this check to cli_authenticated.
  * Returns: a number above 0, which is never another check's or call's; 0 when the shell has no
  *          secret that is being checked. */
