@@ -6,13 +6,14 @@ foreign_tests=(platform_test mckeys_test stroker_test termcap_util_test telnet_p
 
 # unpack_foreign ARCHITECTURE FOLDER PACKAGE ...: Debian packages of another architecture,
 # unpacked, not installed, so that this machine keeps its own. Their pkg-config files and
-# links stay within the folder. Once done, the folder stays.
+# links stay within the folder. It stays for as long as the same packages are wanted; then
+# what CMake has found in it is looked for again.
 unpack_foreign()
 {
     local architecture=$1 into=$2 apt=$2.apt package link
     shift 2
-    [[ ! -e $into ]] || return 0
-    rm -rf "$apt" "$into.new"
+    [[ $(cat "$into/packages" 2>/dev/null) != "$*" ]] || return 0
+    rm -rf "$apt" "$into" "$into.new" "${into%/*}/CMakeCache.txt"
     mkdir -p "$apt/lists/partial" "$apt/archives/partial"
     local options=(-qq -o APT::Architecture="$architecture" -o APT::Architectures="$architecture"
                    -o Dir::State="$apt" -o Dir::State::status=/dev/null -o Dir::Cache="$apt"
@@ -29,6 +30,7 @@ unpack_foreign()
     find "$into.new" -type l -lname '/*' | while read -r link; do
         ln -sfn "$into$(readlink "$link")" "$link"
     done
+    echo "$*" >"$into.new/packages"
     mv "$into.new" "$into"
     rm -rf "$apt"
 }
