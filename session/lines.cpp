@@ -19,15 +19,29 @@ constexpr int32_t help_column = 18;
 // So many rows of a list one call writes at most where nothing is paged.
 constexpr int32_t rows_a_part = 64;
 
+// A live value may have a line feed, and what it says after that would look like another choice.
+void write_on_row(tsession_s *s, const char *text)
+{
+    while (*text) {
+        const size_t len = std::strcspn(text, "\n\t");
+        write_clean(s, text, len);
+        text += len;
+        if (*text) {
+            write_text(s, "?");
+            text++;
+        }
+    }
+}
+
 void write_choice(tsession_s *s, const char *text, const char *help)
 {
     write_text(s, "  ");
-    write_clean(s, text, std::strlen(text));
+    write_on_row(s, text);
     if (*help) {
         for (int32_t column = columns_of(text); column < help_column - 1; column++)
             write_text(s, " ");
         write_text(s, " ");
-        write_clean(s, help, std::strlen(help));
+        write_on_row(s, help);
     }
     write_text(s, "\n");
 }

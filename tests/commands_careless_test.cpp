@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <iterator>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -411,6 +412,90 @@ TEST_F(Leveled, WhoLosesTheLevelOfAModeOnTheWayThereDoesNotGetThere)
     EXPECT_STREQ(cli_shell_mode(batch_), "exec");
 }
 
+TEST_F(Leveled, WhoIsOnTheWayToAModeThatIsRemovedStays)
+{
+    static const int owner = 0;
+    const cli_mode_s mode = {"vlan", "exec", nullptr, 0, nullptr, nullptr};
+    const cli_command_s row = {"vlan", "make one", run_act, "vlan", 0, 0, &act_};
+    EXPECT_EQ(cli_set_add_mode(set_, &owner, &mode), 0);
+    EXPECT_EQ(cli_set_add(set_, &owner, nullptr, &row, 1), 0);
+    EXPECT_EQ(cli_set_build(set_, nullptr, nullptr), 0);
+    make_batch(shell_config());
+    act_ = [this](cli_call_s *) {
+        EXPECT_EQ(cli_set_remove(set_, &owner, nullptr, nullptr), 0);
+        return CLI_DONE;
+    };
+    EXPECT_EQ(run("vlan"), "% the mode is gone\n");
+    EXPECT_STREQ(cli_shell_mode(batch_), "exec");
+}
+
+// A mode whose configuration is written in several calls, and waits between them.
+class Written : public Careless {
+  protected:
+    Written()
+    {
+        cli_set_add_mode(set_, nullptr, &mode_);
+        cli_set_add_mode(set_, nullptr, &other_mode_);
+        cli_set_add(set_, nullptr, nullptr, &show_row_, 1);
+        begin();
+    }
+
+    Act write_;
+
+  private:
+    const cli_mode_s mode_ = {"first", nullptr, nullptr, 0, run_act, &write_};
+    const cli_mode_s other_mode_ = {"second", "first", nullptr, 0, run_act, &write_};
+    const cli_command_s show_row_ = {"show [SECTION]", "it", cli_show_config, nullptr, 0, 0,
+                                     nullptr};
+};
+
+TEST_F(Written, AModeMayWaitBetweenItsLines)
+{
+    uint64_t ticket = 0;
+    int states = 0;
+    write_ = [&](cli_call_s *call) {
+        auto *calls = static_cast<int *>(cli_state(call, sizeof(int), nullptr));
+        states += *calls == 0;
+        cli_config(call, "line %d", ++*calls);
+        ticket = cli_ticket(call);
+        return *calls == 1 ? CLI_LATER : *calls == 2 ? CLI_MORE : CLI_DONE;
+    };
+    EXPECT_EQ(run("show"), "line 1\n");
+    EXPECT_EQ(cli_wake(set_, ticket), 0);
+    EXPECT_EQ(cli_shell_resume(batch_), CLI_LATER); // of the second mode
+    EXPECT_EQ(cli_wake(set_, ticket), 0);
+    EXPECT_EQ(cli_shell_resume(batch_), CLI_DONE);
+    EXPECT_EQ(written_, "line 1\nline 2\nline 3\nline 1\nline 2\nline 3\n");
+    EXPECT_EQ(states, 2);
+}
+
+TEST_F(Written, AModeThatFailsOrThrowsEndsTheWhole)
+{
+    int calls = 0;
+    write_ = [&](cli_call_s *call) {
+        calls++;
+        cli_config(call, "a line");
+        return cli_is_cancelled(call) ? CLI_DONE : CLI_FAILED;
+    };
+    EXPECT_EQ(cli_shell_run(batch_, "show"), CLI_FAILED);
+    EXPECT_EQ(calls, 1);
+    write_ = [&](cli_call_s *) -> int32_t { fail_hard(); };
+    EXPECT_THROW(run("show second | count"), std::runtime_error);
+}
+
+TEST_F(Written, WhoIsCancelledHearsOfItOnce)
+{
+    int cancelled = 0;
+    write_ = [&](cli_call_s *call) {
+        cancelled += cli_is_cancelled(call);
+        return CLI_LATER;
+    };
+    type("show\r");
+    type("\x03");
+    EXPECT_EQ(cancelled, 1);
+    EXPECT_NE(type("act x\r").find("> "), std::string::npos);
+}
+
 // Formats and tables
 
 TEST_F(Careless, AConfigurationsFormatThatIsWrongIsAFaultAndLeavesNothing)
@@ -471,6 +556,92 @@ TEST_F(Careless, ARowThatIsNotFinishedIsShown)
     begin();
     EXPECT_EQ(run("act"), "a    b\none  \n");
     EXPECT_EQ(run("act | json"), "[\n  {\"a\": \"one\", \"b\": \"\"}\n]\n");
+}
+
+// Types
+
+// What a type lists may be anything; help, Tab and lines take what can be typed.
+class Listed : public varno_test::CommandShells {
+  protected:
+    Listed()
+    {
+        cli_set_add_type(set_, nullptr, &type_);
+        cli_set_add(set_, nullptr, nullptr, &row_, 1);
+        EXPECT_EQ(cli_set_build(set_, nullptr, nullptr), 0);
+        make_batch(shell_config());
+        make_session(shell_config());
+    }
+
+    static void list(void *user, cli_shell_s *, const char *, cli_assist_value_fn value, void *ctx)
+    {
+        for (const std::optional<std::string> &one : static_cast<Listed *>(user)->values_)
+            value(ctx, one ? one->c_str() : nullptr, nullptr);
+    }
+
+    std::vector<std::optional<std::string>> values_;
+
+  private:
+    const cli_type_s type_ = {"value", "a value", nullptr, list, this};
+    const cli_command_s row_ = {"take NAME(value)",
+                                "one",
+                                [](cli_call_s *call, void *) {
+                                    cli_print(call, "<%s>\n", cli_text(call, "NAME"));
+                                    return int32_t{CLI_DONE};
+                                },
+                                nullptr,
+                                0,
+                                0,
+                                nullptr};
+};
+
+TEST_F(Listed, ValuesThatAreNoneArePassedOver)
+{
+    values_ = {std::nullopt, "", "one", std::nullopt};
+    EXPECT_EQ(run("take one"), "<one>\n");
+    EXPECT_NE(run("take \"\"").find("NAME: a value"), std::string::npos);
+    EXPECT_NE(type("take \t").find("take one "), std::string::npos);
+}
+
+TEST_F(Listed, AValueThatIsToldTwiceIsNotAmbiguous)
+{
+    values_ = {"one", "one", "one"};
+    EXPECT_EQ(run("take one"), "<one>\n");
+    EXPECT_NE(type("take o\t\r").find("<one>"), std::string::npos);
+}
+
+TEST_F(Listed, ControlCharactersAreNeitherShownNorTyped)
+{
+    values_ = {"a\033[2Jb", "a\nb", "a\rexit\r"};
+    const std::string help = type("take ?\x15");
+    EXPECT_EQ(help.find("\033[2J"), std::string::npos) << help;
+    EXPECT_EQ(help.find("a\nb"), std::string::npos) << help;
+    values_ = {"a\rtake b\r", "b"};
+    EXPECT_EQ(type("take a\t").find("<b>"), std::string::npos);
+}
+
+TEST_F(Listed, BlanksAndQuotesAreTypedSoThatTheyAreRead)
+{
+    values_ = {"a \"b\" 'c' \\d"};
+    EXPECT_NE(type("take a\t\r").find("<" + *values_[0] + ">"), std::string::npos);
+}
+
+TEST_F(Listed, ThereMayBeThousands)
+{
+    values_.clear();
+    for (int i = 0; i < 10000; i++)
+        values_.push_back("value-" + std::to_string(i));
+    EXPECT_EQ(run("take value-9999"), "<value-9999>\n");
+    EXPECT_NE(run("take value-x").find("NAME: a value"), std::string::npos);
+    EXPECT_NE(type("take v\t12\r").find("<value-12>"), std::string::npos);
+    EXPECT_NE(type("take ?").find("value-7"), std::string::npos);
+}
+
+TEST_F(Listed, AValueThatNoLineHasRoomForIsHarmless)
+{
+    values_ = {std::string(100000, 'x'), std::string(300, 'y')};
+    for (const char *keys : {"take \t\t\x15", "take ?\x15", "take x\t\t\r\x15", "take y\t\r\x15"})
+        EXPECT_FALSE(type(keys).empty());
+    EXPECT_FALSE(tsession_is_closed(session_));
 }
 
 } // namespace

@@ -169,8 +169,8 @@ enum {
 typedef int32_t (*cli_accept_fn)(void *user, cli_shell_s *shell, const char *word,
                                  const char **why);
 
-/* Calls value(ctx, text, help) for the type's values that begin with `begun`; others are
- * passed over. help may be NULL. */
+/* Calls value(ctx, text, help) for the type's values that begin with `begun`, each once; others
+ * are passed over, and so are NULL and "". help may be NULL. */
 typedef void (*cli_list_fn)(void *user, cli_shell_s *shell, const char *begun,
                             cli_assist_value_fn value, void *ctx);
 
