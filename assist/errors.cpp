@@ -43,14 +43,13 @@ const cli_pnode_s *run_line(Walk &walk, cli_assist_error_s &out_error)
     while (find_word(walk, word)) {
         Why why = {};
         const int32_t reason = pass_word(walk, word, &why);
-        if (reason != CLI_ASSIST_OK && quote) {
+        if (reason == CLI_ASSIST_OK)
+            continue;
+        if (quote && reason != CLI_ASSIST_NO_MEMORY)
             fail(out_error, CLI_ASSIST_QUOTES, quote_at, 1, {});
-            return nullptr;
-        }
-        if (reason != CLI_ASSIST_OK) {
+        else
             fail(out_error, reason, word.at, word.end - word.at, why);
-            return nullptr;
-        }
+        return nullptr;
     }
     if (walk.done == 0) {
         fail(out_error, CLI_ASSIST_EMPTY, 0, 0, {});

@@ -49,11 +49,6 @@ bool add_row(Snapshot *snapshot, Array<Definition> &definitions, const cli_comma
            snapshot->rows.add({&command, nullptr, nullptr, move, mode, -1});
 }
 
-bool add_text(Array<char> &out, const char *text)
-{
-    return out.append(text, std::strlen(text));
-}
-
 bool is_name_character(char c)
 {
     return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
@@ -183,7 +178,7 @@ const char *argument_of(const Entered *top, const char *name)
     return nullptr;
 }
 
-bool make_prompt(const Snapshot *snapshot, const Entered *top, int32_t level, Array<char> &out_text)
+bool make_prompt(const Snapshot *snapshot, const Entered *top, int32_t level, PromptEnd &out_text)
 {
     const Entered *from = top;
     const auto pattern_of = [&] {
@@ -194,25 +189,24 @@ bool make_prompt(const Snapshot *snapshot, const Entered *top, int32_t level, Ar
     const char *at = pattern_of();
     if (!at)
         return false;
-    bool is_made = true;
-    while (*at && is_made) {
+    while (*at) {
         size_t len = 0;
         const char *value = *at == '%' ? named_argument(top, at + 1, len) : nullptr;
         if (value) {
-            is_made = add_text(out_text, value);
+            out_text.add(value);
             at += 1 + len;
         } else if (at[0] == '%' && at[1] == 'h') {
-            is_made = add_text(out_text, snapshot->set->host ? snapshot->set->host : "");
+            out_text.add(snapshot->set->host ? snapshot->set->host : "");
             at += 2;
         } else if (at[0] == '%' && at[1] == '#') {
-            is_made = out_text.add(level == most_level ? '#' : '>') != nullptr;
+            out_text.add(level == most_level ? '#' : '>');
             at += 2;
         } else {
             at += at[0] == '%' && at[1] == '%';
-            is_made = out_text.add(*at++) != nullptr;
+            out_text.add(*at++);
         }
     }
-    return is_made && out_text.add('\0');
+    return true;
 }
 
 bool follow_row(Entered *&top, const Row &row, const cli_pmatch_s *words, const cli_pmatch_s *end)

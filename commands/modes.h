@@ -8,7 +8,9 @@
 
 #include <varno/commands.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace varno::commands {
 
@@ -43,10 +45,32 @@ void move_modes(Entered *&top, const Snapshot *from, const Snapshot *to);
 // The argument of the line that entered the innermost mode that has it; NULL: none has.
 const char *argument_of(const Entered *top, const char *name);
 
-// The prompt of a mode on a level by its pattern, or its parent's where it has none. Returns false without
-// memory, or when there is no pattern.
-bool make_prompt(const Snapshot *snapshot, const Entered *top, int32_t level,
-                 Array<char> &out_text);
+// The end of a prompt, of which a session shows 30 characters. It takes no memory: a prompt always
+// says which mode it is.
+struct PromptEnd {
+    char text[256];
+    size_t used;
+
+    void add(char c)
+    {
+        if (used + 1 == sizeof(text)) {
+            std::memmove(text, text + sizeof(text) / 2, used - sizeof(text) / 2);
+            used -= sizeof(text) / 2;
+        }
+        text[used++] = c;
+        text[used] = '\0';
+    }
+
+    void add(const char *more)
+    {
+        while (*more)
+            add(*more++);
+    }
+};
+
+// The prompt of a mode on a level by its pattern, or its parent's where it has none. Returns false
+// when there is no pattern.
+bool make_prompt(const Snapshot *snapshot, const Entered *top, int32_t level, PromptEnd &out_text);
 
 // What a row does to modes once it is done. Returns false without memory.
 bool follow_row(Entered *&top, const Row &row, const cli_pmatch_s *words, const cli_pmatch_s *end);

@@ -486,16 +486,10 @@ void show_mode(cli_shell_s *shell)
     if (!shell->session)
         return;
     tsession_set_graph(shell->session, root(shell));
-    Array<char> prompt = {};
+    PromptEnd prompt = {};
     const bool is_made =
         shell->snapshot && make_prompt(shell->snapshot, shell->modes, shell->level, prompt);
-    try {
-        tsession_set_prompt(shell->session, is_made ? prompt.begin() : shell->own_prompt);
-    } catch (...) {
-        prompt.release();
-        throw;
-    }
-    prompt.release();
+    tsession_set_prompt(shell->session, is_made ? prompt.text : shell->own_prompt);
 }
 
 // Whoever loses a level is in no mode that it had opened.

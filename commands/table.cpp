@@ -196,9 +196,8 @@ void write_row(cli_call_s *call, bool is_title)
             pass_row(call->pipe,
                      {made.whole.begin(), made.shown.begin(), made.object.begin(), is_title});
         } else {
-            made.shown[made.shown.used - 1] = '\n';
-            if (made.shown.add('\0'))
-                write_output(call, made.shown.begin());
+            write_output(call, made.shown.begin());
+            write_output(call, "\n");
         }
     } catch (...) {
         made.release();

@@ -197,6 +197,16 @@ TEST_F(Modes, PromptsSayWhereOneIs)
     EXPECT_NE(type("\x7fw version\r").find("show version in exec"), std::string::npos) << sent_;
     EXPECT_EQ(sent_.substr(sent_.size() - 4), "r2> ");
     EXPECT_EQ(type("\x1a"), "\a"); // there is no mode to leave
+    std::string host;
+    for (const char *part : {"0123456789", "\xe2\x82\xac", "\xf0\x9f\x98\x80"}) {
+        for (int i = 0; i < 100; i++)
+            host += part;
+        EXPECT_EQ(cli_set_host(set_, host.c_str()), 0);
+        type("show version\r");
+        const std::string end =
+            *part == '0' ? "2345678901234567890123456789" : std::string(28, '?');
+        EXPECT_EQ(sent_.substr(sent_.size() - 31), "\n" + end + "> ") << part;
+    }
 }
 
 // The session's own, where no mode has one.
