@@ -192,6 +192,77 @@ TEST_F(Careless, AFaultOfWhoIsCancelledEndsItsSessionAlone)
     EXPECT_TRUE(tsession_is_closed(session_));
 }
 
+TEST_F(Careless, ATypeThatThrowsIsAskedAgain)
+{
+    static bool throws;
+    const cli_type_s thrower = {
+        "thrower", "a thrower",
+        [](void *, cli_shell_s *, const char *, const char **) -> int32_t {
+            return throws ? (fail_hard(), 0) : 1;
+        },
+        [](void *, cli_shell_s *, const char *, cli_assist_value_fn value, void *ctx) {
+            if (throws)
+                fail_hard();
+            value(ctx, "one", nullptr);
+        },
+        nullptr};
+    const cli_command_s row = {"take NAME(thrower)", "one", run_act, nullptr, 0, 0, &act_};
+    cli_set_add_type(set_, nullptr, &thrower);
+    cli_set_add(set_, nullptr, nullptr, &row, 1);
+    begin();
+    throws = true;
+    EXPECT_THROW(run("take one"), std::runtime_error);
+    EXPECT_THROW(cli_shell_check(batch_, "take one", nullptr), std::runtime_error);
+    EXPECT_THROW(type("take ?"), std::runtime_error);
+    EXPECT_TRUE(tsession_is_closed(session_));
+    throws = false;
+    EXPECT_EQ(cli_shell_run(batch_, "take one"), CLI_DONE);
+    EXPECT_EQ(cli_set_build(set_, nullptr, nullptr), 0);
+}
+
+TEST_F(Careless, OutputThatThrowsEndsTheCall)
+{
+    int released = 0;
+    static int *counted;
+    counted = &released;
+    act_ = [](cli_call_s *call) {
+        cli_state(call, 1, [](void *) { ++*counted; });
+        cli_print(call, "a row\n");
+        return CLI_MORE;
+    };
+    build();
+    cli_shell_config_s config = shell_config();
+    config.output = [](void *, const char *, size_t) { fail_hard(); };
+    cli_shell_s *shell = cli_shell_create(&config);
+    EXPECT_THROW(cli_shell_run(shell, "act"), std::runtime_error);
+    EXPECT_THROW(cli_shell_run(shell, "act | include a"), std::runtime_error);
+    EXPECT_THROW(cli_shell_run(shell, "unknown"), std::runtime_error);
+    cli_shell_free(shell);
+    EXPECT_EQ(released, 2);
+}
+
+TEST_F(Careless, ACommandMayHaveABatchOfItsOwnAndFreeAnother)
+{
+    bool is_cancelled = false;
+    other_ = [&](cli_call_s *call) {
+        is_cancelled = cli_is_cancelled(call) != 0;
+        return CLI_LATER;
+    };
+    act_ = [&](cli_call_s *) {
+        const cli_shell_config_s config = shell_config();
+        cli_shell_s *own = cli_shell_create(&config);
+        EXPECT_EQ(cli_shell_run(own, "other"), CLI_LATER);
+        cli_shell_free(own);
+        EXPECT_TRUE(is_cancelled);
+        cli_shell_free(std::exchange(batch_, nullptr)); // whose call waits
+        return CLI_DONE;
+    };
+    begin();
+    EXPECT_EQ(cli_shell_run(batch_, "other"), CLI_LATER);
+    EXPECT_NE(type("act\r").find("> "), std::string::npos);
+    EXPECT_EQ(batch_, nullptr);
+}
+
 // Frees
 
 TEST_F(Careless, AShellIsFreedByTheCallThatARemovalCancels)
@@ -427,6 +498,35 @@ TEST_F(Leveled, WhoIsOnTheWayToAModeThatIsRemovedStays)
     };
     EXPECT_EQ(run("vlan"), "% the mode is gone\n");
     EXPECT_STREQ(cli_shell_mode(batch_), "exec");
+}
+
+TEST_F(Leveled, WhoLooksAtSecretsMayThrowOrFreeTheShell)
+{
+    static const cli_command_s enable = {
+        "enable [LEVEL(0-15)]", "more", cli_enable, nullptr, 0, 0, nullptr};
+    EXPECT_EQ(cli_set_add(set_, nullptr, nullptr, &enable, 1), 0);
+    EXPECT_EQ(cli_set_build(set_, nullptr, nullptr), 0);
+    cli_shell_config_s config = shell_config();
+    config.authenticate = [](cli_shell_s *, void *, int32_t, const char *) -> int32_t {
+        fail_hard();
+    };
+    make_session(config);
+    type("enable\r");
+    EXPECT_THROW(type("secret\r"), std::runtime_error);
+    EXPECT_TRUE(tsession_is_closed(session_));
+    EXPECT_EQ(cli_shell_level(shell_), 0);
+    for (const int32_t answer : {0, -1, int32_t{CLI_LATER}}) {
+        static int32_t result;
+        result = answer;
+        config.authenticate = [](cli_shell_s *shell, void *, int32_t, const char *) {
+            cli_shell_free(shell);
+            return result;
+        };
+        make_session(config);
+        type("enable\r");
+        tsession_input(session_, "secret\r", 7);
+        shell_ = nullptr;
+    }
 }
 
 // A mode whose configuration is written in several calls, and waits between them.

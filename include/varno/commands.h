@@ -64,7 +64,8 @@
  *
  * A pattern is a regular expression of RE2, whose time grows with the row alone and whose
  * memory is bounded; one that takes more than 1000 steps a byte is refused. A library that
- * was built without RE2 takes it as a text. It is looked for in the first 4096 bytes of a row. Rows go on as they come; pages are of what passes.
+ * was built without RE2 takes it as a text. It is looked for in the first 4096 bytes of a row.
+ * Rows go on as they come; pages are of what passes.
  *
  * A set, its types and its shells are used by one thread at a time, all together. Callbacks
  * get their row's user pointer. A callback may leave by an exception; it then ends the
