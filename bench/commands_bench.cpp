@@ -5,10 +5,6 @@
 #include "definitions.h"
 #include "host.h"
 
-#include "modes.h"
-#include "set.h"
-#include "shell.h"
-
 #include <varno/commands.h>
 
 #include <iterator>
@@ -54,7 +50,8 @@ class LinesAct : public Act {
         cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
         config.set = set_;
         cli_set_add(set_, nullptr, nullptr, rows, std::size(rows));
-        if (cli_set_build(set_, nullptr, nullptr) != 0 || !(shell_ = cli_shell_create(&config)))
+        if (cli_set_build(set_, nullptr, nullptr) != 0 ||
+            !(shell_ = cli_shell_prepare(&config, &session_)))
             give_up("a set");
         operations = static_cast<int64_t>(lines_.size());
         allocates = true;
@@ -68,12 +65,11 @@ class LinesAct : public Act {
 
     void run() override
     {
-        const cli_pnode_s *root = varno::commands::root_of(shell_->snapshot, 0, 0);
         for (const char *line : lines_) {
             cli_pmatch_s *matches = nullptr;
             cli_assist_error_s error;
-            is_refused_ |= !cli_assist_parse(root, is_filtered_ ? &shell_->filter : nullptr, line,
-                                             &matches, &error);
+            is_refused_ |= !cli_assist_parse(
+                session_.graph, is_filtered_ ? session_.filter : nullptr, line, &matches, &error);
             cli_match_free(matches);
         }
     }
@@ -85,6 +81,7 @@ class LinesAct : public Act {
     bool is_filtered_;
     bool is_refused_ = false;
     cli_set_s *set_ = cli_set_create();
+    tsession_config_s session_ = TSESSION_CONFIG_INIT; // with the graph and the filter
     cli_shell_s *shell_ = nullptr;
 };
 
@@ -153,15 +150,17 @@ constexpr cli_mode_s modes[] = {
 
 class InheritAct : public Act {
   public:
-    explicit InheritAct(int32_t mode) : mode_(mode)
+    explicit InheritAct(const char *mode)
     {
         cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
         config.set = set_;
+        config.mode = mode;
         for (const cli_mode_s &one : modes)
             cli_set_add_mode(set_, nullptr, &one);
         cli_set_add(set_, nullptr, "outer", rows, std::size(rows));
         cli_set_add(set_, nullptr, "inner", &own_, 1);
-        if (cli_set_build(set_, nullptr, nullptr) != 0 || !(shell_ = cli_shell_create(&config)))
+        if (cli_set_build(set_, nullptr, nullptr) != 0 ||
+            !(shell_ = cli_shell_prepare(&config, &session_)))
             give_up("a set");
         allocates = true;
     }
@@ -176,18 +175,18 @@ class InheritAct : public Act {
     {
         cli_pmatch_s *matches = nullptr;
         cli_assist_error_s error;
-        is_refused_ |= !cli_assist_parse(varno::commands::root_of(shell_->snapshot, mode_, 0),
-                                         &shell_->filter, "show route summary", &matches, &error);
+        is_refused_ |= !cli_assist_parse(session_.graph, session_.filter, "show route summary",
+                                         &matches, &error);
         cli_match_free(matches);
     }
 
     const char *problem() override { return is_refused_ ? "the line was refused" : nullptr; }
 
   private:
-    int32_t mode_;
     bool is_refused_ = false;
     cli_command_s own_ = command("show interface area AREA(0-9)");
     cli_set_s *set_ = cli_set_create();
+    tsession_config_s session_ = TSESSION_CONFIG_INIT;
     cli_shell_s *shell_ = nullptr;
 };
 
@@ -221,8 +220,8 @@ const ActRow acts[] = {
      [] { return std::unique_ptr<Act>(new LinesAct(typed_lines, false)); }},
     {"commands/typed_lines",
      [] { return std::unique_ptr<Act>(new LinesAct(typed_lines, true)); }},
-    {"commands/line_of_its_mode", [] { return std::unique_ptr<Act>(new InheritAct(0)); }},
-    {"commands/line_of_its_parent", [] { return std::unique_ptr<Act>(new InheritAct(1)); }},
+    {"commands/line_of_its_mode", [] { return std::unique_ptr<Act>(new InheritAct("outer")); }},
+    {"commands/line_of_its_parent", [] { return std::unique_ptr<Act>(new InheritAct("inner")); }},
     {"commands/rows", [] { return std::unique_ptr<Act>(new OutputAct("rows")); }},
     {"commands/rows_that_pass",
      [] { return std::unique_ptr<Act>(new OutputAct("rows | include via.*eth0")); }},
