@@ -1,6 +1,7 @@
 // Many sessions while owners of rows and types come and go: nothing grows, each owner is
 // released once.
 
+#include "support/heap_bytes.h"
 #include "support/long_tests.h"
 
 #include <varno/commands.h>
@@ -12,24 +13,11 @@
 #include <string>
 #include <vector>
 
-#include <malloc.h>
-
 #include <gtest/gtest.h>
-
-#if defined(__SANITIZE_ADDRESS__)
-extern "C" size_t __sanitizer_get_current_allocated_bytes(); // its header is no part of g++
-#endif
 
 namespace {
 
-size_t heap_bytes()
-{
-#if defined(__SANITIZE_ADDRESS__)
-    return __sanitizer_get_current_allocated_bytes();
-#else
-    return mallinfo2().uordblks;
-#endif
-}
+using varno_test::heap_bytes;
 
 struct Owner {
     int id = 0;

@@ -1,10 +1,12 @@
 // Filters after "|": what passes, what is refused, what is saved, long outputs.
 
 #include "support/command_shells.h"
+#include "support/heap_bytes.h"
 #include "support/memory.h"
 
 #include <varno/commands.h>
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstring>
 #include <iterator>
@@ -318,6 +320,28 @@ TEST_F(Pipes, AnInterruptEndsWhatNothingPasses)
     const std::string ended = type("\x03", 0);
     EXPECT_EQ(ended.substr(ended.size() - 2), "> ");
     EXPECT_EQ(type("echo a\r"), "echo a\na\n> ");
+}
+
+TEST_F(Pipes, ManyRowsTakeNoMoreMemoryThanSome)
+{
+    constexpr size_t most_bytes = 1100000;
+    make_session(shell_config());
+    type("show numbers 9 | include 9\r");
+    const size_t idle = varno_test::heap_bytes();
+    for (const char *line :
+         {"show numbers 100000 | include nothing\r",
+          "show numbers 100000 | exclude [a-m] | include ^9+$ | begin 99 | section 77\r"}) {
+        type(line, 0);
+        size_t most = idle;
+        while (tsession_wait(session_) == 0) {
+            tsession_time_out(session_);
+            most = std::max(most, varno_test::heap_bytes());
+        }
+        EXPECT_GT(most, idle) << line;
+        EXPECT_LT(most, idle + most_bytes) << line;
+        EXPECT_LT(varno_test::heap_bytes(), idle + 65536) << line;
+        EXPECT_EQ(sent_.substr(sent_.size() - 2), "> ");
+    }
 }
 
 // Others have their turn, whatever a pattern takes: by rows, and by the steps that it may need.
