@@ -23,11 +23,18 @@ constexpr char source_name[] = "commands_call";
 constexpr char call_tag[] = "cli_call_s";
 constexpr char kept_tag[] = "cli_call_words";
 constexpr char state_tag[] = "cli_call_state";
-constexpr char not_saved[] = "not all could be saved";
 
 bool goes_on(int32_t result)
 {
     return result == CLI_MORE || result == CLI_LATER;
+}
+
+// why may be empty: nobody has said.
+void fail_saving(cli_call_s *call, const char *why)
+{
+    char text[64 + CLI_ASSIST_MAX_WHY];
+    std::snprintf(text, std::size(text), "not all could be saved%s%s", *why ? ": " : "", why);
+    fail(call, text);
 }
 
 // Line and words are the parse's: who goes on needs copies.
@@ -153,7 +160,7 @@ int32_t conclude(cli_call_s *call, int32_t result)
     if (call->has_failed)
         result = CLI_FAILED;
     if (call->pipe && !end_pipe(call->pipe, result == CLI_DONE)) {
-        fail(call, not_saved);
+        fail_saving(call, call->pipe->why);
         result = CLI_FAILED;
     }
     return result == CLI_DONE && move(call) ? CLI_DONE : CLI_FAILED;
@@ -298,9 +305,12 @@ int32_t go_on(cli_call_s *call)
     const bool is_broken = call->pipe && call->pipe->is_broken;
     if (!call->is_cancel_asked && !is_broken)
         return result;
+    char why[CLI_ASSIST_MAX_WHY + 1] = ""; // the pipe goes with what is cancelled
+    if (is_broken)
+        strlcpy2(why, call->pipe->why, std::size(why) - 1);
     cancel(call);
     if (is_broken)
-        fail(call, not_saved);
+        fail_saving(call, why);
     return CLI_FAILED;
 }
 

@@ -57,6 +57,13 @@ const FilterRow *find_filter(const char *word)
 
 // What is written
 
+// The first reason is the one that counts.
+void note_why(Pipe &pipe, const char *why)
+{
+    if (why && !*pipe.why)
+        strlcpy2(pipe.why, why, std::size(pipe.why) - 1);
+}
+
 void write_bytes(Pipe &pipe, const char *text)
 {
     if (!pipe.file) {
@@ -65,8 +72,12 @@ void write_bytes(Pipe &pipe, const char *text)
         return;
     }
     const size_t len = std::strlen(text);
-    if (!pipe.is_broken && len > 0)
-        pipe.is_broken = pipe.call->shell->save->write(pipe.file, text, len) != 0;
+    if (pipe.is_broken || len == 0)
+        return;
+    const char *why = nullptr;
+    pipe.is_broken = pipe.call->shell->save->write(pipe.file, text, len, &why) != 0;
+    if (pipe.is_broken)
+        note_why(pipe, why);
 }
 
 // How much of a text ends between two characters of UTF-8.
@@ -385,7 +396,10 @@ bool end_pipe(Pipe *pipe, bool is_whole)
     bool is_saved = true;
     if (void *file = pipe->file) {
         pipe->file = nullptr;
-        is_saved = pipe->call->shell->save->end(file, is_whole && !pipe->is_broken) == 0;
+        const char *why = nullptr;
+        is_saved = pipe->call->shell->save->end(file, is_whole && !pipe->is_broken, &why) == 0;
+        if (!is_saved)
+            note_why(*pipe, why);
     }
     return is_saved && !pipe->is_broken;
 }
@@ -399,8 +413,9 @@ void release_pipe(Pipe *pipe)
     for (const Stage &stage : pipe->stages)
         release_pattern(stage.pattern);
     tracked_free(pipe, pipe_tag);
+    const char *why = nullptr;
     if (file)
-        save->end(file, 0);
+        save->end(file, 0, &why);
 }
 
 const cli_pmatch_s *find_bar(const cli_pmatch_s *words)

@@ -41,7 +41,8 @@ struct Pipe {
     bool is_cut;    // of the row that is being written the beginning has been decided on
     bool is_passed; // and it passes
     bool is_ended;
-    bool is_broken; // the file took no more
+    bool is_broken;                   // the file took no more
+    char why[CLI_ASSIST_MAX_WHY + 1]; // it was not saved; empty: nobody has said
     size_t used;
     char row[most_matched + 1];
 };
@@ -67,7 +68,8 @@ struct PipedRow {
 
 void pass_row(Pipe *pipe, const PipedRow &row);
 
-// No more comes. is_whole: the command is done. Returns false when not all could be saved.
+// No more comes. is_whole: the command is done. Returns false when not all could be saved; the
+// pipe then has why.
 bool end_pipe(Pipe *pipe, bool is_whole);
 
 // Whoever was not ended is given up.

@@ -70,14 +70,16 @@ class Lines {
 // Bytes as they are saved: what is shown is cleaned.
 struct Saved {
     std::string all;
-    cli_save_s hooks = {this,
-                        [](cli_shell_s *, void *user, const char *, int32_t,
-                           const char **) -> void * { return user; },
-                        [](void *file, const char *bytes, size_t count) -> int32_t {
-                            static_cast<Saved *>(file)->all.append(bytes, count);
-                            return 0;
-                        },
-                        [](void *, int32_t is_whole) -> int32_t { return is_whole ? 0 : -1; }};
+    cli_save_s hooks = {
+        this,
+        [](cli_shell_s *, void *user, const char *, int32_t, const char **) -> void * {
+            return user;
+        },
+        [](void *file, const char *bytes, size_t count, const char **) -> int32_t {
+            static_cast<Saved *>(file)->all.append(bytes, count);
+            return 0;
+        },
+        [](void *, int32_t is_whole, const char **) -> int32_t { return is_whole ? 0 : -1; }};
 };
 
 inline std::string device_configuration()

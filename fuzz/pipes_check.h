@@ -311,7 +311,7 @@ class PipesCheck {
         return check;
     }
 
-    static int32_t write_file(void *file, const char *bytes, size_t count)
+    static int32_t write_file(void *file, const char *bytes, size_t count, const char **)
     {
         auto *check = static_cast<PipesCheck *>(file);
         FUZZ_REQUIRE(check->open_files_ == 1);
@@ -321,7 +321,7 @@ class PipesCheck {
         return 0;
     }
 
-    static int32_t end_file(void *file, int32_t is_whole)
+    static int32_t end_file(void *file, int32_t is_whole, const char **)
     {
         auto *check = static_cast<PipesCheck *>(file);
         check->open_files_--;

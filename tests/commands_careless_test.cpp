@@ -118,15 +118,16 @@ struct Files {
     std::function<int32_t()> write = [] { return 0; };
     std::function<int32_t(bool)> end = [](bool) { return 0; };
 
-    cli_save_s save = {
-        this,
-        [](cli_shell_s *, void *user, const char *, int32_t, const char **) {
-            return static_cast<Files *>(user)->begin(static_cast<Files *>(user));
-        },
-        [](void *file, const char *, size_t) { return static_cast<Files *>(file)->write(); },
-        [](void *file, int32_t is_whole) {
-            return static_cast<Files *>(file)->end(is_whole != 0);
-        }};
+    cli_save_s save = {this,
+                       [](cli_shell_s *, void *user, const char *, int32_t, const char **) {
+                           return static_cast<Files *>(user)->begin(static_cast<Files *>(user));
+                       },
+                       [](void *file, const char *, size_t, const char **) {
+                           return static_cast<Files *>(file)->write();
+                       },
+                       [](void *file, int32_t is_whole, const char **) {
+                           return static_cast<Files *>(file)->end(is_whole != 0);
+                       }};
 };
 
 TEST_F(Careless, FilesThatThrowLeaveNothing)

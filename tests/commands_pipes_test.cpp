@@ -99,6 +99,8 @@ const cli_command_s rows[] = {
 struct Disk {
     std::string name, written;
     size_t room = SIZE_MAX;
+    const char *why_no_room = nullptr;
+    const char *why_at_end = nullptr; // NULL: it can be saved
     bool is_forced = false;
     int begun = 0, whole = 0, given_up = 0;
 
@@ -117,17 +119,20 @@ struct Disk {
                     disk->begun++;
                     return disk;
                 },
-                [](void *file, const char *bytes, size_t count) {
+                [](void *file, const char *bytes, size_t count, const char **why) {
                     auto *disk = static_cast<Disk *>(file);
-                    if (count > disk->room - disk->written.size())
+                    if (count > disk->room - disk->written.size()) {
+                        *why = disk->why_no_room;
                         return -1;
+                    }
                     disk->written.append(bytes, count);
                     return 0;
                 },
-                [](void *file, int32_t is_whole) {
+                [](void *file, int32_t is_whole, const char **why) {
                     auto *disk = static_cast<Disk *>(file);
                     (is_whole ? disk->whole : disk->given_up)++;
-                    return 0;
+                    *why = disk->why_at_end;
+                    return disk->why_at_end ? -1 : 0;
                 }};
     }
 };
@@ -269,7 +274,16 @@ TEST_F(Pipes, RowsAreSaved)
     EXPECT_LE(disk_.written.size(), 100U);
     EXPECT_EQ(run("show long | save all"), "% not all could be saved\n"); // one call, to its end
     EXPECT_EQ(disk_.given_up, 3);
+    disk_.why_no_room = "the disk is full";
+    EXPECT_EQ(run("show numbers 1000000 | save all"),
+              "% not all could be saved: the disk is full\n");
+    EXPECT_EQ(run("show long | save all"), "% not all could be saved: the disk is full\n");
+    EXPECT_EQ(disk_.given_up, 5);
     EXPECT_EQ(disk_.whole, 2);
+    disk_.room = SIZE_MAX;
+    disk_.why_at_end = "the disk\007 has gone";
+    EXPECT_EQ(run("show routes | save all"), "% not all could be saved: the disk? has gone\n");
+    EXPECT_EQ(disk_.whole, 3);
     EXPECT_NE(run("show routes | save a | count").find("unknown word"), std::string::npos);
 }
 

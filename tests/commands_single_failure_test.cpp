@@ -177,16 +177,17 @@ class Device {
   private:
     const size_t before_ = tracked_outstanding(nullptr);
     Disk disk_;
-    const cli_save_s save_ = {&disk_, begin_file,
-                              [](void *file, const char *bytes, size_t count) -> int32_t {
-                                  static_cast<Disk *>(file)->written.append(bytes, count);
-                                  return 0;
-                              },
-                              [](void *file, int32_t is_whole) -> int32_t {
-                                  auto *disk = static_cast<Disk *>(file);
-                                  (is_whole ? disk->whole : disk->given_up)++;
-                                  return 0;
-                              }};
+    const cli_save_s save_ = {
+        &disk_, begin_file,
+        [](void *file, const char *bytes, size_t count, const char **) -> int32_t {
+            static_cast<Disk *>(file)->written.append(bytes, count);
+            return 0;
+        },
+        [](void *file, int32_t is_whole, const char **) -> int32_t {
+            auto *disk = static_cast<Disk *>(file);
+            (is_whole ? disk->whole : disk->given_up)++;
+            return 0;
+        }};
     cli_set_s *set_ = cli_set_create();
     cli_shell_s *shell_ = nullptr;
     std::string written_;

@@ -28,8 +28,8 @@ const cli_save_s nowhere = {
     [](cli_shell_s *shell, void *, const char *, int32_t, const char **) -> void * {
         return shell;
     },
-    [](void *, const char *, size_t) -> int32_t { return 0; },
-    [](void *, int32_t) -> int32_t { return 0; },
+    [](void *, const char *, size_t, const char **) -> int32_t { return 0; },
+    [](void *, int32_t, const char **) -> int32_t { return 0; },
 };
 
 // A session at the device.

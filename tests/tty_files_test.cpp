@@ -135,7 +135,7 @@ TEST_F(TtyFiles, OnlyFilesOfTheDirectoryAreWritten)
 TEST_F(TtyFiles, WhatIsNotWholeIsNotKept)
 {
     const std::string limited = "ulimit -f 8; "; // blocks of 512 or 1024 bytes
-    const std::string told = "command:2: % not all could be saved\n";
+    const std::string told = "command:2: % not all could be saved: File too large\n";
     EXPECT_EQ(batch("echo old | save it").status, 0);
     for (const char *line : {"echo a | save small; show numbers 20000 | save big",
                              "echo a | save small force; show numbers 20000 | save it force"}) {
@@ -155,7 +155,7 @@ TEST_F(TtyFiles, AFileThatSomebodyMakesMeanwhileIsNotWrittenOver)
                         "echo theirs >it) & " +
                         program + " --save-directory " + folder +
                         " -c 'ping 127.0.0.1 count 2 | save it' 2>&1 </dev/null");
-    EXPECT_EQ(ran.text, "command:1: % not all could be saved\n");
+    EXPECT_EQ(ran.text, "command:1: % not all could be saved: File exists\n");
     EXPECT_EQ(content("it"), "theirs\n");
     EXPECT_EQ(names(), Names{"it"});
 }
@@ -199,6 +199,59 @@ TEST_F(TtyFiles, ASessionSavesAsABatchDoesAndCtrlCLeavesNothing)
     EXPECT_EQ(content("it"), "x\n");
 }
 
+// The n-th call on files of a batch fails so.
+std::string failing(int call, const std::string &how)
+{
+    return "LD_PRELOAD=" VARNO_FAILING_FILES " VARNO_FAILING_CALL=" + std::to_string(call) +
+           " VARNO_FAILING_HOW=" + how + " ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0 ";
+}
+
+TEST_F(TtyFiles, EachCallThatFailsWhileRowsAreSavedIsTold)
+{
+    // In their order, after the one that opens the directory.
+    const char *const calls[] = {"openat", "write",     "write", "fsync",
+                                 "close",  "renameat2", "fsync"};
+    int call = 1;
+    for (const char *name : calls) {
+        call++;
+        const Ran ran = batch("echo x | save it force", failing(call, std::to_string(ENOSPC)));
+        EXPECT_TRUE(ran.text.starts_with("[" + std::string(name) + "]\n")) << ran.text;
+        EXPECT_NE(ran.text.find(": No space left on device\n"), ran.text.npos) << ran.text;
+        EXPECT_EQ(names(), call == 8 ? Names{"it"} : Names{}) << call;
+    }
+}
+
+TEST_F(TtyFiles, AFileSystemThatEitherDoesNotLinkOrCannotRefuseToReplaceWillDo)
+{
+    for (const int error : {EINVAL, ENOSYS}) {
+        const std::string name = "it" + std::to_string(error);
+        EXPECT_EQ(batch("echo x | save " + name, failing(7, std::to_string(error))).text,
+                  "[renameat2]\n");
+        EXPECT_EQ(content(name), "x\n");
+    }
+    EXPECT_EQ(names().size(), 2U);
+}
+
+TEST_F(TtyFiles, WhatAKilledProcessHasLeftIsRemovedByTheNext)
+{
+    for (const char *name : {".varno-1-2", ".varno-x-1", ".varno-notes", ".varno-1-", "mine"})
+        std::ofstream(folder + "/" + name) << "text\n";
+    ASSERT_EQ(mkdir((folder + "/.varno-3-4").c_str(), 0700), 0);
+    EXPECT_EQ(batch("echo x | save it", failing(4, "exit")).status, 99);
+    Names left = {".varno-3-4", ".varno-x-1", ".varno-notes", ".varno-1-", "mine"};
+    EXPECT_EQ(names().size(), left.size() + 1);
+    EXPECT_EQ(batch("").status, 0);
+    EXPECT_EQ(names(), left);
+    // One that is being written is left alone.
+    const Ran ran =
+        run("cd " + folder + " && (until ls -A | grep -q 'varno-[0-9]*-0'; do sleep 0.01; done; " +
+            program + " --save-directory . -c '') & " + program + " --save-directory " + folder +
+            " -c 'ping 127.0.0.1 count 2 | count | save it' 2>&1 </dev/null; wait");
+    EXPECT_EQ(ran.text, "");
+    left.insert("it");
+    EXPECT_EQ(names(), left);
+}
+
 // The configuration
 
 const std::string old_text = "hostname old\n";
@@ -212,13 +265,11 @@ class TtySaving : public TtyFiles {
         std::ofstream(folder + "/device") << old_text;
     }
 
-    // The n-th call on files fails so, once the configuration is saved.
+    // As failing has it, once the configuration is saved.
     Ran save(int call, const std::string &how) const
     {
         return run(
-            "LD_PRELOAD=" VARNO_FAILING_FILES " VARNO_FAILING_CALL=" + std::to_string(call) +
-            " VARNO_FAILING_HOW=" + how + " ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0 " +
-            program + " --level 15 --config " + folder +
+            failing(call, how) + program + " --level 15 --config " + folder +
             "/device -c 'configure; hostname new; vlan 7 name \"blue sky\"; do write memory' "
             "2>&1 </dev/null");
     }
@@ -236,7 +287,7 @@ TEST_F(TtySaving, EachCallThatFailsIsToldAndTheFileIsTheOldOneOrTheNew)
         {"write",    false},
         {"fsync",    false},
         {"close",    false},
-        {"renameat", false},
+        {"renameat2", false},
         {"fsync",    true},  // the directory
     };
     // clang-format on
@@ -279,10 +330,9 @@ TEST_F(TtySaving, ACrashAtAnyCallLeavesTheOldFileOrTheNew)
         EXPECT_EQ(content("device"), is_renamed ? new_text : old_text) << crashes;
     }
     EXPECT_EQ(crashes, 9); // eight, and one that is not reached
-    // What they have left is in nobody's way.
-    EXPECT_GT(names().size(), 1U);
     EXPECT_EQ(save(0, "").text, "");
     EXPECT_EQ(content("device"), new_text);
+    EXPECT_EQ(names(), Names{"device"}); // what they had left is gone
 }
 
 // A file may hold any command after "do"; before there are sessions none can be waited for.

@@ -56,13 +56,23 @@ class Batch {
 
 // Writing
 
-// Where the path is a link, what it leads to. Returns: 0, or errno.
-int write_file(const std::filesystem::path &path, const std::string &text)
+// Returns: where the path is a link, what it leads to.
+std::filesystem::path target_of(const std::filesystem::path &path)
 {
     std::error_code unknown;
-    const std::filesystem::path target = std::filesystem::weakly_canonical(path, unknown);
-    const std::string folder = target.has_parent_path() ? target.parent_path().string() : ".";
-    const int directory = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    return std::filesystem::weakly_canonical(path, unknown);
+}
+
+std::string folder_of(const std::filesystem::path &target)
+{
+    return target.has_parent_path() ? target.parent_path().string() : ".";
+}
+
+// Returns: 0, or errno.
+int write_file(const std::filesystem::path &path, const std::string &text)
+{
+    const std::filesystem::path target = target_of(path);
+    const int directory = open(folder_of(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (directory < 0)
         return errno;
     int error = 0;
@@ -272,6 +282,7 @@ bool read_configuration(const std::string &path, std::string &out_problem)
     std::vector<std::string> lines;
     if (!read_lines(path, lines, out_problem))
         return false;
+    remove_left_files(folder_of(target_of(path)));
     Batch batch("configure", true);
     out_problem = problems_of(batch.shell(), path, lines);
     for (size_t i = 0; out_problem.empty() && i < lines.size(); i++) {

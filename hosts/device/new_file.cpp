@@ -1,16 +1,32 @@
-// Links are never followed: neither name is opened unless it is made here.
+// Links are never followed: neither name is opened for writing unless it is made here. Whoever writes
+// a file has a lock on it, by which a file is told from one that a crash has left.
 
 #include "new_file.h"
 
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
+#include <filesystem>
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace device {
+
+namespace {
+
+// As begin makes them.
+bool is_temporary(const std::string &name)
+{
+    int end = 0;
+    std::sscanf(name.c_str(), ".varno-%*[0-9]-%*[0-9]%n", &end);
+    return end > 0 && static_cast<size_t>(end) == name.size();
+}
+
+} // namespace
 
 NewFile::~NewFile()
 {
@@ -33,6 +49,7 @@ int NewFile::begin(int directory)
     } while (fd < 0 && errno == EEXIST);
     if (fd < 0)
         return errno;
+    flock(fd, LOCK_EX | LOCK_NB); // where there are no locks nothing is removed either
     directory_ = directory;
     fd_ = fd;
     temporary_ = name;
@@ -60,19 +77,36 @@ int NewFile::finish()
     return close(std::exchange(fd_, -1)) == 0 || error != 0 ? error : errno;
 }
 
+// Not every file system has the flag, nor every one links: one of the two will do.
 int NewFile::keep(const std::string &name, bool is_over)
 {
     if (const int error = finish())
         return error;
-    // A link is made only where nothing has the name, whoever makes it meanwhile.
-    const bool is_named =
-        is_over ? renameat(directory_, temporary_.c_str(), directory_, name.c_str()) == 0
-                : linkat(directory_, temporary_.c_str(), directory_, name.c_str(), 0) == 0;
-    if (!is_named)
-        return errno;
-    if (is_over)
+    const char *const old_name = temporary_.c_str();
+    const unsigned flags = is_over ? 0 : RENAME_NOREPLACE;
+    if (renameat2(directory_, old_name, directory_, name.c_str(), flags) == 0)
         temporary_.clear();
+    else if (is_over || (errno != EINVAL && errno != ENOSYS) ||
+             linkat(directory_, old_name, directory_, name.c_str(), 0) != 0)
+        return errno;
     return fsync(directory_) == 0 ? 0 : errno;
+}
+
+void remove_left_files(const std::string &folder)
+{
+    std::error_code problem; // ends the walk: what is left then stays
+    for (std::filesystem::directory_iterator at(folder, problem), end; !problem && at != end;
+         at.increment(problem)) {
+        const std::filesystem::path path = at->path();
+        if (!is_temporary(path.filename()))
+            continue;
+        const int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        if (fd < 0)
+            continue;
+        if (flock(fd, LOCK_EX | LOCK_NB) == 0)
+            unlink(path.c_str());
+        close(fd);
+    }
 }
 
 } // namespace device

@@ -31,6 +31,9 @@ class NewFile {
     std::string temporary_; // its name until then
 };
 
+// Removes what processes have left in a folder that ended before a file of theirs was whole.
+void remove_left_files(const std::string &folder);
+
 } // namespace device
 
 #endif

@@ -59,15 +59,23 @@ void *begin(cli_shell_s *, void *, const char *name, int32_t is_forced, const ch
     return saved.release();
 }
 
-int32_t write_rows(void *file, const char *bytes, size_t count)
+int32_t result_of(int error, const char **why)
 {
-    return static_cast<SavedFile *>(file)->file.add(bytes, count) == 0 ? 0 : -1;
+    if (error == 0)
+        return 0;
+    *why = std::strerror(error);
+    return -1;
 }
 
-int32_t end(void *file, int32_t is_whole)
+int32_t write_rows(void *file, const char *bytes, size_t count, const char **why)
+{
+    return result_of(static_cast<SavedFile *>(file)->file.add(bytes, count), why);
+}
+
+int32_t end(void *file, int32_t is_whole, const char **why)
 {
     const std::unique_ptr<SavedFile> saved(static_cast<SavedFile *>(file));
-    return is_whole && saved->file.keep(saved->name, saved->is_forced) == 0 ? 0 : -1;
+    return is_whole ? result_of(saved->file.keep(saved->name, saved->is_forced), why) : 0;
 }
 
 constexpr cli_save_s save = {nullptr, begin, write_rows, end};
@@ -76,6 +84,7 @@ constexpr cli_save_s save = {nullptr, begin, write_rows, end};
 
 bool saved_files_open(const std::string &path)
 {
+    device::remove_left_files(path);
     directory = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     return directory >= 0;
 }

@@ -274,20 +274,20 @@ VARNO_API int32_t cli_set_describe(const cli_set_s *set, int32_t level, const ch
 typedef int32_t (*cli_authenticate_fn)(cli_shell_s *shell, void *user, int32_t level,
                                        const char *secret);
 
-/* Where "| save NAME" writes to. No function is NULL. */
+/* Where "| save NAME" writes to. No function is NULL. Where one cannot, *why, which is NULL before,
+ * may be set to a text for a person, which stays until the next call of one. */
 struct cli_save_s {
     void *user; /* second argument of begin */
     /* is_forced: an older file may be written over.
-     * Returns: the file, for the others; NULL: there is none, *why may then be set to a text for a
-     *          person. */
+     * Returns: the file, for the others; NULL: there is none. */
     void *(*begin)(cli_shell_s *shell, void *user, const char *name, int32_t is_forced,
                    const char **why);
     /* Takes bytes[0..count).
      * Returns: 0; -1 when it takes no more: the command is then cancelled. */
-    int32_t (*write)(void *file, const char *bytes, size_t count);
+    int32_t (*write)(void *file, const char *bytes, size_t count, const char **why);
     /* is_whole: all has been written, and the command has not failed; else the file is not to stay.
      * Returns: 0; -1 when it could not be saved. */
-    int32_t (*end)(void *file, int32_t is_whole);
+    int32_t (*end)(void *file, int32_t is_whole, const char **why);
 };
 
 /* How a shell is to be. Start from CLI_SHELL_CONFIG_INIT. */

@@ -101,9 +101,11 @@ int close(int fd)
     return is_failing ? -1 : result;
 }
 
-int renameat(int from, const char *old_name, int to, const char *new_name)
+int renameat2(int from, const char *old_name, int to, const char *new_name, unsigned flags)
 {
-    return is_chosen("renameat") ? -1 : next(renameat, "renameat")(from, old_name, to, new_name);
+    return is_chosen("renameat2")
+               ? -1
+               : next(renameat2, "renameat2")(from, old_name, to, new_name, flags);
 }
 
 int linkat(int from, const char *old_name, int to, const char *new_name, int flags)
