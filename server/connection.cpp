@@ -536,12 +536,12 @@ void Connection::run_due(uint64_t now)
         later.task(&worker_.server(), session_, later.ctx);
 }
 
-// Reading a long output is no idleness.
+// Reading a long output is no idleness. To wait for a command is: nobody need be there for it.
 void Connection::check_idle(uint64_t now)
 {
     if (now < idle_at())
         return;
-    if (tsession_has_more(session_) || !output_.is_empty())
+    if (has_work() || !output_.is_empty())
         typed_at_ = now;
     else
         close_session("Idle for too long", "idle");

@@ -779,7 +779,11 @@ TEST_F(Device, TheSecondsSinceTheLastInputAreListed)
     EXPECT_LT(idle(), 1000);
     other.type("x");
     EXPECT_LT(idle(), 61);
-    other.console().visitor->last_input += 61 * 1000; // an input while the list is made
+    other.console().visitor->last_input -= 61 * 1000;
+    other.go_on();
+    device::time_out(other.console()); // what comes by itself is no input
+    EXPECT_GE(idle(), 61);
+    other.console().visitor->last_input += 122 * 1000; // an input while the list is made
     EXPECT_EQ(idle(), 0);
 }
 
@@ -1048,6 +1052,27 @@ TEST_F(Device, ALineIsTakenBackAsItWasTyped)
     run_lines({"configure", "no hostname r1", "no vlan 7 name blue", "no username anna",
                "no ip route 10.0.0.0/8 10.1.1.1", "interface lo", "no description one",
                "no ip address 10.1.1.1/8"});
+    EXPECT_EQ(run_lines({"show running-config"}), "");
+}
+
+TEST_F(Device, AnAddressIsTheSameHoweverItIsTyped)
+{
+    run_lines({"configure", "ip route 10.1.2.3/8 10.1.1.1", "ip route 10.0.0.0/8 10.1.1.2",
+               "ip route ::0/0 FE80:0::1", "ip route 0:0::/0 fe80::0001",
+               "ip route 2001:DB8:ffff::1/33 ::ffff:10.0.0.1",
+               "ip route 192.0.2.255/31 ::", "interface lo", "ip address FD00:0:0::1/64"});
+    EXPECT_EQ(run_lines({"show running-config"}),
+              "ip route 10.0.0.0/8 10.1.1.2\nip route 192.0.2.254/31 ::\n"
+              "ip route 2001:db8:8000::/33 ::ffff:10.0.0.1\nip route ::/0 fe80::1\n"
+              "interface lo\n ip address fd00::1/64\n");
+    std::string problem;
+    const std::string written = run_lines({"show running-config"});
+    device::forget_configuration();
+    EXPECT_TRUE(device::read_configuration(file_with(written), problem)) << problem;
+    EXPECT_EQ(run_lines({"show running-config"}), written);
+    run_lines({"configure", "no ip route 10.9.9.9/8 10.1.1.2", "no ip route 0::/0",
+               "no ip route 2001:db8:8000::/33", "no ip route 192.0.2.254/31 0::0", "interface lo",
+               "no ip address fd00:0::1/64"});
     EXPECT_EQ(run_lines({"show running-config"}), "");
 }
 

@@ -651,6 +651,16 @@ TEST(Telnetd, AnIdleSessionIsToldAndClosed)
     take_turns(busy, 1);
 }
 
+TEST(Telnetd, ACommandThatWaitsKeepsNoIdleSession)
+{
+    TelnetServer server({"--idle-timeout", "2"});
+    TelnetClient client(server.port());
+    client.send("ping 127.0.0.1 count 1000\r");
+    EXPECT_TRUE(client.receives("request 2: "));
+    EXPECT_TRUE(client.receives("Idle for too long\r\n"));
+    EXPECT_TRUE(client.is_closed());
+}
+
 // One output is all made and waits, the other rests. The third client came later, so when
 // it has been idle for too long the readers' time was over as well.
 TEST(Telnetd, ReadingALongOutputIsNoIdleness)

@@ -14,6 +14,7 @@
 #include <optional>
 #include <utility>
 
+#include <arpa/inet.h>
 #include <net/if.h>
 
 #include "clean_text.h"
@@ -110,17 +111,42 @@ int32_t change_port(cli_call_s *call, const Change &change)
     return result;
 }
 
-// Sets a text to an argument, or takes it back; where the line names one, that one alone.
-int32_t change_text(cli_call_s *call, const char *argument, std::string &text)
+// Sets a text to what the line gives, or takes it back; where the line gives one, that one alone.
+int32_t change_text(cli_call_s *call, const std::optional<std::string> &given, std::string &text)
 {
-    const char *given = cli_text(call, argument);
     const bool is_no = cli_has(call, "no") != 0;
-    if (is_no && given && text != given) {
+    if (is_no && given && text != *given) {
         cli_fail(call, "There is none");
         return CLI_FAILED;
     }
-    text = is_no ? "" : given;
+    text = is_no ? "" : given.value_or("");
     return CLI_DONE;
+}
+
+std::optional<std::string> given_text(cli_call_s *call, const char *name)
+{
+    return cli_has(call, name) ? std::optional<std::string>(cli_text(call, name)) : std::nullopt;
+}
+
+enum class Spelling { address, address_with_bits, network };
+
+// However it was typed, it has one spelling. Of a network the bits that do not count are 0.
+std::optional<std::string> given_address(cli_call_s *call, const char *name, Spelling spelling)
+{
+    int32_t family = 0;
+    int32_t bits = 0;
+    const uint8_t *given = cli_address(call, name, &family, &bits);
+    if (!given)
+        return {};
+    uint8_t bytes[sizeof(in6_addr)] = {};
+    for (int32_t i = 0; i < (family == 4 ? 4 : 16); i++) {
+        const int32_t counting = std::clamp(bits - i * 8, 0, 8);
+        const int32_t mask = spelling == Spelling::network ? 0xff00 >> counting : 0xff;
+        bytes[i] = static_cast<uint8_t>(given[i] & mask);
+    }
+    char text[INET6_ADDRSTRLEN];
+    std::string spelled = inet_ntop(family == 4 ? AF_INET : AF_INET6, bytes, text, sizeof(text));
+    return spelling == Spelling::address ? spelled : spelled + "/" + std::to_string(bits);
 }
 
 // What a call that writes the configuration has come to: that which is next.
@@ -219,7 +245,7 @@ int32_t set_hostname(cli_call_s *call, Console &)
         return CLI_FAILED;
     }
     const std::lock_guard lock(shared.mutex);
-    const int32_t result = change_text(call, "HOST", to_change().hostname);
+    const int32_t result = change_text(call, given_text(call, "HOST"), to_change().hostname);
     shared.names++;
     return result;
 }
@@ -236,33 +262,33 @@ int32_t set_user(cli_call_s *call, Console &)
 
 int32_t set_vlan(cli_call_s *call, Console &)
 {
-    std::optional<std::string> name;
-    if (cli_has(call, "NAME"))
-        name = cli_text(call, "NAME");
     return is_printable(call, "NAME")
-               ? change(&Configuration::vlans, call, cli_number(call, "VLAN"), name, std::string())
+               ? change(&Configuration::vlans, call, cli_number(call, "VLAN"),
+                        given_text(call, "NAME"), std::string())
                : CLI_FAILED;
 }
 
 int32_t set_route(cli_call_s *call, Console &)
 {
-    std::optional<std::string> gateway;
-    if (cli_has(call, "GATEWAY"))
-        gateway = cli_text(call, "GATEWAY");
-    return change(&Configuration::routes, call, cli_text(call, "NET"), gateway, std::string());
+    return change(&Configuration::routes, call, *given_address(call, "NET", Spelling::network),
+                  given_address(call, "GATEWAY", Spelling::address), std::string());
 }
 
 int32_t set_description(cli_call_s *call, Console &)
 {
     if (!is_printable(call, "TEXT"))
         return CLI_FAILED;
-    return change_port(call,
-                       [call](Port &port) { return change_text(call, "TEXT", port.description); });
+    return change_port(call, [call](Port &port) {
+        return change_text(call, given_text(call, "TEXT"), port.description);
+    });
 }
 
 int32_t set_address(cli_call_s *call, Console &)
 {
-    return change_port(call, [call](Port &port) { return change_text(call, "NET", port.address); });
+    return change_port(call, [call](Port &port) {
+        return change_text(call, given_address(call, "NET", Spelling::address_with_bits),
+                           port.address);
+    });
 }
 
 int32_t set_shutdown(cli_call_s *call, Console &)

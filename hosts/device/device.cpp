@@ -101,14 +101,13 @@ void begin_turn(Console &console)
 {
     follow_name(own_set, own_name);
     note_terminal(console);
-    if (console.visitor)
-        console.visitor->last_input.store(now_ms(), std::memory_order_relaxed);
     begin_tracing(console);
 }
 
 void end_turn(Console &console)
 {
     follow_name(own_set, own_name);
+    note_input(console);
     end_tracing(console);
 }
 

@@ -97,7 +97,7 @@ bool read_welcome(const std::string &path, std::string &out_problem);
 // Shows it, if there is one.
 void show_welcome(tsession_s *s);
 
-// Before and after calls on a session in which lines may run: notes that it is in use and,
+// Before and after calls on a session in which lines may run: notes what has been typed and,
 // with "debug on", shows the library's traces of the calls. The console outlives them, the
 // session may end.
 void begin_turn(Console &console);

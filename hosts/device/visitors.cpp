@@ -105,6 +105,17 @@ void note_terminal(Console &console)
     visitor->terminal = tsession_terminal(s);
 }
 
+// What a command that waits writes by itself is no input.
+void note_input(Console &console)
+{
+    const tsession_s *s = session_of(console);
+    Visitor *visitor = console.visitor;
+    if (!visitor || !s || visitor->typed == tsession_typed(s))
+        return;
+    visitor->typed = tsession_typed(s);
+    visitor->last_input.store(now_ms(), std::memory_order_relaxed);
+}
+
 // A session a call: others may come and go between two.
 int32_t show_sessions(cli_call_s *call, Console &console)
 {

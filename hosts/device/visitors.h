@@ -18,11 +18,15 @@ struct Visitor {
     std::string terminal;
     int columns = 0;
     int rows = 0;
+    uint64_t typed = 0;                  // bytes, as the session counts them
     std::atomic<int64_t> last_input = 0; // in milliseconds, as now_ms has it
 };
 
 // Copies the terminal's type and size as they are in force now.
 void note_terminal(Console &console);
+
+// Notes whether something has been typed.
+void note_input(Console &console);
 
 } // namespace device
 
