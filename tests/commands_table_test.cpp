@@ -315,6 +315,30 @@ TEST_F(Tables, ProgressReplacesItself)
     EXPECT_EQ(run("progress"), "a row\n");
 }
 
+TEST_F(Tables, ASessionWithoutAScreenHasNoProgressAndCutsNoRow)
+{
+    std::string sent;
+    tsession_config_s lines = TSESSION_CONFIG_INIT;
+    lines.transport = TSESSION_BATCH;
+    lines.columns = 10;
+    lines.user = &sent;
+    lines.output = [](tsession_s *, void *user, const char *bytes, size_t count) {
+        static_cast<std::string *>(user)->append(bytes, count);
+    };
+    cli_shell_config_s config = CLI_SHELL_CONFIG_INIT;
+    config.set = set_;
+    config.session = &lines;
+    cli_shell_s *shell = cli_shell_create(&config);
+    const std::string table = run("table");
+    for (const char *line : {"progress", "table"}) {
+        cli_shell_run(shell, line);
+        while (tsession_wait(cli_shell_session(shell)) == 0)
+            tsession_time_out(cli_shell_session(shell));
+    }
+    cli_shell_free(shell);
+    EXPECT_EQ(sent, "a row\n" + table);
+}
+
 TEST_F(Tables, AnEmptyProgressTakesItsRowBack)
 {
     const std::string gone = "half of it\r" + std::string(10, ' ') + "\r";
