@@ -283,8 +283,9 @@ int32_t cli_set_describe(const cli_set_s *set, int32_t level, const char *format
 {
     Snapshot *snapshot = hold(set->current);
     Array<char> out = {};
-    const bool is_written = snapshot && write_format(snapshot, level, format, seed, out);
+    bool is_written = false;
     try {
+        is_written = snapshot && write_format(snapshot, level, format, seed, out);
         if (is_written)
             text(ctx, out.begin(), out.used);
     } catch (...) {

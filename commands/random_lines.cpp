@@ -85,8 +85,13 @@ class Walk {
             row++;
         Notation notation = {};
         const bool is_read = read_built(snapshot_, row->command->syntax, notation);
-        if (is_read)
-            add_words(notation);
+        try {
+            if (is_read)
+                add_words(notation);
+        } catch (...) {
+            notation.nodes.release();
+            throw;
+        }
         notation.nodes.release();
         follow(row_run_for(*row));
         return is_read;

@@ -216,6 +216,8 @@ TEST_F(Careless, ATypeThatThrowsIsAskedAgain)
     EXPECT_THROW(cli_shell_check(batch_, "take one", nullptr), std::runtime_error);
     EXPECT_THROW(type("take ?"), std::runtime_error);
     EXPECT_TRUE(tsession_is_closed(session_));
+    const auto drop = [](void *, const char *, size_t) {};
+    EXPECT_THROW(cli_set_describe(set_, 15, "walk", 1, drop, nullptr), std::runtime_error);
     throws = false;
     EXPECT_EQ(cli_shell_run(batch_, "take one"), CLI_DONE);
     EXPECT_EQ(cli_set_build(set_, nullptr, nullptr), 0);
@@ -443,6 +445,29 @@ TEST_F(Careless, AnAnswerThatThereIsNotIsAFailure)
     EXPECT_EQ(cli_shell_run(batch_, "act"), CLI_FAILED);
     EXPECT_EQ(cli_shell_run(shell_, "act"), CLI_FAILED);
     EXPECT_NE(type("act x\r").find("> "), std::string::npos);
+}
+
+TEST_F(Careless, WhoWaitsWithoutATicketOrHasEndedIsWokenByNobody)
+{
+    static uint64_t ticket;
+    static cli_set_s *asked;
+    ticket = 0;
+    asked = set_;
+    act_ = [](cli_call_s *call) {
+        if (ticket > 0)
+            return CLI_DONE;
+        ticket = cli_ticket(call);
+        cli_state(call, 1, [](void *) { EXPECT_EQ(cli_wake(asked, ticket), -1); });
+        return CLI_LATER;
+    };
+    other_ = [](cli_call_s *) { return CLI_LATER; };
+    begin();
+    type("other\r");
+    EXPECT_EQ(cli_wake(set_, 0), -1);
+    EXPECT_EQ(cli_shell_run(batch_, "act"), CLI_LATER);
+    EXPECT_EQ(cli_wake(set_, ticket), 0);
+    EXPECT_EQ(cli_shell_resume(batch_), CLI_DONE);
+    EXPECT_NE(type("\x03").find("> "), std::string::npos);
 }
 
 // Modes
