@@ -655,9 +655,10 @@ TEST(Telnetd, ACommandThatWaitsKeepsNoIdleSession)
 {
     TelnetServer server({"--idle-timeout", "2"});
     TelnetClient client(server.port());
-    client.send("ping 127.0.0.1 count 1000\r");
-    EXPECT_TRUE(client.receives("request 2: "));
+    client.send("terminal length 0\rping 127.0.0.1 count 1000\r");
     EXPECT_TRUE(client.receives("Idle for too long\r\n"));
+    EXPECT_TRUE(client.has_received("request 2: "));
+    EXPECT_FALSE(client.has_received("request 30: "));
     EXPECT_TRUE(client.is_closed());
 }
 
