@@ -108,6 +108,8 @@ class Gatherer {
         exits_.release();
         links_.release();
         notation_.nodes.release();
+        order_.release();
+        sorted_.release();
         number_.release();
     }
 
@@ -161,7 +163,7 @@ class Gatherer {
         const bool is_bar = definitions_[static_cast<size_t>(of)].is_bar;
         const Part all = is_negated ? add_after(negations(notation_))
                          : is_bar   ? add_after(bar)
-                                    : add_part(notation_.root, true, {});
+                                    : add_part(notation_.root, true, no_node);
         place(form(index).first_place).is_bar = is_bar;
         if (all.may_be_empty)
             findings_.add(Problem::empty_syntax, 0);
@@ -221,7 +223,7 @@ class Gatherer {
         }
         Part rest = {entries_.used, exits_.used, true};
         if (notation_.root != no_node)
-            rest = add_part(notation_.root, true, {});
+            rest = add_part(notation_.root, true, no_node);
         link(before, rest);
         entries_.used = words.size();
         if (!rest.may_be_empty)
@@ -251,8 +253,8 @@ class Gatherer {
         form(of).is_followed |= !which.empty();
     }
 
-    // which: of the <a|b>$which with an alternative that the part may be the beginning of.
-    Part add_part(int32_t i, bool is_top, std::string_view which)
+    // choice: the <a|b>$which with an alternative that the part may be the beginning of, or no_node.
+    Part add_part(int32_t i, bool is_top, int32_t choice)
     {
         const Node &node = notation_.nodes[static_cast<size_t>(i)];
         const Part part = {entries_.used, exits_.used, false};
@@ -263,25 +265,27 @@ class Gatherer {
             word.text = node.text;
             word.type = node.type;
             word.is_keyword = node.kind == NodeKind::keyword;
+            const std::string_view which =
+                choice == no_node ? "" : notation_.nodes[static_cast<size_t>(choice)].which;
             add_place(word, which, node.column, node.repeats);
             places_[places_.used - 1].is_last_word = is_top && word.is_keyword;
             return part;
         }
         case NodeKind::sequence:
-            return add_sequence(node, is_top, which);
+            return add_sequence(node, is_top, choice);
         case NodeKind::set:
-            return add_set(node, which);
+            return add_set(node, choice);
         default:
-            return add_alternatives(node, node.which.empty() ? which : node.which);
+            return add_alternatives(node, node.which.empty() ? choice : i);
         }
     }
 
-    Part add_sequence(const Node &node, bool is_top, std::string_view which)
+    Part add_sequence(const Node &node, bool is_top, int32_t choice)
     {
         Part all = {entries_.used, exits_.used, true};
         for (int32_t i = node.first; i != no_node;) {
             const bool begins = all.may_be_empty;
-            const Part next = add_part(i, is_top, begins ? which : std::string_view());
+            const Part next = add_part(i, is_top, begins ? choice : no_node);
             link(all, next);
             if (!all.may_be_empty)
                 entries_.used = next.first_entry;
@@ -293,11 +297,11 @@ class Gatherer {
         return all;
     }
 
-    Part add_alternatives(const Node &node, std::string_view which)
+    Part add_alternatives(const Node &node, int32_t choice)
     {
         Part all = {entries_.used, exits_.used, false};
         for (int32_t i = node.first; i != no_node;) {
-            all.may_be_empty |= add_part(i, false, which).may_be_empty;
+            all.may_be_empty |= add_part(i, false, choice).may_be_empty;
             i = notation_.nodes[static_cast<size_t>(i)].next;
         }
         all.may_be_empty |=
@@ -305,12 +309,12 @@ class Gatherer {
         return all;
     }
 
-    Part add_set(const Node &node, std::string_view which)
+    Part add_set(const Node &node, int32_t choice)
     {
         const Part all = {entries_.used, exits_.used, false};
         for (int32_t i = node.first; i != no_node;) {
             const Node &option = notation_.nodes[static_cast<size_t>(i)];
-            const Part part = add_part(i, false, which);
+            const Part part = add_part(i, false, choice);
             if (part.may_be_empty)
                 findings_.add(Problem::option_may_be_empty, option.column);
             if (options_ == most_options) {
@@ -361,10 +365,17 @@ class Gatherer {
     // So far symbols have the order in which they are met.
     void number_symbols()
     {
-        std::sort(symbols_.begin(), symbols_.end(), is_before);
-        add_copies(number_, symbols_.used, 0);
+        reserve(order_, symbols_.used);
         for (int32_t i = 0; i < count(symbols_); i++)
-            number_[static_cast<size_t>(symbol_of_word_.find(symbol(i))->second)] = i;
+            add(order_, i);
+        std::sort(order_.begin(), order_.end(), [this](int32_t one, int32_t other) {
+            return is_before(symbol(one), symbol(other));
+        });
+        add_copies(number_, symbols_.used, 0);
+        reserve(sorted_, symbols_.used);
+        for (const int32_t i : order_)
+            number_[static_cast<size_t>(i)] = add(sorted_, symbol(i));
+        std::swap(symbols_, sorted_);
         for (Place &one : places_)
             one.symbol = number_[static_cast<size_t>(one.symbol)];
     }
@@ -445,6 +456,8 @@ class Gatherer {
     std::unordered_map<Symbol, int32_t, HashOfSymbol, IsSameSymbol,
                        Tracked<std::pair<const Symbol, int32_t>>>
         symbol_of_word_;
+    Array<int32_t> order_; // the symbols as they are to be sorted
+    Array<Symbol> sorted_;
     Array<int32_t> number_; // of a symbol, once they are sorted
 };
 
