@@ -42,14 +42,26 @@ void fail_at(cli_call_s *call, const cli_pmatch_s *word, const char *text)
     error.at = word->pos;
     strlcpy2(error.why, text, std::size(error.why) - 1);
     const tsession_s *session = call->shell->session;
-    const int32_t columns = session ? tsession_columns(session) : 0;
-    const int32_t len = cli_assist_format_error(call->line, &error, columns, nullptr, 0);
+    explain(call->shell, call->line, error, session ? tsession_columns(session) : 0);
+}
+
+void explain(cli_shell_s *shell, const char *line, const cli_assist_error_s &error, int32_t columns)
+{
+    char few[2 * CLI_ASSIST_MAX_LINE + CLI_ASSIST_MAX_WHY + 16];
+    const int32_t room = static_cast<int32_t>(std::size(few));
+    const int32_t len = cli_assist_format_error(line, &error, columns, few, room);
+    if (len < room)
+        return write_error(shell, few);
     auto *rows = static_cast<char *>(tracked_malloc(static_cast<size_t>(len) + 1, text_tag));
-    if (!rows)
-        return fail(call, text);
-    cli_assist_format_error(call->line, &error, columns, rows, len + 1);
+    if (!rows) {
+        write_error(shell, "% ");
+        write_error(shell, *error.why ? error.why : cli_assist_strreason(error.reason));
+        write_error(shell, "\n");
+        return;
+    }
+    cli_assist_format_error(line, &error, columns, rows, len + 1);
     try {
-        write_error(call->shell, rows);
+        write_error(shell, rows);
     } catch (...) {
         tracked_free(rows, text_tag);
         throw;

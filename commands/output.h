@@ -22,6 +22,11 @@ void write_output(cli_call_s *call, const char *text);
 void fail(cli_call_s *call, const char *text);
 void fail_at(cli_call_s *call, const cli_pmatch_s *word, const char *text);
 
+// What is wrong with a line, on a screen of so many columns; 0: they are unknown. Of a line that is
+// too long, without memory, the reason alone.
+void explain(cli_shell_s *shell, const char *line, const cli_assist_error_s &error,
+             int32_t columns);
+
 // What comes next stands below the row of progress.
 void end_progress(cli_call_s *call);
 

@@ -3,6 +3,7 @@
 #include "shell.h"
 
 #include "filter.h"
+#include "output.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -341,13 +342,6 @@ int32_t go_through(cli_call_s *call, int32_t result)
     return result;
 }
 
-void explain(cli_shell_s *shell, const char *line, const cli_assist_error_s &error)
-{
-    char rows[2 * CLI_ASSIST_MAX_LINE + CLI_ASSIST_MAX_WHY + 16];
-    cli_assist_format_error(line, &error, 0, rows, static_cast<int32_t>(std::size(rows)));
-    write_error(shell, rows);
-}
-
 int32_t run_in_batch(cli_shell_s *shell, const char *line)
 {
     if (is_comment(line))
@@ -362,7 +356,7 @@ int32_t run_in_batch(cli_shell_s *shell, const char *line)
         if (action)
             result = begin_call(shell, line, action, matches, &call);
         else
-            explain(shell, line, error);
+            explain(shell, line, error, 0);
         if (call)
             result = go_through(call, result);
     } catch (...) {

@@ -622,6 +622,18 @@ TEST_F(Written, WhoIsCancelledHearsOfItOnce)
     EXPECT_NE(type("act x\r").find("> "), std::string::npos);
 }
 
+// Lines
+
+TEST_F(Careless, ALineOfAnyLengthHearsWhatIsWrongWithIt)
+{
+    begin();
+    EXPECT_EQ(run("act " + std::string(4092, 'x')), "");
+    for (const size_t len : {4093U, 5000U, 100000U}) {
+        const std::string told = run("act " + std::string(len, 'x'));
+        EXPECT_TRUE(told.ends_with("^\n% line too long\n")) << len;
+    }
+}
+
 // Formats and tables
 
 TEST_F(Careless, AConfigurationsFormatThatIsWrongIsAFaultAndLeavesNothing)

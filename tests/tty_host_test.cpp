@@ -748,6 +748,9 @@ TEST(TtyHostBatch, RunsTheLinesOfAFileAndNamesTheOneInError)
     EXPECT_EQ(ran.text, expected);
     std::ofstream(path) << "echo a\necho b" << '\0' << "c\n";
     EXPECT_EQ(run(program + " -f " + path + " 2>&1").text, "a\n" + path + ":2: % a byte 0\n");
+    std::ofstream(path) << "echo a\necho " << std::string(5000, 'x') << "\n";
+    EXPECT_TRUE(run(program + " -f " + path + " 2>&1")
+                    .text.ends_with("^\n" + path + ":2: % line too long\n"));
     std::ofstream(path) << "echo last line";
     EXPECT_EQ(run(program + " -f " + path).text, "last line\n");
     unlink(path.c_str());

@@ -57,11 +57,12 @@ class Batch {
             fail(errors_);
     }
 
-    // The place comes before the reason, which is the row that begins with "% ".
+    // The place comes before the reason, which is the last row that begins with "% ".
     void fail(const std::string &text)
     {
         has_failed_ = true;
-        const size_t row = text.rfind("% ");
+        const size_t before = text.rfind("\n% ");
+        const size_t row = before == text.npos ? 0 : before + 1;
         std::fflush(stdout);
         std::fprintf(stderr, "%s%s:%d: %s", text.substr(0, row).c_str(), source_.c_str(), line_,
                      text.substr(row).c_str());
