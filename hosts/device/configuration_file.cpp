@@ -88,7 +88,6 @@ int write_file(const std::filesystem::path &path, const std::string &text)
 
 // What a command that saves shares with the thread.
 struct Saving {
-    std::string text;
     std::function<void()> wake;
     std::optional<int> error; // 0, or errno; nothing before the end
 };
@@ -103,10 +102,19 @@ struct Saver {
 
 Saver saver;
 
-int save(const std::string &text)
+// By commands of the thread's own, so that a long configuration keeps no session waiting.
+std::string running_configuration()
+{
+    Batch batch("exec");
+    if (cli_shell_run(batch.shell(), "show running-config | no-more") != CLI_DONE)
+        throw std::bad_alloc(); // nothing else can keep it from being written
+    return batch.written();
+}
+
+int save()
 {
     try {
-        return write_file(host().configuration, text);
+        return write_file(host().configuration, running_configuration());
     } catch (const std::bad_alloc &) {
         return ENOMEM;
     }
@@ -115,7 +123,7 @@ int save(const std::string &text)
 // Without memory nothing is told: its user waits, as for any command, until Ctrl-C.
 void conclude(Saving &saving)
 {
-    const int error = save(saving.text);
+    const int error = save();
     try {
         {
             const std::lock_guard lock(saver.mutex);
@@ -133,24 +141,17 @@ void save_all()
     while (true) {
         saver.changed.wait(lock, [] { return saver.is_stopping || !saver.waiting.empty(); });
         if (saver.waiting.empty())
-            return;
+            break;
         const std::shared_ptr<Saving> saving = std::move(saver.waiting.front());
         saver.waiting.pop_front();
         lock.unlock();
         conclude(*saving);
         lock.lock();
     }
+    release_thread();
 }
 
-std::string running_configuration()
-{
-    Batch batch("exec");
-    if (cli_shell_run(batch.shell(), "show running-config | no-more") != CLI_DONE)
-        throw std::bad_alloc(); // nothing else can keep it from being written
-    return batch.written();
-}
-
-// In the order in which the configuration was like that: the last is what stays in the file.
+// What is saved is the configuration as it is once the thread comes to it.
 // Returns: NULL when there are too many, or there can be no thread.
 std::shared_ptr<Saving> begin_saving(std::function<void()> wake)
 {
@@ -159,7 +160,6 @@ std::shared_ptr<Saving> begin_saving(std::function<void()> wake)
     const std::lock_guard lock(saver.mutex);
     if (saver.waiting.size() >= most_savings)
         return nullptr;
-    saving->text = running_configuration();
     try {
         if (!saver.thread.joinable())
             saver.thread = std::thread(save_all);
@@ -255,7 +255,7 @@ int32_t save_configuration(cli_call_s *call, Console &console)
         return CLI_FAILED;
     }
     if (!host().poster)
-        return tell_result(call, save(running_configuration()));
+        return tell_result(call, save());
     if (saving) {
         const std::lock_guard lock(saver.mutex);
         return saving->error ? tell_result(call, *saving->error) : CLI_LATER;
