@@ -130,8 +130,8 @@ bool read_argument(cli_call_s *call, const char *name, Value &out_value)
                       out_value);
 }
 
-// The modes after a command that is done. A set that was built meanwhile may have lost the mode, and
-// the shell its level.
+// The modes after a command that is done. A set that was built meanwhile may have lost the mode,
+// and the shell its level.
 bool move(cli_call_s *call)
 {
     cli_shell_s *shell = call->shell;

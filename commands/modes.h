@@ -30,7 +30,8 @@ inline int32_t mode_of(const Entered *top)
 // The words [words, end) are the line's. Returns false without memory: nothing is entered.
 bool enter_mode(Entered *&top, int32_t mode, const cli_pmatch_s *words, const cli_pmatch_s *end);
 void leave_mode(Entered *&top);
-// Enters a mode and all that it is in, as if by lines without arguments. Returns false without memory.
+// Enters a mode and all that it is in, as if by lines without arguments. Returns false without
+// memory.
 bool enter_path(Entered *&top, const Snapshot *snapshot, int32_t mode);
 // Leaves modes until it is the one; it is among them, or is the first.
 void leave_to(Entered *&top, int32_t mode);

@@ -253,7 +253,8 @@ class Gatherer {
         form(of).is_followed |= !which.empty();
     }
 
-    // choice: the <a|b>$which with an alternative that the part may be the beginning of, or no_node.
+    // choice: the <a|b>$which with an alternative that the part may be the beginning of, or
+    // no_node.
     Part add_part(int32_t i, bool is_top, int32_t choice)
     {
         const Node &node = notation_.nodes[static_cast<size_t>(i)];

@@ -90,7 +90,8 @@ void pass_event(tsession_s *s, void *user, const tsession_event_s *event)
     });
 }
 
-// A secret may be in a line that is refused before the place where it would have been known for one.
+// A secret may be in a line that is refused before the place where it would have been known for
+// one.
 bool may_have_secret(cli_shell_s *shell, const char *line, const cli_assist_error_s &error)
 {
     const cli_pnode_s *first = root(shell);
@@ -447,7 +448,8 @@ void update_shells(cli_set_s *set)
     }
 }
 
-// A session's call is its output. It is cancelled within the session, where a fault ends that alone.
+// A session's call is its output. It is cancelled within the session, where a fault ends that
+// alone.
 void cancel_calls_of(cli_set_s *set, const Owner *owner)
 {
     const auto find = [set, owner]() -> cli_call_s * {

@@ -91,8 +91,8 @@ namespace varno::commands {
 void show_mode(cli_shell_s *shell);
 void set_level(cli_shell_s *shell, int32_t level);
 
-// All shells have what the set was built from last, and its name. What they show goes to their hosts,
-// which may free any of them.
+// All shells have what the set was built from last, and its name. What they show goes to their
+// hosts, which may free any of them.
 void update_shells(cli_set_s *set);
 // A word that may be a secret is in a line.
 void see_secret(cli_shell_s *shell);
@@ -105,8 +105,8 @@ void write_error(cli_shell_s *shell, const char *text);
 
 // Calls (call.cpp)
 
-// Begins a call and runs it the first time. The result is CLI_DONE, CLI_FAILED, or that of a call that goes
-// on, which out_call then is.
+// Begins a call and runs it the first time. The result is CLI_DONE, CLI_FAILED, or that of a call
+// that goes on, which out_call then is.
 int32_t begin_call(cli_shell_s *shell, const char *line, const cli_pnode_s *action,
                    const cli_pmatch_s *matches, cli_call_s **out_call);
 // Calls its function again. Anything but CLI_MORE and CLI_LATER has ended the call.

@@ -1,5 +1,5 @@
-// Links are never followed: neither name is opened for writing unless it is made here. Whoever writes
-// a file has a lock on it, by which a file is told from one that a crash has left.
+// Links are never followed: neither name is opened for writing unless it is made here. Whoever
+// writes a file has a lock on it, by which a file is told from one that a crash has left.
 
 #include "new_file.h"
 

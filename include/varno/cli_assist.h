@@ -74,9 +74,10 @@ typedef void (*cli_assist_values_fn)(void *user, const cli_pnode_s *node, const 
 
 /* Narrows, node by node, what a word may be. Of the alternatives that it leaves the
  * best counts, and cli_parse decides between those: a whole keyword, which may be
- * refused, comes before FIT_VALUE, that before FIT_TYPED, that before FIT_TAKES. An abbreviated keyword is
- * left out only by FIT_VALUE; beside any other fit, FIT_BEGINS included, it is
- * ambiguous. FIT_BEGINS alone takes no word. A number must be one to cli_parse, too.
+ * refused, comes before FIT_VALUE, that before FIT_TYPED, that before FIT_TAKES. An
+ * abbreviated keyword is left out only by FIT_VALUE; beside any other fit, FIT_BEGINS
+ * included, it is ambiguous. FIT_BEGINS alone takes no word. A number must be one to
+ * cli_parse, too.
  *
  * With a filter, its functions and those that choices go to may leave by an exception,
  * but not by longjmp: the records of the words before are held meanwhile. */

@@ -33,9 +33,9 @@
  * can have wrong is told when the set is built.
  *
  * A handler is a lambda without captures, or a function: command<"reload", reload>("...").
- * It returns nothing, or what a cli_run_fn does; where that is now CLI_DONE and now call.fail(...),
- * a lambda needs "-> int32_t" before its body. It may throw as a cli_run_fn may. What has no method,
- * such as a table, is a function of varno/commands.h: cli_columns(call, ...). */
+ * It returns nothing, or what a cli_run_fn does; where that is sometimes CLI_DONE and sometimes
+ * call.fail(...), a lambda needs "-> int32_t" before its body. It may throw as a cli_run_fn may.
+ * What has no method, such as a table, is a function of varno/commands.h: cli_columns(call, ...). */
 
 #include <varno/commands.h>
 

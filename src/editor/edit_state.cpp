@@ -491,7 +491,8 @@ int prompt_token_extract(prompt_s *p, int start, char *out_token, int token_len,
     VARNO_ASSERT(token_len > end - start);
 
     // The bounds are the token's own in the line, quotes and backslashes included, since it
-    // is the line that is cut. The line ends at the token's end for the copy, so that a cut is one of the token.
+    // is the line that is cut. The line ends at the token's end for the copy, so that a cut is
+    // one of the token.
     const char after = p->ps.buf[end];
     p->ps.buf[end] = '\0';
     const int cut = strlcpy2(out_token, p->ps.buf + start, (size_t) (end - start));

@@ -44,7 +44,8 @@ constexpr int32_t naws_bytes = 9;
 constexpr int32_t naws_end_at = 7;
 constexpr int32_t malformed_naws_bytes = 6;
 
-// Hosts print these rows. The texts are observable, their slips included: keep them letter for letter.
+// Hosts print these rows. The texts are observable, their slips included: keep them letter for
+// letter.
 // Row: code - TN_NVT_SE. ORDER telnet commands
 // clang-format off
 constexpr telnet_command_s commands[] = {
