@@ -152,7 +152,8 @@ bool move(cli_call_s *call)
     return is_moved;
 }
 
-// What a call that has ended has not written yet, and where it leads. Returns its result.
+// Writes what a call that has ended has not written yet, and goes where it leads. Returns its
+// result.
 int32_t conclude(cli_call_s *call, int32_t result)
 {
     if (result == CLI_DONE)

@@ -571,7 +571,7 @@ int tsession_page(tsession_s *s, tsession_produce_fn produce, void *ctx)
     return result;
 }
 
-// One that was closed by an exception still has its output.
+// A session that an exception has closed may still have an output to cancel.
 void tsession_cancel(tsession_s *s)
 {
     if (s->mode == Mode::pager)

@@ -36,7 +36,7 @@ struct Console {
     std::unique_ptr<Traces> traces; // of its turn, while it wants them
     Traces *outer_traces = nullptr; // of the turn around its own
     bool is_done = false;           // a batch ran "exit"
-    bool is_reading_back = false;   // lines of a file that was saved, maybe when more was there
+    bool is_reading_back = false;   // runs a saved file's lines, whose interfaces may have gone
     size_t timers = 0;              // that run
     void *host = nullptr;           // the host's own
 

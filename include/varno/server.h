@@ -90,8 +90,8 @@ struct server_config_s {
     uint32_t max_sessions;     /* at once; 0: 1000 */
     uint32_t max_per_address;  /* of these; 0: as many as max_sessions */
     uint32_t max_connect_rate; /* clients of an address that are let in within a minute; 0: any */
-    uint32_t idle_seconds;     /* without a key that end a session, but for one that takes output;
-                                0: never */
+    uint32_t idle_seconds;     /* without a key that end a session, while it takes no output
+                                either; 0: never */
     uint32_t session_seconds;  /* that a session may last; 0: for ever */
     uint32_t stall_seconds;    /* a client may leave all of its output; 0: 60 */
     size_t backlog;            /* bytes of output that may wait for a client, 131072 or more;
